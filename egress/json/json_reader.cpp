@@ -1,0 +1,231 @@
+#include "egress/json/json_reader.h"
+
+#include <charconv>
+#include <cstdint>
+#include <string>
+#include <utility>
+
+namespace egress {
+namespace {
+
+struct JsonCursor {
+  std::string_view text;
+  std::size_t position = 0;
+};
+
+bool parseJsonValue(JsonCursor& cursor, JsonValue& value, std::size_t depth);
+
+bool atEnd(const JsonCursor& cursor) {
+  return cursor.position == cursor.text.size();
+}
+
+// Only these four: a form feed or a byte-order mark is no blank.
+bool isBlank(char byte) {
+  return byte == ' ' || byte == '\t' || byte == '\n' || byte == '\r';
+}
+
+bool isDigit(char byte) {
+  return byte >= '0' && byte <= '9';
+}
+
+// Advances past `expected` when it stands at the position.
+bool consume(JsonCursor& cursor, std::string_view expected) {
+  if (!cursor.text.substr(cursor.position).starts_with(expected)) return false;
+  cursor.position += expected.size();
+  return true;
+}
+
+void skipBlanks(JsonCursor& cursor) {
+  while (!atEnd(cursor) && isBlank(cursor.text[cursor.position])) ++cursor.position;
+}
+
+// The value of a hexadecimal digit, or 16 for any other byte.
+std::uint32_t hexDigitValue(char byte) {
+  if (isDigit(byte)) return static_cast<std::uint32_t>(byte - '0');
+  if (byte >= 'a' && byte <= 'f') return static_cast<std::uint32_t>(byte - 'a') + 10;
+  if (byte >= 'A' && byte <= 'F') return static_cast<std::uint32_t>(byte - 'A') + 10;
+  return 16;
+}
+
+bool parseFourHexDigits(JsonCursor& cursor, std::uint32_t& unit) {
+  const std::string_view digits = cursor.text.substr(cursor.position, 4);
+  if (digits.size() < 4) return false;
+  unit = 0;
+  for (const char byte : digits) {
+    const std::uint32_t digit = hexDigitValue(byte);
+    if (digit == 16) return false;
+    unit = (unit << 4) | digit;
+  }
+  cursor.position += 4;
+  return true;
+}
+
+// UTF-8 (RFC 3629), but for surrogates, which are encoded like any other code point of their size.
+void appendUtf8(std::string& bytes, std::uint32_t codePoint) {
+  const auto append = [&bytes](std::uint32_t byte) { bytes.push_back(static_cast<char>(byte)); };
+  const auto appendContinuation = [&append](std::uint32_t bits) { append(0x80 | (bits & 0x3F)); };
+  if (codePoint <= 0x7F) {
+    append(codePoint);
+  } else if (codePoint <= 0x7FF) {
+    append(0xC0 | (codePoint >> 6));
+    appendContinuation(codePoint);
+  } else if (codePoint <= 0xFFFF) {
+    append(0xE0 | (codePoint >> 12));
+    appendContinuation(codePoint >> 6);
+    appendContinuation(codePoint);
+  } else {
+    append(0xF0 | (codePoint >> 18));
+    appendContinuation(codePoint >> 12);
+    appendContinuation(codePoint >> 6);
+    appendContinuation(codePoint);
+  }
+}
+
+bool isHighSurrogate(std::uint32_t unit) {
+  return unit >= 0xD800 && unit <= 0xDBFF;
+}
+
+bool isLowSurrogate(std::uint32_t unit) {
+  return unit >= 0xDC00 && unit <= 0xDFFF;
+}
+
+// What follows a `\u`: four hex digits, and the other half of a surrogate pair when it stands
+// there.
+bool parseUnicodeEscape(JsonCursor& cursor, std::string& bytes) {
+  std::uint32_t unit = 0;
+  if (!parseFourHexDigits(cursor, unit)) return false;
+  if (isHighSurrogate(unit)) {
+    const std::size_t afterFirst = cursor.position;
+    std::uint32_t low = 0;
+    if (consume(cursor, "\\u") && parseFourHexDigits(cursor, low) && isLowSurrogate(low)) {
+      appendUtf8(bytes, 0x10000 + ((unit - 0xD800) << 10) + (low - 0xDC00));
+      return true;
+    }
+    // An unpaired half stands for itself; what follows it is read on its own, as if it came first.
+    cursor.position = afterFirst;
+  }
+  appendUtf8(bytes, unit);
+  return true;
+}
+
+// What follows a backslash.
+bool parseEscape(JsonCursor& cursor, std::string& bytes) {
+  if (atEnd(cursor)) return false;
+  switch (cursor.text[cursor.position++]) {
+    case '"': bytes.push_back('"'); return true;
+    case '\\': bytes.push_back('\\'); return true;
+    case '/': bytes.push_back('/'); return true;
+    case 'b': bytes.push_back('\b'); return true;
+    case 'f': bytes.push_back('\f'); return true;
+    case 'n': bytes.push_back('\n'); return true;
+    case 'r': bytes.push_back('\r'); return true;
+    case 't': bytes.push_back('\t'); return true;
+    case 'u': return parseUnicodeEscape(cursor, bytes);
+    default: return false;
+  }
+}
+
+bool parseJsonString(JsonCursor& cursor, std::string& bytes) {
+  if (!consume(cursor, "\"")) return false;
+  bytes.clear();
+  while (!atEnd(cursor)) {
+    const char byte = cursor.text[cursor.position++];
+    if (byte == '"') return true;
+    if (byte == '\\') {
+      if (!parseEscape(cursor, bytes)) return false;
+    } else {
+      bytes.push_back(byte);
+    }
+  }
+  return false;
+}
+
+// One or more decimal digits.
+bool skipDigits(JsonCursor& cursor) {
+  const std::size_t start = cursor.position;
+  while (!atEnd(cursor) && isDigit(cursor.text[cursor.position])) ++cursor.position;
+  return cursor.position > start;
+}
+
+bool parseJsonNumber(JsonCursor& cursor, JsonValue& value) {
+  const std::size_t start = cursor.position;
+  value.kind = JsonKind::Number;
+  consume(cursor, "-");
+  if (!skipDigits(cursor)) return false;
+  const std::size_t integerEnd = cursor.position;
+  if (consume(cursor, ".") && !skipDigits(cursor)) return false;
+  if (consume(cursor, "e") || consume(cursor, "E")) {
+    if (!consume(cursor, "+")) consume(cursor, "-");
+    if (!skipDigits(cursor)) return false;
+  }
+  if (cursor.position > integerEnd) return true;
+
+  const char* const text = cursor.text.data();
+  const auto converted = std::from_chars(text + start, text + integerEnd, value.intValue);
+  if (converted.ec == std::errc{}) value.kind = JsonKind::Integer;
+  return true;
+}
+
+bool parseJsonArray(JsonCursor& cursor, JsonValue& value, std::size_t depth) {
+  value.kind = JsonKind::Array;
+  consume(cursor, "[");
+  skipBlanks(cursor);
+  if (consume(cursor, "]")) return true;
+  do {
+    JsonValue item;
+    if (!parseJsonValue(cursor, item, depth + 1)) return false;
+    value.items.push_back(std::move(item));
+    skipBlanks(cursor);
+  } while (consume(cursor, ","));
+  return consume(cursor, "]");
+}
+
+bool parseJsonObject(JsonCursor& cursor, JsonValue& value, std::size_t depth) {
+  value.kind = JsonKind::Object;
+  consume(cursor, "{");
+  skipBlanks(cursor);
+  if (consume(cursor, "}")) return true;
+  do {
+    skipBlanks(cursor);
+    std::string key;
+    if (!parseJsonString(cursor, key)) return false;
+    skipBlanks(cursor);
+    if (!consume(cursor, ":")) return false;
+    JsonValue member;
+    if (!parseJsonValue(cursor, member, depth + 1)) return false;
+    value.memberKeys.push_back(std::move(key));
+    value.memberValues.push_back(std::move(member));
+    skipBlanks(cursor);
+  } while (consume(cursor, ","));
+  return consume(cursor, "}");
+}
+
+bool parseJsonValue(JsonCursor& cursor, JsonValue& value, std::size_t depth) {
+  if (depth > kMaxJsonDepth) return false;
+  skipBlanks(cursor);
+  if (atEnd(cursor)) return false;
+  switch (cursor.text[cursor.position]) {
+    case '{': return parseJsonObject(cursor, value, depth);
+    case '[': return parseJsonArray(cursor, value, depth);
+    case '"': value.kind = JsonKind::String; return parseJsonString(cursor, value.stringValue);
+    case 't':
+      value.kind = JsonKind::Bool;
+      value.boolValue = true;
+      return consume(cursor, "true");
+    case 'f': value.kind = JsonKind::Bool; return consume(cursor, "false");
+    case 'n': return consume(cursor, "null");
+    default: return parseJsonNumber(cursor, value);
+  }
+}
+
+}  // namespace
+
+bool parseJsonDocument(std::string_view text, JsonValue& value) {
+  JsonCursor cursor{.text = text};
+  value = JsonValue{};
+  if (!parseJsonValue(cursor, value, 0)) return false;
+  skipBlanks(cursor);
+  return atEnd(cursor);
+}
+
+}  // namespace egress
