@@ -1,0 +1,167 @@
+#include "egress/core/status_words.h"
+
+#include <limits>
+#include <string_view>
+
+namespace egress {
+
+// Each switch is its vocabulary's one table. None has a default, so that the compiler names an
+// enumerator without a word; the last enumerator breaks out to the word that also serves every
+// value outside the enumeration.
+
+const char* toString(ConfigStatus status) noexcept {
+  switch (status) {
+    using enum ConfigStatus;
+    case OK: return "OK";
+    case NO_CONFIG: return "NO_CONFIG";
+    case JSON_PARSE_FAILED: return "JSON_PARSE_FAILED";
+    case AUTO_DETECT_MISSING: return "AUTO_DETECT_MISSING";
+    case AUTO_DETECT_INVALID: break;
+  }
+  return "AUTO_DETECT_INVALID";
+}
+
+const char* toString(EgressSelectionPolicy policy) noexcept {
+  switch (policy) {
+    using enum EgressSelectionPolicy;
+    case singbox_auto_detect: return "singbox_auto_detect";
+    case os_routed: return "os_routed";
+    case unknown: break;
+  }
+  return "unknown";
+}
+
+const char* toString(ActiveEndpointStatus status) noexcept {
+  switch (status) {
+    using enum ActiveEndpointStatus;
+    case OK: return "OK";
+    case NOT_EVALUATED_CONFIG_UNAVAILABLE: return "NOT_EVALUATED_CONFIG_UNAVAILABLE";
+    case SELECTOR_TRANSPORT_FAILED: return "SELECTOR_TRANSPORT_FAILED";
+    case SELECTOR_RESPONSE_MALFORMED: return "SELECTOR_RESPONSE_MALFORMED";
+    case SELECTOR_NOW_MISSING: return "SELECTOR_NOW_MISSING";
+    case SELECTOR_CYCLE: return "SELECTOR_CYCLE";
+    case SELECTOR_DEPTH_EXCEEDED: return "SELECTOR_DEPTH_EXCEEDED";
+    case DETOUR_CYCLE: return "DETOUR_CYCLE";
+    case DETOUR_DEPTH_EXCEEDED: return "DETOUR_DEPTH_EXCEEDED";
+    case OUTBOUND_NOT_FOUND: return "OUTBOUND_NOT_FOUND";
+    case LEAF_HAS_NO_REMOTE_ENDPOINT: return "LEAF_HAS_NO_REMOTE_ENDPOINT";
+    case ENDPOINT_MISSING: return "ENDPOINT_MISSING";
+    case ENDPOINT_INVALID: return "ENDPOINT_INVALID";
+    case ENDPOINT_NOT_NUMERIC: return "ENDPOINT_NOT_NUMERIC";
+    case ENDPOINT_NOT_SINGLETON: return "ENDPOINT_NOT_SINGLETON";
+    case TRANSPORT_UNSUPPORTED: return "TRANSPORT_UNSUPPORTED";
+    case TRANSPORT_UNKNOWN: break;
+  }
+  return "TRANSPORT_UNKNOWN";
+}
+
+const char* toString(SelectionStatus status) noexcept {
+  switch (status) {
+    using enum SelectionStatus;
+    case OK: return "OK";
+    case NOT_APPLICABLE_OS_ROUTED: return "NOT_APPLICABLE_OS_ROUTED";
+    case NOT_EVALUATED_ENDPOINT_UNAVAILABLE: return "NOT_EVALUATED_ENDPOINT_UNAVAILABLE";
+    case NOT_EVALUATED_SOCKET_ENUM_FAILED: return "NOT_EVALUATED_SOCKET_ENUM_FAILED";
+    case NOT_EVALUATED_ADAPTER_ENUM_FAILED: return "NOT_EVALUATED_ADAPTER_ENUM_FAILED";
+    case NO_MATCHING_SOCKET: return "NO_MATCHING_SOCKET";
+    case SOCKET_SOURCE_ADDRESS_UNMAPPED: return "SOCKET_SOURCE_ADDRESS_UNMAPPED";
+    case PARTIAL_SOCKET_SOURCE_MAPPING: return "PARTIAL_SOCKET_SOURCE_MAPPING";
+    case MULTIPLE_MATCHING_SOCKET_INTERFACES: return "MULTIPLE_MATCHING_SOCKET_INTERFACES";
+    case ADDRESS_INTERFACE_AMBIGUOUS: break;
+  }
+  return "ADDRESS_INTERFACE_AMBIGUOUS";
+}
+
+const char* toString(InterfacesStatus status) noexcept {
+  switch (status) {
+    using enum InterfacesStatus;
+    case OK: return "OK";
+    case ADAPTER_ENUM_FAILED: break;
+  }
+  return "ADAPTER_ENUM_FAILED";
+}
+
+const char* toString(DefaultRoutesStatus status) noexcept {
+  switch (status) {
+    using enum DefaultRoutesStatus;
+    case OK: return "OK";
+    case ROUTE_ENUM_FAILED: return "ROUTE_ENUM_FAILED";
+    case SNAPSHOT_INCONSISTENT: break;
+  }
+  return "SNAPSHOT_INCONSISTENT";
+}
+
+const char* toString(SocketSourcesStatus status) noexcept {
+  switch (status) {
+    using enum SocketSourcesStatus;
+    case OK: return "OK";
+    case SOCKET_ENUM_FAILED: break;
+  }
+  return "SOCKET_ENUM_FAILED";
+}
+
+const char* toString(InterfaceOrdinalStatus status) noexcept {
+  switch (status) {
+    using enum InterfaceOrdinalStatus;
+    case OK: return "OK";
+    case ROUTE_INTERFACE_UNMAPPED: break;
+  }
+  return "ROUTE_INTERFACE_UNMAPPED";
+}
+
+namespace {
+
+// A vocabulary's words by ascending number. The catch-all is the last one, so the list ends there.
+template <typename Status>
+std::vector<std::string> declaredWords() {
+  const std::string_view catchAll = toString(Status{std::numeric_limits<std::uint32_t>::max()});
+  std::vector<std::string> words;
+  for (std::uint32_t number = 0; words.empty() || words.back() != catchAll; ++number) {
+    words.emplace_back(toString(Status{number}));
+  }
+  return words;
+}
+
+}  // namespace
+
+const std::vector<std::string>& declaredConfigStatus() {
+  static const std::vector<std::string> words = declaredWords<ConfigStatus>();
+  return words;
+}
+
+const std::vector<std::string>& declaredEgressSelectionPolicy() {
+  static const std::vector<std::string> words = declaredWords<EgressSelectionPolicy>();
+  return words;
+}
+
+const std::vector<std::string>& declaredActiveEndpointStatus() {
+  static const std::vector<std::string> words = declaredWords<ActiveEndpointStatus>();
+  return words;
+}
+
+const std::vector<std::string>& declaredSelectionStatus() {
+  static const std::vector<std::string> words = declaredWords<SelectionStatus>();
+  return words;
+}
+
+const std::vector<std::string>& declaredInterfacesStatus() {
+  static const std::vector<std::string> words = declaredWords<InterfacesStatus>();
+  return words;
+}
+
+const std::vector<std::string>& declaredDefaultRoutesStatus() {
+  static const std::vector<std::string> words = declaredWords<DefaultRoutesStatus>();
+  return words;
+}
+
+const std::vector<std::string>& declaredSocketSourcesStatus() {
+  static const std::vector<std::string> words = declaredWords<SocketSourcesStatus>();
+  return words;
+}
+
+const std::vector<std::string>& declaredInterfaceOrdinalStatus() {
+  static const std::vector<std::string> words = declaredWords<InterfaceOrdinalStatus>();
+  return words;
+}
+
+}  // namespace egress

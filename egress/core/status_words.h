@@ -1,0 +1,97 @@
+#ifndef EGRESS_CORE_STATUS_WORDS_H
+#define EGRESS_CORE_STATUS_WORDS_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace egress {
+
+// The closed vocabularies of the report. An enumerator is spelled as the word that it exports; the
+// numbers are fixed but never exported. The last word of each vocabulary is its catch-all.
+
+enum class ConfigStatus : std::uint32_t {
+  OK,
+  NO_CONFIG,            // no text, or an empty one
+  JSON_PARSE_FAILED,    // no JSON, or its root is no object
+  AUTO_DETECT_MISSING,  // no "route" object, or no "auto_detect_interface" in it
+  AUTO_DETECT_INVALID,  // "auto_detect_interface" is no boolean
+};
+
+enum class EgressSelectionPolicy : std::uint32_t {
+  singbox_auto_detect,  // the engine picks the interface itself
+  os_routed,            // the operating system's routes decide
+  unknown,              // the configuration could not be used
+};
+
+enum class ActiveEndpointStatus : std::uint32_t {
+  OK,
+  NOT_EVALUATED_CONFIG_UNAVAILABLE,
+  SELECTOR_TRANSPORT_FAILED,    // a selector on the way has no answer
+  SELECTOR_RESPONSE_MALFORMED,  // its answer is no JSON object
+  SELECTOR_NOW_MISSING,         // its answer names no choice
+  SELECTOR_CYCLE,               // its choice was visited before
+  SELECTOR_DEPTH_EXCEEDED,      // its choice would be one follow too many
+  DETOUR_CYCLE,
+  DETOUR_DEPTH_EXCEEDED,
+  OUTBOUND_NOT_FOUND,           // no outbound has the tag that the way leads to
+  LEAF_HAS_NO_REMOTE_ENDPOINT,  // the leaf connects nowhere by its type
+  ENDPOINT_MISSING,             // no server, or no port at all
+  ENDPOINT_INVALID,             // no usable port
+  ENDPOINT_NOT_NUMERIC,         // the server is no literal address
+  ENDPOINT_NOT_SINGLETON,       // more than one port
+  TRANSPORT_UNSUPPORTED,        // known, but its sockets cannot be followed
+  TRANSPORT_UNKNOWN,
+};
+
+enum class SelectionStatus : std::uint32_t {
+  OK,
+  NOT_APPLICABLE_OS_ROUTED,
+  NOT_EVALUATED_ENDPOINT_UNAVAILABLE,
+  NOT_EVALUATED_SOCKET_ENUM_FAILED,
+  NOT_EVALUATED_ADAPTER_ENUM_FAILED,
+  NO_MATCHING_SOCKET,                   // no socket goes to the endpoint
+  SOCKET_SOURCE_ADDRESS_UNMAPPED,       // no adapter owns a source address
+  PARTIAL_SOCKET_SOURCE_MAPPING,        // adapters own some source addresses, not all
+  MULTIPLE_MATCHING_SOCKET_INTERFACES,  // the sockets leave through several interfaces
+  ADDRESS_INTERFACE_AMBIGUOUS,          // several interfaces own one source address
+};
+
+enum class InterfacesStatus : std::uint32_t { OK, ADAPTER_ENUM_FAILED };
+
+enum class DefaultRoutesStatus : std::uint32_t {
+  OK,
+  ROUTE_ENUM_FAILED,
+  SNAPSHOT_INCONSISTENT,  // a route names an interface that no adapter row has
+};
+
+enum class SocketSourcesStatus : std::uint32_t { OK, SOCKET_ENUM_FAILED };
+
+enum class InterfaceOrdinalStatus : std::uint32_t { OK, ROUTE_INTERFACE_UNMAPPED };
+
+// The exported word of a status: constant text, never null. A value outside the enumeration gives
+// the vocabulary's last word.
+[[nodiscard]] const char* toString(ConfigStatus status) noexcept;
+[[nodiscard]] const char* toString(EgressSelectionPolicy policy) noexcept;
+[[nodiscard]] const char* toString(ActiveEndpointStatus status) noexcept;
+[[nodiscard]] const char* toString(SelectionStatus status) noexcept;
+[[nodiscard]] const char* toString(InterfacesStatus status) noexcept;
+[[nodiscard]] const char* toString(DefaultRoutesStatus status) noexcept;
+[[nodiscard]] const char* toString(SocketSourcesStatus status) noexcept;
+[[nodiscard]] const char* toString(InterfaceOrdinalStatus status) noexcept;
+
+// All words that the report may hold under a key, in the order of their numbers. Each list is made
+// on the first call, safely from several threads, and lives until the process ends. Throws only
+// when memory runs out on that first call; the next call then tries again.
+[[nodiscard]] const std::vector<std::string>& declaredConfigStatus();
+[[nodiscard]] const std::vector<std::string>& declaredEgressSelectionPolicy();
+[[nodiscard]] const std::vector<std::string>& declaredActiveEndpointStatus();
+[[nodiscard]] const std::vector<std::string>& declaredSelectionStatus();
+[[nodiscard]] const std::vector<std::string>& declaredInterfacesStatus();
+[[nodiscard]] const std::vector<std::string>& declaredDefaultRoutesStatus();
+[[nodiscard]] const std::vector<std::string>& declaredSocketSourcesStatus();
+[[nodiscard]] const std::vector<std::string>& declaredInterfaceOrdinalStatus();
+
+}  // namespace egress
+
+#endif
