@@ -1,0 +1,130 @@
+#include "egress/config/proxy_config.h"
+
+#include "egress/json/json_reader.h"
+#include "egress/json/json_value.h"
+
+#include <charconv>
+#include <utility>
+
+namespace egress {
+namespace {
+
+constexpr std::int64_t kMaxPort = 65535;
+
+// Copies a string member into `field`, which otherwise stays empty.
+void readString(const JsonValue& object, std::string_view key, std::string& field) {
+  const JsonValue* const member = findMember(object, key);
+  if (member != nullptr && member->kind == JsonKind::String) field = member->stringValue;
+}
+
+void addPort(std::int64_t port, Outbound& outbound) {
+  if (port < 1 || port > kMaxPort) {
+    outbound.portMalformed = true;
+    return;
+  }
+  outbound.ports.push_back(static_cast<std::uint32_t>(port));
+}
+
+void readServerPort(const JsonValue& port, Outbound& outbound) {
+  outbound.portSpecified = true;
+  if (port.kind != JsonKind::Integer) {
+    outbound.portMalformed = true;
+    return;
+  }
+  addPort(port.intValue, outbound);
+}
+
+// One entry of "server_ports": a single port such as "443", or a range such as "20000:40000", whose
+// bounds do not matter here because any range means more than one port.
+void readPortEntry(const JsonValue& entry, Outbound& outbound) {
+  if (entry.kind != JsonKind::String) {
+    outbound.portMalformed = true;
+    return;
+  }
+  const std::string& text = entry.stringValue;
+  if (text.find(':') != std::string::npos) {
+    outbound.portHopping = true;
+    return;
+  }
+  std::int32_t port = 0;
+  const char* const end = text.data() + text.size();
+  const auto converted = std::from_chars(text.data(), end, port);
+  if (converted.ec != std::errc{} || converted.ptr != end) {
+    outbound.portMalformed = true;
+    return;
+  }
+  addPort(port, outbound);
+}
+
+void readServerPorts(const JsonValue& ports, Outbound& outbound) {
+  outbound.portSpecified = true;
+  if (ports.kind != JsonKind::Array || ports.items.empty()) {
+    outbound.portMalformed = true;
+    return;
+  }
+  for (const JsonValue& entry : ports.items) readPortEntry(entry, outbound);
+  if (ports.items.size() > 1) outbound.portHopping = true;
+}
+
+void readTransport(const JsonValue& transport, Outbound& outbound) {
+  outbound.hasTransport = true;
+  if (transport.kind == JsonKind::Object) readString(transport, "type", outbound.transportType);
+}
+
+Outbound readOutbound(const JsonValue& object) {
+  Outbound outbound;
+  readString(object, "tag", outbound.tag);
+  readString(object, "type", outbound.type);
+  readString(object, "detour", outbound.detour);
+  readString(object, "server", outbound.server);
+  outbound.hasServer = !outbound.server.empty();
+  if (const JsonValue* const port = findMember(object, "server_port")) {
+    readServerPort(*port, outbound);
+  }
+  if (const JsonValue* const ports = findMember(object, "server_ports")) {
+    readServerPorts(*ports, outbound);
+  }
+  if (const JsonValue* const transport = findMember(object, "transport")) {
+    readTransport(*transport, outbound);
+  }
+  return outbound;
+}
+
+std::vector<Outbound> readOutbounds(const JsonValue& root) {
+  std::vector<Outbound> outbounds;
+  const JsonValue* const list = findMember(root, "outbounds");
+  if (list == nullptr || list->kind != JsonKind::Array) return outbounds;
+  for (const JsonValue& element : list->items) {
+    if (element.kind == JsonKind::Object) outbounds.push_back(readOutbound(element));
+  }
+  return outbounds;
+}
+
+// The status of a configuration that cannot be used; nothing else of it counts.
+ProxyConfig unusable(ConfigStatus status) {
+  return {.configStatus = status, .autoDetectInterface = false, .outbounds = {}};
+}
+
+}  // namespace
+
+ProxyConfig readProxyConfig(std::string_view text, bool hasText) {
+  if (!hasText || text.empty()) return unusable(ConfigStatus::NO_CONFIG);
+
+  JsonValue root;
+  if (!parseJsonDocument(text, root)) return unusable(ConfigStatus::JSON_PARSE_FAILED);
+  if (root.kind != JsonKind::Object) return unusable(ConfigStatus::JSON_PARSE_FAILED);
+
+  const JsonValue* const route = findMember(root, "route");
+  if (route == nullptr || route->kind != JsonKind::Object) {
+    return unusable(ConfigStatus::AUTO_DETECT_MISSING);
+  }
+  const JsonValue* const autoDetect = findMember(*route, "auto_detect_interface");
+  if (autoDetect == nullptr) return unusable(ConfigStatus::AUTO_DETECT_MISSING);
+  if (autoDetect->kind != JsonKind::Bool) return unusable(ConfigStatus::AUTO_DETECT_INVALID);
+
+  return {.configStatus = ConfigStatus::OK,
+          .autoDetectInterface = autoDetect->boolValue,
+          .outbounds = readOutbounds(root)};
+}
+
+}  // namespace egress
