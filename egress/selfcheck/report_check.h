@@ -1,0 +1,42 @@
+#ifndef EGRESS_SELFCHECK_REPORT_CHECK_H
+#define EGRESS_SELFCHECK_REPORT_CHECK_H
+
+#include "egress/core/egress_report.h"
+#include "egress/selfcheck/check_recorder.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+#include <variant>
+
+namespace egress {
+
+// What a check expects of a report's member. An absent one meets none of these.
+struct IsWord {
+  std::string_view word;
+};
+struct IsInteger {
+  std::int64_t value = 0;  // not kMissingInteger, which an absent member reads as
+};
+struct IsBoolean {
+  bool value = false;
+};
+struct IsNull {};
+struct HasRows {
+  std::size_t count = 0;
+};
+
+using Expectation = std::variant<IsWord, IsInteger, IsBoolean, IsNull, HasRows>;
+
+struct ReportCheck {
+  std::string_view label;  // as it is printed
+  std::string_view key;
+  Expectation expected;
+};
+
+// Makes one check. That of a word shows both texts when it fails; all others are conditions.
+void checkReport(CheckRecorder& recorder, const EgressReport& report, const ReportCheck& check);
+
+}  // namespace egress
+
+#endif

@@ -1,0 +1,71 @@
+#ifndef EGRESS_SELFCHECK_TOTALITY_AUDIT_H
+#define EGRESS_SELFCHECK_TOTALITY_AUDIT_H
+
+#include "egress/core/diagnosis_input.h"
+#include "egress/core/egress_report.h"
+#include "egress/core/status_words.h"
+#include "egress/selfcheck/check_recorder.h"
+
+#include <array>
+#include <map>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace egress {
+
+// A key under which reports export words, and the words declared for it.
+struct ExportedKey {
+  std::string_view key;
+  const std::vector<std::string>& (*declaredWords)();
+};
+
+// The statuses that stand at the top of a report.
+inline constexpr std::array<ExportedKey, 7> kTopLevelStatuses = {{
+    {.key = "configStatus", .declaredWords = declaredConfigStatus},
+    {.key = "egressSelectionPolicy", .declaredWords = declaredEgressSelectionPolicy},
+    {.key = "activeEndpointStatus", .declaredWords = declaredActiveEndpointStatus},
+    {.key = "selectionStatus", .declaredWords = declaredSelectionStatus},
+    {.key = "interfacesStatus", .declaredWords = declaredInterfacesStatus},
+    {.key = "defaultRoutesStatus", .declaredWords = declaredDefaultRoutesStatus},
+    {.key = "socketSourcesStatus", .declaredWords = declaredSocketSourcesStatus},
+}};
+
+// The status that stands in each row of "defaultRoutes".
+inline constexpr ExportedKey kRouteRowStatus = {.key = "defaultRoutes[].interfaceOrdinalStatus",
+                                                .declaredWords = declaredInterfaceOrdinalStatus};
+
+// Words in plain byte order, a shorter word first on a common prefix.
+using WordSet = std::set<std::string, std::less<>>;
+
+// One run of the self-check: its counters, and for each exported key the words that its diagnoses
+// have produced, with "<missing>" for a status that was absent or no string.
+struct SelfCheckRun {
+  CheckRecorder recorder;
+  std::map<std::string_view, WordSet> producedValues;
+};
+
+// Adds the words that a report holds under the exported keys to the produced ones.
+void recordProducedValues(SelfCheckRun& run, const EgressReport& report);
+
+// Records a failure for every string, anywhere in the report, that no vocabulary declares. Checks
+// that nothing is free text; whether a word stands under its own key shows in the totality audit.
+void auditExportedStrings(SelfCheckRun& run, std::string_view label, const EgressReport& report);
+
+// Diagnoses, then does both of the above under the scenario's name. Every diagnosis of a scenario
+// goes through here.
+[[nodiscard]] EgressReport diagnoseAndAudit(SelfCheckRun& run, std::string_view label,
+                                            const DiagnosisInput& diagnosisInput);
+
+// One check: that the words produced under a key are exactly the declared ones. Each declared word
+// that is missing and each other word that was produced is a failure of its own.
+void auditTotality(CheckRecorder& recorder, std::string_view key, const WordSet& produced,
+                   const std::vector<std::string>& declared);
+
+// The totality audit of every exported key, after all scenarios.
+void auditAllTotalities(SelfCheckRun& run);
+
+}  // namespace egress
+
+#endif
