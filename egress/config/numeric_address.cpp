@@ -13,7 +13,7 @@ constexpr std::size_t kGroups = 8;            // in an IPv6 address
 // Reads all of `text` as a number of 1 to `maxDigits` digits and nothing else.
 bool parseDigits(std::string_view text, std::size_t maxDigits, int base,
                  std::uint16_t& number) noexcept {
-  if (text.empty() || text.size() > maxDigits) return false;
+  if (text.size() > maxDigits) return false;
   const char* const end = text.data() + text.size();
   const auto converted = std::from_chars(text.data(), end, number, base);
   return converted.ec == std::errc{} && converted.ptr == end;

@@ -222,10 +222,12 @@ bool parseJsonValue(JsonCursor& cursor, JsonValue& value, std::size_t depth) {
 
 bool parseJsonDocument(std::string_view text, JsonValue& value) {
   JsonCursor cursor{.text = text};
-  value = JsonValue{};
-  if (!parseJsonValue(cursor, value, 0)) return false;
+  JsonValue root;
+  if (!parseJsonValue(cursor, root, 0)) return false;
   skipBlanks(cursor);
-  return atEnd(cursor);
+  if (!atEnd(cursor)) return false;
+  value = std::move(root);
+  return true;
 }
 
 }  // namespace egress

@@ -17,7 +17,7 @@ inline constexpr std::size_t kMaxJsonDepth = 64;
 // Works on bytes and is lenient where strictness would help nobody: it accepts leading zeros, raw
 // control bytes and invalid UTF-8 in strings, and encodes an unpaired surrogate escape on its own
 // as three bytes. Returns false for anything else that is not JSON and for a value deeper than
-// kMaxJsonDepth; `value` then holds nothing of use. Throws only when memory runs out.
+// kMaxJsonDepth; `value` then stays as it was. Throws only when memory runs out.
 [[nodiscard]] bool parseJsonDocument(std::string_view text, JsonValue& value);
 
 }  // namespace egress
