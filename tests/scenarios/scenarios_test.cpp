@@ -1,0 +1,67 @@
+#include "egress/scenarios/scenarios.h"
+
+#include "tests/support/captured_output.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace egress::test {
+namespace {
+
+struct Group {
+  std::string_view name;
+  void (*runGroup)(SelfCheckRun& run);
+  std::int32_t checks;
+  bool diagnoses;  // whether reports are made, and words recorded
+};
+
+// In running order.
+constexpr Group kGroups[] = {
+    {.name = "config", .runGroup = runConfigScenarios, .checks = 24, .diagnoses = true},
+    {.name = "policy", .runGroup = runPolicyScenarios, .checks = 4, .diagnoses = true},
+    {.name = "selector and detour",
+     .runGroup = runSelectorAndDetourScenarios,
+     .checks = 25,
+     .diagnoses = true},
+    {.name = "endpoint", .runGroup = runEndpointScenarios, .checks = 15, .diagnoses = true},
+    {.name = "selection", .runGroup = runSelectionScenarios, .checks = 15, .diagnoses = true},
+    {.name = "interfaces and routes",
+     .runGroup = runInterfacesAndRoutesScenarios,
+     .checks = 17,
+     .diagnoses = true},
+    {.name = "selector answers",
+     .runGroup = runSelectorAnswerScenarios,
+     .checks = 5,
+     .diagnoses = false},
+    {.name = "parse", .runGroup = runParseScenarios, .checks = 8, .diagnoses = false},
+};
+
+TEST(Scenarios, EveryGroupPassesOnItsOwnWithItsNumberOfChecks) {
+  for (const Group& group : kGroups) {
+    SCOPED_TRACE(group.name);
+    const CapturedOutput output;
+    SelfCheckRun run;
+    run.recorder.output = output.stream();
+    group.runGroup(run);
+    EXPECT_EQ(run.recorder.checkCount, group.checks);
+    EXPECT_EQ(run.recorder.failureCount, 0);
+    EXPECT_EQ(output.text(), "");
+    EXPECT_EQ(!run.producedValues.empty(), group.diagnoses);
+  }
+}
+
+TEST(Scenarios, TheSelectionGroupProducesEveryOutcomeButTwo) {
+  const CapturedOutput output;
+  SelfCheckRun run;
+  run.recorder.output = output.stream();
+  runSelectionScenarios(run);
+  EXPECT_THAT(
+      run.producedValues["selectionStatus"],
+      testing::ElementsAre("ADDRESS_INTERFACE_AMBIGUOUS", "MULTIPLE_MATCHING_SOCKET_INTERFACES",
+                           "NOT_EVALUATED_ADAPTER_ENUM_FAILED", "NOT_EVALUATED_SOCKET_ENUM_FAILED",
+                           "NO_MATCHING_SOCKET", "OK", "PARTIAL_SOCKET_SOURCE_MAPPING",
+                           "SOCKET_SOURCE_ADDRESS_UNMAPPED"));
+}
+
+}  // namespace
+}  // namespace egress::test

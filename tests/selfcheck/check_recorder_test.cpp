@@ -1,0 +1,134 @@
+#include "egress/selfcheck/check_recorder.h"
+
+#include "tests/support/captured_output.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <iterator>
+#include <string>
+
+namespace egress::test {
+namespace {
+
+using namespace std::string_view_literals;
+
+class CheckRecorderTest : public testing::Test {
+ protected:
+  void expect(std::int32_t checks, std::int32_t failures, std::string_view lines) const {
+    EXPECT_EQ(recorder.checkCount, checks);
+    EXPECT_EQ(recorder.failureCount, failures);
+    EXPECT_EQ(output.text(), lines);
+  }
+
+  CapturedOutput output;
+  CheckRecorder recorder{.output = output.stream()};
+};
+
+TEST_F(CheckRecorderTest, StartsAtZeroAndWritesNothing) {
+  expect(0, 0, "");
+}
+
+TEST_F(CheckRecorderTest, AConditionThatHoldsIsOneSilentCheck) {
+  recordCheck(recorder, true, "parse/hopping status");
+  expect(1, 0, "");
+}
+
+TEST_F(CheckRecorderTest, AConditionThatDoesNotHoldIsACheckAndAFailure) {
+  recordCheck(recorder, false, "parse/hopping status");
+  expect(1, 1, "FAIL parse/hopping status: condition is false\n");
+}
+
+TEST_F(CheckRecorderTest, EqualTextsAreOneSilentCheck) {
+  checkEqual(recorder, "OK", "OK", "policy/os-routed selectionStatus");
+  expect(1, 0, "");
+}
+
+TEST_F(CheckRecorderTest, TwoEmptyTextsAreEqual) {
+  checkEqual(recorder, "", "", "label");
+  expect(1, 0, "");
+}
+
+TEST_F(CheckRecorderTest, UnequalTextsAreShownExpectedFirst) {
+  checkEqual(recorder, "OK", "NOT_APPLICABLE_OS_ROUTED", "policy/os-routed selectionStatus");
+  expect(1, 1,
+         "FAIL policy/os-routed selectionStatus: expected 'NOT_APPLICABLE_OS_ROUTED', got 'OK'\n");
+}
+
+TEST_F(CheckRecorderTest, ATrailingBlankIsADifferenceThatStaysVisible) {
+  checkEqual(recorder, "OK", "OK ", "label");
+  expect(1, 1, "FAIL label: expected 'OK ', got 'OK'\n");
+}
+
+TEST_F(CheckRecorderTest, AMissingTextFailsAndIsShownBetweenQuotes) {
+  checkEqual(recorder, "<missing>", "OK", "label");
+  expect(1, 1, "FAIL label: expected 'OK', got '<missing>'\n");
+}
+
+TEST_F(CheckRecorderTest, TextsAreComparedAndWrittenByteForByte) {
+  checkEqual(recorder, "a\0b"sv, "a\0c"sv, "l\0"sv);
+  recordFailure(recorder, "l\"", "'\xFF\t%s");
+  expect(1, 2, "FAIL l\0: expected 'a\0c', got 'a\0b'\nFAIL l\": '\xFF\t%s\n"sv);
+}
+
+TEST_F(CheckRecorderTest, AFailureAloneIsNoCheck) {
+  recordFailure(recorder, "totality/selectionStatus", "undeclared value produced: <missing>");
+  expect(0, 1, "FAIL totality/selectionStatus: undeclared value produced: <missing>\n");
+}
+
+TEST_F(CheckRecorderTest, LinesStandInTheOrderOfTheFailures) {
+  recordCheck(recorder, false, "first");
+  recordCheck(recorder, true, "second");
+  recordFailure(recorder, "third", "x");
+  expect(2, 2, "FAIL first: condition is false\nFAIL third: x\n");
+}
+
+TEST_F(CheckRecorderTest, TheSummaryOfARunWithoutFailuresSaysPass) {
+  recordCheck(recorder, true, "label");
+  recordCheck(recorder, true, "label");
+  writeSummary(recorder);
+  expect(2, 0, "PASS: 2 checks, 0 failures\n");
+}
+
+TEST_F(CheckRecorderTest, TheSummaryKeepsItsPlurals) {
+  recordCheck(recorder, false, "label");
+  writeSummary(recorder);
+  expect(1, 1, "FAIL label: condition is false\nFAILED: 1 checks, 1 failures\n");
+}
+
+TEST_F(CheckRecorderTest, AFailureWithoutACheckChangesTheVerdict) {
+  recordFailure(recorder, "label", "x");
+  writeSummary(recorder);
+  expect(0, 1, "FAIL label: x\nFAILED: 0 checks, 1 failures\n");
+}
+
+TEST_F(CheckRecorderTest, CountsAreWrittenWithoutSeparators) {
+  recorder.checkCount = 2147483647;
+  writeSummary(recorder);
+  EXPECT_EQ(output.text(), "PASS: 2147483647 checks, 0 failures\n");
+}
+
+TEST(CheckRecorder, WritesToStandardOutputUnlessToldOtherwise) {
+  EXPECT_EQ(CheckRecorder{}.output, stdout);
+}
+
+// A second handle sees only what has left the stream's buffer.
+TEST(CheckRecorder, FlushesEveryLine) {
+  const std::string path = testing::TempDir() + "egress_recorder_flushes_every_line";
+  std::FILE* const file = std::fopen(path.c_str(), "wb");
+  ASSERT_NE(file, nullptr);
+  const auto written = [&path] {
+    std::ifstream reader(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(reader), {});
+  };
+  CheckRecorder recorder{.output = file};
+  recordFailure(recorder, "label", "x");
+  EXPECT_EQ(written(), "FAIL label: x\n");
+  writeSummary(recorder);
+  EXPECT_EQ(written(), "FAIL label: x\nFAILED: 0 checks, 1 failures\n");
+  std::fclose(file);
+  std::remove(path.c_str());
+}
+
+}  // namespace
+}  // namespace egress::test

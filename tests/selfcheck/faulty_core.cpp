@@ -1,0 +1,220 @@
+// A core that is wrong in one way at a time. These functions stand in front of the real ones, which
+// the build compiles once more under other names; EGRESS_TEST_FAULT says which fault is on. Without
+// one, everything is passed on unchanged.
+
+#include "egress/egress.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <iterator>
+
+namespace egress {
+
+EgressReport realDiagnoseEgress(const DiagnosisInput& diagnosisInput);
+Selection realSelectInterface(const SelectionInput& input) noexcept;
+Resolution realResolveActiveOutbound(const DiagnosisInput& diagnosisInput);
+ActiveEndpointStatus realClassifyEndpoint(const Outbound& leaf, NumericAddress& address,
+                                          std::uint32_t& port) noexcept;
+ProxyConfig realReadProxyConfig(std::string_view text, bool hasText);
+SelectorAnswerStatus realReadSelectorAnswer(std::string_view text, std::string* now);
+
+namespace {
+
+constexpr std::string_view kRowStatusKey = "interfaceOrdinalStatus";
+
+std::string_view fault() {
+  const char* const name = std::getenv("EGRESS_TEST_FAULT");
+  return name == nullptr ? "" : name;
+}
+
+bool isFault(std::string_view name) {
+  return fault() == name;
+}
+
+// What follows `prefix` in the name of the fault, or nothing when it starts in another way.
+std::string_view faultAfter(std::string_view prefix) {
+  return fault().starts_with(prefix) ? fault().substr(prefix.size()) : "";
+}
+
+void forEachRow(EgressReport& report, void (*change)(ReportRow& row)) {
+  for (ReportMember& member : report.members) {
+    if (auto* const rows = std::get_if<std::vector<ReportRow>>(&member.value)) {
+      std::ranges::for_each(*rows, change);
+    }
+  }
+}
+
+void dropKey(EgressReport& report, std::string_view key) {
+  std::erase_if(report.members, [key](const ReportMember& member) { return member.key == key; });
+}
+
+void dropRowStatus(ReportRow& row) {
+  std::erase_if(row, [](const auto& member) { return member.first == kRowStatusKey; });
+}
+
+ReportScalar* findScalar(EgressReport& report, std::string_view key) {
+  const auto found = std::ranges::find(report.members, key, &ReportMember::key);
+  return found == report.members.end() ? nullptr : std::get_if<ReportScalar>(&found->value);
+}
+
+// A word that another key may hold, but not this one.
+std::string_view foreignWord(std::string_view key) {
+  if (key == "configStatus") return "os_routed";
+  if (key == "egressSelectionPolicy") return "OK";
+  if (key == "activeEndpointStatus") return "NO_MATCHING_SOCKET";
+  if (key == "selectionStatus") return "NO_CONFIG";
+  if (key == "interfacesStatus") return "ROUTE_ENUM_FAILED";
+  if (key == "defaultRoutesStatus") return "SOCKET_ENUM_FAILED";
+  if (key == "socketSourcesStatus") return "ADAPTER_ENUM_FAILED";
+  return "unknown";
+}
+
+void replaceRowStatus(ReportRow& row) {
+  for (auto& [key, scalar] : row) {
+    if (key == kRowStatusKey) scalar = stringScalar(foreignWord(kRowStatusKey));
+  }
+}
+
+void spellOutRowFailure(ReportRow& row) {
+  for (auto& [key, scalar] : row) {
+    if (scalar.stringValue == "ROUTE_INTERFACE_UNMAPPED") scalar = stringScalar("interface 99");
+  }
+}
+
+void lowerOrdinals(ReportRow& row) {
+  for (auto& [key, scalar] : row) {
+    if (key == "ordinal" || key == "interfaceOrdinal") --scalar.intValue;
+  }
+}
+
+void raiseIntegers(ReportRow& row) {
+  for (auto& [key, scalar] : row) scalar.intValue += 1000;
+}
+
+void reverseInterfaces(EgressReport& report) {
+  const auto found = std::ranges::find(report.members, "interfaces", &ReportMember::key);
+  std::ranges::reverse(std::get<std::vector<ReportRow>>(found->value));
+}
+
+void spoilReport(EgressReport& report) {
+  const std::string_view absent = faultAfter("absent ");
+  const std::string_view foreign = faultAfter("foreign ");
+  if (absent == kRowStatusKey) {
+    forEachRow(report, dropRowStatus);
+  } else if (!absent.empty()) {
+    dropKey(report, absent);
+  } else if (foreign == kRowStatusKey) {
+    forEachRow(report, replaceRowStatus);
+  } else if (!foreign.empty()) {
+    *findScalar(report, foreign) = stringScalar(foreignWord(foreign));
+  } else if (isFault("free text at the top")) {
+    ReportScalar& status = *findScalar(report, "interfacesStatus");
+    if (status.stringValue != "OK") status = stringScalar("eth0 failed");
+  } else if (isFault("free text in a row")) {
+    forEachRow(report, spellOutRowFailure);
+  } else if (isFault("ordinals from 0")) {
+    forEachRow(report, lowerOrdinals);
+    --findScalar(report, "selectedInterfaceOrdinal")->intValue;
+  } else if (isFault("row integers raised")) {
+    forEachRow(report, raiseIntegers);
+  } else if (isFault("interfaces unsorted")) {
+    reverseInterfaces(report);
+  } else if (isFault("hint inverted")) {
+    bool& stale = findScalar(report, "selectorHintStale")->boolValue;
+    stale = !stale;
+  } else if (isFault("flag always there")) {
+    dropKey(report, "autoDetectInterfaceEnabled");
+    insertMember(report, "autoDetectInterfaceEnabled", booleanScalar(false));
+  } else if (isFault("only words")) {
+    std::erase_if(report.members, [](const ReportMember& member) {
+      const auto* const scalar = std::get_if<ReportScalar>(&member.value);
+      return scalar == nullptr || scalar->kind != ReportKind::String;
+    });
+  }
+}
+
+}  // namespace
+
+EgressReport diagnoseEgress(const DiagnosisInput& diagnosisInput) {
+  DiagnosisInput input = diagnosisInput;
+  if (isFault("socket port ignored")) {
+    for (SocketSource& socket : input.sockets.rows) socket.remotePort = 443;
+  }
+  EgressReport report = realDiagnoseEgress(input);
+  spoilReport(report);
+  return report;
+}
+
+Selection selectInterface(const SelectionInput& input) noexcept {
+  SelectionInput spoilt = input;
+  if (isFault("ambiguity rule dropped")) {
+    for (MappedSocket& socket : spoilt.sockets) {
+      if (socket.source.kind == MappingKind::Ambiguous) socket.source = {};
+    }
+  }
+  const Selection selection = realSelectInterface(spoilt);
+  if (!isFault("partial rule dropped")) return selection;
+  if (selection.status != SelectionStatus::PARTIAL_SOCKET_SOURCE_MAPPING) return selection;
+  std::erase_if(spoilt.sockets, [](const MappedSocket& socket) {
+    return socket.source.kind == MappingKind::Unmapped;
+  });
+  return realSelectInterface(spoilt);
+}
+
+Resolution resolveActiveOutbound(const DiagnosisInput& diagnosisInput) {
+  Resolution resolution = realResolveActiveOutbound(diagnosisInput);
+  if (isFault("follow limit 7") && resolution.visitedTags.size() == kMaxFollowSteps + 1) {
+    resolution.leaf = nullptr;
+    if (resolution.status == ActiveEndpointStatus::OK) {
+      resolution.status = ActiveEndpointStatus::SELECTOR_DEPTH_EXCEEDED;
+    }
+  }
+  if (!isFault("walk ends one follow early")) return resolution;
+  if (resolution.leaf == nullptr || resolution.visitedTags.size() < 2) return resolution;
+  resolution.visitedTags.pop_back();
+  resolution.leaf =
+      &*std::ranges::find(diagnosisInput.outbounds, resolution.visitedTags.back(), &Outbound::tag);
+  return resolution;
+}
+
+ActiveEndpointStatus classifyEndpoint(const Outbound& leaf, NumericAddress& address,
+                                      std::uint32_t& port) noexcept {
+  const ActiveEndpointStatus status = realClassifyEndpoint(leaf, address, port);
+  if (!isFault("endpoint port rule dropped")) return status;
+  if (status != ActiveEndpointStatus::ENDPOINT_INVALID) return status;
+  // Without the rule, later ones see a list that does not hold exactly one port.
+  Outbound withoutRule = leaf;
+  withoutRule.portMalformed = false;
+  withoutRule.ports = {1, 2};
+  return realClassifyEndpoint(withoutRule, address, port);
+}
+
+ProxyConfig readProxyConfig(std::string_view text, bool hasText) {
+  ProxyConfig config = realReadProxyConfig(text, hasText);
+  if (isFault("no outbounds read")) config.outbounds.clear();
+  if (isFault("every port accepted")) {
+    for (Outbound& outbound : config.outbounds) outbound.portMalformed = false;
+  }
+  if (isFault("configuration misread")) {
+    const bool parseFailed = config.configStatus == ConfigStatus::JSON_PARSE_FAILED;
+    config.configStatus = parseFailed ? ConfigStatus::NO_CONFIG : ConfigStatus::JSON_PARSE_FAILED;
+    config.autoDetectInterface = !config.autoDetectInterface;
+    for (Outbound& outbound : config.outbounds) {
+      outbound.tag += '?';
+      outbound.server += '?';
+      outbound.detour += '?';
+      outbound.transportType += '?';
+      outbound.ports.push_back(1);
+      outbound.portSpecified = false;
+    }
+  }
+  return config;
+}
+
+SelectorAnswerStatus readSelectorAnswer(std::string_view text, std::string* now) {
+  if (!isFault("answers misread")) return realReadSelectorAnswer(text, now);
+  *now = "proxy";
+  return SelectorAnswerStatus::TransportFailed;
+}
+
+}  // namespace egress
