@@ -1,0 +1,141 @@
+// The include table of docs/architecture.md, held against the source files.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <regex>
+#include <set>
+#include <string>
+
+namespace egress::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+using Includes = std::map<std::string, std::set<std::string>>;
+
+const fs::path kSourceDir = EGRESS_SOURCE_DIR;
+const std::set<std::string> kLibraryFolders = {"json", "config", "core"};
+
+// What the library uses of the standard library. Nothing here prints, reads a clock, starts a
+// thread or calls the system.
+const std::set<std::string> kStandardHeaders = {
+    "algorithm", "array",    "charconv", "cstddef", "cstdint", "initializer_list",
+    "limits",    "optional", "span",     "string",  "tuple",   "string_view",
+    "utility",   "variant",  "vector"};
+
+std::vector<std::string> linesOf(const fs::path& path) {
+  std::ifstream file(path);
+  EXPECT_TRUE(file.is_open()) << path;
+  std::vector<std::string> lines;
+  for (std::string line; std::getline(file, line);) lines.push_back(line);
+  return lines;
+}
+
+// All texts of a line that the pattern's first group matches.
+std::vector<std::string> matches(const std::string& line, const std::string& pattern) {
+  const std::regex regex(pattern);
+  std::vector<std::string> found;
+  for (std::sregex_iterator it(line.begin(), line.end(), regex), end; it != end; ++it) {
+    found.push_back((*it)[1]);
+  }
+  return found;
+}
+
+std::vector<fs::path> sourceFilesIn(const std::string& folder) {
+  std::vector<fs::path> files;
+  for (const auto& entry : fs::directory_iterator(kSourceDir / "egress" / folder)) {
+    files.push_back(entry.path());
+  }
+  EXPECT_FALSE(files.empty()) << folder;
+  return files;
+}
+
+// The includes of this project's headers in one file, as "core/status_words".
+std::set<std::string> ownIncludesOf(const fs::path& file) {
+  std::set<std::string> includes;
+  for (const std::string& line : linesOf(file)) {
+    for (const std::string& include : matches(line, R"re(^#include "egress/(.*)\.h")re")) {
+      includes.insert(include);
+    }
+  }
+  return includes;
+}
+
+Includes includesInSources() {
+  Includes result;
+  for (const std::string& folder : kLibraryFolders) {
+    for (const fs::path& file : sourceFilesIn(folder)) {
+      const std::string name = folder + "/" + file.stem().string();
+      result[name].merge(ownIncludesOf(file));
+      result[name].erase(name);
+    }
+  }
+  return result;
+}
+
+Includes includesInDocumentation() {
+  Includes result;
+  for (const std::string& line : linesOf(kSourceDir / "docs" / "architecture.md")) {
+    if (!line.starts_with("| `")) continue;
+    const std::vector<std::string> names = matches(line, "`([a-z_/]+)`");
+    result[names.front()] = {names.begin() + 1, names.end()};
+  }
+  return result;
+}
+
+TEST(Architecture, TheDocumentedIncludesAreExactlyThoseOfTheSources) {
+  const Includes documented = includesInDocumentation();
+  const Includes found = includesInSources();
+  EXPECT_EQ(found.size(), 13U);
+  EXPECT_EQ(documented, found);
+}
+
+TEST(Architecture, TheIncludesHaveNoCircle) {
+  Includes rest = includesInSources();
+  // Takes away, again and again, the files that include none of the remaining ones.
+  for (bool changed = true; changed;) {
+    changed = std::erase_if(rest, [&rest](const auto& file) {
+                return std::ranges::none_of(
+                    file.second, [&rest](const std::string& name) { return rest.contains(name); });
+              }) > 0;
+  }
+  EXPECT_EQ(rest, Includes{});
+}
+
+TEST(Architecture, TheLibraryUsesOnlyHarmlessStandardHeaders) {
+  for (const std::string& folder : kLibraryFolders) {
+    for (const fs::path& file : sourceFilesIn(folder)) {
+      for (const std::string& line : linesOf(file)) {
+        for (const std::string& header : matches(line, "^ *# *include *<(.*)>")) {
+          EXPECT_TRUE(kStandardHeaders.contains(header)) << file << " includes " << header;
+        }
+      }
+    }
+  }
+}
+
+TEST(Architecture, OnlyTheRunKnowsTheScenarios) {
+  for (const fs::path& file : sourceFilesIn("selfcheck")) {
+    if (file.filename() == "run_self_check.cpp") continue;
+    for (const std::string& include : ownIncludesOf(file)) {
+      EXPECT_FALSE(include.starts_with("scenarios/")) << file << " includes " << include;
+    }
+  }
+}
+
+TEST(Architecture, TheUmbrellaHeaderIncludesEveryHeaderOfTheLibrary) {
+  std::set<std::string> headers;
+  for (const std::string& folder : kLibraryFolders) {
+    for (const fs::path& file : sourceFilesIn(folder)) {
+      if (file.extension() == ".h") headers.insert(folder + "/" + file.stem().string());
+    }
+  }
+  EXPECT_EQ(ownIncludesOf(kSourceDir / "egress" / "egress.h"), headers);
+}
+
+}  // namespace
+}  // namespace egress::test

@@ -1,0 +1,77 @@
+// What README.md shows, held against what the library does.
+
+#include "tests/support/run_program.h"
+
+#include "egress/core/diagnose_egress.h"
+#include "egress/selfcheck/fixtures.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <fstream>
+#include <iterator>
+#include <string>
+
+namespace egress::test {
+namespace {
+
+using nlohmann::ordered_json;
+
+// The first block of README.md that is marked as written in `language`.
+std::string readmeBlock(const std::string& language) {
+  std::ifstream file(EGRESS_SOURCE_DIR "/README.md");
+  const std::string text(std::istreambuf_iterator<char>(file), {});
+  const std::string opening = "```" + language + "\n";
+  const std::size_t start = text.find(opening);
+  EXPECT_NE(start, std::string::npos) << language;
+  const std::size_t first = start + opening.size();
+  return text.substr(first, text.find("```", first) - first);
+}
+
+ordered_json toJson(const ReportScalar& scalar) {
+  switch (scalar.kind) {
+    case ReportKind::Boolean: return scalar.boolValue;
+    case ReportKind::Integer: return scalar.intValue;
+    case ReportKind::String: return scalar.stringValue;
+    case ReportKind::Null: break;
+  }
+  return nullptr;
+}
+
+ordered_json toJson(const std::vector<ReportRow>& rows) {
+  ordered_json array = ordered_json::array();
+  for (const ReportRow& row : rows) {
+    ordered_json object = ordered_json::object();
+    for (const auto& [key, scalar] : row) object[key] = toJson(scalar);
+    array.push_back(object);
+  }
+  return array;
+}
+
+ordered_json toJson(const EgressReport& report) {
+  ordered_json object = ordered_json::object();
+  for (const ReportMember& member : report.members) {
+    object[member.key] = std::visit([](const auto& value) { return toJson(value); }, member.value);
+  }
+  return object;
+}
+
+TEST(Readme, TheReportIsThatOfAHealthyHostWithASecondSocketElsewhere) {
+  DiagnosisInput input = makeDefaultInput(true);
+  input.sockets.rows = {makeSocketSource("10.0.0.7", 51000, "198.51.100.10", 443),
+                        makeSocketSource("192.168.1.50", 51001, "203.0.113.200", 443)};
+  // Compared as text, because the order of the members counts.
+  EXPECT_EQ(toJson(diagnoseEgress(input)).dump(2),
+            ordered_json::parse(readmeBlock("json")).dump(2));
+}
+
+// The build compiles the block marked cpp.
+TEST(Readme, TheEmbeddingExamplePrintsWhatIsShown) {
+  const ProgramResult result = runProgram("'" EGRESS_README_PROGRAM "'");
+  EXPECT_EQ(result.output, readmeBlock("text"));
+  EXPECT_EQ(result.error, "");
+  EXPECT_EQ(result.status, 0);
+}
+
+}  // namespace
+}  // namespace egress::test
