@@ -11,6 +11,7 @@ namespace egress::test {
 namespace {
 
 using testing::ElementsAre;
+using testing::Field;
 using testing::IsEmpty;
 
 constexpr std::string_view kRowKey = "defaultRoutes[].interfaceOrdinalStatus";
@@ -46,11 +47,13 @@ EgressReport makeReport() {
 }
 
 TEST_F(AuditTest, TheKeysStandInTheOrderOfTheRun) {
-  std::vector<std::string_view> keys;
-  for (const ExportedKey& status : kTopLevelStatuses) keys.push_back(status.key);
-  EXPECT_THAT(keys, ElementsAre("configStatus", "egressSelectionPolicy", "activeEndpointStatus",
-                                "selectionStatus", "interfacesStatus", "defaultRoutesStatus",
-                                "socketSourcesStatus"));
+  EXPECT_THAT(kTopLevelStatuses, ElementsAre(Field(&ExportedKey::key, "configStatus"),
+                                             Field(&ExportedKey::key, "egressSelectionPolicy"),
+                                             Field(&ExportedKey::key, "activeEndpointStatus"),
+                                             Field(&ExportedKey::key, "selectionStatus"),
+                                             Field(&ExportedKey::key, "interfacesStatus"),
+                                             Field(&ExportedKey::key, "defaultRoutesStatus"),
+                                             Field(&ExportedKey::key, "socketSourcesStatus")));
   EXPECT_EQ(kRouteRowStatus.key, kRowKey);
 }
 
