@@ -14,6 +14,7 @@
 #include "egress/core/interface_mapping.h"
 #include "egress/core/select_interface.h"
 #include "egress/core/status_words.h"
+#include "egress/json/decimal_integer.h"
 #include "egress/json/json_reader.h"
 #include "egress/json/json_value.h"
 

@@ -1,9 +1,10 @@
 #include "egress/config/proxy_config.h"
 
+#include "egress/json/decimal_integer.h"
 #include "egress/json/json_reader.h"
 #include "egress/json/json_value.h"
 
-#include <charconv>
+#include <optional>
 #include <utility>
 
 namespace egress {
@@ -46,14 +47,12 @@ void readPortEntry(const JsonValue& entry, Outbound& outbound) {
     outbound.portHopping = true;
     return;
   }
-  std::int32_t port = 0;
-  const char* const end = text.data() + text.size();
-  const auto converted = std::from_chars(text.data(), end, port);
-  if (converted.ec != std::errc{} || converted.ptr != end) {
+  const std::optional<std::int64_t> port = parseDecimalInteger(text);
+  if (!port) {
     outbound.portMalformed = true;
     return;
   }
-  addPort(port, outbound);
+  addPort(*port, outbound);
 }
 
 void readServerPorts(const JsonValue& ports, Outbound& outbound) {

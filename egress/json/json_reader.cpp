@@ -1,6 +1,7 @@
 #include "egress/json/json_reader.h"
 
-#include <charconv>
+#include "egress/json/decimal_integer.h"
+
 #include <cstdint>
 #include <string>
 #include <utility>
@@ -160,9 +161,10 @@ bool parseJsonNumber(JsonCursor& cursor, JsonValue& value) {
   }
   if (cursor.position > integerEnd) return true;
 
-  const char* const text = cursor.text.data();
-  const auto converted = std::from_chars(text + start, text + integerEnd, value.intValue);
-  if (converted.ec == std::errc{}) value.kind = JsonKind::Integer;
+  if (const auto integer = parseDecimalInteger(cursor.text.substr(start, integerEnd - start))) {
+    value.kind = JsonKind::Integer;
+    value.intValue = *integer;
+  }
   return true;
 }
 
