@@ -10,7 +10,7 @@ namespace egress {
 
 // Whether a leaf names one numeric address and one port, reached over a protocol and a transport
 // whose sockets can be followed. The first reason against it is the result; only on OK are
-// `address` and `port` (1 to 65535) written.
+// `address` and `port` (the one entry of `ports`) written.
 [[nodiscard]] ActiveEndpointStatus classifyEndpoint(const Outbound& leaf, NumericAddress& address,
                                                     std::uint32_t& port) noexcept;
 

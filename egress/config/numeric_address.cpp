@@ -77,8 +77,8 @@ bool parseIpv6Text(std::string_view text, std::span<std::uint8_t, 16> out16) noe
 
   HexGroups head;
   HexGroups tail;
-  if (!parseHexGroups(text.substr(0, gap), !hasGap, head)) return false;
-  if (hasGap && !parseHexGroups(text.substr(gap + 2), true, tail)) return false;
+  if (!parseHexGroups(text.substr(0, gap), /*mayEndWithIpv4=*/!hasGap, head)) return false;
+  if (hasGap && !parseHexGroups(text.substr(gap + 2), /*mayEndWithIpv4=*/true, tail)) return false;
   const std::size_t count = head.count + tail.count;
   if (hasGap ? count >= kGroups : count != kGroups) return false;
 

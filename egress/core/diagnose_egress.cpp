@@ -12,7 +12,7 @@
 namespace egress {
 namespace {
 
-struct RouteRows {
+struct ReportedRoutes {
   DefaultRoutesStatus status = DefaultRoutesStatus::OK;
   std::vector<ReportRow> rows;
 };
@@ -37,12 +37,22 @@ bool isHintStale(const std::string& selectorHint, const Resolution& resolution) 
   return std::ranges::find(visited, selectorHint) == visited.end();
 }
 
+InterfacesStatus statusOf(const AdapterSnapshot& adapters) {
+  using enum InterfacesStatus;
+  return adapters.enumFailed ? ADAPTER_ENUM_FAILED : OK;
+}
+
+SocketSourcesStatus statusOf(const SocketSnapshot& sockets) {
+  using enum SocketSourcesStatus;
+  return sockets.enumFailed ? SOCKET_ENUM_FAILED : OK;
+}
+
 ReportScalar ordinalScalar(std::optional<std::int64_t> ordinal) {
   return ordinal ? integerScalar(*ordinal) : nullScalar();
 }
 
-std::vector<ReportRow> interfaceRows(const AdapterSnapshot& adapters,
-                                     const OrdinalTable& ordinalTable) {
+std::vector<ReportRow> reportInterfaces(const AdapterSnapshot& adapters,
+                                        const OrdinalTable& ordinalTable) {
   std::vector<ReportRow> rows;
   if (adapters.enumFailed) return rows;
   std::vector<const InterfaceRow*> sorted;
@@ -61,7 +71,7 @@ std::vector<ReportRow> interfaceRows(const AdapterSnapshot& adapters,
   return rows;
 }
 
-ReportRow routeRow(const RouteRow& route, std::optional<std::int64_t> ordinal) {
+ReportRow reportRoute(const RouteRow& route, std::optional<std::int64_t> ordinal) {
   using enum InterfaceOrdinalStatus;
   ReportRow row;
   row.reserve(4);
@@ -74,10 +84,10 @@ ReportRow routeRow(const RouteRow& route, std::optional<std::int64_t> ordinal) {
 }
 
 // Only a good adapter snapshot can contradict a route; without one, routes are merely unmapped.
-RouteRows routeRows(const RouteSnapshot& routes, const AdapterSnapshot& adapters,
-                    const OrdinalTable& ordinalTable) {
+ReportedRoutes reportRoutes(const RouteSnapshot& routes, const AdapterSnapshot& adapters,
+                            const OrdinalTable& ordinalTable) {
   using enum DefaultRoutesStatus;
-  RouteRows result;
+  ReportedRoutes result;
   if (routes.enumFailed) {
     result.status = ROUTE_ENUM_FAILED;
     return result;
@@ -89,7 +99,7 @@ RouteRows routeRows(const RouteSnapshot& routes, const AdapterSnapshot& adapters
       ordinal = ordinalOf(ordinalTable, route.interfaceIndex);
       if (!ordinal) result.status = SNAPSHOT_INCONSISTENT;
     }
-    result.rows.push_back(routeRow(route, ordinal));
+    result.rows.push_back(reportRoute(route, ordinal));
   }
   return result;
 }
@@ -110,8 +120,8 @@ std::vector<MappedSocket> mapSockets(const DiagnosisInput& input,
 }
 
 // One row for each interface that a socket leaves through, wherever the socket goes.
-std::vector<ReportRow> observedSourceRows(const std::vector<MappedSocket>& sockets,
-                                          const OrdinalTable& ordinalTable) {
+std::vector<ReportRow> reportObservedSources(const std::vector<MappedSocket>& sockets,
+                                             const OrdinalTable& ordinalTable) {
   std::vector<bool> observed(ordinalTable.interfaceIndexes.size() + 1);
   for (const MappedSocket& socket : sockets) {
     if (socket.source.kind == MappingKind::Unique) {
@@ -127,55 +137,48 @@ std::vector<ReportRow> observedSourceRows(const std::vector<MappedSocket>& socke
   return rows;
 }
 
+template <typename Status>
+void insertWord(EgressReport& report, std::string_view key, Status status) {
+  insertMember(report, key, stringScalar(toString(status)));
+}
+
 }  // namespace
 
 EgressReport diagnoseEgress(const DiagnosisInput& diagnosisInput) {
-  const bool configUsable = diagnosisInput.configStatus == ConfigStatus::OK;
   const AdapterSnapshot& adapters = diagnosisInput.adapters;
-  const bool socketsFailed = diagnosisInput.sockets.enumFailed;
-
-  const EgressSelectionPolicy policy = policyOf(diagnosisInput);
-  ActiveEndpoint endpoint;
-  bool hintStale = false;
-  if (configUsable) {
-    const Resolution resolution = resolveActiveOutbound(diagnosisInput);
-    endpoint = endpointOf(resolution);
-    hintStale = isHintStale(diagnosisInput.selectorHint, resolution);
-  }
-
+  const SocketSnapshot& sockets = diagnosisInput.sockets;
+  const bool configUsable = diagnosisInput.configStatus == ConfigStatus::OK;
+  const Resolution resolution = configUsable ? resolveActiveOutbound(diagnosisInput) : Resolution{};
   const OrdinalTable ordinalTable = makeOrdinalTable(adapters);
-  RouteRows routes = routeRows(diagnosisInput.routes, adapters, ordinalTable);
-  std::vector<MappedSocket> sockets = mapSockets(diagnosisInput, ordinalTable);
-  std::vector<ReportRow> observedSources = observedSourceRows(sockets, ordinalTable);
-  const Selection selection = selectInterface({.policy = policy,
-                                               .endpoint = endpoint,
-                                               .socketsFailed = socketsFailed,
-                                               .adaptersFailed = adapters.enumFailed,
-                                               .sockets = std::move(sockets)});
+  const SelectionInput selectionInput = {
+      .policy = policyOf(diagnosisInput),
+      .endpoint = configUsable ? endpointOf(resolution) : ActiveEndpoint{},
+      .socketsFailed = sockets.enumFailed,
+      .adaptersFailed = adapters.enumFailed,
+      .sockets = mapSockets(diagnosisInput, ordinalTable)};
+  const Selection selection = selectInterface(selectionInput);
+  ReportedRoutes routes = reportRoutes(diagnosisInput.routes, adapters, ordinalTable);
 
   EgressReport report;
-  const auto insertWord = [&report](std::string_view key, auto status) {
-    insertMember(report, key, stringScalar(toString(status)));
-  };
   report.members.reserve(13);
-  insertWord("configStatus", diagnosisInput.configStatus);
+  insertWord(report, "configStatus", diagnosisInput.configStatus);
   if (configUsable) {
-    insertMember(report, "autoDetectInterfaceEnabled",
-                 booleanScalar(diagnosisInput.autoDetectInterface));
+    const bool enabled = diagnosisInput.autoDetectInterface;
+    insertMember(report, "autoDetectInterfaceEnabled", booleanScalar(enabled));
   }
-  insertWord("egressSelectionPolicy", policy);
-  insertWord("activeEndpointStatus", endpoint.status);
+  insertWord(report, "egressSelectionPolicy", selectionInput.policy);
+  insertWord(report, "activeEndpointStatus", selectionInput.endpoint.status);
+  const bool hintStale = configUsable && isHintStale(diagnosisInput.selectorHint, resolution);
   insertMember(report, "selectorHintStale", booleanScalar(hintStale));
   insertMember(report, "selectedInterfaceOrdinal", ordinalScalar(selection.ordinal));
-  insertWord("selectionStatus", selection.status);
-  insertWord("interfacesStatus",
-             adapters.enumFailed ? InterfacesStatus::ADAPTER_ENUM_FAILED : InterfacesStatus::OK);
-  insertMember(report, "interfaces", interfaceRows(adapters, ordinalTable));
-  insertWord("defaultRoutesStatus", routes.status);
+  insertWord(report, "selectionStatus", selection.status);
+  insertWord(report, "interfacesStatus", statusOf(adapters));
+  insertMember(report, "interfaces", reportInterfaces(adapters, ordinalTable));
+  insertWord(report, "defaultRoutesStatus", routes.status);
   insertMember(report, "defaultRoutes", std::move(routes.rows));
-  insertWord("socketSourcesStatus",
-             socketsFailed ? SocketSourcesStatus::SOCKET_ENUM_FAILED : SocketSourcesStatus::OK);
-  insertMember(report, "observedSocketSources", std::move(observedSources));
+  insertWord(report, "socketSourcesStatus", statusOf(sockets));
+  insertMember(report, "observedSocketSources",
+               reportObservedSources(selectionInput.sockets, ordinalTable));
   return report;
 }
 

@@ -57,7 +57,8 @@ struct AddressTable {
 [[nodiscard]] InterfaceMapping mapAddressToInterface(const AddressTable& addressTable,
                                                      std::string_view addressText) noexcept;
 
-// The same for a single look-up, straight from the snapshot. Throws only when memory runs out.
+// The same for a single look-up, straight from the snapshot; every call parses all its addresses.
+// Throws only when memory runs out.
 [[nodiscard]] InterfaceMapping mapAddressToInterface(const AdapterSnapshot& adapters,
                                                      const OrdinalTable& ordinalTable,
                                                      std::string_view addressText);

@@ -18,12 +18,14 @@ bool goesTo(const ActiveEndpoint& endpoint, const MappedSocket& socket) noexcept
 
 void addSource(Sources& sources, const InterfaceMapping& source) noexcept {
   switch (source.kind) {
-    case MappingKind::Unmapped: sources.anyUnmapped = true; return;
+    case MappingKind::Unique:
+      if (sources.ordinal && *sources.ordinal != source.ordinal) sources.several = true;
+      if (!sources.ordinal) sources.ordinal = source.ordinal;
+      return;
     case MappingKind::Ambiguous: sources.anyAmbiguous = true; return;
-    case MappingKind::Unique: break;
+    case MappingKind::Unmapped: break;  // also every value outside the enumeration
   }
-  if (sources.ordinal && *sources.ordinal != source.ordinal) sources.several = true;
-  if (!sources.ordinal) sources.ordinal = source.ordinal;
+  sources.anyUnmapped = true;
 }
 
 SelectionStatus judge(const Sources& sources) noexcept {
@@ -35,7 +37,7 @@ SelectionStatus judge(const Sources& sources) noexcept {
   return OK;
 }
 
-Selection without(SelectionStatus reason) noexcept {
+Selection notSelected(SelectionStatus reason) noexcept {
   return {.status = reason, .ordinal = std::nullopt};
 }
 
@@ -43,12 +45,13 @@ Selection without(SelectionStatus reason) noexcept {
 
 Selection selectInterface(const SelectionInput& input) noexcept {
   using enum SelectionStatus;
-  if (input.policy == EgressSelectionPolicy::os_routed) return without(NOT_APPLICABLE_OS_ROUTED);
+  if (input.policy == EgressSelectionPolicy::os_routed)
+    return notSelected(NOT_APPLICABLE_OS_ROUTED);
   if (input.endpoint.status != ActiveEndpointStatus::OK) {
-    return without(NOT_EVALUATED_ENDPOINT_UNAVAILABLE);
+    return notSelected(NOT_EVALUATED_ENDPOINT_UNAVAILABLE);
   }
-  if (input.socketsFailed) return without(NOT_EVALUATED_SOCKET_ENUM_FAILED);
-  if (input.adaptersFailed) return without(NOT_EVALUATED_ADAPTER_ENUM_FAILED);
+  if (input.socketsFailed) return notSelected(NOT_EVALUATED_SOCKET_ENUM_FAILED);
+  if (input.adaptersFailed) return notSelected(NOT_EVALUATED_ADAPTER_ENUM_FAILED);
 
   bool anyMatch = false;
   Sources sources;
@@ -57,10 +60,10 @@ Selection selectInterface(const SelectionInput& input) noexcept {
     anyMatch = true;
     addSource(sources, socket.source);
   }
-  if (!anyMatch) return without(NO_MATCHING_SOCKET);
+  if (!anyMatch) return notSelected(NO_MATCHING_SOCKET);
 
   const SelectionStatus status = judge(sources);
-  if (status != OK) return without(status);
+  if (status != OK) return notSelected(status);
   return {.status = OK, .ordinal = sources.ordinal};
 }
 
