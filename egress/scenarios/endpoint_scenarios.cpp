@@ -33,7 +33,7 @@ struct EndpointCase {
   std::string_view endpoint;
 };
 
-constexpr std::array<EndpointCase, 7> kEndpoints = {{
+constexpr auto kEndpoints = std::to_array<EndpointCase>({
     {.label = "endpoint/direct",
      .type = "direct",
      .server = "",
@@ -71,7 +71,7 @@ constexpr std::array<EndpointCase, 7> kEndpoints = {{
      .server = "198.51.100.10",
      .port = 443,
      .endpoint = "TRANSPORT_UNKNOWN"},
-}};
+});
 
 struct TransportCase {
   std::string_view type;
@@ -79,13 +79,13 @@ struct TransportCase {
   std::string_view endpoint;
 };
 
-constexpr std::array<TransportCase, 5> kTransports = {{
+constexpr auto kTransports = std::to_array<TransportCase>({
     {.type = "vless", .transportType = "ws", .endpoint = "OK"},
     {.type = "vless", .transportType = "grpc", .endpoint = "OK"},
     {.type = "vless", .transportType = "http", .endpoint = "OK"},
     {.type = "vmess", .transportType = "quic", .endpoint = "TRANSPORT_UNSUPPORTED"},
     {.type = "vmess", .transportType = "kcp", .endpoint = "TRANSPORT_UNKNOWN"},
-}};
+});
 
 void checkEndpoint(SelfCheckRun& run, std::string_view label, const Outbound& outbound,
                    std::string_view endpoint) {
@@ -106,11 +106,11 @@ void runTransport(SelfCheckRun& run, const TransportCase& row) {
   checkEndpoint(run, "endpoint/transport-" + outbound.transportType, outbound, row.endpoint);
 }
 
-constexpr std::array<ReportCheck, 3> kIpv6Checks = {{
+constexpr auto kIpv6Checks = std::to_array<ReportCheck>({
     {.label = "endpoint/ipv6 endpoint", .key = "activeEndpointStatus", .expected = IsWord{"OK"}},
     {.label = "endpoint/ipv6 selectionStatus", .key = "selectionStatus", .expected = IsWord{"OK"}},
     {.label = "endpoint/ipv6 ordinal", .key = "selectedInterfaceOrdinal", .expected = IsInteger{1}},
-}};
+});
 
 // Every address is spelled in two ways, so that only a comparison by value finds the match.
 void runIpv6(SelfCheckRun& run) {

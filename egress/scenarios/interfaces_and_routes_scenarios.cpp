@@ -14,19 +14,19 @@ struct RowIntegerCheck {
   std::int64_t value = 0;
 };
 
-constexpr std::array<RowIntegerCheck, 5> kInterfaceRowChecks = {{
+constexpr auto kInterfaceRowChecks = std::to_array<RowIntegerCheck>({
     {.label = "interfaces/ordinal 1", .row = 1, .key = "ordinal", .value = 1},
     {.label = "interfaces/metric 1", .row = 1, .key = "interfaceMetric", .value = 5},
     {.label = "interfaces/operStatus 1", .row = 1, .key = "operStatus", .value = 1},
     {.label = "interfaces/ordinal 2", .row = 2, .key = "ordinal", .value = 2},
     {.label = "interfaces/metric 2", .row = 2, .key = "interfaceMetric", .value = 25},
-}};
+});
 
-constexpr std::array<RowIntegerCheck, 3> kRouteRowChecks = {{
+constexpr auto kRouteRowChecks = std::to_array<RowIntegerCheck>({
     {.label = "routes/family v4", .row = 1, .key = "family", .value = 4},
     {.label = "routes/ordinal v4", .row = 1, .key = "interfaceOrdinal", .value = 1},
     {.label = "routes/metric v4", .row = 1, .key = "routeMetric", .value = 0},
-}};
+});
 
 // Checks that the member has exactly `count` rows, and gives them only then: checks of single rows
 // make no sense otherwise.
@@ -46,7 +46,8 @@ void checkRow(CheckRecorder& recorder, const std::vector<ReportRow>& rows,
 
 void runOrdinals(SelfCheckRun& run) {
   CheckRecorder& recorder = run.recorder;
-  const EgressReport report = diagnoseAndAudit(run, "interfaces/ordinals", makeDefaultInput(true));
+  const EgressReport report =
+      diagnoseAndAudit(run, "interfaces/ordinals", makeDefaultInput(/*autoDetectInterface=*/true));
   if (const auto* const rows =
           checkRowCount(recorder, report, "interfaces", 2, "interfaces/ordinals count")) {
     for (const RowIntegerCheck& check : kInterfaceRowChecks) checkRow(recorder, *rows, check);
@@ -61,7 +62,7 @@ void runOrdinals(SelfCheckRun& run) {
 }
 
 void runRouteEnumFailed(SelfCheckRun& run) {
-  DiagnosisInput input = makeDefaultInput(true);
+  DiagnosisInput input = makeDefaultInput(/*autoDetectInterface=*/true);
   input.routes.enumFailed = true;
   const EgressReport report = diagnoseAndAudit(run, "routes/enum-failed", input);
   checkEqual(run.recorder, reportString(report, "defaultRoutesStatus"), "ROUTE_ENUM_FAILED",
@@ -70,7 +71,7 @@ void runRouteEnumFailed(SelfCheckRun& run) {
 }
 
 void runSnapshotInconsistent(SelfCheckRun& run) {
-  DiagnosisInput input = makeDefaultInput(true);
+  DiagnosisInput input = makeDefaultInput(/*autoDetectInterface=*/true);
   input.routes.rows.push_back({.family = 4, .interfaceIndex = 99, .routeMetric = 5});
   const EgressReport report = diagnoseAndAudit(run, "routes/snapshot-inconsistent", input);
   checkEqual(run.recorder, reportString(report, "defaultRoutesStatus"), "SNAPSHOT_INCONSISTENT",

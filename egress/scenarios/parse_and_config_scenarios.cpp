@@ -29,7 +29,7 @@ struct ConfigFailureCase {
   std::string_view configStatus;
 };
 
-constexpr std::array<ConfigFailureCase, 4> kConfigFailures = {{
+constexpr auto kConfigFailures = std::to_array<ConfigFailureCase>({
     {.label = "config/no-config", .text = "", .hasText = false, .configStatus = "NO_CONFIG"},
     {.label = "config/parse-failed", .text = R"({"route": )", .configStatus = "JSON_PARSE_FAILED"},
     {.label = "config/auto-detect-missing",
@@ -38,7 +38,7 @@ constexpr std::array<ConfigFailureCase, 4> kConfigFailures = {{
     {.label = "config/auto-detect-invalid",
      .text = R"({"route":{"auto_detect_interface":"true"}})",
      .configStatus = "AUTO_DETECT_INVALID"},
-}};
+});
 
 // The only outbound of a configuration, or nullptr when it has another number of them.
 const Outbound* onlyOutbound(const ProxyConfig& config) {
@@ -46,7 +46,7 @@ const Outbound* onlyOutbound(const ProxyConfig& config) {
 }
 
 void runParseHopping(CheckRecorder& recorder) {
-  const ProxyConfig config = readProxyConfig(kHoppingText, true);
+  const ProxyConfig config = readProxyConfig(kHoppingText, /*hasText=*/true);
   const Outbound* const outbound = onlyOutbound(config);
   recordCheck(recorder, config.configStatus == ConfigStatus::OK, "parse/hopping status");
   recordCheck(recorder, outbound != nullptr && outbound->portSpecified && outbound->portHopping,
@@ -54,7 +54,7 @@ void runParseHopping(CheckRecorder& recorder) {
 }
 
 void runParseTransport(CheckRecorder& recorder) {
-  const ProxyConfig config = readProxyConfig(kTransportText, true);
+  const ProxyConfig config = readProxyConfig(kTransportText, /*hasText=*/true);
   const Outbound* const outbound = onlyOutbound(config);
   recordCheck(recorder, config.configStatus == ConfigStatus::OK, "parse/transport status");
   recordCheck(recorder, !config.autoDetectInterface, "parse/transport auto_detect false");
@@ -65,7 +65,7 @@ void runParseTransport(CheckRecorder& recorder) {
 }
 
 void runParseBadPort(CheckRecorder& recorder) {
-  const ProxyConfig config = readProxyConfig(kBadPortText, true);
+  const ProxyConfig config = readProxyConfig(kBadPortText, /*hasText=*/true);
   const Outbound* const outbound = onlyOutbound(config);
   recordCheck(recorder, outbound != nullptr && outbound->portSpecified && outbound->portMalformed,
               "parse/bad-port malformed");
@@ -83,7 +83,7 @@ void runParseOk(CheckRecorder& recorder, const ProxyConfig& config) {
 }
 
 void runConfigOk(SelfCheckRun& run, const ProxyConfig& config) {
-  DiagnosisInput input = makeDefaultInput(true);
+  DiagnosisInput input = makeDefaultInput(/*autoDetectInterface=*/true);
   setProxyConfig(input, config);
   input.sockets.rows.push_back(makeSocketSource("10.0.0.7", 51000, "198.51.100.10", 443));
   const EgressReport report = diagnoseAndAudit(run, "config/ok", input);
@@ -96,7 +96,7 @@ void runConfigOk(SelfCheckRun& run, const ProxyConfig& config) {
 }
 
 void runConfigFailure(SelfCheckRun& run, const ConfigFailureCase& row) {
-  DiagnosisInput input = makeDefaultInput(true);
+  DiagnosisInput input = makeDefaultInput(/*autoDetectInterface=*/true);
   setProxyConfig(input, readProxyConfig(row.text, row.hasText));
   const EgressReport report = diagnoseAndAudit(run, row.label, input);
   const auto label = [&row](std::string_view suffix) {
@@ -121,7 +121,7 @@ void runParseScenarios(SelfCheckRun& run) {
 }
 
 void runConfigScenarios(SelfCheckRun& run) {
-  const ProxyConfig config = readProxyConfig(kOkText, true);
+  const ProxyConfig config = readProxyConfig(kOkText, /*hasText=*/true);
   runParseOk(run.recorder, config);
   runConfigOk(run, config);
   for (const ConfigFailureCase& row : kConfigFailures) runConfigFailure(run, row);

@@ -7,7 +7,7 @@
 namespace egress {
 namespace {
 
-constexpr std::array<ReportCheck, 4> kOsRoutedChecks = {{
+constexpr auto kOsRoutedChecks = std::to_array<ReportCheck>({
     {.label = "policy/os-routed policy",
      .key = "egressSelectionPolicy",
      .expected = IsWord{"os_routed"}},
@@ -20,12 +20,12 @@ constexpr std::array<ReportCheck, 4> kOsRoutedChecks = {{
     {.label = "policy/os-routed observedSocketSources present",
      .key = "observedSocketSources",
      .expected = HasRows{1}},
-}};
+});
 
 }  // namespace
 
 void runPolicyScenarios(SelfCheckRun& run) {
-  DiagnosisInput input = makeDefaultInput(false);
+  DiagnosisInput input = makeDefaultInput(/*autoDetectInterface=*/false);
   input.sockets.rows.push_back(makeSocketSource("10.0.0.7", 51000, "198.51.100.10", 443));
   const EgressReport report = diagnoseAndAudit(run, "policy/os-routed", input);
   for (const ReportCheck& check : kOsRoutedChecks) checkReport(run.recorder, report, check);

@@ -5,24 +5,33 @@
 namespace egress {
 namespace {
 
+void keepSnapshots(DiagnosisInput& /*input*/) {}
+
+void failSockets(DiagnosisInput& input) {
+  input.sockets.enumFailed = true;
+}
+
+void failAdapters(DiagnosisInput& input) {
+  input.adapters.enumFailed = true;
+}
+
+void shareOneAddress(DiagnosisInput& input) {
+  input.adapters.rows = {makeInterfaceRow(5, 1, 5, {"10.0.0.7"}),
+                         makeInterfaceRow(11, 1, 25, {"10.0.0.7"})};
+}
+
 struct SelectionCase {
   std::string_view name;
-  AdapterSnapshot adapters = makeDefaultAdapters();
-  SocketSnapshot sockets;
+  void (*change)(DiagnosisInput& input) = keepSnapshots;
+  std::vector<SocketSource> sockets;
   std::vector<ReportCheck> checks;
 };
-
-AdapterSnapshot failedAdapters() {
-  AdapterSnapshot adapters = makeDefaultAdapters();
-  adapters.enumFailed = true;
-  return adapters;
-}
 
 std::vector<SelectionCase> selectionCases() {
   return {
       {.name = "selection/ok",
-       .sockets = {.rows = {makeSocketSource("10.0.0.7", 51000, "198.51.100.10", 443),
-                            makeSocketSource("192.168.1.50", 51001, "203.0.113.200", 443)}},
+       .sockets = {makeSocketSource("10.0.0.7", 51000, "198.51.100.10", 443),
+                   makeSocketSource("192.168.1.50", 51001, "203.0.113.200", 443)},
        .checks = {{.label = "selection/ok status",
                    .key = "selectionStatus",
                    .expected = IsWord{"OK"}},
@@ -33,7 +42,8 @@ std::vector<SelectionCase> selectionCases() {
                    .key = "observedSocketSources",
                    .expected = HasRows{2}}}},
       {.name = "selection/socket-enum-failed",
-       .sockets = {.enumFailed = true, .rows = {}},
+       .change = failSockets,
+       .sockets = {},
        .checks = {{.label = "selection/socket-enum-failed status",
                    .key = "selectionStatus",
                    .expected = IsWord{"NOT_EVALUATED_SOCKET_ENUM_FAILED"}},
@@ -41,8 +51,8 @@ std::vector<SelectionCase> selectionCases() {
                    .key = "socketSourcesStatus",
                    .expected = IsWord{"SOCKET_ENUM_FAILED"}}}},
       {.name = "selection/adapter-enum-failed",
-       .adapters = failedAdapters(),
-       .sockets = {.rows = {makeSocketSource("10.0.0.7", 51000, "198.51.100.10", 443)}},
+       .change = failAdapters,
+       .sockets = {makeSocketSource("10.0.0.7", 51000, "198.51.100.10", 443)},
        .checks = {{.label = "selection/adapter-enum-failed status",
                    .key = "selectionStatus",
                    .expected = IsWord{"NOT_EVALUATED_ADAPTER_ENUM_FAILED"}},
@@ -56,18 +66,18 @@ std::vector<SelectionCase> selectionCases() {
                    .key = "defaultRoutes",
                    .expected = HasRows{2}}}},
       {.name = "selection/no-match",
-       .sockets = {.rows = {makeSocketSource("10.0.0.7", 51000, "203.0.113.200", 443)}},
+       .sockets = {makeSocketSource("10.0.0.7", 51000, "203.0.113.200", 443)},
        .checks = {{.label = "selection/no-match status",
                    .key = "selectionStatus",
                    .expected = IsWord{"NO_MATCHING_SOCKET"}}}},
       {.name = "selection/unmapped",
-       .sockets = {.rows = {makeSocketSource("172.16.9.9", 51000, "198.51.100.10", 443)}},
+       .sockets = {makeSocketSource("172.16.9.9", 51000, "198.51.100.10", 443)},
        .checks = {{.label = "selection/unmapped status",
                    .key = "selectionStatus",
                    .expected = IsWord{"SOCKET_SOURCE_ADDRESS_UNMAPPED"}}}},
       {.name = "selection/partial",
-       .sockets = {.rows = {makeSocketSource("10.0.0.7", 51000, "198.51.100.10", 443),
-                            makeSocketSource("172.16.9.9", 51002, "198.51.100.10", 443)}},
+       .sockets = {makeSocketSource("10.0.0.7", 51000, "198.51.100.10", 443),
+                   makeSocketSource("172.16.9.9", 51002, "198.51.100.10", 443)},
        .checks = {{.label = "selection/partial status",
                    .key = "selectionStatus",
                    .expected = IsWord{"PARTIAL_SOCKET_SOURCE_MAPPING"}},
@@ -75,15 +85,14 @@ std::vector<SelectionCase> selectionCases() {
                    .key = "selectedInterfaceOrdinal",
                    .expected = IsNull{}}}},
       {.name = "selection/multiple",
-       .sockets = {.rows = {makeSocketSource("10.0.0.7", 51000, "198.51.100.10", 443),
-                            makeSocketSource("192.168.1.50", 51002, "198.51.100.10", 443)}},
+       .sockets = {makeSocketSource("10.0.0.7", 51000, "198.51.100.10", 443),
+                   makeSocketSource("192.168.1.50", 51002, "198.51.100.10", 443)},
        .checks = {{.label = "selection/multiple status",
                    .key = "selectionStatus",
                    .expected = IsWord{"MULTIPLE_MATCHING_SOCKET_INTERFACES"}}}},
       {.name = "selection/ambiguous",
-       .adapters = {.rows = {makeInterfaceRow(5, 1, 5, {"10.0.0.7"}),
-                             makeInterfaceRow(11, 1, 25, {"10.0.0.7"})}},
-       .sockets = {.rows = {makeSocketSource("10.0.0.7", 51000, "198.51.100.10", 443)}},
+       .change = shareOneAddress,
+       .sockets = {makeSocketSource("10.0.0.7", 51000, "198.51.100.10", 443)},
        .checks = {{.label = "selection/ambiguous status",
                    .key = "selectionStatus",
                    .expected = IsWord{"ADDRESS_INTERFACE_AMBIGUOUS"}}}},
@@ -94,9 +103,9 @@ std::vector<SelectionCase> selectionCases() {
 
 void runSelectionScenarios(SelfCheckRun& run) {
   for (const SelectionCase& row : selectionCases()) {
-    DiagnosisInput input = makeDefaultInput(true);
-    input.adapters = row.adapters;
-    input.sockets = row.sockets;
+    DiagnosisInput input = makeDefaultInput(/*autoDetectInterface=*/true);
+    row.change(input);
+    input.sockets.rows = row.sockets;
     const EgressReport report = diagnoseAndAudit(run, row.name, input);
     for (const ReportCheck& check : row.checks) checkReport(run.recorder, report, check);
   }

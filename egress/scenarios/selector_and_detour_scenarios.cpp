@@ -86,7 +86,7 @@ std::vector<UsableCase> usableCases() {
 }
 
 void runUsableCase(SelfCheckRun& run, const UsableCase& row) {
-  DiagnosisInput input = makeDefaultInput(true);
+  DiagnosisInput input = makeDefaultInput(/*autoDetectInterface=*/true);
   input.outbounds = row.outbounds;
   input.selectorAnswers = row.selectorAnswers;
   input.selectorHint = row.selectorHint;
@@ -95,7 +95,7 @@ void runUsableCase(SelfCheckRun& run, const UsableCase& row) {
   for (const ReportCheck& check : row.checks) checkReport(run.recorder, report, check);
 }
 
-struct FailingAnswerCase {
+struct UnusableAnswerCase {
   std::string_view label;
   SelectorAnswerStatus status = SelectorAnswerStatus::Ok;
   std::string_view now;
@@ -103,7 +103,7 @@ struct FailingAnswerCase {
   std::string_view selectionStatus;
 };
 
-constexpr std::array<FailingAnswerCase, 5> kFailingAnswers = {{
+constexpr auto kUnusableAnswers = std::to_array<UnusableAnswerCase>({
     {.label = "selector/transport-failed",
      .status = SelectorAnswerStatus::TransportFailed,
      .now = "",
@@ -129,9 +129,9 @@ constexpr std::array<FailingAnswerCase, 5> kFailingAnswers = {{
      .now = "node_404",
      .endpoint = "OUTBOUND_NOT_FOUND",
      .selectionStatus = "NOT_EVALUATED_ENDPOINT_UNAVAILABLE"},
-}};
+});
 
-void runFailingAnswer(SelfCheckRun& run, const FailingAnswerCase& row) {
+void runUnusableAnswer(SelfCheckRun& run, const UnusableAnswerCase& row) {
   DiagnosisInput input = makeInputWithOutbound(makeSelectorOutbound("proxy"));
   input.selectorAnswers = {makeSelectorAnswer("proxy", row.status, row.now)};
   const EgressReport report = diagnoseAndAudit(run, row.label, input);
@@ -204,7 +204,7 @@ std::vector<WalkFailureCase> walkFailures() {
 }
 
 void runWalkFailure(SelfCheckRun& run, const WalkFailureCase& row) {
-  DiagnosisInput input = makeDefaultInput(true);
+  DiagnosisInput input = makeDefaultInput(/*autoDetectInterface=*/true);
   input.outbounds = row.outbounds;
   input.selectorAnswers = row.selectorAnswers;
   const EgressReport report = diagnoseAndAudit(run, row.label, input);
@@ -216,7 +216,7 @@ void runWalkFailure(SelfCheckRun& run, const WalkFailureCase& row) {
 
 void runSelectorAndDetourScenarios(SelfCheckRun& run) {
   for (const UsableCase& row : usableCases()) runUsableCase(run, row);
-  for (const FailingAnswerCase& row : kFailingAnswers) runFailingAnswer(run, row);
+  for (const UnusableAnswerCase& row : kUnusableAnswers) runUnusableAnswer(run, row);
   for (const WalkFailureCase& row : walkFailures()) runWalkFailure(run, row);
 }
 

@@ -16,7 +16,7 @@ constexpr AnswerCase kOkAnswer = {.text = R"({"name":"proxy","now":"node_3"})",
                                   .label = "response/ok",
                                   .status = SelectorAnswerStatus::Ok};
 
-constexpr std::array<AnswerCase, 3> kFailingAnswers = {{
+constexpr auto kFailingAnswers = std::to_array<AnswerCase>({
     {.text = "not json", .label = "response/malformed", .status = SelectorAnswerStatus::Malformed},
     {.text = R"({"name":"proxy"})",
      .label = "response/now-missing",
@@ -24,7 +24,7 @@ constexpr std::array<AnswerCase, 3> kFailingAnswers = {{
     {.text = R"({"now":123})",
      .label = "response/now-wrong-type",
      .status = SelectorAnswerStatus::NowMissing},
-}};
+});
 
 void runAnswer(CheckRecorder& recorder, const AnswerCase& row, std::string& now) {
   recordCheck(recorder, readSelectorAnswer(row.text, &now) == row.status, row.label);

@@ -14,7 +14,7 @@ DiagnosisInput makeDefaultInput(bool autoDetectInterface) {
 }
 
 DiagnosisInput makeInputWithOutbound(Outbound outbound) {
-  DiagnosisInput input = makeDefaultInput(true);
+  DiagnosisInput input = makeDefaultInput(/*autoDetectInterface=*/true);
   input.outbounds.clear();
   input.outbounds.push_back(std::move(outbound));
   return input;

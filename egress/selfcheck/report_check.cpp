@@ -7,10 +7,6 @@
 namespace egress {
 namespace {
 
-bool meets(const EgressReport& report, std::string_view key, const IsWord& expected) {
-  return reportString(report, key) == expected.word;
-}
-
 bool meets(const EgressReport& report, std::string_view key, const IsInteger& expected) {
   return reportInteger(report, key) == expected.value;
 }
@@ -30,16 +26,22 @@ bool meets(const EgressReport& report, std::string_view key, const HasRows& expe
   return rows != nullptr && rows->size() == expected.count;
 }
 
+template <typename Condition>
+void makeCheck(CheckRecorder& recorder, const EgressReport& report, const ReportCheck& check,
+               const Condition& expected) {
+  recordCheck(recorder, meets(report, check.key, expected), check.label);
+}
+
+void makeCheck(CheckRecorder& recorder, const EgressReport& report, const ReportCheck& check,
+               const IsWord& expected) {
+  checkEqual(recorder, reportString(report, check.key), expected.word, check.label);
+}
+
 }  // namespace
 
 void checkReport(CheckRecorder& recorder, const EgressReport& report, const ReportCheck& check) {
-  if (const auto* const expected = std::get_if<IsWord>(&check.expected)) {
-    checkEqual(recorder, reportString(report, check.key), expected->word, check.label);
-    return;
-  }
-  const bool met = std::visit(
-      [&](const auto& expected) { return meets(report, check.key, expected); }, check.expected);
-  recordCheck(recorder, met, check.label);
+  std::visit([&](const auto& expected) { makeCheck(recorder, report, check, expected); },
+             check.expected);
 }
 
 }  // namespace egress

@@ -11,12 +11,13 @@
 
 namespace egress {
 
-// What a check expects of a report's member. An absent one meets none of these.
+// What a check expects of a report's member. An absent one reads as kMissingText
+// or kMissingInteger, which no check expects, and meets nothing else.
 struct IsWord {
   std::string_view word;
 };
 struct IsInteger {
-  std::int64_t value = 0;  // not kMissingInteger, which an absent member reads as
+  std::int64_t value = 0;
 };
 struct IsBoolean {
   bool value = false;

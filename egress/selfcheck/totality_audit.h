@@ -7,6 +7,7 @@
 #include "egress/selfcheck/check_recorder.h"
 
 #include <array>
+#include <functional>
 #include <map>
 #include <set>
 #include <string>
