@@ -10,11 +10,10 @@
 #include <string_view>
 #include <vector>
 
-namespace egress {
+namespace egress::test {
 namespace {
 
 using enum ActiveEndpointStatus;
-using test::forEveryCut;
 
 using Bytes = std::array<std::uint8_t, 16>;
 
@@ -408,4 +407,4 @@ TEST(ClassifyEndpoint, ThePortIsTheOnlyOneListed) {
 }
 
 }  // namespace
-}  // namespace egress
+}  // namespace egress::test

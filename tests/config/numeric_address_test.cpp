@@ -16,12 +16,10 @@
 #include <utility>
 #include <vector>
 
-namespace egress {
+namespace egress::test {
 namespace {
 
 using namespace std::string_view_literals;
-using test::ExactText;
-using test::forEveryCut;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
 
@@ -498,4 +496,4 @@ TEST(SameNumericAddress, EqualBytesOfTwoFamiliesAreTwoAddresses) {
 }
 
 }  // namespace
-}  // namespace egress
+}  // namespace egress::test

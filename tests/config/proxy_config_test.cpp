@@ -16,14 +16,11 @@
 #include <utility>
 #include <vector>
 
-namespace egress {
+namespace egress::test {
 namespace {
 
 using enum ConfigStatus;
 using namespace std::string_view_literals;
-using test::ExactText;
-using test::forEveryCut;
-using test::joined;
 
 using Ports = std::vector<std::uint32_t>;
 
@@ -569,4 +566,4 @@ TEST(ProxyConfig, UnknownKeysAreIgnoredAtEveryLevel) {
 }
 
 }  // namespace
-}  // namespace egress
+}  // namespace egress::test

@@ -13,7 +13,7 @@
 #include <utility>
 #include <vector>
 
-namespace egress {
+namespace egress::test {
 namespace {
 
 using enum ActiveEndpointStatus;
@@ -471,4 +471,4 @@ TEST(ResolveActiveOutbound, AFailedAnswerComesBeforeTheDepth) {
 }
 
 }  // namespace
-}  // namespace egress
+}  // namespace egress::test

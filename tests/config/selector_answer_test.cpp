@@ -9,13 +9,11 @@
 #include <string_view>
 #include <vector>
 
-namespace egress {
+namespace egress::test {
 namespace {
 
 using enum SelectorAnswerStatus;
 using namespace std::string_view_literals;
-using test::ExactText;
-using test::forEveryCut;
 
 // Longer than every choice below, so that a partial overwrite would show.
 constexpr std::string_view kBefore = "the choice that was known before this answer";
@@ -209,4 +207,4 @@ TEST(SelectorAnswer, WithoutAnOutputTheStatusIsTheSame) {
 }
 
 }  // namespace
-}  // namespace egress
+}  // namespace egress::test

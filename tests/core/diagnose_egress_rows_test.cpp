@@ -12,7 +12,7 @@
 #include <string_view>
 #include <vector>
 
-namespace egress {
+namespace egress::test {
 namespace {
 
 using testing::ElementsAre;
@@ -352,4 +352,4 @@ TEST(DiagnoseEgressReport, EqualInputsGiveEqualReportsAndTheInputStaysAsItWas) {
 }
 
 }  // namespace
-}  // namespace egress
+}  // namespace egress::test

@@ -15,10 +15,9 @@
 #include <variant>
 #include <vector>
 
-namespace egress {
+namespace egress::test {
 namespace {
 
-using test::forEveryCut;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
 
@@ -404,4 +403,4 @@ TEST(DiagnoseEgress, LocalPortsInterfaceStateMetricsAndRoutesChangeNeitherEndpoi
 }
 
 }  // namespace
-}  // namespace egress
+}  // namespace egress::test

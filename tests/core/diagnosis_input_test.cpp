@@ -19,7 +19,7 @@
 #include <variant>
 #include <vector>
 
-namespace egress {
+namespace egress::test {
 namespace {
 
 using testing::ElementsAre;
@@ -309,4 +309,4 @@ TEST(DiagnosisInput, ACompletelyHostileOneGivesAReportOfDeclaredWordsOnly) {
 }
 
 }  // namespace
-}  // namespace egress
+}  // namespace egress::test

@@ -17,11 +17,8 @@
 #include <variant>
 #include <vector>
 
-namespace egress {
+namespace egress::test {
 namespace {
-
-using test::ExactText;
-using test::forEveryCut;
 
 constexpr std::string_view kBytesOfEveryKind{"a\0\xFF\"\\\n\xC3\xA4z", 9};
 
@@ -251,4 +248,4 @@ TEST(EgressReport, OfEveryScalarOfADiagnosisOnlyTheMemberThatItsKindNamesIsSet) 
 }
 
 }  // namespace
-}  // namespace egress
+}  // namespace egress::test

@@ -14,11 +14,9 @@
 #include <string_view>
 #include <vector>
 
-namespace egress {
+namespace egress::test {
 namespace {
 
-using test::ExactText;
-using test::forEveryCut;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -335,4 +333,4 @@ TEST(MapAddressToInterface, AnAdapterWithoutAddressesOwnsNothing) {
 }
 
 }  // namespace
-}  // namespace egress
+}  // namespace egress::test

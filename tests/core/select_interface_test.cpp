@@ -18,11 +18,8 @@
 #include <utility>
 #include <vector>
 
-namespace egress {
+namespace egress::test {
 namespace {
-
-using test::ExactText;
-using test::forEveryCut;
 
 constexpr std::string_view kEndpointAddress = "198.51.100.10";
 constexpr std::uint32_t kEndpointPort = 443;
@@ -369,4 +366,4 @@ TEST(SelectInterface, ASourceHeldByTwoAdaptersIsAmbiguousEvenBesideOneThatMapsCl
 }
 
 }  // namespace
-}  // namespace egress
+}  // namespace egress::test

@@ -14,7 +14,7 @@
 #include <thread>
 #include <vector>
 
-namespace egress {
+namespace egress::test {
 namespace {
 
 template <typename Status>
@@ -308,4 +308,4 @@ TEST(StatusWords, AWordIsConstantText) {
 }
 
 }  // namespace
-}  // namespace egress
+}  // namespace egress::test

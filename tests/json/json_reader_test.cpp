@@ -12,13 +12,10 @@
 #include <string>
 #include <string_view>
 
-namespace egress {
+namespace egress::test {
 namespace {
 
 using namespace std::string_view_literals;
-using test::ExactText;
-using test::forEveryCut;
-using test::joined;
 
 constexpr std::string_view kBlanks = " \t\n\r";
 constexpr std::string_view kDigits = "0123456789";
@@ -574,4 +571,4 @@ TEST(JsonReader, ANumberEndsAtTheFirstByteThatCannotContinueIt) {
 }
 
 }  // namespace
-}  // namespace egress
+}  // namespace egress::test

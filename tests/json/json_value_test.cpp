@@ -15,12 +15,10 @@
 #include <type_traits>
 #include <utility>
 
-namespace egress {
+namespace egress::test {
 namespace {
 
 using namespace std::string_view_literals;
-using test::ExactText;
-using test::forEveryCut;
 
 static_assert(std::is_same_v<std::underlying_type_t<JsonKind>, std::int32_t>);
 static_assert(!std::is_copy_constructible_v<JsonValue>);
@@ -334,4 +332,4 @@ TEST(JsonValue, ALiteralIsNeverReadAsAString) {
 }
 
 }  // namespace
-}  // namespace egress
+}  // namespace egress::test
