@@ -314,6 +314,11 @@ TEST(SelectInterface, AmbiguityPrecedesEveryOtherVerdictOnSources) {
   }
 }
 
+TEST(SelectInterface, ASourceOfNoKnownKindCountsAsUnmapped) {
+  const InterfaceMapping unknown = {.kind = MappingKind{3}, .ordinal = 1};
+  EXPECT_EQ(selected(inputWith({toEndpoint(unknown)})), "SOCKET_SOURCE_ADDRESS_UNMAPPED");
+}
+
 TEST(SelectInterface, SocketsThatGoElsewhereHaveNoSay) {
   for (const InterfaceMapping& source : {kUnmapped, kAmbiguous, unique(9)}) {
     MappedSocket otherAddress = toEndpoint(source);

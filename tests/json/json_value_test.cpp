@@ -258,6 +258,10 @@ TEST(FindMember, AValueThatIsNoObjectHasNoMember) {
     EXPECT_EQ(findMember(documentOf(text), "a"), nullptr);
     EXPECT_EQ(findMember(documentOf(text), ""), nullptr);
   }
+  JsonValue list;
+  appendMember(list, "a", 1);
+  list.kind = JsonKind::Array;  // what it holds as an object then means nothing
+  EXPECT_EQ(findMember(list, "a"), nullptr);
 }
 
 TEST(JsonValue, SixtyFourBitIntegersAreKeptExactlyAndOtherNumbersNotAtAll) {
