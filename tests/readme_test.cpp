@@ -65,6 +65,12 @@ TEST(Readme, TheReportIsThatOfAHealthyHostWithASecondSocketElsewhere) {
             ordered_json::parse(readmeBlock("json")).dump(2));
 }
 
+// The first of the two commands.
+TEST(Readme, TheSelfCheckPrintsWhatIsShown) {
+  const ProgramResult result = runProgram("'" EGRESS_SELFCHECK_PROGRAM "'");
+  EXPECT_EQ("$ scripts/selfcheck\n" + result.output, readmeBlock("console"));
+}
+
 // The build compiles the block marked cpp.
 TEST(Readme, TheEmbeddingExamplePrintsWhatIsShown) {
   const ProgramResult result = runProgram("'" EGRESS_README_PROGRAM "'");

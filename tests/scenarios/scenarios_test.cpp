@@ -5,6 +5,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <array>
+
 namespace egress::test {
 namespace {
 
@@ -16,7 +18,7 @@ struct Group {
 };
 
 // In running order.
-constexpr Group kGroups[] = {
+constexpr auto kGroups = std::to_array<Group>({
     {.name = "config", .runGroup = runConfigScenarios, .checks = 24, .diagnoses = true},
     {.name = "policy", .runGroup = runPolicyScenarios, .checks = 4, .diagnoses = true},
     {.name = "selector and detour",
@@ -34,7 +36,7 @@ constexpr Group kGroups[] = {
      .checks = 5,
      .diagnoses = false},
     {.name = "parse", .runGroup = runParseScenarios, .checks = 8, .diagnoses = false},
-};
+});
 
 TEST(Scenarios, EveryGroupPassesOnItsOwnWithItsNumberOfChecks) {
   for (const Group& group : kGroups) {

@@ -57,21 +57,27 @@ ReportScalar* findScalar(EgressReport& report, std::string_view key) {
   return found == report.members.end() ? nullptr : std::get_if<ReportScalar>(&found->value);
 }
 
-// A word that another key may hold, but not this one.
-std::string_view foreignWord(std::string_view key) {
-  if (key == "configStatus") return "os_routed";
-  if (key == "egressSelectionPolicy") return "OK";
-  if (key == "activeEndpointStatus") return "NO_MATCHING_SOCKET";
-  if (key == "selectionStatus") return "NO_CONFIG";
-  if (key == "interfacesStatus") return "ROUTE_ENUM_FAILED";
-  if (key == "defaultRoutesStatus") return "SOCKET_ENUM_FAILED";
-  if (key == "socketSourcesStatus") return "ADAPTER_ENUM_FAILED";
-  return "unknown";
+void replaceRowStatus(EgressReport& report, std::string_view word) {
+  for (ReportMember& member : report.members) {
+    auto* const rows = std::get_if<std::vector<ReportRow>>(&member.value);
+    if (rows == nullptr) continue;
+    for (ReportRow& row : *rows) {
+      for (auto& [key, scalar] : row) {
+        if (key == kRowStatusKey) scalar = stringScalar(word);
+      }
+    }
+  }
 }
 
-void replaceRowStatus(ReportRow& row) {
-  for (auto& [key, scalar] : row) {
-    if (key == kRowStatusKey) scalar = stringScalar(foreignWord(kRowStatusKey));
+// Puts a word under a key, given as "key=word".
+void replaceStatus(EgressReport& report, std::string_view keyAndWord) {
+  const std::size_t separator = keyAndWord.find('=');
+  const std::string_view key = keyAndWord.substr(0, separator);
+  const std::string_view word = keyAndWord.substr(separator + 1);
+  if (key == kRowStatusKey) {
+    replaceRowStatus(report, word);
+  } else {
+    *findScalar(report, key) = stringScalar(word);
   }
 }
 
@@ -103,13 +109,18 @@ void spoilReport(EgressReport& report) {
     forEachRow(report, dropRowStatus);
   } else if (!absent.empty()) {
     dropKey(report, absent);
-  } else if (foreign == kRowStatusKey) {
-    forEachRow(report, replaceRowStatus);
   } else if (!foreign.empty()) {
-    *findScalar(report, foreign) = stringScalar(foreignWord(foreign));
+    replaceStatus(report, foreign);
   } else if (isFault("free text at the top")) {
     ReportScalar& status = *findScalar(report, "interfacesStatus");
     if (status.stringValue != "OK") status = stringScalar("eth0 failed");
+  } else if (isFault("free text under a key of its own")) {
+    if (findScalar(report, "interfacesStatus")->stringValue != "OK") {
+      insertMember(report, "note", stringScalar("eth0 failed"));
+    }
+  } else if (isFault("policy word lost")) {
+    ReportScalar& policy = *findScalar(report, "egressSelectionPolicy");
+    if (policy.stringValue == "singbox_auto_detect") policy = stringScalar("unknown");
   } else if (isFault("free text in a row")) {
     forEachRow(report, spellOutRowFailure);
   } else if (isFault("ordinals from 0")) {

@@ -6,9 +6,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
+#include <array>
 #include <set>
 #include <sstream>
+#include <string>
+#include <vector>
 
 namespace egress::test {
 namespace {
@@ -190,7 +192,7 @@ struct Fault {
   std::string_view output;
 };
 
-constexpr Fault kFaults[] = {
+constexpr auto kFaults = std::to_array<Fault>({
     {.name = "free text at the top",
      .output =
          R"(FAIL selection/adapter-enum-failed: undeclared exported string 'eth0 failed' at key interfacesStatus
@@ -332,7 +334,7 @@ FAIL response/now-missing: condition is false
 FAIL response/now-wrong-type: condition is false
 FAILED: 121 checks, 5 failures
 )"},
-};
+});
 
 TEST(FaultyCore, WithoutAFaultEverythingPasses) {
   const ProgramResult result = runFaulty("");
@@ -353,7 +355,7 @@ TEST(FaultyCore, AnAbsentStatusFailsItsChecksAndItsTotality) {
 TEST(FaultyCore, AWordOfAnotherKeyFailsItsChecksAndItsTotality) {
   for (const KeyFault& fault : keyFaults()) {
     SCOPED_TRACE(fault.key);
-    const ProgramResult result = runFaulty("foreign " + fault.key);
+    const ProgramResult result = runFaulty("foreign " + fault.key + "=" + fault.foreignWord);
     EXPECT_EQ(result.output, outputWhenAlways(fault, fault.foreignWord));
     EXPECT_EQ(result.error, "");
     EXPECT_EQ(result.status, 1);
@@ -368,6 +370,22 @@ TEST(FaultyCore, EveryOtherFaultPrintsExactlyItsLines) {
     EXPECT_EQ(result.error, "");
     EXPECT_EQ(result.status, 1);
   }
+}
+
+// The audit alone: every check of a scenario passes.
+TEST(FaultyCore, AnAuditFailureAloneFailsTheRun) {
+  const ProgramResult unexercised = runFaulty("policy word lost");
+  EXPECT_EQ(unexercised.output,
+            "FAIL totality/egressSelectionPolicy: declared value never exercised: "
+            "singbox_auto_detect\n"
+            "FAILED: 121 checks, 1 failures\n");
+  EXPECT_EQ(unexercised.status, 1);
+  const ProgramResult undeclared = runFaulty("free text under a key of its own");
+  EXPECT_EQ(undeclared.output,
+            "FAIL selection/adapter-enum-failed: undeclared exported string 'eth0 failed' at key "
+            "note\n"
+            "FAILED: 121 checks, 1 failures\n");
+  EXPECT_EQ(undeclared.status, 1);
 }
 
 // What the catalogue cannot see, because no scenario has a socket to another port of the endpoint

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+
 namespace egress::test {
 namespace {
 
@@ -27,7 +29,7 @@ struct Row {
 
 constexpr std::string_view kConditionFails = "FAIL label: condition is false\n";
 
-const Row kRows[] = {
+const auto kRows = std::to_array<Row>({
     {.key = "word", .expected = IsWord{"OK"}, .line = ""},
     {.key = "word",
      .expected = IsWord{"NO_CONFIG"},
@@ -57,7 +59,7 @@ const Row kRows[] = {
     {.key = "noRows", .expected = HasRows{0}, .line = ""},
     {.key = "nothing", .expected = HasRows{0}, .line = kConditionFails},
     {.key = "absent", .expected = HasRows{0}, .line = kConditionFails},
-};
+});
 
 TEST(CheckReport, MakesOneCheckOfEachExpectationAndShowsOnlyWords) {
   const EgressReport report = makeReport();
