@@ -1,13 +1,13 @@
 // The include table of docs/architecture.md, held against the source files.
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <filesystem>
 #include <fstream>
 #include <map>
 #include <set>
 #include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 namespace egress::test {
 namespace {

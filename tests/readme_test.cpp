@@ -1,16 +1,15 @@
 // What README.md shows, held against what the library does.
 
-#include "tests/support/run_program.h"
-
-#include "egress/core/diagnose_egress.h"
-#include "egress/selfcheck/fixtures.h"
+#include <fstream>
+#include <iterator>
+#include <string>
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include <fstream>
-#include <iterator>
-#include <string>
+#include "egress/core/diagnose_egress.h"
+#include "egress/selfcheck/fixtures.h"
+#include "tests/support/run_program.h"
 
 namespace egress::test {
 namespace {

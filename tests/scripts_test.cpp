@@ -1,14 +1,14 @@
 // The scripts' promises to people: what they say and how they end when something is not as it
 // should be. Missing tools are played by a folder of links that is all the script can find.
 
-#include "tests/support/run_program.h"
+#include <filesystem>
+#include <fstream>
+#include <string>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
-#include <string>
+#include "tests/support/run_program.h"
 
 namespace egress::test {
 namespace {

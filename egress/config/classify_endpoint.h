@@ -1,10 +1,10 @@
 #ifndef EGRESS_CONFIG_CLASSIFY_ENDPOINT_H
 #define EGRESS_CONFIG_CLASSIFY_ENDPOINT_H
 
+#include <cstdint>
+
 #include "egress/config/numeric_address.h"
 #include "egress/config/proxy_config.h"
-
-#include <cstdint>
 
 namespace egress {
 

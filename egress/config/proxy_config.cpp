@@ -1,11 +1,11 @@
 #include "egress/config/proxy_config.h"
 
+#include <optional>
+#include <utility>
+
 #include "egress/json/decimal_integer.h"
 #include "egress/json/json_reader.h"
 #include "egress/json/json_value.h"
-
-#include <optional>
-#include <utility>
 
 namespace egress {
 namespace {

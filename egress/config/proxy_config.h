@@ -1,12 +1,12 @@
 #ifndef EGRESS_CONFIG_PROXY_CONFIG_H
 #define EGRESS_CONFIG_PROXY_CONFIG_H
 
-#include "egress/core/status_words.h"
-
 #include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "egress/core/status_words.h"
 
 namespace egress {
 

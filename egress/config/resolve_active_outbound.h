@@ -1,11 +1,11 @@
 #ifndef EGRESS_CONFIG_RESOLVE_ACTIVE_OUTBOUND_H
 #define EGRESS_CONFIG_RESOLVE_ACTIVE_OUTBOUND_H
 
-#include "egress/core/diagnosis_input.h"
-
 #include <cstddef>
 #include <string>
 #include <vector>
+
+#include "egress/core/diagnosis_input.h"
 
 namespace egress {
 

@@ -1,13 +1,13 @@
 #include "egress/core/diagnose_egress.h"
 
+#include <algorithm>
+#include <optional>
+#include <utility>
+
 #include "egress/config/classify_endpoint.h"
 #include "egress/config/resolve_active_outbound.h"
 #include "egress/core/interface_mapping.h"
 #include "egress/core/select_interface.h"
-
-#include <algorithm>
-#include <optional>
-#include <utility>
 
 namespace egress {
 namespace {

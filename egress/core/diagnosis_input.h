@@ -1,14 +1,14 @@
 #ifndef EGRESS_CORE_DIAGNOSIS_INPUT_H
 #define EGRESS_CORE_DIAGNOSIS_INPUT_H
 
-#include "egress/config/proxy_config.h"
-#include "egress/config/selector_answer.h"
-#include "egress/core/status_words.h"
-
 #include <cstdint>
 #include <string>
 #include <utility>
 #include <vector>
+
+#include "egress/config/proxy_config.h"
+#include "egress/config/selector_answer.h"
+#include "egress/core/status_words.h"
 
 namespace egress {
 

@@ -1,13 +1,13 @@
 #ifndef EGRESS_CORE_INTERFACE_MAPPING_H
 #define EGRESS_CORE_INTERFACE_MAPPING_H
 
-#include "egress/config/numeric_address.h"
-#include "egress/core/diagnosis_input.h"
-
 #include <cstdint>
 #include <optional>
 #include <string_view>
 #include <vector>
+
+#include "egress/config/numeric_address.h"
+#include "egress/core/diagnosis_input.h"
 
 namespace egress {
 

@@ -1,14 +1,14 @@
 #ifndef EGRESS_CORE_SELECT_INTERFACE_H
 #define EGRESS_CORE_SELECT_INTERFACE_H
 
-#include "egress/config/numeric_address.h"
-#include "egress/core/interface_mapping.h"
-#include "egress/core/status_words.h"
-
 #include <cstdint>
 #include <optional>
 #include <string_view>
 #include <vector>
+
+#include "egress/config/numeric_address.h"
+#include "egress/core/interface_mapping.h"
+#include "egress/core/status_words.h"
 
 namespace egress {
 

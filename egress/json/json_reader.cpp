@@ -1,10 +1,10 @@
 #include "egress/json/json_reader.h"
 
-#include "egress/json/decimal_integer.h"
-
 #include <cstdint>
 #include <string>
 #include <utility>
+
+#include "egress/json/decimal_integer.h"
 
 namespace egress {
 namespace {

@@ -1,10 +1,10 @@
 #ifndef EGRESS_JSON_JSON_READER_H
 #define EGRESS_JSON_JSON_READER_H
 
-#include "egress/json/json_value.h"
-
 #include <cstddef>
 #include <string_view>
+
+#include "egress/json/json_value.h"
 
 namespace egress {
 

@@ -1,8 +1,8 @@
+#include <array>
+
 #include "egress/scenarios/scenarios.h"
 #include "egress/selfcheck/fixtures.h"
 #include "egress/selfcheck/report_readers.h"
-
-#include <array>
 
 namespace egress {
 namespace {

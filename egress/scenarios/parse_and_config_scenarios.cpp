@@ -1,9 +1,9 @@
+#include <array>
+
 #include "egress/scenarios/scenarios.h"
 #include "egress/selfcheck/fixtures.h"
 #include "egress/selfcheck/report_check.h"
 #include "egress/selfcheck/report_readers.h"
-
-#include <array>
 
 namespace egress {
 namespace {

@@ -1,7 +1,7 @@
+#include <array>
+
 #include "egress/config/selector_answer.h"
 #include "egress/scenarios/scenarios.h"
-
-#include <array>
 
 namespace egress {
 namespace {

@@ -1,12 +1,12 @@
 #ifndef EGRESS_SELFCHECK_FIXTURES_H
 #define EGRESS_SELFCHECK_FIXTURES_H
 
-#include "egress/core/diagnosis_input.h"
-
 #include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "egress/core/diagnosis_input.h"
 
 namespace egress {
 

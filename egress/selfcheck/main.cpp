@@ -1,6 +1,6 @@
-#include "egress/selfcheck/run_self_check.h"
-
 #include <cstdio>
+
+#include "egress/selfcheck/run_self_check.h"
 
 int main() {
   return egress::runSelfCheck(stdout);

@@ -1,8 +1,8 @@
 #include "egress/selfcheck/report_check.h"
 
-#include "egress/selfcheck/report_readers.h"
-
 #include <string>
+
+#include "egress/selfcheck/report_readers.h"
 
 namespace egress {
 namespace {

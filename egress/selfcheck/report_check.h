@@ -1,13 +1,13 @@
 #ifndef EGRESS_SELFCHECK_REPORT_CHECK_H
 #define EGRESS_SELFCHECK_REPORT_CHECK_H
 
-#include "egress/core/egress_report.h"
-#include "egress/selfcheck/check_recorder.h"
-
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
 #include <variant>
+
+#include "egress/core/egress_report.h"
+#include "egress/selfcheck/check_recorder.h"
 
 namespace egress {
 

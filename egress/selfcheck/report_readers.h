@@ -1,12 +1,12 @@
 #ifndef EGRESS_SELFCHECK_REPORT_READERS_H
 #define EGRESS_SELFCHECK_REPORT_READERS_H
 
-#include "egress/core/egress_report.h"
-
 #include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "egress/core/egress_report.h"
 
 namespace egress {
 

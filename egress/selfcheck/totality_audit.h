@@ -1,11 +1,6 @@
 #ifndef EGRESS_SELFCHECK_TOTALITY_AUDIT_H
 #define EGRESS_SELFCHECK_TOTALITY_AUDIT_H
 
-#include "egress/core/diagnosis_input.h"
-#include "egress/core/egress_report.h"
-#include "egress/core/status_words.h"
-#include "egress/selfcheck/check_recorder.h"
-
 #include <array>
 #include <functional>
 #include <map>
@@ -13,6 +8,11 @@
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "egress/core/diagnosis_input.h"
+#include "egress/core/egress_report.h"
+#include "egress/core/status_words.h"
+#include "egress/selfcheck/check_recorder.h"
 
 namespace egress {
 

@@ -1,14 +1,14 @@
 #include "egress/config/classify_endpoint.h"
 
-#include "tests/support/exact_text.h"
-
-#include <gtest/gtest.h>
-
 #include <array>
 #include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include <gtest/gtest.h>
+
+#include "tests/support/exact_text.h"
 
 namespace egress::test {
 namespace {

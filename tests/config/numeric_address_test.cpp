@@ -1,10 +1,5 @@
 #include "egress/config/numeric_address.h"
 
-#include "tests/support/exact_text.h"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <array>
 #include <cstddef>
@@ -15,6 +10,11 @@
 #include <type_traits>
 #include <utility>
 #include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/support/exact_text.h"
 
 namespace egress::test {
 namespace {

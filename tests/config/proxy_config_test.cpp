@@ -1,13 +1,5 @@
 #include "egress/config/proxy_config.h"
 
-#include "tests/support/exact_text.h"
-#include "tests/support/joined.h"
-
-#include "egress/selfcheck/fixtures.h"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -15,6 +7,13 @@
 #include <string_view>
 #include <utility>
 #include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "egress/selfcheck/fixtures.h"
+#include "tests/support/exact_text.h"
+#include "tests/support/joined.h"
 
 namespace egress::test {
 namespace {

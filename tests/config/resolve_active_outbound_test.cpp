@@ -1,10 +1,5 @@
 #include "egress/config/resolve_active_outbound.h"
 
-#include "egress/selfcheck/fixtures.h"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <array>
 #include <cstddef>
 #include <string>
@@ -12,6 +7,11 @@
 #include <tuple>
 #include <utility>
 #include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "egress/selfcheck/fixtures.h"
 
 namespace egress::test {
 namespace {

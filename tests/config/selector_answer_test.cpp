@@ -1,13 +1,13 @@
 #include "egress/config/selector_answer.h"
 
-#include "tests/support/exact_text.h"
-
-#include <gtest/gtest.h>
-
 #include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include <gtest/gtest.h>
+
+#include "tests/support/exact_text.h"
 
 namespace egress::test {
 namespace {

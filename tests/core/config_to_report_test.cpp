@@ -1,15 +1,14 @@
 // From configuration text to the report's words, through the reader and the diagnosis together.
 
-#include "tests/support/exact_text.h"
-#include "tests/support/joined.h"
+#include <array>
+
+#include <gtest/gtest.h>
 
 #include "egress/core/diagnose_egress.h"
 #include "egress/selfcheck/fixtures.h"
 #include "egress/selfcheck/report_readers.h"
-
-#include <gtest/gtest.h>
-
-#include <array>
+#include "tests/support/exact_text.h"
+#include "tests/support/joined.h"
 
 namespace egress::test {
 namespace {

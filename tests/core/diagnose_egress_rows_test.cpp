@@ -1,16 +1,16 @@
-#include "egress/core/diagnose_egress.h"
-#include "egress/selfcheck/fixtures.h"
-#include "egress/selfcheck/report_readers.h"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <cstdint>
 #include <limits>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "egress/core/diagnose_egress.h"
+#include "egress/selfcheck/fixtures.h"
+#include "egress/selfcheck/report_readers.h"
 
 namespace egress::test {
 namespace {

@@ -1,19 +1,18 @@
 #include "egress/core/diagnose_egress.h"
 
-#include "tests/support/exact_text.h"
-
-#include "egress/selfcheck/fixtures.h"
-#include "egress/selfcheck/report_readers.h"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <cstdint>
 #include <limits>
 #include <string>
 #include <string_view>
 #include <variant>
 #include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "egress/selfcheck/fixtures.h"
+#include "egress/selfcheck/report_readers.h"
+#include "tests/support/exact_text.h"
 
 namespace egress::test {
 namespace {

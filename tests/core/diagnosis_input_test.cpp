@@ -1,12 +1,5 @@
 #include "egress/core/diagnosis_input.h"
 
-#include "egress/core/diagnose_egress.h"
-#include "egress/selfcheck/fixtures.h"
-#include "egress/selfcheck/report_readers.h"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -18,6 +11,13 @@
 #include <utility>
 #include <variant>
 #include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "egress/core/diagnose_egress.h"
+#include "egress/selfcheck/fixtures.h"
+#include "egress/selfcheck/report_readers.h"
 
 namespace egress::test {
 namespace {

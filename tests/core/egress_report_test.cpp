@@ -1,13 +1,5 @@
 #include "egress/core/egress_report.h"
 
-#include "tests/support/exact_text.h"
-
-#include "egress/core/diagnose_egress.h"
-#include "egress/selfcheck/fixtures.h"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <cstdint>
 #include <limits>
 #include <string>
@@ -16,6 +8,13 @@
 #include <utility>
 #include <variant>
 #include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "egress/core/diagnose_egress.h"
+#include "egress/selfcheck/fixtures.h"
+#include "tests/support/exact_text.h"
 
 namespace egress::test {
 namespace {

@@ -1,18 +1,17 @@
 #include "egress/core/interface_mapping.h"
 
-#include "tests/support/exact_text.h"
-
-#include "egress/selfcheck/fixtures.h"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "egress/selfcheck/fixtures.h"
+#include "tests/support/exact_text.h"
 
 namespace egress::test {
 namespace {

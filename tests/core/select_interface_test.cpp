@@ -1,12 +1,5 @@
 #include "egress/core/select_interface.h"
 
-#include "tests/support/exact_text.h"
-
-#include "egress/selfcheck/fixtures.h"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <array>
 #include <cstddef>
@@ -17,6 +10,12 @@
 #include <string_view>
 #include <utility>
 #include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "egress/selfcheck/fixtures.h"
+#include "tests/support/exact_text.h"
 
 namespace egress::test {
 namespace {

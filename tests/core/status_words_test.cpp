@@ -1,7 +1,5 @@
 #include "egress/core/status_words.h"
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <array>
 #include <cctype>
@@ -13,6 +11,8 @@
 #include <string_view>
 #include <thread>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 namespace egress::test {
 namespace {

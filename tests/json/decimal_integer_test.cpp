@@ -1,12 +1,12 @@
 #include "egress/json/decimal_integer.h"
 
-#include "tests/support/exact_text.h"
-
-#include <gtest/gtest.h>
-
 #include <array>
 #include <limits>
 #include <string>
+
+#include <gtest/gtest.h>
+
+#include "tests/support/exact_text.h"
 
 namespace egress::test {
 namespace {

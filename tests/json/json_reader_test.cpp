@@ -1,16 +1,16 @@
 #include "egress/json/json_reader.h"
 
-#include "tests/support/exact_text.h"
-#include "tests/support/joined.h"
-
-#include <gtest/gtest.h>
-
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
 #include <string>
 #include <string_view>
+
+#include <gtest/gtest.h>
+
+#include "tests/support/exact_text.h"
+#include "tests/support/joined.h"
 
 namespace egress::test {
 namespace {

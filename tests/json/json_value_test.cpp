@@ -1,11 +1,5 @@
 #include "egress/json/json_value.h"
 
-#include "tests/support/exact_text.h"
-
-#include "egress/json/json_reader.h"
-
-#include <gtest/gtest.h>
-
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -14,6 +8,11 @@
 #include <string_view>
 #include <type_traits>
 #include <utility>
+
+#include <gtest/gtest.h>
+
+#include "egress/json/json_reader.h"
+#include "tests/support/exact_text.h"
 
 namespace egress::test {
 namespace {

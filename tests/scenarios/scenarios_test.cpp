@@ -1,11 +1,11 @@
 #include "egress/scenarios/scenarios.h"
 
-#include "tests/support/captured_output.h"
+#include <array>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <array>
+#include "tests/support/captured_output.h"
 
 namespace egress::test {
 namespace {

@@ -1,12 +1,12 @@
 #include "egress/selfcheck/check_recorder.h"
 
-#include "tests/support/captured_output.h"
-
-#include <gtest/gtest.h>
-
 #include <fstream>
 #include <iterator>
 #include <string>
+
+#include <gtest/gtest.h>
+
+#include "tests/support/captured_output.h"
 
 namespace egress::test {
 namespace {

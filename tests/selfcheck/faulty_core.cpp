@@ -2,11 +2,11 @@
 // the build compiles once more under other names; EGRESS_TEST_FAULT says which fault is on. Without
 // one, everything is passed on unchanged.
 
-#include "egress/egress.h"
-
 #include <algorithm>
 #include <cstdlib>
 #include <iterator>
+
+#include "egress/egress.h"
 
 namespace egress {
 

@@ -1,16 +1,16 @@
 // The self-check is shown to fail: built against a core that is wrong in one way at a time, it must
 // end with status 1 and print exactly the lines that this fault brings.
 
-#include "tests/support/run_program.h"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <array>
 #include <set>
 #include <sstream>
 #include <string>
 #include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/support/run_program.h"
 
 namespace egress::test {
 namespace {

@@ -1,9 +1,9 @@
 // The self-check as a program: what it prints and how it ends, however it is started.
 
-#include "tests/support/run_program.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include "tests/support/run_program.h"
 
 namespace egress::test {
 namespace {

@@ -1,10 +1,10 @@
 #include "egress/selfcheck/report_check.h"
 
-#include "tests/support/captured_output.h"
+#include <array>
 
 #include <gtest/gtest.h>
 
-#include <array>
+#include "tests/support/captured_output.h"
 
 namespace egress::test {
 namespace {

@@ -1,8 +1,8 @@
 #include "egress/selfcheck/report_readers.h"
 
-#include <gtest/gtest.h>
-
 #include <limits>
+
+#include <gtest/gtest.h>
 
 namespace egress::test {
 namespace {

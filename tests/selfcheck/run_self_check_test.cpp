@@ -1,8 +1,8 @@
 #include "egress/selfcheck/run_self_check.h"
 
-#include "tests/support/captured_output.h"
-
 #include <gtest/gtest.h>
+
+#include "tests/support/captured_output.h"
 
 namespace egress::test {
 namespace {

@@ -1,11 +1,10 @@
 #include "egress/selfcheck/totality_audit.h"
 
-#include "tests/support/captured_output.h"
-
-#include "egress/selfcheck/fixtures.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include "egress/selfcheck/fixtures.h"
+#include "tests/support/captured_output.h"
 
 namespace egress::test {
 namespace {

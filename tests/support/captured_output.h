@@ -1,11 +1,11 @@
 #ifndef EGRESS_TESTS_SUPPORT_CAPTURED_OUTPUT_H
 #define EGRESS_TESTS_SUPPORT_CAPTURED_OUTPUT_H
 
-#include <gtest/gtest.h>
-
 #include <cstdio>
 #include <memory>
 #include <string>
+
+#include <gtest/gtest.h>
 
 namespace egress::test {
 

@@ -1,11 +1,11 @@
 #include "tests/support/run_program.h"
 
-#include <gtest/gtest.h>
-
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <sys/wait.h>
+
+#include <gtest/gtest.h>
 
 namespace egress::test {
 namespace {
