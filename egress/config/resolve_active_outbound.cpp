@@ -36,7 +36,7 @@ Target choiceOf(const Outbound& selector, const std::vector<SelectorAnswer>& ans
     case SelectorAnswerStatus::Ok: break;  // also every value outside the enumeration
   }
   if (answer->now.empty()) return {.status = SELECTOR_NOW_MISSING, .tag = {}};
-  return {.status = OK, .tag = answer->now};
+  return {.tag = answer->now};
 }
 
 // Walks to the leaf and fills `resolution` on the way; says how the walk ended.
@@ -52,8 +52,8 @@ ActiveEndpointStatus walk(const DiagnosisInput& input, Resolution& resolution) {
       resolution.leaf = current;
       return OK;
     }
-    const Target target = selects ? choiceOf(*current, input.selectorAnswers)
-                                  : Target{.status = OK, .tag = current->detour};
+    const Target target =
+        selects ? choiceOf(*current, input.selectorAnswers) : Target{.tag = current->detour};
     if (target.status != OK) return target.status;
 
     // Depth comes before the cycle: a ninth follow is too deep even where it closes a circle.

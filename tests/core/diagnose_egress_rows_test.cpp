@@ -11,6 +11,7 @@
 #include "egress/core/diagnose_egress.h"
 #include "egress/selfcheck/fixtures.h"
 #include "egress/selfcheck/report_readers.h"
+#include "tests/support/scalar_text.h"
 
 namespace egress::test {
 namespace {
@@ -21,16 +22,6 @@ using testing::IsEmpty;
 constexpr std::uint32_t kMaxUnsigned = 4294967295U;
 constexpr std::int32_t kMinSigned = std::numeric_limits<std::int32_t>::min();
 constexpr std::int32_t kMaxSigned = std::numeric_limits<std::int32_t>::max();
-
-std::string textOf(const ReportScalar& scalar) {
-  switch (scalar.kind) {
-    case ReportKind::Null: return "null";
-    case ReportKind::Boolean: return scalar.boolValue ? "true" : "false";
-    case ReportKind::Integer: return std::to_string(scalar.intValue);
-    case ReportKind::String: break;
-  }
-  return '"' + scalar.stringValue + '"';
-}
 
 // The rows of an array member, each as its keys and values in order.
 std::vector<std::string> rowsOf(const EgressReport& report, std::string_view key) {

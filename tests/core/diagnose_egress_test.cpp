@@ -13,22 +13,14 @@
 #include "egress/selfcheck/fixtures.h"
 #include "egress/selfcheck/report_readers.h"
 #include "tests/support/exact_text.h"
+#include "tests/support/scalar_text.h"
 
 namespace egress::test {
 namespace {
 
+using test::textOf;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
-
-std::string textOf(const ReportScalar& scalar) {
-  switch (scalar.kind) {
-    case ReportKind::Null: return "null";
-    case ReportKind::Boolean: return scalar.boolValue ? "true" : "false";
-    case ReportKind::Integer: return std::to_string(scalar.intValue);
-    case ReportKind::String: break;
-  }
-  return '"' + scalar.stringValue + '"';
-}
 
 std::string textOf(const std::vector<ReportRow>& rows) {
   std::string text;
