@@ -1,7 +1,6 @@
 #include "egress/config/proxy_config.h"
 
 #include <optional>
-#include <utility>
 
 #include "egress/json/decimal_integer.h"
 #include "egress/json/json_reader.h"

@@ -23,7 +23,7 @@ struct ExportedKey {
 };
 
 // The statuses that stand at the top of a report.
-inline constexpr std::array<ExportedKey, 7> kTopLevelStatuses = {{
+inline constexpr auto kTopLevelStatuses = std::to_array<ExportedKey>({
     {.key = "configStatus", .declaredWords = declaredConfigStatus},
     {.key = "egressSelectionPolicy", .declaredWords = declaredEgressSelectionPolicy},
     {.key = "activeEndpointStatus", .declaredWords = declaredActiveEndpointStatus},
@@ -31,7 +31,7 @@ inline constexpr std::array<ExportedKey, 7> kTopLevelStatuses = {{
     {.key = "interfacesStatus", .declaredWords = declaredInterfacesStatus},
     {.key = "defaultRoutesStatus", .declaredWords = declaredDefaultRoutesStatus},
     {.key = "socketSourcesStatus", .declaredWords = declaredSocketSourcesStatus},
-}};
+});
 
 // The status that stands in each row of "defaultRoutes".
 inline constexpr ExportedKey kRouteRowStatus = {.key = "defaultRoutes[].interfaceOrdinalStatus",
