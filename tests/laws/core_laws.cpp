@@ -1,0 +1,291 @@
+#include "tests/laws/core_laws.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <set>
+#include <string_view>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "egress/config/classify_endpoint.h"
+#include "egress/config/resolve_active_outbound.h"
+#include "egress/core/diagnose_egress.h"
+#include "tests/laws/naive_core.h"
+#include "tests/support/joined.h"
+#include "tests/support/scalar_text.h"
+
+namespace egress::test {
+namespace {
+
+using Rows = std::vector<ReportRow>;
+using Words = std::vector<std::string>;
+
+// A key with what must stand under it.
+struct Place {
+  std::string_view key;
+  ReportKind kind = ReportKind::Null;
+  bool mayBeNull = false;
+  const Words* words = nullptr;  // the strings that it may hold
+};
+
+struct MemberShape {
+  Place place;
+  std::vector<Place> row;  // for an array: the members of each of its rows
+};
+
+// The members in their order, "autoDetectInterfaceEnabled" among them.
+std::vector<MemberShape> shapeOfTheReport() {
+  using enum ReportKind;
+  const auto word = [](std::string_view key, const Words& words) {
+    return Place{.key = key, .kind = String, .words = &words};
+  };
+  const auto integer = [](std::string_view key) { return Place{.key = key, .kind = Integer}; };
+  const auto ordinal = [](std::string_view key) {
+    return Place{.key = key, .kind = Integer, .mayBeNull = true};
+  };
+  const auto boolean = [](std::string_view key) { return Place{.key = key, .kind = Boolean}; };
+  const auto array = [](std::string_view key) { return Place{.key = key}; };
+  return {
+      {word("configStatus", declaredConfigStatus()), {}},
+      {boolean("autoDetectInterfaceEnabled"), {}},
+      {word("egressSelectionPolicy", declaredEgressSelectionPolicy()), {}},
+      {word("activeEndpointStatus", declaredActiveEndpointStatus()), {}},
+      {boolean("selectorHintStale"), {}},
+      {ordinal("selectedInterfaceOrdinal"), {}},
+      {word("selectionStatus", declaredSelectionStatus()), {}},
+      {word("interfacesStatus", declaredInterfacesStatus()), {}},
+      {array("interfaces"),
+       {integer("ordinal"), integer("operStatus"), integer("interfaceMetric")}},
+      {word("defaultRoutesStatus", declaredDefaultRoutesStatus()), {}},
+      {array("defaultRoutes"),
+       {integer("family"), ordinal("interfaceOrdinal"),
+        word("interfaceOrdinalStatus", declaredInterfaceOrdinalStatus()), integer("routeMetric")}},
+      {word("socketSourcesStatus", declaredSocketSourcesStatus()), {}},
+      {array("observedSocketSources"), {integer("interfaceOrdinal")}},
+  };
+}
+
+// Whether a value is of the place's kind, holds nothing beside it, and is a declared word.
+bool fits(const Place& place, std::string_view key, const ReportScalar& scalar) {
+  const bool isNull = place.mayBeNull && scalar.kind == ReportKind::Null;
+  if (key != place.key || (scalar.kind != place.kind && !isNull)) return false;
+  ReportScalar bare;
+  bare.kind = scalar.kind;
+  if (scalar.kind == ReportKind::Boolean) bare.boolValue = scalar.boolValue;
+  if (scalar.kind == ReportKind::Integer) bare.intValue = scalar.intValue;
+  if (scalar.kind == ReportKind::String) bare.stringValue = scalar.stringValue;
+  if (scalar != bare) return false;
+  if (scalar.kind != ReportKind::String) return true;
+  return std::ranges::find(*place.words, scalar.stringValue) != place.words->end();
+}
+
+bool fits(const MemberShape& shape, const ReportMember& member) {
+  if (const auto* const scalar = std::get_if<ReportScalar>(&member.value)) {
+    return shape.row.empty() && fits(shape.place, member.key, *scalar);
+  }
+  if (shape.row.empty() || member.key != shape.place.key) return false;
+  const auto fitsRow = [&shape](const ReportRow& row) {
+    return std::ranges::equal(row, shape.row, [](const auto& pair, const Place& place) {
+      return fits(place, pair.first, pair.second);
+    });
+  };
+  return std::ranges::all_of(std::get<Rows>(member.value), fitsRow);
+}
+
+Complaint judgeShape(const DiagnosisInput& input, const EgressReport& report) {
+  static const std::vector<MemberShape> kShape = shapeOfTheReport();
+  std::vector<MemberShape> shape = kShape;
+  if (input.configStatus != ConfigStatus::OK) shape.erase(shape.begin() + 1);
+  if (report.members.size() != shape.size()) return "another number of members";
+  for (std::size_t i = 0; i < shape.size(); ++i) {
+    if (!fits(shape[i], report.members[i])) {
+      return joined({"the member ", report.members[i].key, " is not as documented"});
+    }
+  }
+  return {};
+}
+
+template <typename List>
+void shuffle(List& list, Choices& choices) {
+  for (std::size_t i = list.size(); i > 1; --i) std::swap(list[i - 1], list[choices.below(i)]);
+}
+
+Complaint expectSame(std::string_view change, const EgressReport& before,
+                     const EgressReport& after) {
+  if (before == after) return {};
+  return joined({change, " changed the report\n", describe(before), "into\n", describe(after)});
+}
+
+// Indexes that no generated input holds, in the same order as those that stand for them.
+DiagnosisInput withOtherIndexes(DiagnosisInput input) {
+  std::map<std::uint32_t, std::uint32_t> others;
+  for (const InterfaceRow& row : input.adapters.rows) others[row.interfaceIndex] = 0;
+  for (const RouteRow& row : input.routes.rows) others[row.interfaceIndex] = 0;
+  std::uint32_t next = 3'735'928'000;
+  for (auto& [index, other] : others) other = next += 17;
+  for (InterfaceRow& row : input.adapters.rows) row.interfaceIndex = others[row.interfaceIndex];
+  for (RouteRow& row : input.routes.rows) row.interfaceIndex = others[row.interfaceIndex];
+  return input;
+}
+
+// Every tag but the one that the walk starts from under another name, the empty one excepted.
+DiagnosisInput withOtherTags(DiagnosisInput input) {
+  const auto rename = [](std::string& tag) {
+    if (!tag.empty() && tag != "proxy") tag.insert(0, "renamed-");
+  };
+  for (Outbound& outbound : input.outbounds) {
+    rename(outbound.tag);
+    rename(outbound.detour);
+  }
+  for (SelectorAnswer& answer : input.selectorAnswers) {
+    rename(answer.selectorTag);
+    rename(answer.now);
+  }
+  rename(input.selectorHint);
+  return input;
+}
+
+// Every port another number, equal ones equal. Local ports are not looked at, so any will do.
+DiagnosisInput withOtherPorts(DiagnosisInput input) {
+  const auto renumber = [](std::uint32_t& port) { port ^= 0x5A5A5A5A; };
+  for (Outbound& outbound : input.outbounds) std::ranges::for_each(outbound.ports, renumber);
+  for (SocketSource& socket : input.sockets.rows) {
+    renumber(socket.remotePort);
+    socket.localPort = 31415;
+  }
+  return input;
+}
+
+DiagnosisInput withDistinctAnswers(DiagnosisInput input) {
+  std::set<std::string> seen;
+  std::erase_if(input.selectorAnswers, [&seen](const SelectorAnswer& answer) {
+    return !seen.insert(answer.selectorTag).second;
+  });
+  return input;
+}
+
+DiagnosisInput withShuffledAnswers(DiagnosisInput input, Choices& choices) {
+  shuffle(input.selectorAnswers, choices);
+  return input;
+}
+
+DiagnosisInput withShuffledSockets(DiagnosisInput input, Choices& choices) {
+  shuffle(input.sockets.rows, choices);
+  return input;
+}
+
+DiagnosisInput withoutFailedRows(DiagnosisInput input) {
+  if (input.adapters.enumFailed) input.adapters.rows.clear();
+  if (input.routes.enumFailed) input.routes.rows.clear();
+  if (input.sockets.enumFailed) input.sockets.rows.clear();
+  return input;
+}
+
+// A socket from anywhere to where no generated endpoint is.
+DiagnosisInput withForeignSocket(DiagnosisInput input, Choices& choices) {
+  SocketSource foreign{"10.0.0.7", 52000, "203.0.113.77", 443};
+  if (choices.flag()) foreign.localAddress = "192.168.1.50";
+  auto& rows = input.sockets.rows;
+  const auto at = static_cast<std::ptrdiff_t>(choices.below(rows.size() + 1));
+  rows.insert(rows.begin() + at, foreign);
+  return input;
+}
+
+EgressReport withoutObservedSources(EgressReport report) {
+  std::erase_if(report.members,
+                [](const ReportMember& member) { return member.key == "observedSocketSources"; });
+  return report;
+}
+
+}  // namespace
+
+std::string describe(const EgressReport& report) {
+  std::string text;
+  for (const ReportMember& member : report.members) {
+    text += joined({"  ", member.key, ":"});
+    if (const auto* const scalar = std::get_if<ReportScalar>(&member.value)) {
+      text += joined({" ", textOf(*scalar)});
+    } else {
+      for (const ReportRow& row : std::get<Rows>(member.value)) {
+        text += " {";
+        for (const auto& [key, value] : row) text += joined({" ", key, " ", textOf(value)});
+        text += " }";
+      }
+    }
+    text += "\n";
+  }
+  return text;
+}
+
+Complaint judgeResolution(const DiagnosisInput& input) {
+  const Resolution resolution = resolveActiveOutbound(input);
+  const NaiveWalk wanted = naiveWalk(input);
+  const Outbound* const wantedLeaf = wanted.leaf ? &input.outbounds[*wanted.leaf] : nullptr;
+  if (resolution.status == wanted.status && resolution.leaf == wantedLeaf &&
+      resolution.visitedTags == wanted.visitedTags) {
+    return {};
+  }
+  std::string way;
+  for (const std::string& tag : resolution.visitedTags) way += joined({" '", tag, "'"});
+  return joined({"the walk", way, " ended with ", toString(resolution.status), ", not with ",
+                 toString(wanted.status), " after ", std::to_string(wanted.visitedTags.size()),
+                 " tags; or at another leaf"});
+}
+
+Complaint judgeClassification(const Outbound& leaf) {
+  NumericAddress untouched;
+  untouched.family = 99;  // no parser gives this
+  untouched.bytes.fill(0xA5);
+  constexpr std::uint32_t kUntouchedPort = 0xDEAD'BEEF;
+  NumericAddress address = untouched;
+  std::uint32_t port = kUntouchedPort;
+
+  const ActiveEndpointStatus status = classifyEndpoint(leaf, address, port);
+  const ActiveEndpointStatus wanted = naiveClassification(leaf);
+  if (status != wanted) {
+    return joined({"classified as ", toString(status), ", not as ", toString(wanted)});
+  }
+  if (status == ActiveEndpointStatus::OK) {
+    const bool written =
+        sameNumericAddress(address, parseNumericAddress(leaf.server)) && port == leaf.ports.front();
+    return written ? "" : "OK, but address or port are not the leaf's";
+  }
+  const bool kept = !address.valid && address.family == untouched.family &&
+                    address.bytes == untouched.bytes && port == kUntouchedPort;
+  return kept ? "" : joined({"outputs written on ", toString(status)});
+}
+
+Complaint judgeReport(const DiagnosisInput& input) {
+  const EgressReport report = diagnoseEgress(input);
+  const EgressReport wanted = naiveReport(input);
+  if (report != wanted) {
+    return joined({"the report is\n", describe(report), "not\n", describe(wanted)});
+  }
+  return judgeShape(input, report);
+}
+
+Complaint judgeChangedInputs(const DiagnosisInput& input, Choices& choices) {
+  const EgressReport report = diagnoseEgress(input);
+  const DiagnosisInput distinct = withDistinctAnswers(input);
+  const EgressReport before = diagnoseEgress(distinct);
+  const std::array<Complaint, 7> complaints = {
+      expectSame("another order of sockets", report,
+                 diagnoseEgress(withShuffledSockets(input, choices))),
+      expectSame("another order of answers", before,
+                 diagnoseEgress(withShuffledAnswers(distinct, choices))),
+      expectSame("other indexes", report, diagnoseEgress(withOtherIndexes(input))),
+      expectSame("other tags", report, diagnoseEgress(withOtherTags(input))),
+      expectSame("other ports", report, diagnoseEgress(withOtherPorts(input))),
+      expectSame("rows of a failed snapshot", report, diagnoseEgress(withoutFailedRows(input))),
+      expectSame("a socket to elsewhere", withoutObservedSources(report),
+                 withoutObservedSources(diagnoseEgress(withForeignSocket(input, choices)))),
+  };
+  const auto broken = std::ranges::find_if_not(complaints, &Complaint::empty);
+  return broken == complaints.end() ? Complaint{} : *broken;
+}
+
+}  // namespace egress::test

@@ -1,0 +1,127 @@
+// The whole diagnosis on generated inputs: held against the naive core, and against changes of the
+// input that must not show.
+
+#include <cstddef>
+#include <cstdint>
+#include <iostream>
+#include <map>
+#include <set>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "egress/core/diagnose_egress.h"
+#include "tests/laws/core_laws.h"
+#include "tests/laws/generated_input.h"
+#include "tests/laws/random_rounds.h"
+
+namespace egress::test {
+namespace {
+
+// How often each word was seen under each key.
+using WordCensus = std::map<std::string, std::map<std::string, std::size_t>>;
+
+void count(const EgressReport& report, WordCensus& census) {
+  for (const ReportMember& member : report.members) {
+    const auto* const scalar = std::get_if<ReportScalar>(&member.value);
+    if (scalar == nullptr || scalar->kind != ReportKind::String) continue;
+    ++census[member.key][scalar->stringValue];
+  }
+}
+
+void expectAllOf(const std::vector<std::string>& words, const std::string& key,
+                 const WordCensus& census) {
+  for (const std::string& word : words) {
+    EXPECT_TRUE(census.contains(key) && census.at(key).contains(word)) << key << " " << word;
+  }
+}
+
+TEST(ReportLaws, GeneratedInputsAreDiagnosedAsByTheNaiveCore) {
+  WordCensus census;
+  holdOnRandomBytes(200'000, 300, [&census](std::string_view bytes) {
+    Choices choices(bytes);
+    const DiagnosisInput input = generateInput(choices);
+    count(diagnoseEgress(input), census);
+    return judgeReport(input);
+  });
+  for (const auto& [key, words] : census) {
+    for (const auto& [word, times] : words) std::cout << times << " " << key << " " << word << "\n";
+  }
+  expectAllOf(declaredConfigStatus(), "configStatus", census);
+  expectAllOf(declaredEgressSelectionPolicy(), "egressSelectionPolicy", census);
+  expectAllOf(declaredActiveEndpointStatus(), "activeEndpointStatus", census);
+  expectAllOf(declaredSelectionStatus(), "selectionStatus", census);
+  expectAllOf(declaredInterfacesStatus(), "interfacesStatus", census);
+  expectAllOf(declaredDefaultRoutesStatus(), "defaultRoutesStatus", census);
+  expectAllOf(declaredSocketSourcesStatus(), "socketSourcesStatus", census);
+}
+
+TEST(ReportLaws, ChangesThatMustNotShowDoNotShow) {
+  holdOnRandomBytes(100'000, 400, [](std::string_view bytes) {
+    Choices choices(bytes);
+    const DiagnosisInput input = generateInput(choices);
+    return judgeChangedInputs(input, choices);
+  });
+}
+
+// Every value that must stay inside is one that nothing else in the input could give.
+DiagnosisInput makeRecognisableInput() {
+  DiagnosisInput input;
+  input.configStatus = ConfigStatus::OK;
+  input.autoDetectInterface = true;
+  Outbound proxy;
+  proxy.tag = "proxy";
+  proxy.type = "selector";
+  Outbound leaf;
+  leaf.tag = "TAG-leaf";
+  leaf.type = "vless";
+  leaf.hasServer = true;
+  leaf.server = "198.51.100.77";
+  leaf.portSpecified = true;
+  leaf.ports = {51443};
+  leaf.hasTransport = true;
+  leaf.transportType = "grpc";
+  input.outbounds = {proxy, leaf};
+  input.selectorAnswers = {
+      {.selectorTag = "proxy", .status = SelectorAnswerStatus::Ok, .now = "TAG-leaf"}};
+  input.selectorHint = "TAG-hint";
+  input.adapters.rows = {
+      {.interfaceIndex = 701, .operStatus = -2, .interfaceMetric = 31, .addresses = {"10.9.8.7"}},
+      {.interfaceIndex = 702, .operStatus = -3, .interfaceMetric = 32, .addresses = {"10.9.8.6"}}};
+  input.routes.rows = {{.family = -4, .interfaceIndex = 702, .routeMetric = 33},
+                       {.family = -6, .interfaceIndex = 799, .routeMetric = 34}};
+  input.sockets.rows = {{"10.9.8.7", 52001, "198.51.100.77", 51443},
+                        {"10.9.8.6", 52002, "203.0.113.88", 52003}};
+  return input;
+}
+
+TEST(ReportLaws, NoIndexAddressTagOrPortAppearsInAReport) {
+  const EgressReport report = diagnoseEgress(makeRecognisableInput());
+  std::multiset<std::int64_t> integers;
+  std::set<std::string> strings;
+  const auto gather = [&](const ReportScalar& scalar) {
+    if (scalar.kind == ReportKind::Integer) integers.insert(scalar.intValue);
+    if (scalar.kind == ReportKind::String) strings.insert(scalar.stringValue);
+  };
+  for (const ReportMember& member : report.members) {
+    if (const auto* const scalar = std::get_if<ReportScalar>(&member.value)) {
+      gather(*scalar);
+      continue;
+    }
+    for (const ReportRow& row : std::get<std::vector<ReportRow>>(member.value)) {
+      for (const auto& [key, scalar] : row) gather(scalar);
+    }
+  }
+  // Ordinals 1 and 2: selected, as interfaces, of the known route, observed. Beside them only what
+  // is reported unchanged.
+  EXPECT_EQ(integers,
+            (std::multiset<std::int64_t>{-6, -4, -3, -2, 1, 1, 1, 2, 2, 2, 31, 32, 33, 34}));
+  EXPECT_EQ(strings, (std::set<std::string>{"OK", "singbox_auto_detect", "SNAPSHOT_INCONSISTENT",
+                                            "ROUTE_INTERFACE_UNMAPPED"}));
+}
+
+}  // namespace
+}  // namespace egress::test
