@@ -1,6 +1,7 @@
 #ifndef EGRESS_TESTS_LAWS_CORE_LAWS_H
 #define EGRESS_TESTS_LAWS_CORE_LAWS_H
 
+#include <cstddef>
 #include <string>
 
 #include "egress/core/diagnosis_input.h"
@@ -19,8 +20,13 @@ Complaint judgeClassification(const Outbound& leaf);
 // The report is the naive core's, shaped as documented, and every string in it a declared word.
 Complaint judgeReport(const DiagnosisInput& input);
 
-// Changes to the input that the report must not show, or only where it may. `choices` draws them.
-Complaint judgeChangedInputs(const DiagnosisInput& input, Choices& choices);
+// The changes to an input that the report must not show: another order of sockets or of answers,
+// other indexes, tags or ports, no rows in a failed snapshot; and a socket to elsewhere, which only
+// "observedSocketSources" may show.
+inline constexpr std::size_t kInputChanges = 7;
+
+// Makes the change of this number, from 0; `choices` draws its details.
+Complaint judgeChange(std::size_t number, const DiagnosisInput& input, Choices& choices);
 
 // The report as text, for people.
 std::string describe(const EgressReport& report);
