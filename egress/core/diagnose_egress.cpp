@@ -58,7 +58,11 @@ std::vector<ReportRow> reportInterfaces(const AdapterSnapshot& adapters,
   std::vector<const InterfaceRow*> sorted;
   sorted.reserve(adapters.rows.size());
   for (const InterfaceRow& adapter : adapters.rows) sorted.push_back(&adapter);
-  std::ranges::stable_sort(sorted, {}, &InterfaceRow::interfaceIndex);
+  // Rows of one index keep their order by their place in memory, not by a stable sort: that one
+  // asks for a buffer, and when there is none, it says nothing and only becomes slow.
+  std::ranges::sort(sorted, {}, [](const InterfaceRow* adapter) {
+    return std::pair(adapter->interfaceIndex, adapter);
+  });
 
   rows.reserve(sorted.size());
   for (const InterfaceRow* adapter : sorted) {

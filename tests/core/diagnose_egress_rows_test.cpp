@@ -113,6 +113,18 @@ TEST(InterfaceRows, RowsWithEqualIndexesAllStayAndShareOneOrdinal) {
   EXPECT_EQ(rows.back(), "ordinal=3 operStatus=1 interfaceMetric=120");
 }
 
+// So many that a sort would move them about.
+TEST(InterfaceRows, RowsWithEqualIndexesKeepTheSnapshotOrder) {
+  DiagnosisInput input;
+  std::vector<std::int64_t> expected;
+  for (std::uint32_t metric = 0; metric < 100; ++metric) {
+    input.adapters.rows.push_back(makeInterfaceRow(9 - metric % 2, 1, metric, {}));
+  }
+  for (std::int64_t metric = 1; metric < 100; metric += 2) expected.push_back(metric);
+  for (std::int64_t metric = 0; metric < 100; metric += 2) expected.push_back(metric);
+  EXPECT_EQ(integersOf(diagnoseEgress(input), "interfaces", "interfaceMetric"), expected);
+}
+
 TEST(InterfaceRows, StatesAreWidenedSignedAndMetricsUnsigned) {
   DiagnosisInput input;
   input.adapters.rows = {makeInterfaceRow(1, kMinSigned, kMaxUnsigned, {}),
