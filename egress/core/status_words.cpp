@@ -10,8 +10,8 @@ namespace egress {
 // value outside the enumeration.
 
 const char* toString(ConfigStatus status) noexcept {
+  using enum ConfigStatus;
   switch (status) {
-    using enum ConfigStatus;
     case OK: return "OK";
     case NO_CONFIG: return "NO_CONFIG";
     case JSON_PARSE_FAILED: return "JSON_PARSE_FAILED";
@@ -22,8 +22,8 @@ const char* toString(ConfigStatus status) noexcept {
 }
 
 const char* toString(EgressSelectionPolicy policy) noexcept {
+  using enum EgressSelectionPolicy;
   switch (policy) {
-    using enum EgressSelectionPolicy;
     case singbox_auto_detect: return "singbox_auto_detect";
     case os_routed: return "os_routed";
     case unknown: break;
@@ -32,8 +32,8 @@ const char* toString(EgressSelectionPolicy policy) noexcept {
 }
 
 const char* toString(ActiveEndpointStatus status) noexcept {
+  using enum ActiveEndpointStatus;
   switch (status) {
-    using enum ActiveEndpointStatus;
     case OK: return "OK";
     case NOT_EVALUATED_CONFIG_UNAVAILABLE: return "NOT_EVALUATED_CONFIG_UNAVAILABLE";
     case SELECTOR_TRANSPORT_FAILED: return "SELECTOR_TRANSPORT_FAILED";
@@ -56,8 +56,8 @@ const char* toString(ActiveEndpointStatus status) noexcept {
 }
 
 const char* toString(SelectionStatus status) noexcept {
+  using enum SelectionStatus;
   switch (status) {
-    using enum SelectionStatus;
     case OK: return "OK";
     case NOT_APPLICABLE_OS_ROUTED: return "NOT_APPLICABLE_OS_ROUTED";
     case NOT_EVALUATED_ENDPOINT_UNAVAILABLE: return "NOT_EVALUATED_ENDPOINT_UNAVAILABLE";
@@ -73,8 +73,8 @@ const char* toString(SelectionStatus status) noexcept {
 }
 
 const char* toString(InterfacesStatus status) noexcept {
+  using enum InterfacesStatus;
   switch (status) {
-    using enum InterfacesStatus;
     case OK: return "OK";
     case ADAPTER_ENUM_FAILED: break;
   }
@@ -82,8 +82,8 @@ const char* toString(InterfacesStatus status) noexcept {
 }
 
 const char* toString(DefaultRoutesStatus status) noexcept {
+  using enum DefaultRoutesStatus;
   switch (status) {
-    using enum DefaultRoutesStatus;
     case OK: return "OK";
     case ROUTE_ENUM_FAILED: return "ROUTE_ENUM_FAILED";
     case SNAPSHOT_INCONSISTENT: break;
@@ -92,8 +92,8 @@ const char* toString(DefaultRoutesStatus status) noexcept {
 }
 
 const char* toString(SocketSourcesStatus status) noexcept {
+  using enum SocketSourcesStatus;
   switch (status) {
-    using enum SocketSourcesStatus;
     case OK: return "OK";
     case SOCKET_ENUM_FAILED: break;
   }
@@ -101,8 +101,8 @@ const char* toString(SocketSourcesStatus status) noexcept {
 }
 
 const char* toString(InterfaceOrdinalStatus status) noexcept {
+  using enum InterfaceOrdinalStatus;
   switch (status) {
-    using enum InterfaceOrdinalStatus;
     case OK: return "OK";
     case ROUTE_INTERFACE_UNMAPPED: break;
   }

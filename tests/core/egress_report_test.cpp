@@ -79,6 +79,30 @@ TEST(ReportScalar, StringsKeepEveryByteAndAreCopied) {
               [](std::string_view cut) { EXPECT_EQ(stringScalar(cut).stringValue, cut); });
 }
 
+TEST(ReportScalar, ADifferenceInAnyMemberMakesTwoDiffer) {
+  const ReportScalar scalar = integerScalar(7);
+  ReportScalar otherKind = scalar;
+  otherKind.kind = ReportKind::Null;
+  ReportScalar otherBoolean = scalar;
+  otherBoolean.boolValue = true;
+  ReportScalar otherInteger = scalar;
+  otherInteger.intValue = 8;
+  ReportScalar otherString = scalar;
+  otherString.stringValue = "7";
+  EXPECT_EQ(scalar, integerScalar(7));
+  for (const ReportScalar& other : {otherKind, otherBoolean, otherInteger, otherString}) {
+    EXPECT_NE(scalar, other);
+  }
+}
+
+TEST(ReportMember, ADifferenceInKeyOrValueMakesTwoDiffer) {
+  const ReportMember member{.key = "a", .value = integerScalar(7)};
+  EXPECT_EQ(member, (ReportMember{.key = "a", .value = integerScalar(7)}));
+  EXPECT_NE(member, (ReportMember{.key = "b", .value = integerScalar(7)}));
+  EXPECT_NE(member, (ReportMember{.key = "a", .value = integerScalar(8)}));
+  EXPECT_NE(member, (ReportMember{.key = "a", .value = std::vector<ReportRow>{}}));
+}
+
 TEST(ReportScalar, ValuesOfDifferentKindsDiffer) {
   const std::vector<ReportScalar> scalars = {
       nullScalar(),       booleanScalar(false), booleanScalar(true), integerScalar(0),

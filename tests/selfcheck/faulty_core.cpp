@@ -102,6 +102,13 @@ void reverseInterfaces(EgressReport& report) {
   std::ranges::reverse(std::get<std::vector<ReportRow>>(found->value));
 }
 
+void dropLastRows(EgressReport& report) {
+  for (ReportMember& member : report.members) {
+    auto* const rows = std::get_if<std::vector<ReportRow>>(&member.value);
+    if (rows != nullptr && !rows->empty()) rows->pop_back();
+  }
+}
+
 void spoilReport(EgressReport& report) {
   const std::string_view absent = faultAfter("absent ");
   const std::string_view foreign = faultAfter("foreign ");
@@ -130,6 +137,8 @@ void spoilReport(EgressReport& report) {
     forEachRow(report, raiseIntegers);
   } else if (isFault("interfaces unsorted")) {
     reverseInterfaces(report);
+  } else if (isFault("last rows lost")) {
+    dropLastRows(report);
   } else if (isFault("hint inverted")) {
     bool& stale = findScalar(report, "selectorHintStale")->boolValue;
     stale = !stale;
@@ -205,6 +214,9 @@ ProxyConfig readProxyConfig(std::string_view text, bool hasText) {
   if (isFault("no outbounds read")) config.outbounds.clear();
   if (isFault("every port accepted")) {
     for (Outbound& outbound : config.outbounds) outbound.portMalformed = false;
+  }
+  if (isFault("no port range seen")) {
+    for (Outbound& outbound : config.outbounds) outbound.portHopping = false;
   }
   if (isFault("configuration misread")) {
     const bool parseFailed = config.configStatus == ConfigStatus::JSON_PARSE_FAILED;

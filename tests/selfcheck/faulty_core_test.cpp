@@ -235,6 +235,15 @@ FAIL interfaces/ordinal 2: condition is false
 FAIL interfaces/metric 2: condition is false
 FAILED: 121 checks, 4 failures
 )"},
+    {.name = "last rows lost",  // checks of single rows are not made where one is missing
+     .output = R"(FAIL policy/os-routed observedSocketSources present: condition is false
+FAIL selection/ok observedSocketSources counts both adapters: condition is false
+FAIL selection/adapter-enum-failed routes kept: condition is false
+FAIL interfaces/ordinals count: condition is false
+FAIL routes/count: condition is false
+FAIL routes/snapshot-inconsistent count: condition is false
+FAILED: 111 checks, 6 failures
+)"},
     {.name = "hint inverted", .output = R"(FAIL selector/none hint fresh: condition is false
 FAIL selector/unified hint fresh: condition is false
 FAIL selector/chain hint fresh: condition is false
@@ -296,6 +305,9 @@ FAIL selector/stale-hint endpoint: expected 'OK', got 'ENDPOINT_MISSING'
 FAILED: 121 checks, 4 failures
 )"},
     {.name = "every port accepted", .output = R"(FAIL parse/bad-port malformed: condition is false
+FAILED: 121 checks, 1 failures
+)"},
+    {.name = "no port range seen", .output = R"(FAIL parse/hopping port range: condition is false
 FAILED: 121 checks, 1 failures
 )"},
     {.name = "no outbounds read",  // checks of a single outbound are not made where it is missing
