@@ -1,0 +1,206 @@
+// What the diagnosis, its parts and the report do when memory runs out.
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "egress/core/diagnose_egress.h"
+#include "egress/core/interface_mapping.h"
+#include "egress/core/select_interface.h"
+#include "egress/core/status_words.h"
+#include "tests/memory/declared_lists.h"
+#include "tests/memory/fail_each_allocation.h"
+#include "tests/memory/hefty_input.h"
+
+namespace egress::test {
+namespace {
+
+constexpr std::string_view kLongText = "a text that is too long to be held in place";
+
+// Enough rows of each kind that every list grows, and adapters in pairs of one index to be sorted.
+TEST(CoreMemory, EveryFailureDuringADiagnosisComesOut) {
+  const DiagnosisInput input = heftyInput(4, 20);
+  const DiagnosisInput before = input;
+  EgressReport report;
+  const std::size_t failures = failEachAllocation([&] { report = diagnoseEgress(input); },
+                                                  [&] {
+                                                    EXPECT_TRUE(sameInput(input, before));
+                                                    EXPECT_TRUE(report.members.empty());
+                                                  });
+  EXPECT_GT(failures, 100U);
+  EXPECT_TRUE(report == diagnoseEgress(before));
+  const ReportMember* const status = findReportMember(report, "selectionStatus");
+  ASSERT_NE(status, nullptr);
+  EXPECT_EQ(std::get<ReportScalar>(status->value), stringScalar("OK"));
+}
+
+TEST(CoreMemory, AConfigurationThatCannotBeCopiedInLeavesTheInputAsItWas) {
+  DiagnosisInput input = heftyInput(3, 2);
+  const DiagnosisInput before = input;
+  const ProxyConfig config = {.configStatus = ConfigStatus::OK,
+                              .autoDetectInterface = false,
+                              .outbounds = heftyInput(5, 1).outbounds};
+  const std::size_t failures = failEachAllocation([&] { setProxyConfig(input, config); },
+                                                  [&] { EXPECT_TRUE(sameInput(input, before)); });
+  EXPECT_GT(failures, 10U);
+  EXPECT_FALSE(input.autoDetectInterface);
+  EXPECT_TRUE(sameOutbounds(input.outbounds, config.outbounds));
+}
+
+TEST(CoreMemory, AConfigurationIsMovedInWithoutAnAllocation) {
+  DiagnosisInput input = heftyInput(3, 2);
+  ProxyConfig config = {.configStatus = ConfigStatus::OK,
+                        .autoDetectInterface = true,
+                        .outbounds = heftyInput(5, 1).outbounds};
+  EXPECT_EQ(allocationsOf([&] { setProxyConfig(input, std::move(config)); }), 0U);
+  EXPECT_EQ(input.outbounds.size(), 6U);
+}
+
+TEST(CoreMemory, EveryFailureWhileATableIsMadeComesOut) {
+  const DiagnosisInput input = heftyInput(1, 20);
+  const DiagnosisInput before = input;
+  const auto check = [&] { EXPECT_TRUE(sameInput(input, before)); };
+  OrdinalTable ordinals;
+  EXPECT_GT(failEachAllocation([&] { ordinals = makeOrdinalTable(input.adapters); }, check), 0U);
+  ASSERT_EQ(ordinals.interfaceIndexes.size(), 11U);
+  AddressTable addresses;
+  EXPECT_GT(
+      failEachAllocation([&] { addresses = makeAddressTable(input.adapters, ordinals); }, check),
+      3U);
+  EXPECT_EQ(addresses.owners.size(), 11U);
+}
+
+TEST(CoreMemory, ALookUpInATableAllocatesNothingAndOneInASnapshotComesOut) {
+  const DiagnosisInput input = heftyInput(1, 20);
+  const OrdinalTable ordinals = makeOrdinalTable(input.adapters);
+  const AddressTable addresses = makeAddressTable(input.adapters, ordinals);
+  const std::string& address = input.adapters.rows.front().addresses.front();
+
+  std::optional<std::int64_t> ordinal;
+  EXPECT_EQ(allocationsOf([&] { ordinal = ordinalOf(ordinals, 10); }), 0U);
+  EXPECT_EQ(ordinal, 11);
+  InterfaceMapping mapping;
+  EXPECT_EQ(allocationsOf([&] { mapping = mapAddressToInterface(addresses, address); }), 0U);
+  EXPECT_EQ(mapping.ordinal, 11);
+
+  const auto check = [&] { EXPECT_EQ(mapping.kind, MappingKind::Unmapped); };
+  mapping = {};
+  EXPECT_GT(failEachAllocation(
+                [&] { mapping = mapAddressToInterface(input.adapters, ordinals, address); }, check),
+            3U);
+  EXPECT_EQ(mapping.ordinal, 11);
+}
+
+TEST(CoreMemory, AnInterfaceIsSelectedWithoutAnAllocation) {
+  const std::string address = "2001:0db8:0000:0000:0000:0000:0000:0001";
+  SelectionInput input;
+  input.policy = EgressSelectionPolicy::singbox_auto_detect;
+  input.endpoint = {
+      .status = ActiveEndpointStatus::OK, .address = parseNumericAddress(address), .port = 443};
+  for (std::int64_t i = 0; i < 100; ++i) {
+    input.sockets.push_back({.source = {.kind = MappingKind::Unique, .ordinal = 3},
+                             .remoteAddress = address,
+                             .remotePort = 443});
+  }
+  Selection selection;
+  EXPECT_EQ(allocationsOf([&] { selection = selectInterface(input); }), 0U);
+  EXPECT_EQ(selection.ordinal, 3);
+}
+
+TEST(CoreMemory, OnlyAStringScalarAllocates) {
+  EXPECT_EQ(allocationsOf([] { EXPECT_EQ(nullScalar().kind, ReportKind::Null); }), 0U);
+  EXPECT_EQ(allocationsOf([] { EXPECT_TRUE(booleanScalar(true).boolValue); }), 0U);
+  EXPECT_EQ(allocationsOf([] { EXPECT_EQ(integerScalar(-1).intValue, -1); }), 0U);
+  ReportScalar scalar;
+  EXPECT_GT(failEachAllocation([&] { scalar = stringScalar(kLongText); },
+                               [&] { EXPECT_EQ(scalar, nullScalar()); }),
+            0U);
+  EXPECT_EQ(scalar.stringValue, kLongText);
+}
+
+// A report that has no room for another member.
+EgressReport fullReport() {
+  EgressReport report;
+  insertMember(report, kLongText, stringScalar(kLongText));
+  report.members.shrink_to_fit();
+  return report;
+}
+
+TEST(CoreMemory, AMemberThatCannotBeInsertedLeavesTheReportAndTheValueAsTheyWere) {
+  EgressReport report = fullReport();
+  const ReportScalar value = stringScalar(kLongText);
+  const ReportScalar valueBefore = value;
+  EXPECT_GT(failEachAllocation([&] { insertMember(report, kLongText, value); },
+                               [&] {
+                                 EXPECT_EQ(report, fullReport());
+                                 EXPECT_EQ(value, valueBefore);
+                               }),
+            2U);
+  ASSERT_EQ(report.members.size(), 2U);
+  EXPECT_EQ(report.members[0], report.members[1]);
+}
+
+TEST(CoreMemory, RowsThatCannotBeInsertedLeaveTheReportAndTheRowsAsTheyWere) {
+  EgressReport report = fullReport();
+  const ReportRow row = {{std::string(kLongText), stringScalar(kLongText)},
+                         {std::string(kLongText), integerScalar(1)}};
+  const std::vector<ReportRow> rows = {row, row, row};
+  const std::vector<ReportRow> rowsBefore = rows;
+  EXPECT_GT(failEachAllocation([&] { insertMember(report, kLongText, rows); },
+                               [&] {
+                                 EXPECT_EQ(report, fullReport());
+                                 EXPECT_EQ(rows, rowsBefore);
+                               }),
+            10U);
+  ASSERT_EQ(report.members.size(), 2U);
+  EXPECT_EQ(std::get<std::vector<ReportRow>>(report.members[1].value), rows);
+}
+
+TEST(CoreMemory, AMemberIsFoundWithoutAnAllocation) {
+  const EgressReport report = fullReport();
+  const ReportMember* found = nullptr;
+  EXPECT_EQ(allocationsOf([&] { found = findReportMember(report, kLongText); }), 0U);
+  EXPECT_EQ(found, report.members.data());
+}
+
+TEST(CoreMemory, AWordIsGivenWithoutAnAllocation) {
+  std::size_t bytes = 0;
+  const auto ask = [&bytes](auto status) {
+    EXPECT_EQ(allocationsOf([&] { bytes += std::string_view(toString(status)).size(); }), 0U);
+  };
+  for (std::uint32_t number = 0; number < 20; ++number) {
+    ask(ConfigStatus{number});
+    ask(EgressSelectionPolicy{number});
+    ask(ActiveEndpointStatus{number});
+    ask(SelectionStatus{number});
+    ask(InterfacesStatus{number});
+    ask(DefaultRoutesStatus{number});
+    ask(SocketSourcesStatus{number});
+    ask(InterfaceOrdinalStatus{number});
+  }
+  EXPECT_GT(bytes, 0U);
+}
+
+// A list is made once in a process, and no other test of this program asks for one.
+TEST(CoreMemory, ADeclaredListThatCouldNotBeMadeIsMadeOnTheNextCall) {
+  static bool made = false;
+  if (std::exchange(made, true)) GTEST_SKIP() << "the lists are there since the first run";
+  for (const DeclaredList& list : kDeclaredLists) {
+    SCOPED_TRACE(list.name);
+    const std::vector<std::string>* words = nullptr;
+    EXPECT_GT(failEachAllocation([&] { words = &list.get(); }, [&] { EXPECT_EQ(words, nullptr); }),
+              1U);
+    ASSERT_NE(words, nullptr);
+    EXPECT_EQ(*words, list.wanted());
+    EXPECT_EQ(allocationsOf([&] { words = &list.get(); }), 0U);
+  }
+}
+
+}  // namespace
+}  // namespace egress::test

@@ -1,0 +1,100 @@
+#include "tests/memory/hefty_input.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <tuple>
+
+#include "tests/support/joined.h"
+
+namespace egress::test {
+namespace {
+
+auto fieldsOf(const Outbound& outbound) {
+  return std::tie(outbound.tag, outbound.type, outbound.detour, outbound.hasServer, outbound.server,
+                  outbound.portSpecified, outbound.portMalformed, outbound.portHopping,
+                  outbound.ports, outbound.hasTransport, outbound.transportType);
+}
+
+auto fieldsOf(const InterfaceRow& row) {
+  return std::tie(row.interfaceIndex, row.operStatus, row.interfaceMetric, row.addresses);
+}
+
+auto fieldsOf(const RouteRow& row) {
+  return std::tie(row.family, row.interfaceIndex, row.routeMetric);
+}
+
+auto fieldsOf(const SocketSource& row) {
+  return std::tie(row.localAddress, row.localPort, row.remoteAddress, row.remotePort);
+}
+
+auto fieldsOf(const SelectorAnswer& answer) {
+  return std::tie(answer.selectorTag, answer.status, answer.now);
+}
+
+template <typename Record>
+bool sameRecords(const std::vector<Record>& a, const std::vector<Record>& b) {
+  return std::ranges::equal(
+      a, b, [](const Record& x, const Record& y) { return fieldsOf(x) == fieldsOf(y); });
+}
+
+template <typename Row>
+bool sameSnapshot(const Snapshot<Row>& a, const Snapshot<Row>& b) {
+  return a.enumFailed == b.enumFailed && sameRecords(a.rows, b.rows);
+}
+
+std::string nodeText(std::size_t number, std::string_view extra) {
+  const std::string detour = number == 0 ? nodeTag(1) : "";
+  return joined({R"({"tag":")", nodeTag(number), R"(","type":"vless","detour":")", detour,
+                 R"(","server":"2001:0db8:0000:0000:0000:0000:0000:0001","server_port":443,)",
+                 R"("transport":{"type":"a transport that nobody has heard of"},"extra":)", extra,
+                 "}"});
+}
+
+}  // namespace
+
+std::string nodeTag(std::size_t number) {
+  return "a node whose tag is rather long " + std::to_string(number);
+}
+
+std::string heftyConfig(std::size_t nodes, std::string_view extra) {
+  std::string text = R"({"route":{"auto_detect_interface":true},"outbounds":[)"
+                     R"({"tag":"proxy","type":"selector"})";
+  for (std::size_t i = 0; i < nodes; ++i) text += joined({",", nodeText(i, extra)});
+  return text + "]}";
+}
+
+DiagnosisInput heftyInput(std::size_t nodes, std::size_t rows) {
+  DiagnosisInput input;
+  setProxyConfig(input, readProxyConfig(heftyConfig(nodes, "[]"), /*hasText=*/true));
+  for (Outbound& outbound : input.outbounds) outbound.hasTransport = false;
+  input.selectorAnswers = {
+      {.selectorTag = "proxy", .status = SelectorAnswerStatus::Ok, .now = nodeTag(0)}};
+  input.selectorHint = nodeTag(1);
+  for (std::size_t i = 0; i < rows; ++i) {
+    const auto index = static_cast<std::uint32_t>((rows - i) / 2);
+    const std::string address = "2001:0db8:0000:0000:0000:0000:0001:" + std::to_string(index);
+    input.adapters.rows.push_back({.interfaceIndex = index,
+                                   .operStatus = 1,
+                                   .interfaceMetric = static_cast<std::uint32_t>(i),
+                                   .addresses = {address}});
+    input.routes.rows.push_back({.family = 6, .interfaceIndex = index, .routeMetric = 256});
+    input.sockets.rows.push_back({.localAddress = input.adapters.rows.front().addresses.front(),
+                                  .localPort = 51000,
+                                  .remoteAddress = "2001:0db8:0000:0000:0000:0000:0000:0001",
+                                  .remotePort = 443});
+  }
+  return input;
+}
+
+bool sameOutbounds(const std::vector<Outbound>& a, const std::vector<Outbound>& b) {
+  return sameRecords(a, b);
+}
+
+bool sameInput(const DiagnosisInput& a, const DiagnosisInput& b) {
+  return a.configStatus == b.configStatus && a.autoDetectInterface == b.autoDetectInterface &&
+         sameOutbounds(a.outbounds, b.outbounds) && sameSnapshot(a.adapters, b.adapters) &&
+         sameSnapshot(a.routes, b.routes) && sameSnapshot(a.sockets, b.sockets) &&
+         sameRecords(a.selectorAnswers, b.selectorAnswers) && a.selectorHint == b.selectorHint;
+}
+
+}  // namespace egress::test

@@ -1,0 +1,120 @@
+// The readers and the diagnosis in a thread with a small stack, whatever the text they get. Built
+// unoptimised, functions need the most of it.
+
+#include "tests/support/small_stack.h"
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <variant>
+
+#include <gtest/gtest.h>
+
+#include "egress/config/proxy_config.h"
+#include "egress/core/diagnose_egress.h"
+#include "egress/json/json_reader.h"
+#include "tests/memory/hefty_input.h"
+#include "tests/support/joined.h"
+
+namespace egress::test {
+namespace {
+
+constexpr std::size_t kKibibyte = 1024;
+
+#if defined(__has_feature)
+#define EGRESS_HAS_FEATURE(feature) __has_feature(feature)
+#else
+#define EGRESS_HAS_FEATURE(feature) 0
+#endif
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || \
+    EGRESS_HAS_FEATURE(address_sanitizer) || EGRESS_HAS_FEATURE(thread_sanitizer)
+// A sanitizer pads every variable, and its runtime keeps tables on the thread's stack.
+constexpr std::size_t kStackBytes = 1024 * kKibibyte;
+#else
+// As little as any common system gives a thread.
+constexpr std::size_t kStackBytes = 128 * kKibibyte;
+#endif
+
+constexpr std::size_t kLevels = kMaxJsonDepth + 1;  // the levels are counted from 0
+
+std::string repeated(std::string_view text, std::size_t times) {
+  std::string all;
+  all.reserve(text.size() * times);
+  for (std::size_t i = 0; i < times; ++i) all += text;
+  return all;
+}
+
+std::string nested(std::string_view opening, std::size_t times, std::string_view inside,
+                   std::string_view closing) {
+  return joined({repeated(opening, times), inside, repeated(closing, times)});
+}
+
+// Reads and destroys a document there; the texts stand on the heap.
+bool parsesOnSmallStack(const std::string& text) {
+  bool accepted = false;
+  runWithStack(kStackBytes, [&] {
+    JsonValue value;
+    accepted = parseJsonDocument(text, value);
+  });
+  return accepted;
+}
+
+TEST(SmallStack, HoldsTheDeepestArrays) {
+  EXPECT_TRUE(parsesOnSmallStack(nested("[", kLevels, "", "]")));
+}
+
+TEST(SmallStack, HoldsTheDeepestObjects) {
+  EXPECT_TRUE(parsesOnSmallStack(nested(R"({"a":)", kMaxJsonDepth, R"("\uD83D\uDE00")", "}")));
+  EXPECT_TRUE(parsesOnSmallStack(nested(R"({"a":)", kMaxJsonDepth, "{}", "}")));
+}
+
+TEST(SmallStack, HoldsTheDeepestMixtureOfBoth) {
+  EXPECT_TRUE(parsesOnSmallStack(nested(R"([{"a":)", kMaxJsonDepth / 2, "-1.5e3", "}]")));
+  EXPECT_TRUE(parsesOnSmallStack(nested(R"({"a":[)", kMaxJsonDepth / 2, "1", "]}")));
+}
+
+// The vectors grow, and so move and destroy what they hold, at every level.
+TEST(SmallStack, HoldsAWideTreeAtTheDeepestLevel) {
+  const std::string row = repeated(R"([],{},"a",1,)", 1000) + "null";
+  const std::string wide = joined({repeated(R"([0,1,{"a":0,"b":)", kMaxJsonDepth / 2), "0",
+                                   repeated(R"(,"c":2},3,4])", kMaxJsonDepth / 2)});
+  EXPECT_TRUE(parsesOnSmallStack(nested("[", kMaxJsonDepth, row, "]")));
+  EXPECT_TRUE(parsesOnSmallStack(wide));
+}
+
+TEST(SmallStack, HoldsTheRefusalOfAnyDepth) {
+  constexpr std::size_t kMany = 10'000'000;
+  EXPECT_FALSE(parsesOnSmallStack(nested("[", kLevels + 1, "", "]")));
+  EXPECT_FALSE(parsesOnSmallStack(nested(R"({"a":)", kLevels, "1", "}")));
+  EXPECT_FALSE(parsesOnSmallStack(nested(R"([{"a":)", kMaxJsonDepth / 2 + 1, "1", "}]")));
+  EXPECT_FALSE(parsesOnSmallStack(repeated("[", kMany)));
+  EXPECT_FALSE(parsesOnSmallStack(repeated(R"({"a":)", kMany / 5)));
+  EXPECT_FALSE(parsesOnSmallStack(repeated(R"([{"a":)", kMany / 6)));
+}
+
+TEST(SmallStack, HoldsAConfigurationOfManyNodesAndOfTheDeepestMember) {
+  const std::size_t levelsOfAMember = kLevels - 3;  // below the root, the list and the node
+  const std::string text = heftyConfig(1000, nested("[", levelsOfAMember, "", "]"));
+  ProxyConfig config;
+  runWithStack(kStackBytes, [&] { config = readProxyConfig(text, /*hasText=*/true); });
+  EXPECT_EQ(config.configStatus, ConfigStatus::OK);
+  EXPECT_EQ(config.outbounds.size(), 1001U);
+
+  const std::string tooDeep = heftyConfig(1, nested("[", levelsOfAMember + 1, "", "]"));
+  runWithStack(kStackBytes, [&] { config = readProxyConfig(tooDeep, /*hasText=*/true); });
+  EXPECT_EQ(config.configStatus, ConfigStatus::JSON_PARSE_FAILED);
+}
+
+TEST(SmallStack, HoldsADiagnosisOfManyRows) {
+  const DiagnosisInput input = heftyInput(100, 2000);
+  ReportScalar status;
+  runWithStack(kStackBytes, [&] {
+    const EgressReport report = diagnoseEgress(input);
+    const ReportMember* const member = findReportMember(report, "selectionStatus");
+    if (member != nullptr) status = std::get<ReportScalar>(member->value);
+  });
+  EXPECT_EQ(status, stringScalar("OK"));
+}
+
+}  // namespace
+}  // namespace egress::test
