@@ -30,11 +30,11 @@ ReportScalar stringScalar(std::string_view value) {
 }
 
 void insertMember(EgressReport& report, std::string_view key, ReportScalar value) {
-  report.members.push_back({.key = std::string(key), .value = std::move(value)});
+  report.members.push_back(ReportMember{.key = std::string(key), .value = std::move(value)});
 }
 
 void insertMember(EgressReport& report, std::string_view key, std::vector<ReportRow> rows) {
-  report.members.push_back({.key = std::string(key), .value = std::move(rows)});
+  report.members.push_back(ReportMember{.key = std::string(key), .value = std::move(rows)});
 }
 
 const ReportMember* findReportMember(const EgressReport& report, std::string_view key) noexcept {

@@ -180,8 +180,8 @@ WalkFailureCase detourDepthCase() {
   return row;
 }
 
-std::vector<WalkFailureCase> walkFailures() {
-  return {
+std::array<WalkFailureCase, 6> walkFailures() {
+  return {{
       {.label = "selector/not-queried",
        .outbounds = {makeSelectorOutbound("proxy")},
        .selectorAnswers = {},
@@ -200,7 +200,7 @@ std::vector<WalkFailureCase> walkFailures() {
        .outbounds = {makeLeaf("node_1")},
        .selectorAnswers = {},
        .endpoint = "OUTBOUND_NOT_FOUND"},
-  };
+  }};
 }
 
 void runWalkFailure(SelfCheckRun& run, const WalkFailureCase& row) {
