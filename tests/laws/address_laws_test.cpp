@@ -10,6 +10,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/laws/every_text.h"
 #include "tests/laws/random_rounds.h"
 #include "tests/support/joined.h"
 
@@ -41,18 +42,6 @@ struct Census {
               << brackets << " with brackets, " << zones << " with a zone\n";
   }
 };
-
-// All texts of up to `length` bytes of the alphabet, the empty one first.
-template <typename Use>
-void forEveryText(std::string_view alphabet, std::size_t length, std::string& text, Use use) {
-  use(text);
-  if (length == 0) return;
-  for (const char byte : alphabet) {
-    text.push_back(byte);
-    forEveryText(alphabet, length - 1, text, use);
-    text.pop_back();
-  }
-}
 
 TEST(AddressLaws, EveryShortTextInEveryPlaceOfADottedQuadIsReadAsByTheSystem) {
   constexpr std::string_view kAlphabet = "012569a.:%[]-+ ";
