@@ -23,7 +23,7 @@ constexpr auto kAnswerKeys = std::to_array<std::string_view>({"now"});
 
 constexpr auto kTexts = std::to_array<std::string_view>(
     {"proxy", "node_1", "direct", "", "ws", "true", "443", "20000:40000", "a\0b"sv, "n\xC3\xB6",
-     "\xF0\x9F\x98\x80", "say \"\\\"", "/ray", "\n", "route"});
+     "\xF0\x9F\x98\x80", R"(say "\")", "/ray", "\n", "route"});
 constexpr auto kServers = std::to_array<std::string_view>(
     {"198.51.100.10", "", "2001:db8::1", "[::1]", "node.example", " ", "0"});
 
@@ -233,7 +233,7 @@ void editObjects(Document& document, Place place, const Edit& edit) {
   // A list that is an object instead has no items, so nobody looks into it.
   if (place == Place::Outbounds) place = Place::Elsewhere;
   Members members;
-  for (auto& item : document.items()) {
+  for (const auto& item : document.items()) {
     editObjects(item.value(), placeOfMember(place, item.key()), edit);
     members.emplace_back(item.key(), std::move(item.value()));
   }

@@ -107,6 +107,34 @@ void countInsertion(Place place, std::size_t position, std::size_t size, Census&
   ++census[joined({wordOf(place), where})];
 }
 
+// Before, between or behind the members of an object.
+struct Gap {
+  std::size_t object = 0;  // in the order in which they are edited
+  Place place = Place::Elsewhere;
+  std::size_t position = 0;
+  std::size_t size = 0;  // of the object
+};
+
+std::vector<Gap> gapsOf(Document document, Place root) {
+  std::vector<Gap> gaps;
+  std::size_t object = 0;
+  editObjects(document, root, [&](const Members& members, Place place) {
+    for (std::size_t position = 0; position <= members.size(); ++position) {
+      gaps.push_back({object, place, position, members.size()});
+    }
+    ++object;
+  });
+  return gaps;
+}
+
+void fillGap(Document& document, Place root, const Gap& gap, std::string_view key,
+             const Document& value) {
+  std::size_t object = 0;
+  editObjects(document, root, [&](Members& members, Place /*place*/) {
+    if (object++ == gap.object) insertAt(members, gap.position, key, value);
+  });
+}
+
 // Changes the order; the first choices leave it.
 void shuffle(Members& members, Choices& choices) {
   for (std::size_t i = members.size(); i > 1; --i) {
@@ -243,37 +271,15 @@ Complaint judgeUnknownKeys(TextKind kind, Choices& choices, Census& census) {
 Complaint judgeEveryUnknownKey(TextKind kind, std::string_view text, Census& census) {
   const Subject subject = subjectOf(kind);
   const Document document = Document::parse(text);
-  struct Object {
-    Place place;
-    std::size_t size;
-  };
-  std::vector<Object> objects;
-  Document copy = document;
-  editObjects(copy, subject.root, [&objects](const Members& members, Place place) {
-    objects.push_back({place, members.size()});
-  });
-
-  const auto judgeOne = [&](std::size_t target, std::size_t position, const std::string& key,
-                            const Document& value) {
-    Document edited = document;
-    std::size_t index = 0;
-    editObjects(edited, subject.root, [&](Members& members, Place /*place*/) {
-      if (index++ == target) insertAt(members, position, key, value);
-    });
-    Choices none("");
-    return judgeSameReading(kind, std::string(text), textOf(edited, none));
-  };
-
-  for (std::size_t target = 0; target < objects.size(); ++target) {
-    const auto [place, size] = objects[target];
-    for (const std::string& key : keysUnknownIn(place)) {
+  for (const Gap& gap : gapsOf(document, subject.root)) {
+    for (const std::string& key : keysUnknownIn(gap.place)) {
       Choices none("");
       for (const Document& value : {generateValueOf(key, none), Document(nullptr)}) {
-        for (std::size_t position = 0; position <= size; ++position) {
-          countInsertion(place, position, size, census);
-          const Complaint complaint = judgeOne(target, position, key, value);
-          if (!complaint.empty()) return complaint;
-        }
+        Document edited = document;
+        fillGap(edited, subject.root, gap, key, value);
+        countInsertion(gap.place, gap.position, gap.size, census);
+        Complaint complaint = judgeSameReading(kind, std::string(text), textOf(edited, none));
+        if (!complaint.empty()) return complaint;
       }
     }
   }
@@ -298,7 +304,7 @@ Complaint judgeOutboundsOnTheirOwn(Choices& choices, Census& census) {
   const bool detects = choices.flag();
   std::vector<Document> elements(choices.below(6));
   for (Document& element : elements) element = generateOutbound(choices);
-  if (const Complaint complaint = judgeList(elements, detects, census); !complaint.empty()) {
+  if (Complaint complaint = judgeList(elements, detects, census); !complaint.empty()) {
     return complaint;
   }
   if (elements.empty()) return {};

@@ -108,16 +108,16 @@ TEST(ConfigLaws, RandomBytesAreReadAsByThePlainReading) {
 
 TEST(ConfigLaws, GeneratedConfigurationsAreReadAsByThePlainReading) {
   Census census;
-  holdOnRandomBytes(60'000, 250, [&census](std::string_view bytes) {
+  holdOnRandomBytes(25'000, 250, [&census](std::string_view bytes) {
     Choices choices(bytes);
     const std::string text = generateConfigText(choices);
     countConfig(text, census);
     return judgeConfigText(text);
   });
   expectEach(
-      census, 100,
+      census, 20,
       {"OK", "NO_CONFIG", "JSON_PARSE_FAILED", "AUTO_DETECT_MISSING", "AUTO_DETECT_INVALID"});
-  expectEach(census, 100,
+  expectEach(census, 20,
              eachWith({"detects", "several outbounds", "tag", "type", "detour", "server",
                        "port specified", "malformed", "hopping", "malformed and hopping",
                        "one port", "several ports", "transport", "transport type"},
@@ -126,38 +126,38 @@ TEST(ConfigLaws, GeneratedConfigurationsAreReadAsByThePlainReading) {
 
 TEST(ConfigLaws, GeneratedAnswersAreReadAsByThePlainReading) {
   Census census;
-  holdOnRandomBytes(100'000, 40, [&census](std::string_view bytes) {
+  holdOnRandomBytes(50'000, 40, [&census](std::string_view bytes) {
     Choices choices(bytes);
     const std::string text = generateSelectorAnswerText(choices);
     countAnswer(text, census);
     return judgeSelectorAnswerText(text);
   });
-  expectEach(census, 100, {"ok", "malformed", "now missing"});
+  expectEach(census, 20, {"ok", "malformed", "now missing"});
   EXPECT_EQ(census.count("transport failed"), 0);
 }
 
 TEST(ConfigLaws, EveryShortEntryOfServerPortsIsReadAsByThePlainReading) {
   Census census;
   std::string entry;
-  forEveryText("0156-:+ a", 5, entry, [&census](const std::string& text) {
+  forEveryText("0156-:+", 5, entry, [&census](const std::string& text) {
     const std::string config = configOf(joined({R"("server_ports":[")", text, R"("])"}));
     ASSERT_EQ(judgeConfigText(config), "");
     countConfig(config, census);
   });
-  EXPECT_EQ(census["OK"], 1 + 9 + 9 * 9 + 9 * 9 * 9 + 9 * 9 * 9 * 9 + 9 * 9 * 9 * 9 * 9);
-  expectEach(census, 100, eachWith({"malformed", "hopping", "one port"}, kYesAndNo));
+  EXPECT_EQ(census["OK"], 1 + 7 + 7 * 7 + 7 * 7 * 7 + 7 * 7 * 7 * 7 + 7 * 7 * 7 * 7 * 7);
+  expectEach(census, 20, eachWith({"malformed", "hopping", "one port"}, kYesAndNo));
 }
 
 TEST(ConfigLaws, EveryShortServerPortIsReadAsByThePlainReading) {
   Census census;
   std::string port;
-  forEveryText("0156-.e\"[]", 5, port, [&census](const std::string& text) {
+  forEveryText("0156-.e", 5, port, [&census](const std::string& text) {
     const std::string config = configOf(joined({R"("server_port":)", text}));
     ASSERT_EQ(judgeConfigText(config), "");
     countConfig(config, census);
   });
-  expectEach(census, 100, {"JSON_PARSE_FAILED"});
-  expectEach(census, 100, eachWith({"malformed", "one port"}, kYesAndNo));
+  expectEach(census, 20, {"JSON_PARSE_FAILED"});
+  expectEach(census, 20, eachWith({"malformed", "one port"}, kYesAndNo));
 }
 
 // A number at the edge of some integer type, or one that a narrower type would take for a port.
@@ -244,57 +244,57 @@ TEST(ConfigLaws, AnUnknownKeyInAnyPlaceOfAnAnswerChangesNothing) {
 
 TEST(ConfigLaws, UnknownKeysInGeneratedTextsChangeNothing) {
   Census census;
-  holdOnRandomBytes(25'000, 500, [&census](std::string_view bytes) {
+  holdOnRandomBytes(10'000, 500, [&census](std::string_view bytes) {
     Choices choices(bytes);
     return judgeUnknownKeys(TextKind::Config, choices, census);
   });
-  holdOnRandomBytes(15'000, 60, [&census](std::string_view bytes) {
+  holdOnRandomBytes(8'000, 60, [&census](std::string_view bytes) {
     Choices choices(bytes);
     return judgeUnknownKeys(TextKind::SelectorAnswer, choices, census);
   });
-  expectEach(census, 100, eachWith(kPlaces, {", front", ", middle", ", end"}));
-  expectEach(census, 100, eachWith({"answer"}, {", front", ", middle", ", end"}));
-  expectEach(census, 5'000, kTelling);
+  expectEach(census, 20, eachWith(kPlaces, {", front", ", middle", ", end"}));
+  expectEach(census, 20, eachWith({"answer"}, {", front", ", middle", ", end"}));
+  expectEach(census, 2'000, kTelling);
 }
 
 TEST(ConfigLaws, TheOrderOfKeysChangesNothing) {
   Census census;
-  holdOnRandomBytes(15'000, 300, [&census](std::string_view bytes) {
+  holdOnRandomBytes(8'000, 300, [&census](std::string_view bytes) {
     Choices choices(bytes);
     return judgeReorderedKeys(TextKind::Config, choices, census);
   });
-  holdOnRandomBytes(15'000, 40, [&census](std::string_view bytes) {
+  holdOnRandomBytes(8'000, 40, [&census](std::string_view bytes) {
     Choices choices(bytes);
     return judgeReorderedKeys(TextKind::SelectorAnswer, choices, census);
   });
-  expectEach(census, 100, kPlaces);
-  expectEach(census, 100, {"answer"});
-  expectEach(census, 5'000, kTelling);
+  expectEach(census, 20, kPlaces);
+  expectEach(census, 20, {"answer"});
+  expectEach(census, 2'000, kTelling);
 }
 
 TEST(ConfigLaws, ARepeatedKeyBehindTheFirstOneChangesNothing) {
   Census census;
-  holdOnRandomBytes(30'000, 300, [&census](std::string_view bytes) {
+  holdOnRandomBytes(12'000, 300, [&census](std::string_view bytes) {
     Choices choices(bytes);
     return judgeRepeatedKeys(TextKind::Config, choices, census);
   });
-  holdOnRandomBytes(15'000, 40, [&census](std::string_view bytes) {
+  holdOnRandomBytes(8'000, 40, [&census](std::string_view bytes) {
     Choices choices(bytes);
     return judgeRepeatedKeys(TextKind::SelectorAnswer, choices, census);
   });
-  expectEach(census, 100, {"root, route", "root, outbounds", "route, auto_detect_interface"});
-  expectEach(census, 100, kOutboundKeys);
-  expectEach(census, 100, {"transport, type", "answer, now"});
-  expectEach(census, 5'000, kTelling);
+  expectEach(census, 20, {"root, route", "root, outbounds", "route, auto_detect_interface"});
+  expectEach(census, 20, kOutboundKeys);
+  expectEach(census, 20, {"transport, type", "answer, now"});
+  expectEach(census, 2'000, kTelling);
 }
 
 TEST(ConfigLaws, NoOutboundChangesAnother) {
   Census census;
-  holdOnRandomBytes(15'000, 200, [&census](std::string_view bytes) {
+  holdOnRandomBytes(6'000, 200, [&census](std::string_view bytes) {
     Choices choices(bytes);
     return judgeOutboundsOnTheirOwn(choices, census);
   });
-  expectEach(census, 100, {"kept", "skipped", "exchanged"});
+  expectEach(census, 20, {"kept", "skipped", "exchanged"});
 }
 
 }  // namespace
