@@ -1,0 +1,151 @@
+// JSON documents: generated ones, every short text and changed ones, held against nlohmann/json.
+
+#include "tests/laws/json_laws.h"
+
+#include <cstddef>
+#include <iostream>
+#include <string>
+#include <string_view>
+
+#include <gtest/gtest.h>
+
+#include "tests/laws/every_text.h"
+#include "tests/laws/random_rounds.h"
+#include "tests/support/joined.h"
+
+namespace egress::test {
+namespace {
+
+struct Census {
+  std::size_t texts = 0;
+  std::size_t accepted = 0;
+  std::size_t lenient = 0;  // accepted, but not strict JSON
+  std::size_t tooDeep = 0;  // strict JSON, but refused
+
+  void count(const JsonVerdict& verdict) {
+    ++texts;
+    if (verdict.accepted) ++accepted;
+    if (verdict.accepted && !verdict.strict) ++lenient;
+    if (!verdict.accepted && verdict.strict) ++tooDeep;
+  }
+
+  void print() const {
+    std::cout << texts << " texts, " << accepted << " accepted, " << lenient
+              << " of them no strict JSON; " << tooDeep << " strict ones too deep\n";
+  }
+};
+
+std::string textOf(const GeneratedDocument& document) {
+  std::string text;
+  for (const std::string& token : document.tokens) text += token;
+  return text;
+}
+
+TEST(JsonLaws, GeneratedDocumentsAreReadAsTheirTrees) {
+  Census census;
+  holdOnRandomBytes(40'000, 120, [&census](std::string_view bytes) {
+    Choices choices(bytes);
+    const Complaint complaint = judgeGeneratedDocument(choices);
+    Choices again(bytes);
+    census.count(judgeJsonText(textOf(generateDocument(again))));
+    return complaint;
+  });
+  census.print();
+  EXPECT_EQ(census.accepted, census.texts);
+  EXPECT_GT(census.lenient, 0);
+  EXPECT_LT(census.lenient, census.accepted);
+}
+
+// The bytes that the grammar knows, one of each sort, and one that it does not.
+TEST(JsonLaws, EveryShortTextGetsTheVerdictOfNlohmannJson) {
+  Census census;
+  std::string text;
+  forEveryText("[]{},:\"\\01-.eu /", 5, text, [&census](const std::string& candidate) {
+    const JsonVerdict verdict = judgeJsonText(candidate);
+    ASSERT_EQ(verdict.complaint, "");
+    census.count(verdict);
+  });
+  census.print();
+  EXPECT_EQ(census.texts, 1 + 16 * (1 + 16 * (1 + 16 * (1 + 16 * (1 + 16)))));
+  EXPECT_GT(census.accepted, 0);
+  EXPECT_GT(census.lenient, 0);
+}
+
+TEST(JsonLaws, EveryEndOfAnEscapeGetsTheVerdictOfNlohmannJson) {
+  Census census;
+  for (const std::string_view start : {R"("\u)", R"("\uD83D)", R"("\uD83D\)", R"("\uD83D\u)",
+                                       R"("\uD83D\uD)", R"("\uD83D\uDE0)", R"("\uDE00)"}) {
+    std::string text(start);
+    forEveryText("\"\\ucdDE08gx", 4, text, [&census](const std::string& candidate) {
+      for (const std::string_view end : {"", "\""}) {
+        const JsonVerdict verdict = judgeJsonText(joined({candidate, end}));
+        ASSERT_EQ(verdict.complaint, "");
+        census.count(verdict);
+      }
+    });
+  }
+  census.print();
+  EXPECT_GT(census.accepted, 0);
+  EXPECT_GT(census.lenient, 0);
+}
+
+// One or a few bytes of a document in another place, gone, or other ones.
+std::string changed(std::string text, Choices& choices) {
+  constexpr std::string_view kTelling{"[]{},:\"\\u019-+.eEtfn/ \n\f\0\x80", 26};
+  for (std::size_t changes = choices.below(3) + 1; changes > 0; --changes) {
+    const std::size_t at = choices.below(text.size() + 1);
+    const char byte = kTelling[choices.below(kTelling.size())];
+    const std::size_t how = choices.below(4);
+    if (how == 0 || at == text.size()) {
+      text.insert(at, 1, byte);
+    } else if (how == 1) {
+      text[at] = byte;
+    } else if (how == 2) {
+      text.erase(at, 1);
+    } else {
+      text += text.substr(at);
+    }
+  }
+  return text;
+}
+
+TEST(JsonLaws, ChangedDocumentsGetTheVerdictOfNlohmannJson) {
+  Census census;
+  holdOnRandomBytes(200'000, 100, [&census](std::string_view bytes) {
+    Choices choices(bytes);
+    const std::string text = textOf(generateDocument(choices));
+    const JsonVerdict verdict = judgeJsonText(changed(text, choices));
+    census.count(verdict);
+    return verdict.complaint;
+  });
+  census.print();
+  EXPECT_GT(census.accepted, census.texts / 20);
+  EXPECT_LT(census.accepted, census.texts / 20 * 19);
+}
+
+// Towers of arrays and objects in any mixture, around the depth limit.
+TEST(JsonLaws, NestingIsRefusedExactlyBeyondTheDeepestLevel) {
+  Census census;
+  holdOnRandomBytes(4'000, 40, [&census](std::string_view bytes) {
+    Choices choices(bytes);
+    std::string text;
+    std::string closing;
+    for (std::size_t levels = 62 + choices.below(6); levels > 0; --levels) {
+      const bool isArray = choices.flag();
+      text += isArray ? "[" : R"({"a":)";
+      closing = joined({isArray ? "]" : "}", closing});
+    }
+    for (const std::string_view inside : {"", "1", "[]", "{}", R"("\"[")"}) {
+      const JsonVerdict verdict = judgeJsonText(joined({text, inside, closing}));
+      census.count(verdict);
+      if (!verdict.complaint.empty()) return verdict.complaint;
+    }
+    return Complaint{};
+  });
+  census.print();
+  EXPECT_GT(census.accepted, 0);
+  EXPECT_GT(census.tooDeep, 0);
+}
+
+}  // namespace
+}  // namespace egress::test
