@@ -92,6 +92,31 @@ TEST(SmallStack, HoldsTheRefusalOfAnyDepth) {
   EXPECT_FALSE(parsesOnSmallStack(repeated(R"([{"a":)", kMany / 6)));
 }
 
+TEST(SmallStack, HoldsHugeTextsThatNestNothing) {
+  constexpr std::size_t kMany = 10'000'000;
+  const struct {
+    std::string_view what;
+    std::string text;
+    bool accepted;
+  } rows[] = {
+      {"a number", repeated("9", kMany), true},
+      {"zeros before a number", joined({repeated("0", kMany), "443"}), true},
+      {"a fraction", joined({"1.", repeated("0", kMany)}), true},
+      {"an exponent", joined({"1e", repeated("0", kMany)}), true},
+      {"an exponent without digits", joined({repeated("0", kMany), "e+"}), false},
+      {"backslashes in a string without an end", joined({"\"", repeated("\\", kMany)}), false},
+      {"backslashes in a string", joined({"\"", repeated("\\\\", kMany / 2), "\""}), true},
+      {"an escape without its digits", repeated(R"("\u)", kMany / 3), false},
+      {"halves of surrogate pairs", joined({"\"", repeated(R"(\uD83D)", kMany / 6), "\""}), true},
+      {"a string without an end", joined({"\"", repeated("a", kMany)}), false},
+      {"blanks", repeated(" ", kMany), false},
+      {"blanks around a value", nested("\n", kMany / 2, "{}", "\t"), true},
+      {"closing brackets", repeated("]", kMany), false},
+      {"commas", joined({"[", repeated(",", kMany)}), false},
+  };
+  for (const auto& row : rows) EXPECT_EQ(parsesOnSmallStack(row.text), row.accepted) << row.what;
+}
+
 TEST(SmallStack, HoldsAConfigurationOfManyNodesAndOfTheDeepestMember) {
   const std::size_t levelsOfAMember = kLevels - 3;  // below the root, the list and the node
   const std::string text = heftyConfig(1000, nested("[", levelsOfAMember, "", "]"));
