@@ -139,7 +139,7 @@ Document generateOutbounds(Choices& choices) {
   constexpr std::array<std::size_t, 6> kSizes = {1, 0, 1, 2, 3, 5};
   Document outbounds = Document::array();
   for (std::size_t i = choices.oneOf(kSizes); i > 0; --i) {
-    outbounds.push_back(generateOutbound(choices));
+    outbounds.push_back(generateOutboundObject(choices));
   }
   return outbounds;
 }
@@ -214,7 +214,7 @@ Document generateConfig(Choices& choices) {
   return choices.rarely(64) ? generateJson(choices) : generateObject(Place::Root, choices);
 }
 
-Document generateOutbound(Choices& choices) {
+Document generateOutboundObject(Choices& choices) {
   return choices.rarely(8) ? generateJson(choices) : generateObject(Place::Outbound, choices);
 }
 

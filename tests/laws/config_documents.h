@@ -40,7 +40,7 @@ Document generateValueOf(std::string_view key, Choices& choices);
 
 // Objects with most of the keys that are known in their places and a few others.
 Document generateConfig(Choices& choices);
-Document generateOutbound(Choices& choices);
+Document generateOutboundObject(Choices& choices);
 Document generateSelectorAnswer(Choices& choices);
 
 using Members = std::vector<std::pair<std::string, Document>>;

@@ -303,14 +303,14 @@ Complaint judgeRepeatedKeys(TextKind kind, Choices& choices, Census& census) {
 Complaint judgeOutboundsOnTheirOwn(Choices& choices, Census& census) {
   const bool detects = choices.flag();
   std::vector<Document> elements(choices.below(6));
-  for (Document& element : elements) element = generateOutbound(choices);
+  for (Document& element : elements) element = generateOutboundObject(choices);
   if (Complaint complaint = judgeList(elements, detects, census); !complaint.empty()) {
     return complaint;
   }
   if (elements.empty()) return {};
   Document& exchanged = elements[choices.below(elements.size())];
   const bool wasKept = exchanged.is_object();
-  exchanged = choices.flag() ? generateJson(choices) : generateOutbound(choices);
+  exchanged = choices.flag() ? generateJson(choices) : generateOutboundObject(choices);
   if (wasKept != exchanged.is_object()) ++census["exchanged"];
   return judgeList(elements, detects, census);
 }
