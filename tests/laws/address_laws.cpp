@@ -9,11 +9,14 @@
 #include <vector>
 
 #include "egress/config/numeric_address.h"
+#include "tests/laws/damage.h"
 #include "tests/support/exact_text.h"
 #include "tests/support/joined.h"
 
 namespace egress::test {
 namespace {
+
+using namespace std::string_view_literals;
 
 bool isDigit(char byte) {
   return byte >= '0' && byte <= '9';
@@ -145,20 +148,6 @@ std::string generateIpv6Text(Choices& choices) {
   return text + generateDottedQuad(choices);
 }
 
-void changeOneByte(std::string& text, Choices& choices) {
-  constexpr std::string_view kTelling = "0123456789afAFgx.:%[] -+\0\xFF";
-  const std::size_t at = choices.below(text.size() + 1);
-  const char byte = kTelling[choices.below(kTelling.size())];
-  const std::size_t how = choices.below(3);
-  if (how == 0 || at == text.size()) {
-    text.insert(at, 1, byte);
-  } else if (how == 1) {
-    text[at] = byte;
-  } else {
-    text.erase(at, 1);
-  }
-}
-
 }  // namespace
 
 AddressVerdict judgeAddressText(std::string_view text) {
@@ -226,13 +215,14 @@ Complaint judgeEquality(Choices& choices) {
 }
 
 std::string generateAddressText(Choices& choices) {
+  constexpr std::string_view kTelling = "0123456789afAFgx.:%[] -+\0\xFF"sv;
   constexpr std::array<std::string_view, 4> kZones = {"%eth0", "%", "%1:2", "%]"};
   std::string text = choices.flag() ? generateIpv6Text(choices) : generateDottedQuad(choices);
   if (choices.below(8) == 7) text += choices.oneOf(kZones);
   if (choices.below(8) == 7) text = joined({"[", text, "]"});
   if (choices.flag()) {
     for (std::size_t changes = choices.below(3) + 1; changes > 0; --changes) {
-      changeOneByte(text, choices);
+      damage(text, kTelling, choices);
     }
   }
   return text;

@@ -9,11 +9,14 @@
 #include "egress/config/selector_answer.h"
 #include "tests/laws/config_documents.h"
 #include "tests/laws/config_reading.h"
+#include "tests/laws/damage.h"
 #include "tests/support/exact_text.h"
 #include "tests/support/joined.h"
 
 namespace egress::test {
 namespace {
+
+using namespace std::string_view_literals;
 
 // An output that a partial overwrite would show in: longer than the choices of most answers.
 constexpr std::string_view kBefore = "the choice that was known before this answer";
@@ -181,21 +184,7 @@ Complaint judgeList(const std::vector<Document>& elements, bool detects, Census&
                  "\nbut one by one as ", describe(expected)});
 }
 
-void damage(std::string& text, Choices& choices) {
-  constexpr std::string_view kTelling = "{}[]\":,\\ 019-+.eEu\ntfnr\0\x7F\xC3\xFF";
-  const std::size_t at = choices.below(text.size() + 1);
-  const char byte = kTelling[choices.below(kTelling.size())];
-  const std::size_t how = choices.below(4);
-  if (how == 0 || at == text.size()) {
-    text.insert(at, 1, byte);
-  } else if (how == 1) {
-    text[at] = byte;
-  } else if (how == 2) {
-    text.erase(at, 1);
-  } else {
-    text.resize(at);
-  }
-}
+constexpr std::string_view kTellingBytes = "{}[]\":,\\ 019-+.eEu\ntfnr\0\x7F\xC3\xFF"sv;
 
 std::string generateText(TextKind kind, Choices& choices) {
   if (choices.exhausted()) return {};
@@ -207,7 +196,7 @@ std::string generateText(TextKind kind, Choices& choices) {
     if (choices.below(4) == 3) shuffle(members, choices);
   });
   std::string text = textOf(document, choices);
-  if (choices.below(4) == 3) damage(text, choices);
+  if (choices.below(4) == 3) damage(text, kTellingBytes, choices);
   return text;
 }
 

@@ -9,12 +9,15 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/laws/damage.h"
 #include "tests/laws/every_text.h"
 #include "tests/laws/random_rounds.h"
 #include "tests/support/joined.h"
 
 namespace egress::test {
 namespace {
+
+using namespace std::string_view_literals;
 
 struct Census {
   std::size_t texts = 0;
@@ -89,32 +92,14 @@ TEST(JsonLaws, EveryEndOfAnEscapeGetsTheVerdictOfNlohmannJson) {
   EXPECT_GT(census.lenient, 0);
 }
 
-// One or a few bytes of a document in another place, gone, or other ones.
-std::string changed(std::string text, Choices& choices) {
-  constexpr std::string_view kTelling{"[]{},:\"\\u019-+.eEtfn/ \n\f\0\x80", 26};
-  for (std::size_t changes = choices.below(3) + 1; changes > 0; --changes) {
-    const std::size_t at = choices.below(text.size() + 1);
-    const char byte = kTelling[choices.below(kTelling.size())];
-    const std::size_t how = choices.below(4);
-    if (how == 0 || at == text.size()) {
-      text.insert(at, 1, byte);
-    } else if (how == 1) {
-      text[at] = byte;
-    } else if (how == 2) {
-      text.erase(at, 1);
-    } else {
-      text += text.substr(at);
-    }
-  }
-  return text;
-}
-
-TEST(JsonLaws, ChangedDocumentsGetTheVerdictOfNlohmannJson) {
+TEST(JsonLaws, DamagedDocumentsGetTheVerdictOfNlohmannJson) {
+  constexpr std::string_view kTelling = "[]{},:\"\\u019-+.eEtfn/ \n\f\0\x80"sv;
   Census census;
-  holdOnRandomBytes(200'000, 100, [&census](std::string_view bytes) {
+  holdOnRandomBytes(200'000, 100, [&](std::string_view bytes) {
     Choices choices(bytes);
-    const std::string text = textOf(generateDocument(choices));
-    const JsonVerdict verdict = judgeJsonText(changed(text, choices));
+    std::string text = textOf(generateDocument(choices));
+    for (std::size_t i = choices.below(3) + 1; i > 0; --i) damage(text, kTelling, choices);
+    const JsonVerdict verdict = judgeJsonText(text);
     census.count(verdict);
     return verdict.complaint;
   });
