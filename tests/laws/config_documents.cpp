@@ -85,7 +85,7 @@ Place placeOfItem(Place array) {
 }
 
 Document generateJson(Choices& choices, std::size_t levels) {
-  switch (choices.below(levels > 0 ? 9 : 7)) {
+  switch (choices.below(levels > 0 ? 10 : 7)) {
     case 0: return nullptr;
     case 1: return false;
     case 2: return true;
@@ -100,6 +100,7 @@ Document generateJson(Choices& choices, std::size_t levels) {
       }
       return array;
     }
+    case 8: return objectOfKnownKeys();
     default: break;
   }
   Document object = Document::object();
@@ -192,6 +193,19 @@ const std::vector<std::string>& allKeys() {
                                                 "inbounds",
                                                 "name"};
   return keys;
+}
+
+const Document& objectOfKnownKeys() {
+  static const Document object = [] {
+    Document made = Document::object();
+    Choices none("");
+    for (const auto& keys : {knownKeys(Place::Root), knownKeys(Place::Route),
+                             knownKeys(Place::Outbound), knownKeys(Place::Answer)}) {
+      for (const std::string_view key : keys) made[std::string(key)] = generateValueOf(key, none);
+    }
+    return made;
+  }();
+  return object;
 }
 
 Document generateJson(Choices& choices) {

@@ -31,7 +31,11 @@ bool isKnown(Place place, std::string_view key);
 // All keys that are known in some place, keys that are nearly those, and others.
 const std::vector<std::string>& allKeys();
 
-// Any JSON value: with luck an object whose keys are known elsewhere.
+// An object with all keys that are known in some place, each with a good value; a reader that looks
+// where it should not finds something there.
+const Document& objectOfKnownKeys();
+
+// Any JSON value.
 Document generateJson(Choices& choices);
 
 // A value that fits the key, or one that nearly fits, or rarely any JSON value. Without choices it

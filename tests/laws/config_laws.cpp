@@ -205,12 +205,12 @@ std::string generateText(TextKind kind, Choices& choices) {
 Complaint judgeConfigText(std::string_view text) {
   const ExactText exact(text);
   const ProxyConfig config = readProxyConfig(exact.view(), true);
+  const Complaint contradiction = contradictionIn(config);
+  if (!contradiction.empty()) return joined({text, "\nis read as ", contradiction});
   const ProxyConfig expected = expectedConfig(text);
   if (!sameConfig(config, expected)) {
     return joined({text, "\nis read as ", describe(config), "\nnot as ", describe(expected)});
   }
-  const Complaint contradiction = contradictionIn(config);
-  if (!contradiction.empty()) return joined({text, "\nis read as ", contradiction});
   const ProxyConfig without = readProxyConfig(exact.view(), false);
   if (!sameConfig(without, ProxyConfig{})) {
     return joined({text, "\nis read, although there is none, as ", describe(without)});
@@ -222,6 +222,7 @@ Complaint judgeSelectorAnswerText(std::string_view text) {
   const ExactText exact(text);
   std::string now(kBefore);
   const SelectorAnswerStatus status = readSelectorAnswer(exact.view(), &now);
+  if (now.empty()) return joined({text, "\nnames an empty choice"});
   std::string expectedNow;
   const SelectorAnswerStatus expected = expectedAnswer(text, expectedNow);
   if (expected != SelectorAnswerStatus::Ok) expectedNow = kBefore;
@@ -229,7 +230,6 @@ Complaint judgeSelectorAnswerText(std::string_view text) {
     return joined({text, "\nis read as ", describe(status, now), "\nnot as ",
                    describe(expected, expectedNow)});
   }
-  if (now.empty()) return joined({text, "\nnames an empty choice"});
   const SelectorAnswerStatus withoutOutput = readSelectorAnswer(exact.view(), nullptr);
   if (withoutOutput != status) {
     return joined({text, "\nis read without an output as ", describe(withoutOutput, "")});
@@ -263,7 +263,7 @@ Complaint judgeEveryUnknownKey(TextKind kind, std::string_view text, Census& cen
   for (const Gap& gap : gapsOf(document, subject.root)) {
     for (const std::string& key : keysUnknownIn(gap.place)) {
       Choices none("");
-      for (const Document& value : {generateValueOf(key, none), Document(nullptr)}) {
+      for (const Document& value : {generateValueOf(key, none), objectOfKnownKeys(), Document()}) {
         Document edited = document;
         fillGap(edited, subject.root, gap, key, value);
         countInsertion(gap.place, gap.position, gap.size, census);

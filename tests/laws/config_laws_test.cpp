@@ -108,7 +108,7 @@ TEST(ConfigLaws, RandomBytesAreReadAsByThePlainReading) {
 
 TEST(ConfigLaws, GeneratedConfigurationsAreReadAsByThePlainReading) {
   Census census;
-  holdOnRandomBytes(25'000, 250, [&census](std::string_view bytes) {
+  holdOnRandomBytes(15'000, 250, [&census](std::string_view bytes) {
     Choices choices(bytes);
     const std::string text = generateConfigText(choices);
     countConfig(text, census);
@@ -244,7 +244,7 @@ TEST(ConfigLaws, AnUnknownKeyInAnyPlaceOfAnAnswerChangesNothing) {
 
 TEST(ConfigLaws, UnknownKeysInGeneratedTextsChangeNothing) {
   Census census;
-  holdOnRandomBytes(10'000, 500, [&census](std::string_view bytes) {
+  holdOnRandomBytes(7'000, 500, [&census](std::string_view bytes) {
     Choices choices(bytes);
     return judgeUnknownKeys(TextKind::Config, choices, census);
   });
@@ -274,7 +274,7 @@ TEST(ConfigLaws, TheOrderOfKeysChangesNothing) {
 
 TEST(ConfigLaws, ARepeatedKeyBehindTheFirstOneChangesNothing) {
   Census census;
-  holdOnRandomBytes(12'000, 300, [&census](std::string_view bytes) {
+  holdOnRandomBytes(10'000, 300, [&census](std::string_view bytes) {
     Choices choices(bytes);
     return judgeRepeatedKeys(TextKind::Config, choices, census);
   });
