@@ -108,7 +108,7 @@ TEST(ConfigLaws, RandomBytesAreReadAsByThePlainReading) {
 
 TEST(ConfigLaws, GeneratedConfigurationsAreReadAsByThePlainReading) {
   Census census;
-  holdOnRandomBytes(15'000, 250, [&census](std::string_view bytes) {
+  holdOnRandomBytes(10'000, 250, [&census](std::string_view bytes) {
     Choices choices(bytes);
     const std::string text = generateConfigText(choices);
     countConfig(text, census);
@@ -126,7 +126,7 @@ TEST(ConfigLaws, GeneratedConfigurationsAreReadAsByThePlainReading) {
 
 TEST(ConfigLaws, GeneratedAnswersAreReadAsByThePlainReading) {
   Census census;
-  holdOnRandomBytes(50'000, 40, [&census](std::string_view bytes) {
+  holdOnRandomBytes(25'000, 40, [&census](std::string_view bytes) {
     Choices choices(bytes);
     const std::string text = generateSelectorAnswerText(choices);
     countAnswer(text, census);
@@ -244,7 +244,7 @@ TEST(ConfigLaws, AnUnknownKeyInAnyPlaceOfAnAnswerChangesNothing) {
 
 TEST(ConfigLaws, UnknownKeysInGeneratedTextsChangeNothing) {
   Census census;
-  holdOnRandomBytes(7'000, 500, [&census](std::string_view bytes) {
+  holdOnRandomBytes(5'000, 500, [&census](std::string_view bytes) {
     Choices choices(bytes);
     return judgeUnknownKeys(TextKind::Config, choices, census);
   });
@@ -254,12 +254,12 @@ TEST(ConfigLaws, UnknownKeysInGeneratedTextsChangeNothing) {
   });
   expectEach(census, 20, eachWith(kPlaces, {", front", ", middle", ", end"}));
   expectEach(census, 20, eachWith({"answer"}, {", front", ", middle", ", end"}));
-  expectEach(census, 2'000, kTelling);
+  expectEach(census, 1'000, kTelling);
 }
 
 TEST(ConfigLaws, TheOrderOfKeysChangesNothing) {
   Census census;
-  holdOnRandomBytes(8'000, 300, [&census](std::string_view bytes) {
+  holdOnRandomBytes(5'000, 300, [&census](std::string_view bytes) {
     Choices choices(bytes);
     return judgeReorderedKeys(TextKind::Config, choices, census);
   });
@@ -269,12 +269,12 @@ TEST(ConfigLaws, TheOrderOfKeysChangesNothing) {
   });
   expectEach(census, 20, kPlaces);
   expectEach(census, 20, {"answer"});
-  expectEach(census, 2'000, kTelling);
+  expectEach(census, 1'000, kTelling);
 }
 
 TEST(ConfigLaws, ARepeatedKeyBehindTheFirstOneChangesNothing) {
   Census census;
-  holdOnRandomBytes(10'000, 300, [&census](std::string_view bytes) {
+  holdOnRandomBytes(5'000, 300, [&census](std::string_view bytes) {
     Choices choices(bytes);
     return judgeRepeatedKeys(TextKind::Config, choices, census);
   });
@@ -285,12 +285,12 @@ TEST(ConfigLaws, ARepeatedKeyBehindTheFirstOneChangesNothing) {
   expectEach(census, 20, {"root, route", "root, outbounds", "route, auto_detect_interface"});
   expectEach(census, 20, kOutboundKeys);
   expectEach(census, 20, {"transport, type", "answer, now"});
-  expectEach(census, 2'000, kTelling);
+  expectEach(census, 1'000, kTelling);
 }
 
 TEST(ConfigLaws, NoOutboundChangesAnother) {
   Census census;
-  holdOnRandomBytes(6'000, 200, [&census](std::string_view bytes) {
+  holdOnRandomBytes(4'000, 200, [&census](std::string_view bytes) {
     Choices choices(bytes);
     return judgeOutboundsOnTheirOwn(choices, census);
   });
