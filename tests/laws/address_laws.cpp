@@ -148,6 +148,23 @@ std::string generateIpv6Text(Choices& choices) {
   return text + generateDottedQuad(choices);
 }
 
+// Few distinct ones, so that equal ones and ones that differ in a single byte or in their family
+// meet; an invalid one among them.
+std::vector<NumericAddress> drawSimilarAddresses(Choices& choices) {
+  const NumericAddress address = drawAddress(choices);
+  NumericAddress nearly = address;
+  nearly.bytes[choices.below(16)] ^= static_cast<std::uint8_t>(choices.below(2));
+  NumericAddress ofOtherFamily = address;
+  ofOtherFamily.family = 10 - address.family;
+  return {{}, address, nearly, mappedIntoIpv6(address), ofOtherFamily, nearly};
+}
+
+bool shouldBeSame(const NumericAddress& a, const NumericAddress& b) {
+  const std::ptrdiff_t size = a.family == 4 ? 4 : 16;
+  return a.valid && b.valid && a.family == b.family &&
+         std::equal(a.bytes.begin(), a.bytes.begin() + size, b.bytes.begin());
+}
+
 }  // namespace
 
 AddressVerdict judgeAddressText(std::string_view text) {
@@ -183,32 +200,20 @@ Complaint judgeFormattedAddress(Choices& choices) {
 }
 
 Complaint judgeEquality(Choices& choices) {
-  // Few distinct addresses, so that equal ones and ones that differ in a single byte meet.
-  std::vector<NumericAddress> addresses = {{}, drawAddress(choices)};
-  addresses.push_back(addresses[1]);
-  addresses[2].bytes[choices.below(16)] ^= static_cast<std::uint8_t>(choices.below(2));
-  addresses.push_back(mappedIntoIpv6(addresses[1]));
-  addresses.push_back(addresses[1]);
-  addresses[4].family = 10 - addresses[4].family;
-  addresses.push_back(addresses[2]);
-
-  const auto shouldBeSame = [](const NumericAddress& a, const NumericAddress& b) {
-    const std::ptrdiff_t size = a.family == 4 ? 4 : 16;
-    return a.valid && b.valid && a.family == b.family &&
-           std::equal(a.bytes.begin(), a.bytes.begin() + size, b.bytes.begin());
-  };
+  const std::vector<NumericAddress> addresses = drawSimilarAddresses(choices);
   for (const NumericAddress& a : addresses) {
-    if (sameNumericAddress(a, a) != a.valid) return "not reflexive: " + describe(a);
     for (const NumericAddress& b : addresses) {
       const bool same = sameNumericAddress(a, b);
-      const std::string pair = joined({describe(a), " and ", describe(b)});
-      if (same != shouldBeSame(a, b)) return (same ? "the same: " : "not the same: ") + pair;
-      if (same != sameNumericAddress(b, a)) return "not symmetric: " + pair;
-      for (const NumericAddress& c : addresses) {
-        if (same && sameNumericAddress(b, c) && !sameNumericAddress(a, c)) {
-          return joined({"not transitive: ", pair, " and ", describe(c)});
-        }
+      if (same != shouldBeSame(a, b)) {
+        return joined({same ? "the same: " : "not the same: ", describe(a), " and ", describe(b)});
       }
+      if (same != sameNumericAddress(b, a)) {
+        return joined({"not symmetric: ", describe(a), " and ", describe(b)});
+      }
+      const bool transitive = std::ranges::all_of(addresses, [&](const NumericAddress& c) {
+        return !same || !sameNumericAddress(b, c) || sameNumericAddress(a, c);
+      });
+      if (!transitive) return joined({"not transitive: ", describe(a), " and ", describe(b)});
     }
   }
   return {};

@@ -48,7 +48,7 @@ TEST(JsonLaws, GeneratedDocumentsAreReadAsTheirTrees) {
   Census census;
   holdOnRandomBytes(40'000, 120, [&census](std::string_view bytes) {
     Choices choices(bytes);
-    const Complaint complaint = judgeGeneratedDocument(choices);
+    Complaint complaint = judgeGeneratedDocument(choices);
     Choices again(bytes);
     census.count(judgeJsonText(textOf(generateDocument(again))));
     return complaint;

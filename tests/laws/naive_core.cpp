@@ -1,5 +1,6 @@
 #include "tests/laws/naive_core.h"
 
+#include <array>
 #include <cstdint>
 #include <map>
 #include <set>
@@ -166,11 +167,17 @@ std::vector<ReportRow> observedRows(const DiagnosisInput& input) {
     }
   }
   std::vector<ReportRow> rows;
+  rows.reserve(observed.size());
   for (const std::int64_t ordinal : observed) {
     rows.push_back({{"interfaceOrdinal", integerScalar(ordinal)}});
   }
   return rows;
 }
+
+struct Rule {
+  bool applies = false;
+  ActiveEndpointStatus status = ActiveEndpointStatus::OK;
+};
 
 EgressSelectionPolicy policyOf(const DiagnosisInput& input) {
   if (input.configStatus != ConfigStatus::OK) return EgressSelectionPolicy::unknown;
@@ -188,10 +195,7 @@ ActiveEndpointStatus naiveClassification(const Outbound& leaf) {
   using enum ActiveEndpointStatus;
   using Words = std::set<std::string>;
   const bool transportCounts = leaf.hasTransport && !leaf.transportType.empty();
-  const struct {
-    bool applies;
-    ActiveEndpointStatus status;
-  } rules[] = {
+  const std::array<Rule, 9> rules = {{
       {Words{"direct", "block", "dns"}.contains(leaf.type), LEAF_HAS_NO_REMOTE_ENDPOINT},
       {!leaf.hasServer || leaf.server.empty() || !leaf.portSpecified, ENDPOINT_MISSING},
       {leaf.portMalformed || leaf.ports.empty(), ENDPOINT_INVALID},
@@ -203,8 +207,8 @@ ActiveEndpointStatus naiveClassification(const Outbound& leaf) {
       {transportCounts && leaf.transportType == "quic", TRANSPORT_UNSUPPORTED},
       {transportCounts && !Words{"ws", "grpc", "http"}.contains(leaf.transportType),
        TRANSPORT_UNKNOWN},
-  };
-  for (const auto& rule : rules) {
+  }};
+  for (const Rule& rule : rules) {
     if (rule.applies) return rule.status;
   }
   return OK;
