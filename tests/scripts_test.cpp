@@ -16,6 +16,7 @@ namespace {
 namespace fs = std::filesystem;
 
 using testing::HasSubstr;
+using testing::Not;
 
 std::string script(const std::string& name) {
   return "'" EGRESS_SOURCE_DIR "/scripts/" + name + "'";
@@ -29,6 +30,10 @@ TEST(Bootstrap, RefusesAnUnknownPurpose) {
 
 TEST(Bootstrap, RefusesTwoPurposes) {
   EXPECT_EQ(runProgram(script("bootstrap") + " test lint").status, 2);
+}
+
+TEST(Bootstrap, RefusesAnUnknownPlatform) {
+  EXPECT_EQ(runProgram(script("bootstrap") + " --check portability-s390").status, 2);
 }
 
 TEST(Bootstrap, HelpNamesPurposesAndExitStatuses) {
@@ -55,8 +60,9 @@ class BareMachine : public testing::Test {
     fs::permissions(bin / name, fs::perms::owner_all);
   }
 
-  [[nodiscard]] ProgramResult bootstrap() const {
-    return runProgram("env -i PATH='" + bin.string() + "' bash " + script("bootstrap") + " build");
+  [[nodiscard]] ProgramResult bootstrap(const std::string& arguments = "build") const {
+    return runProgram("env -i PATH='" + bin.string() + "' bash " + script("bootstrap") + " " +
+                      arguments);
   }
 
   // What the played apt-get was asked to do.
@@ -145,6 +151,50 @@ TEST_F(BareMachine, JudgesTheCompilerThatTheBuildWillTake) {
   EXPECT_THAT(bootstrap().error, HasSubstr("missing: a C++20 compiler"));
   addTool("c++", "[ $1 = -dumpversion ] && echo 14.0.0 || echo 'clang version 14.0.0'");
   EXPECT_EQ(bootstrap().status, 0);
+}
+
+TEST_F(BareMachine, WhenOnlyCheckingIsToldWhatToInstall) {
+  addTool("id", "echo 0");
+  addAptGet();
+  const ProgramResult result = bootstrap("--check build");
+  EXPECT_THAT(result.error, HasSubstr("apt-get install cmake g++ ninja-build\n"));
+  EXPECT_EQ(result.status, 3);
+  EXPECT_EQ(installed(), "");
+}
+
+// What the compiler calls itself holds a number that is not its version.
+TEST_F(BareMachine, ACrossCompilerThatIsTooOldCountsAsMissing) {
+  addTool("s390x-linux-gnu-g++",
+          "[ $1 = -dumpversion ] && echo 10 || echo 's390x-linux-gnu-g++ 10'");
+  EXPECT_THAT(bootstrap("--check portability-s390x").error, HasSubstr(" g++-s390x-linux-gnu "));
+  addTool("s390x-linux-gnu-g++",
+          "[ $1 = -dumpversion ] && echo 12 || echo 's390x-linux-gnu-g++ 12'");
+  EXPECT_THAT(bootstrap("--check portability-s390x").error, Not(HasSubstr("g++-s390x-linux-gnu")));
+}
+
+TEST(Portability, HelpNamesPlatformsAndExitStatuses) {
+  const ProgramResult result = runProgram(script("portability") + " --help");
+  EXPECT_THAT(result.output, HasSubstr("s390x    big-endian"));
+  EXPECT_THAT(result.output, HasSubstr("Exit status: 0"));
+  EXPECT_EQ(result.status, 0);
+}
+
+TEST(Portability, RefusesAnUnknownPlatform) {
+  const ProgramResult result = runProgram(script("portability") + " gcc s390");
+  EXPECT_EQ(result.error, "portability: unknown platform 's390'; see scripts/portability --help\n");
+  EXPECT_EQ(result.status, 2);
+}
+
+// Every platform of the one script is a purpose of the other.
+TEST(Portability, BootstrapKnowsEveryPlatform) {
+  const ProgramResult result =
+      runProgram("for platform in $(sed -n 's/^platforms=(\\(.*\\))$/\\1/p' " +
+                 script("portability") + "); do " + script("bootstrap") +
+                 " --check portability-$platform >/dev/null 2>&1 || "
+                 "[ $? -eq 3 ] || exit 1; echo $platform; done");
+  EXPECT_THAT(result.output, HasSubstr("gcc\n"));
+  EXPECT_THAT(result.output, HasSubstr("lto\n"));
+  EXPECT_EQ(result.status, 0);
 }
 
 TEST(ScriptTest, RefusesAnUnknownPreset) {
