@@ -6,11 +6,13 @@
 #include <iostream>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include <gtest/gtest.h>
 
 #include "tests/laws/damage.h"
 #include "tests/laws/every_text.h"
+#include "tests/laws/json_oracle.h"
 #include "tests/laws/random_rounds.h"
 #include "tests/support/joined.h"
 
@@ -42,6 +44,45 @@ std::string textOf(const GeneratedDocument& document) {
   std::string text;
   for (const std::string& token : document.tokens) text += token;
   return text;
+}
+
+// The oracle is judged first: where it forgives or refuses too much, the laws show nothing.
+TEST(JsonOracle, ForgivesExactlyWhatTheReaderForgives) {
+  const std::string deepest = std::string(65, '[') + std::string(65, ']');
+  const std::string deepScalar = joined({std::string(64, '['), "\"[\"", std::string(64, ']')});
+  struct Row {
+    std::string text;
+    bool accepted = false;
+    bool strict = false;
+  };
+  const std::vector<Row> rows = {
+      {"[1,-0.5e+7,\"a\",null]", true, true},
+      {"007", true, false},
+      {"-00.50e007", true, false},
+      {"-0.50e007", true, true},
+      {"1e400", true, false},
+      {"1.", false, false},
+      {"\"\t\x01\xFF\"", true, false},
+      {"\"\\ud83d\\ude00\"", true, true},
+      {"\"\\ud83d\"", true, false},
+      {"\"\\uDE00\"", true, false},
+      {"\"\\ud83d\\uZZZZ\"", false, false},
+      {"\"\\ud83\"", false, false},
+      {"\"\\x\"", false, false},
+      {"\\ud83d", false, false},
+      {"\"a", false, false},
+      {"\xEF\xBB\xBF{}", false, false},
+      {std::string("{}\0"sv), false, false},
+      {"\x0C{}", false, false},
+      {deepest, true, true},
+      {joined({"[", deepest, "]"}), false, true},
+      {deepScalar, true, true},
+      {joined({"[", deepScalar, "]"}), false, true},
+  };
+  for (const Row& row : rows) {
+    EXPECT_EQ(oracleAccepts(row.text), row.accepted) << row.text;
+    EXPECT_EQ(oracleTree(row.text).has_value(), row.strict) << row.text;
+  }
 }
 
 TEST(JsonLaws, GeneratedDocumentsAreReadAsTheirTrees) {
@@ -86,6 +127,28 @@ TEST(JsonLaws, EveryEndOfAnEscapeGetsTheVerdictOfNlohmannJson) {
         census.count(verdict);
       }
     });
+  }
+  census.print();
+  EXPECT_GT(census.accepted, 0);
+  EXPECT_GT(census.lenient, 0);
+}
+
+// A document with one of every token and escape, so that each of the 256 bytes meets each place.
+TEST(JsonLaws, EveryByteInEveryPlaceGetsTheVerdictOfNlohmannJson) {
+  constexpr std::string_view kDocument =
+      "{ \"now\":[true,false , null,-10.50e+7,\n[],{}],\"\":\"\\ud83d\\uDE00\\\"\\u00aF\\t\" }";
+  Census census;
+  for (std::size_t place = 0; place < kDocument.size(); ++place) {
+    const std::string_view before = kDocument.substr(0, place);
+    const std::string_view behind = kDocument.substr(place);
+    for (int number = 0; number < 256; ++number) {
+      const char byte = static_cast<char>(number);
+      for (const std::string_view rest : {behind, behind.substr(1)}) {
+        const JsonVerdict verdict = judgeJsonText(joined({before, {&byte, 1}, rest}));
+        ASSERT_EQ(verdict.complaint, "");
+        census.count(verdict);
+      }
+    }
   }
   census.print();
   EXPECT_GT(census.accepted, 0);
