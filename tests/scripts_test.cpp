@@ -188,7 +188,7 @@ TEST(Portability, RefusesAnUnknownPlatform) {
 // Every platform of the one script is a purpose of the other.
 TEST(Portability, BootstrapKnowsEveryPlatform) {
   const ProgramResult result =
-      runProgram("for platform in $(sed -n 's/^platforms=(\\(.*\\))$/\\1/p' " +
+      runProgram(R"(for platform in $(sed -n 's/^platforms=(\(.*\))$/\1/p' )" +
                  script("portability") + "); do " + script("bootstrap") +
                  " --check portability-$platform >/dev/null 2>&1 || "
                  "[ $? -eq 3 ] || exit 1; echo $platform; done");
