@@ -1,6 +1,5 @@
 #include "tests/laws/config_documents.h"
 
-#include <algorithm>
 #include <limits>
 #include <span>
 

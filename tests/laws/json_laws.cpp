@@ -1,6 +1,5 @@
 #include "tests/laws/json_laws.h"
 
-#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
