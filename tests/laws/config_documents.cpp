@@ -1,5 +1,6 @@
 #include "tests/laws/config_documents.h"
 
+#include <algorithm>
 #include <limits>
 #include <span>
 
