@@ -242,16 +242,20 @@ TEST(ConfigLaws, AnUnknownKeyInAnyPlaceOfAnAnswerChangesNothing) {
   expectEach(census, 1, eachWith({"answer", "elsewhere"}, {", front", ", middle", ", end"}));
 }
 
+using KeyLaw = Complaint (*)(TextKind kind, Choices& choices, Census& census);
+
+void holdOnGeneratedTexts(KeyLaw law, TextKind kind, std::size_t rounds, std::size_t maxBytes,
+                          Census& census) {
+  holdOnRandomBytes(rounds, maxBytes, [&](std::string_view bytes) {
+    Choices choices(bytes);
+    return law(kind, choices, census);
+  });
+}
+
 TEST(ConfigLaws, UnknownKeysInGeneratedTextsChangeNothing) {
   Census census;
-  holdOnRandomBytes(5'000, 500, [&census](std::string_view bytes) {
-    Choices choices(bytes);
-    return judgeUnknownKeys(TextKind::Config, choices, census);
-  });
-  holdOnRandomBytes(8'000, 60, [&census](std::string_view bytes) {
-    Choices choices(bytes);
-    return judgeUnknownKeys(TextKind::SelectorAnswer, choices, census);
-  });
+  holdOnGeneratedTexts(judgeUnknownKeys, TextKind::Config, 5'000, 500, census);
+  holdOnGeneratedTexts(judgeUnknownKeys, TextKind::SelectorAnswer, 8'000, 60, census);
   expectEach(census, 20, eachWith(kPlaces, {", front", ", middle", ", end"}));
   expectEach(census, 20, eachWith({"answer"}, {", front", ", middle", ", end"}));
   expectEach(census, 1'000, kTelling);
@@ -259,14 +263,8 @@ TEST(ConfigLaws, UnknownKeysInGeneratedTextsChangeNothing) {
 
 TEST(ConfigLaws, TheOrderOfKeysChangesNothing) {
   Census census;
-  holdOnRandomBytes(5'000, 300, [&census](std::string_view bytes) {
-    Choices choices(bytes);
-    return judgeReorderedKeys(TextKind::Config, choices, census);
-  });
-  holdOnRandomBytes(8'000, 40, [&census](std::string_view bytes) {
-    Choices choices(bytes);
-    return judgeReorderedKeys(TextKind::SelectorAnswer, choices, census);
-  });
+  holdOnGeneratedTexts(judgeReorderedKeys, TextKind::Config, 5'000, 300, census);
+  holdOnGeneratedTexts(judgeReorderedKeys, TextKind::SelectorAnswer, 8'000, 40, census);
   expectEach(census, 20, kPlaces);
   expectEach(census, 20, {"answer"});
   expectEach(census, 1'000, kTelling);
@@ -274,14 +272,8 @@ TEST(ConfigLaws, TheOrderOfKeysChangesNothing) {
 
 TEST(ConfigLaws, ARepeatedKeyBehindTheFirstOneChangesNothing) {
   Census census;
-  holdOnRandomBytes(5'000, 300, [&census](std::string_view bytes) {
-    Choices choices(bytes);
-    return judgeRepeatedKeys(TextKind::Config, choices, census);
-  });
-  holdOnRandomBytes(8'000, 40, [&census](std::string_view bytes) {
-    Choices choices(bytes);
-    return judgeRepeatedKeys(TextKind::SelectorAnswer, choices, census);
-  });
+  holdOnGeneratedTexts(judgeRepeatedKeys, TextKind::Config, 5'000, 300, census);
+  holdOnGeneratedTexts(judgeRepeatedKeys, TextKind::SelectorAnswer, 8'000, 40, census);
   expectEach(census, 20, {"root, route", "root, outbounds", "route, auto_detect_interface"});
   expectEach(census, 20, kOutboundKeys);
   expectEach(census, 20, {"transport, type", "answer, now"});

@@ -36,8 +36,12 @@ struct GeneratedDocument {
 // values down to the deepest level.
 GeneratedDocument generateDocument(Choices& choices);
 
-// A generated document is read as its tree, with blanks between its tokens or without.
-Complaint judgeGeneratedDocument(Choices& choices);
+// Its tokens with nothing between them.
+std::string textOf(const GeneratedDocument& document);
+
+// A generated document is read as its tree, with blanks between its tokens or without; `choices`
+// draws the blanks.
+Complaint judgeGeneratedDocument(const GeneratedDocument& document, Choices& choices);
 
 }  // namespace egress::test
 

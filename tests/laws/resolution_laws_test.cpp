@@ -173,7 +173,7 @@ TEST(ResolutionLaws, EightFollowsOfAnyMixReachTheirEndAndNineAreTooDeep) {
   EXPECT_EQ(chains, 3 * (2187 + 6561 + 19683 + 59049));
 }
 
-TEST(ResolutionLaws, GeneratedOutboundsAreWalkedAndClassifiedAsByTheNaiveCore) {
+TEST(ResolutionLaws, GeneratedOutboundsAreWalkedAsByTheNaiveCore) {
   StatusCensus census;
   holdOnRandomBytes(100'000, 200, [&census](std::string_view bytes) {
     Choices choices(bytes);
