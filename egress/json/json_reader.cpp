@@ -10,14 +10,14 @@ namespace egress {
 namespace {
 
 struct JsonCursor {
-  std::string_view text;
-  std::size_t position = 0;
+  const char* position = nullptr;
+  const char* end = nullptr;
 };
 
 bool parseJsonValue(JsonCursor& cursor, JsonValue& value, std::size_t depth);
 
 bool atEnd(const JsonCursor& cursor) {
-  return cursor.position == cursor.text.size();
+  return cursor.position == cursor.end;
 }
 
 // Only these four: a form feed or a byte-order mark is no blank.
@@ -29,15 +29,25 @@ bool isDigit(char byte) {
   return byte >= '0' && byte <= '9';
 }
 
+std::string_view restOf(const JsonCursor& cursor) {
+  return {cursor.position, cursor.end};
+}
+
 // Advances past `expected` when it stands at the position.
+bool consume(JsonCursor& cursor, char expected) {
+  if (atEnd(cursor) || *cursor.position != expected) return false;
+  ++cursor.position;
+  return true;
+}
+
 bool consume(JsonCursor& cursor, std::string_view expected) {
-  if (!cursor.text.substr(cursor.position).starts_with(expected)) return false;
+  if (!restOf(cursor).starts_with(expected)) return false;
   cursor.position += expected.size();
   return true;
 }
 
 void skipBlanks(JsonCursor& cursor) {
-  while (!atEnd(cursor) && isBlank(cursor.text[cursor.position])) ++cursor.position;
+  while (!atEnd(cursor) && isBlank(*cursor.position)) ++cursor.position;
 }
 
 // The value of a hexadecimal digit, or 16 for any other byte.
@@ -49,7 +59,7 @@ std::uint32_t hexDigitValue(char byte) {
 }
 
 bool parseFourHexDigits(JsonCursor& cursor, std::uint32_t& unit) {
-  const std::string_view digits = cursor.text.substr(cursor.position, 4);
+  const std::string_view digits = restOf(cursor).substr(0, 4);
   if (digits.size() < 4) return false;
   unit = 0;
   for (const char byte : digits) {
@@ -96,7 +106,7 @@ bool parseUnicodeEscape(JsonCursor& cursor, std::string& bytes) {
   std::uint32_t unit = 0;
   if (!parseFourHexDigits(cursor, unit)) return false;
   if (isHighSurrogate(unit)) {
-    const std::size_t afterFirst = cursor.position;
+    const char* const afterFirst = cursor.position;
     std::uint32_t low = 0;
     if (consume(cursor, "\\u") && parseFourHexDigits(cursor, low) && isLowSurrogate(low)) {
       appendUtf8(bytes, 0x10000 + ((unit - 0xD800) << 10) + (low - 0xDC00));
@@ -112,7 +122,7 @@ bool parseUnicodeEscape(JsonCursor& cursor, std::string& bytes) {
 // What follows a backslash.
 bool parseEscape(JsonCursor& cursor, std::string& bytes) {
   if (atEnd(cursor)) return false;
-  switch (cursor.text[cursor.position++]) {
+  switch (*cursor.position++) {
     case '"': bytes.push_back('"'); return true;
     case '\\': bytes.push_back('\\'); return true;
     case '/': bytes.push_back('/'); return true;
@@ -127,10 +137,10 @@ bool parseEscape(JsonCursor& cursor, std::string& bytes) {
 }
 
 bool parseJsonString(JsonCursor& cursor, std::string& bytes) {
-  if (!consume(cursor, "\"")) return false;
+  if (!consume(cursor, '"')) return false;
   bytes.clear();
   while (!atEnd(cursor)) {
-    const char byte = cursor.text[cursor.position++];
+    const char byte = *cursor.position++;
     if (byte == '"') return true;
     if (byte == '\\') {
       if (!parseEscape(cursor, bytes)) return false;
@@ -143,25 +153,25 @@ bool parseJsonString(JsonCursor& cursor, std::string& bytes) {
 
 // One or more decimal digits.
 bool skipDigits(JsonCursor& cursor) {
-  const std::size_t start = cursor.position;
-  while (!atEnd(cursor) && isDigit(cursor.text[cursor.position])) ++cursor.position;
+  const char* const start = cursor.position;
+  while (!atEnd(cursor) && isDigit(*cursor.position)) ++cursor.position;
   return cursor.position > start;
 }
 
 bool parseJsonNumber(JsonCursor& cursor, JsonValue& value) {
-  const std::size_t start = cursor.position;
+  const char* const start = cursor.position;
   value.kind = JsonKind::Number;
-  consume(cursor, "-");
+  consume(cursor, '-');
   if (!skipDigits(cursor)) return false;
-  const std::size_t integerEnd = cursor.position;
-  if (consume(cursor, ".") && !skipDigits(cursor)) return false;
-  if (consume(cursor, "e") || consume(cursor, "E")) {
-    if (!consume(cursor, "+")) consume(cursor, "-");
+  const char* const integerEnd = cursor.position;
+  if (consume(cursor, '.') && !skipDigits(cursor)) return false;
+  if (consume(cursor, 'e') || consume(cursor, 'E')) {
+    if (!consume(cursor, '+')) consume(cursor, '-');
     if (!skipDigits(cursor)) return false;
   }
   if (cursor.position > integerEnd) return true;
 
-  if (const auto integer = parseDecimalInteger(cursor.text.substr(start, integerEnd - start))) {
+  if (const auto integer = parseDecimalInteger({start, integerEnd})) {
     value.kind = JsonKind::Integer;
     value.intValue = *integer;
   }
@@ -170,43 +180,43 @@ bool parseJsonNumber(JsonCursor& cursor, JsonValue& value) {
 
 bool parseJsonArray(JsonCursor& cursor, JsonValue& value, std::size_t depth) {
   value.kind = JsonKind::Array;
-  consume(cursor, "[");
+  consume(cursor, '[');
   skipBlanks(cursor);
-  if (consume(cursor, "]")) return true;
+  if (consume(cursor, ']')) return true;
   do {
     JsonValue item;
     if (!parseJsonValue(cursor, item, depth + 1)) return false;
     value.items.push_back(std::move(item));
     skipBlanks(cursor);
-  } while (consume(cursor, ","));
-  return consume(cursor, "]");
+  } while (consume(cursor, ','));
+  return consume(cursor, ']');
 }
 
 bool parseJsonObject(JsonCursor& cursor, JsonValue& value, std::size_t depth) {
   value.kind = JsonKind::Object;
-  consume(cursor, "{");
+  consume(cursor, '{');
   skipBlanks(cursor);
-  if (consume(cursor, "}")) return true;
+  if (consume(cursor, '}')) return true;
   do {
     skipBlanks(cursor);
     std::string key;
     if (!parseJsonString(cursor, key)) return false;
     skipBlanks(cursor);
-    if (!consume(cursor, ":")) return false;
+    if (!consume(cursor, ':')) return false;
     JsonValue member;
     if (!parseJsonValue(cursor, member, depth + 1)) return false;
     value.memberKeys.push_back(std::move(key));
     value.memberValues.push_back(std::move(member));
     skipBlanks(cursor);
-  } while (consume(cursor, ","));
-  return consume(cursor, "}");
+  } while (consume(cursor, ','));
+  return consume(cursor, '}');
 }
 
 bool parseJsonValue(JsonCursor& cursor, JsonValue& value, std::size_t depth) {
   if (depth > kMaxJsonDepth) return false;
   skipBlanks(cursor);
   if (atEnd(cursor)) return false;
-  switch (cursor.text[cursor.position]) {
+  switch (*cursor.position) {
     case '{': return parseJsonObject(cursor, value, depth);
     case '[': return parseJsonArray(cursor, value, depth);
     case '"': value.kind = JsonKind::String; return parseJsonString(cursor, value.stringValue);
@@ -223,7 +233,7 @@ bool parseJsonValue(JsonCursor& cursor, JsonValue& value, std::size_t depth) {
 }  // namespace
 
 bool parseJsonDocument(std::string_view text, JsonValue& value) {
-  JsonCursor cursor{.text = text};
+  JsonCursor cursor{.position = text.data(), .end = text.data() + text.size()};
   JsonValue root;
   if (!parseJsonValue(cursor, root, 0)) return false;
   skipBlanks(cursor);
