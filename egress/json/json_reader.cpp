@@ -136,19 +136,21 @@ bool parseEscape(JsonCursor& cursor, std::string& bytes) {
   }
 }
 
+// The bytes up to the next quote or backslash, or up to the end.
+std::string_view takePlainRun(JsonCursor& cursor) {
+  const char* const start = cursor.position;
+  while (!atEnd(cursor) && *cursor.position != '"' && *cursor.position != '\\') ++cursor.position;
+  return {start, cursor.position};
+}
+
 bool parseJsonString(JsonCursor& cursor, std::string& bytes) {
   if (!consume(cursor, '"')) return false;
-  bytes.clear();
-  while (!atEnd(cursor)) {
-    const char byte = *cursor.position++;
-    if (byte == '"') return true;
-    if (byte == '\\') {
-      if (!parseEscape(cursor, bytes)) return false;
-    } else {
-      bytes.push_back(byte);
-    }
+  bytes = takePlainRun(cursor);
+  while (consume(cursor, '\\')) {
+    if (!parseEscape(cursor, bytes)) return false;
+    bytes += takePlainRun(cursor);
   }
-  return false;
+  return consume(cursor, '"');
 }
 
 // One or more decimal digits.
