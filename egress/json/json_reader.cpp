@@ -186,9 +186,7 @@ bool parseJsonArray(JsonCursor& cursor, JsonValue& value, std::size_t depth) {
   skipBlanks(cursor);
   if (consume(cursor, ']')) return true;
   do {
-    JsonValue item;
-    if (!parseJsonValue(cursor, item, depth + 1)) return false;
-    value.items.push_back(std::move(item));
+    if (!parseJsonValue(cursor, value.items.emplace_back(), depth + 1)) return false;
     skipBlanks(cursor);
   } while (consume(cursor, ','));
   return consume(cursor, ']');
@@ -201,14 +199,10 @@ bool parseJsonObject(JsonCursor& cursor, JsonValue& value, std::size_t depth) {
   if (consume(cursor, '}')) return true;
   do {
     skipBlanks(cursor);
-    std::string key;
-    if (!parseJsonString(cursor, key)) return false;
+    if (!parseJsonString(cursor, value.memberKeys.emplace_back())) return false;
     skipBlanks(cursor);
     if (!consume(cursor, ':')) return false;
-    JsonValue member;
-    if (!parseJsonValue(cursor, member, depth + 1)) return false;
-    value.memberKeys.push_back(std::move(key));
-    value.memberValues.push_back(std::move(member));
+    if (!parseJsonValue(cursor, value.memberValues.emplace_back(), depth + 1)) return false;
     skipBlanks(cursor);
   } while (consume(cursor, ','));
   return consume(cursor, '}');
