@@ -69,8 +69,7 @@ void readTransport(const JsonValue& transport, Outbound& outbound) {
   if (transport.kind == JsonKind::Object) readString(transport, "type", outbound.transportType);
 }
 
-Outbound readOutbound(const JsonValue& object) {
-  Outbound outbound;
+void readOutbound(const JsonValue& object, Outbound& outbound) {
   readString(object, "tag", outbound.tag);
   readString(object, "type", outbound.type);
   readString(object, "detour", outbound.detour);
@@ -85,15 +84,15 @@ Outbound readOutbound(const JsonValue& object) {
   if (const JsonValue* const transport = findMember(object, "transport")) {
     readTransport(*transport, outbound);
   }
-  return outbound;
 }
 
 std::vector<Outbound> readOutbounds(const JsonValue& root) {
   std::vector<Outbound> outbounds;
   const JsonValue* const list = findMember(root, "outbounds");
   if (list == nullptr || list->kind != JsonKind::Array) return outbounds;
+  outbounds.reserve(list->items.size());
   for (const JsonValue& element : list->items) {
-    if (element.kind == JsonKind::Object) outbounds.push_back(readOutbound(element));
+    if (element.kind == JsonKind::Object) readOutbound(element, outbounds.emplace_back());
   }
   return outbounds;
 }

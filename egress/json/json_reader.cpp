@@ -1,5 +1,7 @@
 #include "egress/json/json_reader.h"
 
+#include <algorithm>
+#include <array>
 #include <cstdint>
 #include <string>
 #include <utility>
@@ -9,9 +11,25 @@
 namespace egress {
 namespace {
 
+// Growing a list moves what it holds, each value a large record. So lists begin with room: arrays
+// for as many items as most short ones have, objects for about as many members as those on their
+// level had of late, because objects of one level tend to be alike.
+constexpr std::size_t kItemRoom = 2;
+constexpr std::uint8_t kFirstMemberRoom = 8;
+constexpr std::size_t kMaxMemberRoom = 32;  // one huge object shall not make the next one's room
+
+using RoomByLevel = std::array<std::uint8_t, kMaxJsonDepth + 1>;
+
+RoomByLevel firstMemberRooms() {
+  RoomByLevel rooms{};
+  rooms.fill(kFirstMemberRoom);
+  return rooms;
+}
+
 struct JsonCursor {
   const char* position = nullptr;
   const char* end = nullptr;
+  RoomByLevel memberRooms = firstMemberRooms();
 };
 
 bool parseJsonValue(JsonCursor& cursor, JsonValue& value, std::size_t depth);
@@ -143,14 +161,19 @@ std::string_view takePlainRun(JsonCursor& cursor) {
   return {start, cursor.position};
 }
 
-bool parseJsonString(JsonCursor& cursor, std::string& bytes) {
-  if (!consume(cursor, '"')) return false;
-  bytes = takePlainRun(cursor);
+// What follows the first plain bytes of a string, its closing quote included.
+bool finishJsonString(JsonCursor& cursor, std::string& bytes) {
   while (consume(cursor, '\\')) {
     if (!parseEscape(cursor, bytes)) return false;
     bytes += takePlainRun(cursor);
   }
   return consume(cursor, '"');
+}
+
+bool parseJsonString(JsonCursor& cursor, std::string& bytes) {
+  if (!consume(cursor, '"')) return false;
+  bytes += takePlainRun(cursor);
+  return finishJsonString(cursor, bytes);
 }
 
 // One or more decimal digits.
@@ -185,6 +208,7 @@ bool parseJsonArray(JsonCursor& cursor, JsonValue& value, std::size_t depth) {
   consume(cursor, '[');
   skipBlanks(cursor);
   if (consume(cursor, ']')) return true;
+  value.items.reserve(kItemRoom);
   do {
     if (!parseJsonValue(cursor, value.items.emplace_back(), depth + 1)) return false;
     skipBlanks(cursor);
@@ -197,14 +221,21 @@ bool parseJsonObject(JsonCursor& cursor, JsonValue& value, std::size_t depth) {
   consume(cursor, '{');
   skipBlanks(cursor);
   if (consume(cursor, '}')) return true;
+  std::uint8_t& room = cursor.memberRooms[depth];
+  value.memberKeys.reserve(room);
+  value.memberValues.reserve(room);
   do {
     skipBlanks(cursor);
-    if (!parseJsonString(cursor, value.memberKeys.emplace_back())) return false;
+    if (!consume(cursor, '"')) return false;
+    value.memberKeys.emplace_back(takePlainRun(cursor));
+    if (!finishJsonString(cursor, value.memberKeys.back())) return false;
     skipBlanks(cursor);
     if (!consume(cursor, ':')) return false;
     if (!parseJsonValue(cursor, value.memberValues.emplace_back(), depth + 1)) return false;
     skipBlanks(cursor);
   } while (consume(cursor, ','));
+  const std::size_t members = std::min(value.memberKeys.size(), kMaxMemberRoom);
+  room = static_cast<std::uint8_t>((room + members + 1) / 2);
   return consume(cursor, '}');
 }
 

@@ -33,13 +33,17 @@ struct JsonValue {
   std::vector<std::string> memberKeys;  // Object: memberKeys[i] is the key of memberValues[i]
   std::vector<JsonValue> memberValues;  // Object: as long as memberKeys
 
-  JsonValue() = default;
+  JsonValue() noexcept;
   JsonValue(JsonValue&&) noexcept = default;
   JsonValue& operator=(JsonValue&&) noexcept = default;
   JsonValue(const JsonValue&) = delete;
   JsonValue& operator=(const JsonValue&) = delete;
   ~JsonValue() = default;
 };
+
+// Defaulted here, because lists zero all bytes of a new element whose constructor is defaulted in
+// its class, and then construct it.
+inline JsonValue::JsonValue() noexcept = default;
 
 // The value of the first member of `object` whose key has exactly the bytes of `key`, or nullptr
 // when there is none (always so for a value that is not an object). Lives as long as `object`.
