@@ -1,22 +1,69 @@
 #include "egress/config/numeric_address.h"
 
 #include <algorithm>
-#include <charconv>
 
 namespace egress {
 namespace {
 
-constexpr std::size_t kMaxDecimalDigits = 3;  // of one part of a dotted quad
-constexpr std::size_t kMaxHexDigits = 4;      // of one group of an IPv6 address
-constexpr std::size_t kGroups = 8;            // in an IPv6 address
+constexpr std::ptrdiff_t kMaxDecimalDigits = 3;  // of one part of a dotted quad
+constexpr std::ptrdiff_t kMaxHexDigits = 4;      // of one group of an IPv6 address
+constexpr std::size_t kGroups = 8;               // in an IPv6 address
 
-// Reads all of `text` as a number of 1 to `maxDigits` digits and nothing else.
-bool parseDigits(std::string_view text, std::size_t maxDigits, int base,
-                 std::uint16_t& number) noexcept {
-  if (text.size() > maxDigits) return false;
-  const char* const end = text.data() + text.size();
-  const auto converted = std::from_chars(text.data(), end, number, base);
-  return converted.ec == std::errc{} && converted.ptr == end;
+constexpr std::uint8_t kNoDigit = 16;
+
+constexpr std::array<std::uint8_t, 256> makeHexDigitValues() {
+  std::array<std::uint8_t, 256> values{};
+  values.fill(kNoDigit);
+  for (std::uint8_t digit = 0; digit < 16; ++digit) {
+    values.at(static_cast<unsigned char>("0123456789abcdef"[digit])) = digit;
+    values.at(static_cast<unsigned char>("0123456789ABCDEF"[digit])) = digit;
+  }
+  return values;
+}
+
+constexpr std::array<std::uint8_t, 256> kHexDigitValues = makeHexDigitValues();
+
+// The value of a hexadecimal digit, or kNoDigit for any other byte.
+std::uint32_t hexDigitValue(char byte) noexcept {
+  return kHexDigitValues[static_cast<unsigned char>(byte)];
+}
+
+// The value of a decimal digit, or more than 9 for any other byte.
+std::uint32_t decimalDigitValue(char byte) noexcept {
+  return static_cast<std::uint32_t>(static_cast<unsigned char>(byte)) - '0';
+}
+
+// One of the first three parts of a dotted quad and the dot behind it; advances past both. Behind
+// its first digit stand at least two more bytes in any address. So they may be looked at, and how
+// many of them are digits is computed: a branch on it would go wrong every other time.
+bool takePart(const char*& position, const char* end, std::uint8_t& part) noexcept {
+  if (end - position < kMaxDecimalDigits) return false;
+  const std::uint32_t first = decimalDigitValue(position[0]);
+  const std::uint32_t second = decimalDigitValue(position[1]);
+  const std::uint32_t third = decimalDigitValue(position[2]);
+  if (first > 9) return false;
+  const bool hasSecond = second <= 9;
+  const bool hasThird = hasSecond & (third <= 9);
+  const std::uint32_t leading = hasSecond ? first * 10 + second : first;
+  const std::uint32_t number = hasThird ? leading * 10 + third : leading;
+  position += 1 + static_cast<int>(hasSecond) + static_cast<int>(hasThird);
+  if (number > 255 || position == end || *position != '.') return false;
+  ++position;
+  part = static_cast<std::uint8_t>(number);
+  return true;
+}
+
+// The last part, up to the end.
+bool takeLastPart(const char* position, const char* end, std::uint8_t& part) noexcept {
+  if (position == end || end - position > kMaxDecimalDigits) return false;
+  std::uint32_t number = 0;
+  for (; position != end; ++position) {
+    const std::uint32_t digit = decimalDigitValue(*position);
+    if (digit > 9) return false;
+    number = number * 10 + digit;
+  }
+  part = static_cast<std::uint8_t>(number);
+  return number <= 255;
 }
 
 void appendGroup(HexGroups& groups, std::uint32_t group) noexcept {
@@ -34,51 +81,71 @@ bool appendDottedQuad(std::string_view text, HexGroups& groups) noexcept {
   return true;
 }
 
+// Appends groups up to the end or up to a "::", and returns where it stopped, or nullptr when what
+// stands there is no group.
+const char* appendHexGroups(const char* position, const char* end, bool mayEndWithIpv4,
+                            HexGroups& groups) noexcept {
+  for (;;) {
+    const char* const start = position;
+    std::uint32_t group = 0;
+    while (position != end && hexDigitValue(*position) != kNoDigit) {
+      group = (group << 4) | hexDigitValue(*position++);
+    }
+    if (position != end && *position == '.') {
+      return mayEndWithIpv4 && appendDottedQuad({start, end}, groups) ? end : nullptr;
+    }
+    if (position == start || position - start > kMaxHexDigits) return nullptr;
+    appendGroup(groups, group);
+    if (position == end) return end;
+    if (*position != ':') return nullptr;
+    if (end - position > 1 && position[1] == ':') return position;
+    ++position;
+  }
+}
+
+// No text is both: an IPv6 address has a colon, which no dotted quad has.
+bool parseEitherFamily(std::string_view text, NumericAddress& address) noexcept {
+  const std::span<std::uint8_t, 16> bytes = address.bytes;
+  if (parseIpv4Text(text, bytes.first<4>())) {
+    address.family = 4;
+  } else if (parseIpv6Text(text, bytes)) {
+    address.family = 6;
+  } else {
+    return false;
+  }
+  address.valid = true;
+  return true;
+}
+
 }  // namespace
 
 bool parseIpv4Text(std::string_view text, std::span<std::uint8_t, 4> out4) noexcept {
   std::array<std::uint8_t, 4> bytes{};
-  for (std::size_t part = 0; part < bytes.size(); ++part) {
-    const bool isLast = part == bytes.size() - 1;
-    const std::size_t dot = text.find('.');
-    if (isLast != (dot == std::string_view::npos)) return false;
-    std::uint16_t number = 0;
-    if (!parseDigits(text.substr(0, dot), kMaxDecimalDigits, 10, number)) return false;
-    if (number > 255) return false;
-    bytes[part] = static_cast<std::uint8_t>(number);
-    if (!isLast) text.remove_prefix(dot + 1);
+  const char* position = text.data();
+  const char* const end = position + text.size();
+  for (std::size_t part = 0; part < 3; ++part) {
+    if (!takePart(position, end, bytes[part])) return false;
   }
+  if (!takeLastPart(position, end, bytes[3])) return false;
   std::ranges::copy(bytes, out4.begin());
   return true;
 }
 
 bool parseHexGroups(std::string_view piece, bool mayEndWithIpv4, HexGroups& groups) noexcept {
   if (piece.empty()) return true;
-  for (;;) {
-    const std::size_t colon = piece.find(':');
-    const bool isLast = colon == std::string_view::npos;
-    const std::string_view text = piece.substr(0, colon);
-    if (text.find('.') != std::string_view::npos) {
-      return isLast && mayEndWithIpv4 && appendDottedQuad(text, groups);
-    }
-    std::uint16_t group = 0;
-    if (!parseDigits(text, kMaxHexDigits, 16, group)) return false;
-    appendGroup(groups, group);
-    if (isLast) return true;
-    piece.remove_prefix(colon + 1);
-  }
+  const char* const end = piece.data() + piece.size();
+  return appendHexGroups(piece.data(), end, mayEndWithIpv4, groups) == end;
 }
 
 bool parseIpv6Text(std::string_view text, std::span<std::uint8_t, 16> out16) noexcept {
-  const std::size_t gap = text.find("::");
-  const bool hasGap = gap != std::string_view::npos;
-  // The second search starts inside the first "::", so that ":::" counts as two of them.
-  if (hasGap && text.find("::", gap + 1) != std::string_view::npos) return false;
-
+  const char* const end = text.data() + text.size();
   HexGroups head;
   HexGroups tail;
-  if (!parseHexGroups(text.substr(0, gap), /*mayEndWithIpv4=*/!hasGap, head)) return false;
-  if (hasGap && !parseHexGroups(text.substr(gap + 2), /*mayEndWithIpv4=*/true, tail)) return false;
+  const char* gap = text.data();
+  if (!text.starts_with("::")) gap = appendHexGroups(gap, end, /*mayEndWithIpv4=*/true, head);
+  if (gap == nullptr) return false;
+  const bool hasGap = gap != end;
+  if (hasGap && !parseHexGroups({gap + 2, end}, /*mayEndWithIpv4=*/true, tail)) return false;
   const std::size_t count = head.count + tail.count;
   if (hasGap ? count >= kGroups : count != kGroups) return false;
 
@@ -96,18 +163,12 @@ NumericAddress parseNumericAddress(std::string_view text) noexcept {
   if (text.size() >= 2 && text.front() == '[' && text.back() == ']') {
     text = text.substr(1, text.size() - 2);
   }
-  text = text.substr(0, text.find('%'));
-
   NumericAddress address;
-  const std::span<std::uint8_t, 16> bytes = address.bytes;
-  if (text.find(':') != std::string_view::npos) {
-    address.family = 6;
-    address.valid = parseIpv6Text(text, bytes);
-  } else {
-    address.family = 4;
-    address.valid = parseIpv4Text(text, bytes.first<4>());
-  }
-  return address.valid ? address : NumericAddress{};
+  if (parseEitherFamily(text, address)) return address;
+  // Only now, because no address holds a '%' and few have a zone.
+  const std::size_t zone = text.find('%');
+  if (zone != std::string_view::npos) parseEitherFamily(text.substr(0, zone), address);
+  return address;
 }
 
 bool sameNumericAddress(const NumericAddress& a, const NumericAddress& b) noexcept {
