@@ -13,6 +13,7 @@
 #include "egress/core/egress_report.h"
 #include "egress/core/interface_mapping.h"
 #include "egress/core/select_interface.h"
+#include "egress/core/socket_sources.h"
 #include "egress/core/status_words.h"
 #include "egress/json/decimal_integer.h"
 #include "egress/json/json_reader.h"

@@ -8,6 +8,7 @@
 #include "egress/config/resolve_active_outbound.h"
 #include "egress/core/interface_mapping.h"
 #include "egress/core/select_interface.h"
+#include "egress/core/socket_sources.h"
 
 namespace egress {
 namespace {
@@ -108,35 +109,21 @@ ReportedRoutes reportRoutes(const RouteSnapshot& routes, const AdapterSnapshot& 
   return result;
 }
 
-// Every socket with the interface of its source address, or none when either snapshot failed.
-std::vector<MappedSocket> mapSockets(const DiagnosisInput& input,
-                                     const OrdinalTable& ordinalTable) {
-  std::vector<MappedSocket> sockets;
-  if (input.sockets.enumFailed || input.adapters.enumFailed) return sockets;
+// No socket and no source when either snapshot failed.
+SocketSources socketSourcesOf(const DiagnosisInput& input, const ActiveEndpoint& endpoint,
+                              const OrdinalTable& ordinalTable) {
+  if (input.sockets.enumFailed || input.adapters.enumFailed) return {};
   const AddressTable addressTable = makeAddressTable(input.adapters, ordinalTable);
-  sockets.reserve(input.sockets.rows.size());
-  for (const SocketSource& row : input.sockets.rows) {
-    sockets.push_back({.source = mapAddressToInterface(addressTable, row.localAddress),
-                       .remoteAddress = row.remoteAddress,
-                       .remotePort = row.remotePort});
-  }
-  return sockets;
+  return findSocketSources(input.sockets, endpoint, addressTable, ordinalTable);
 }
 
 // One row for each interface that a socket leaves through, wherever the socket goes.
-std::vector<ReportRow> reportObservedSources(const std::vector<MappedSocket>& sockets,
-                                             const OrdinalTable& ordinalTable) {
-  std::vector<bool> observed(ordinalTable.interfaceIndexes.size() + 1);
-  for (const MappedSocket& socket : sockets) {
-    if (socket.source.kind == MappingKind::Unique) {
-      observed[static_cast<std::size_t>(socket.source.ordinal)] = true;
-    }
-  }
+std::vector<ReportRow> reportObservedSources(const SocketSources& sources) {
   std::vector<ReportRow> rows;
-  for (std::size_t ordinal = 1; ordinal < observed.size(); ++ordinal) {
-    if (!observed[ordinal]) continue;
-    rows.emplace_back().emplace_back("interfaceOrdinal",
-                                     integerScalar(static_cast<std::int64_t>(ordinal)));
+  for (std::size_t i = 0; i < sources.observed.size(); ++i) {
+    if (!sources.observed[i]) continue;
+    const auto ordinal = static_cast<std::int64_t>(i) + 1;
+    rows.emplace_back().emplace_back("interfaceOrdinal", integerScalar(ordinal));
   }
   return rows;
 }
@@ -154,13 +141,14 @@ EgressReport diagnoseEgress(const DiagnosisInput& diagnosisInput) {
   const bool configUsable = diagnosisInput.configStatus == ConfigStatus::OK;
   const Resolution resolution = configUsable ? resolveActiveOutbound(diagnosisInput) : Resolution{};
   const OrdinalTable ordinalTable = makeOrdinalTable(adapters);
-  const SelectionInput selectionInput = {
-      .policy = policyOf(diagnosisInput),
-      .endpoint = configUsable ? endpointOf(resolution) : ActiveEndpoint{},
-      .socketsFailed = sockets.enumFailed,
-      .adaptersFailed = adapters.enumFailed,
-      .sockets = mapSockets(diagnosisInput, ordinalTable)};
-  const Selection selection = selectInterface(selectionInput);
+  const ActiveEndpoint endpoint = configUsable ? endpointOf(resolution) : ActiveEndpoint{};
+  const SocketSources sources = socketSourcesOf(diagnosisInput, endpoint, ordinalTable);
+  const EgressSelectionPolicy policy = policyOf(diagnosisInput);
+  const Selection selection = selectInterface({.policy = policy,
+                                               .endpoint = endpoint.status,
+                                               .socketsFailed = sockets.enumFailed,
+                                               .adaptersFailed = adapters.enumFailed,
+                                               .sources = sources.toEndpoint});
   ReportedRoutes routes = reportRoutes(diagnosisInput.routes, adapters, ordinalTable);
 
   EgressReport report;
@@ -170,8 +158,8 @@ EgressReport diagnoseEgress(const DiagnosisInput& diagnosisInput) {
     const bool enabled = diagnosisInput.autoDetectInterface;
     insertMember(report, "autoDetectInterfaceEnabled", booleanScalar(enabled));
   }
-  insertWord(report, "egressSelectionPolicy", selectionInput.policy);
-  insertWord(report, "activeEndpointStatus", selectionInput.endpoint.status);
+  insertWord(report, "egressSelectionPolicy", policy);
+  insertWord(report, "activeEndpointStatus", endpoint.status);
   const bool hintStale = configUsable && isHintStale(diagnosisInput.selectorHint, resolution);
   insertMember(report, "selectorHintStale", booleanScalar(hintStale));
   insertMember(report, "selectedInterfaceOrdinal", ordinalScalar(selection.ordinal));
@@ -181,8 +169,7 @@ EgressReport diagnoseEgress(const DiagnosisInput& diagnosisInput) {
   insertWord(report, "defaultRoutesStatus", routes.status);
   insertMember(report, "defaultRoutes", std::move(routes.rows));
   insertWord(report, "socketSourcesStatus", statusOf(sockets));
-  insertMember(report, "observedSocketSources",
-               reportObservedSources(selectionInput.sockets, ordinalTable));
+  insertMember(report, "observedSocketSources", reportObservedSources(sources));
   return report;
 }
 

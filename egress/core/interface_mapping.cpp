@@ -6,19 +6,58 @@
 namespace egress {
 namespace {
 
-// Puts owners of one address next to each other. The parser leaves the unused bytes of an IPv4
-// address zero, so all 16 may be compared.
-bool addressPrecedes(const AddressOwner& a, const AddressOwner& b) noexcept {
-  return std::tie(a.address.family, a.address.bytes) < std::tie(b.address.family, b.address.bytes);
+// Four bytes from `first` on, as one number.
+std::uint32_t wordAt(const NumericAddress& address, std::size_t first) noexcept {
+  const std::uint8_t* const bytes = address.bytes.data() + first;
+  return (std::uint32_t{bytes[0]} << 24) | (std::uint32_t{bytes[1]} << 16) |
+         (std::uint32_t{bytes[2]} << 8) | bytes[3];
 }
 
-bool ownerPrecedes(const AddressOwner& a, const AddressOwner& b) noexcept {
-  return std::tie(a.address.family, a.address.bytes, a.ordinal) <
-         std::tie(b.address.family, b.address.bytes, b.ordinal);
+std::uint32_t ipv4Number(const NumericAddress& address) noexcept {
+  return wordAt(address, 0);
 }
 
-bool sameOwner(const AddressOwner& a, const AddressOwner& b) noexcept {
-  return sameNumericAddress(a.address, b.address) && a.ordinal == b.ordinal;
+std::array<std::uint64_t, 2> ipv6Number(const NumericAddress& address) noexcept {
+  return {(std::uint64_t{wordAt(address, 0)} << 32) | wordAt(address, 4),
+          (std::uint64_t{wordAt(address, 8)} << 32) | wordAt(address, 12)};
+}
+
+template <typename Address>
+void sortWithoutRepeats(std::vector<AddressOwner<Address>>& owners) {
+  const auto key = [](const AddressOwner<Address>& owner) {
+    return std::tie(owner.address, owner.ordinal);
+  };
+  std::ranges::sort(owners, {}, key);
+  const auto repeats = std::ranges::unique(owners, {}, key);
+  owners.erase(repeats.begin(), repeats.end());
+}
+
+// The first of the sorted owners whose address is not below the wanted one, or the end. Takes half
+// of the rest or leaves it, without a branch: nobody can foretell where a look-up goes, and so most
+// branches of std::lower_bound would go wrong.
+template <typename Address>
+const AddressOwner<Address>* firstNotBelow(const std::vector<AddressOwner<Address>>& owners,
+                                           const Address& wanted) noexcept {
+  const AddressOwner<Address>* first = owners.data();
+  for (std::size_t rest = owners.size(); rest > 0;) {
+    const std::size_t half = (rest + 1) / 2;
+    const auto* const upper = first + half;
+    first = upper[-1].address < wanted ? upper : first;
+    rest -= half;
+  }
+  return first;
+}
+
+template <typename Address>
+InterfaceMapping findOwner(const std::vector<AddressOwner<Address>>& owners,
+                           const Address& address) noexcept {
+  const AddressOwner<Address>* const end = owners.data() + owners.size();
+  const AddressOwner<Address>* const found = firstNotBelow(owners, address);
+  if (found == end || found->address != address) return {};
+  if (found + 1 != end && found[1].address == address) {
+    return {.kind = MappingKind::Ambiguous, .ordinal = 0};
+  }
+  return {.kind = MappingKind::Unique, .ordinal = found->ordinal};
 }
 
 }  // namespace
@@ -43,29 +82,26 @@ std::optional<std::int64_t> ordinalOf(const OrdinalTable& ordinalTable,
 
 AddressTable makeAddressTable(const AdapterSnapshot& adapters, const OrdinalTable& ordinalTable) {
   AddressTable table;
-  std::vector<AddressOwner>& owners = table.owners;
   for (const InterfaceRow& row : adapters.rows) {
     const std::optional<std::int64_t> ordinal = ordinalOf(ordinalTable, row.interfaceIndex);
     if (!ordinal) continue;
     for (const std::string& text : row.addresses) {
       const NumericAddress address = parseNumericAddress(text);
-      if (address.valid) owners.push_back({.address = address, .ordinal = *ordinal});
+      if (address.family == 4) table.ipv4.push_back({ipv4Number(address), *ordinal});
+      if (address.family == 6) table.ipv6.push_back({ipv6Number(address), *ordinal});
     }
   }
-  std::ranges::sort(owners, ownerPrecedes);
-  owners.erase(std::unique(owners.begin(), owners.end(), sameOwner), owners.end());
+  sortWithoutRepeats(table.ipv4);
+  sortWithoutRepeats(table.ipv6);
   return table;
 }
 
 InterfaceMapping mapAddressToInterface(const AddressTable& addressTable,
                                        std::string_view addressText) noexcept {
-  const std::vector<AddressOwner>& owners = addressTable.owners;
-  const AddressOwner wanted = {.address = parseNumericAddress(addressText)};
-  const auto [first, last] =
-      std::equal_range(owners.begin(), owners.end(), wanted, addressPrecedes);
-  if (first == last) return {};
-  if (last - first > 1) return {.kind = MappingKind::Ambiguous, .ordinal = 0};
-  return {.kind = MappingKind::Unique, .ordinal = first->ordinal};
+  const NumericAddress address = parseNumericAddress(addressText);
+  if (address.family == 4) return findOwner(addressTable.ipv4, ipv4Number(address));
+  if (address.family == 6) return findOwner(addressTable.ipv6, ipv6Number(address));
+  return {};
 }
 
 InterfaceMapping mapAddressToInterface(const AdapterSnapshot& adapters,

@@ -1,6 +1,7 @@
 #ifndef EGRESS_CORE_INTERFACE_MAPPING_H
 #define EGRESS_CORE_INTERFACE_MAPPING_H
 
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <string_view>
@@ -38,14 +39,20 @@ struct InterfaceMapping {
 };
 
 // An address and the ordinal of an interface that owns it.
+template <typename Address>
 struct AddressOwner {
-  NumericAddress address;
+  Address address{};
   std::int64_t ordinal = 0;
 };
 
-// All addresses of a snapshot's adapters, parsed once for any number of look-ups.
+using Ipv4Owner = AddressOwner<std::uint32_t>;                 // the address as a number
+using Ipv6Owner = AddressOwner<std::array<std::uint64_t, 2>>;  // its high half and its low half
+
+// All addresses of a snapshot's adapters, parsed once for any number of look-ups; each list by
+// address, then by ordinal, without repeats.
 struct AddressTable {
-  std::vector<AddressOwner> owners;  // by address, then by ordinal, without repeats
+  std::vector<Ipv4Owner> ipv4;
+  std::vector<Ipv6Owner> ipv6;
 };
 
 // Leaves out addresses that are not numeric and adapters that `ordinalTable` does not hold.

@@ -3,35 +3,19 @@
 
 #include <cstdint>
 #include <optional>
-#include <string_view>
-#include <vector>
 
-#include "egress/config/numeric_address.h"
-#include "egress/core/interface_mapping.h"
+#include "egress/core/socket_sources.h"
 #include "egress/core/status_words.h"
 
 namespace egress {
 
-// The remote end that the proxy engine's traffic goes to.
-struct ActiveEndpoint {
-  ActiveEndpointStatus status = ActiveEndpointStatus::NOT_EVALUATED_CONFIG_UNAVAILABLE;
-  NumericAddress address;  // set only when status is OK, like the port
-  std::uint32_t port = 0;
-};
-
-// A socket row whose source address has been mapped.
-struct MappedSocket {
-  InterfaceMapping source;
-  std::string_view remoteAddress;  // into the snapshot
-  std::uint32_t remotePort = 0;
-};
-
+// What the selection looks at.
 struct SelectionInput {
   EgressSelectionPolicy policy = EgressSelectionPolicy::unknown;
-  ActiveEndpoint endpoint;
+  ActiveEndpointStatus endpoint = ActiveEndpointStatus::NOT_EVALUATED_CONFIG_UNAVAILABLE;
   bool socketsFailed = false;
   bool adaptersFailed = false;
-  std::vector<MappedSocket> sockets;
+  EndpointSources sources;
 };
 
 struct Selection {

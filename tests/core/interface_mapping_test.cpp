@@ -129,9 +129,10 @@ TEST(AddressTable, LeavesOutTextThatIsNoAddressAndAdaptersWithoutAnOrdinal) {
   adapters.rows = {makeInterfaceRow(5, 1, 1, {"<missing>", "10.0.0.7", "", "host.example.com"}),
                    makeInterfaceRow(11, 1, 2, {"192.168.1.50"})};
   const AddressTable table = makeAddressTable(adapters, OrdinalTable{.interfaceIndexes = {3, 5}});
-  ASSERT_EQ(table.owners.size(), 1U);
-  EXPECT_TRUE(sameNumericAddress(table.owners[0].address, parseNumericAddress("10.0.0.7")));
-  EXPECT_EQ(table.owners[0].ordinal, 2);
+  ASSERT_EQ(table.ipv4.size(), 1U);
+  EXPECT_EQ(table.ipv4[0].address, 0x0A000007U);
+  EXPECT_EQ(table.ipv4[0].ordinal, 2);
+  EXPECT_THAT(table.ipv6, IsEmpty());
 }
 
 TEST(AddressTable, HoldsAnAddressOnceForEachOfItsInterfaces) {
@@ -140,9 +141,32 @@ TEST(AddressTable, HoldsAnAddressOnceForEachOfItsInterfaces) {
                    makeInterfaceRow(5, 1, 2, {"2001:db8::1"}),
                    makeInterfaceRow(4, 1, 3, {"[2001:db8::1]"})};
   const AddressTable table = makeAddressTable(adapters, makeOrdinalTable(adapters));
-  ASSERT_EQ(table.owners.size(), 2U);
-  EXPECT_EQ(table.owners[0].ordinal, 1);
-  EXPECT_EQ(table.owners[1].ordinal, 2);
+  ASSERT_EQ(table.ipv6.size(), 2U);
+  EXPECT_THAT(table.ipv6[0].address, ElementsAre(0x20010DB800000000U, 1U));
+  EXPECT_EQ(table.ipv6[0].ordinal, 1);
+  EXPECT_EQ(table.ipv6[1].ordinal, 2);
+  EXPECT_THAT(table.ipv4, IsEmpty());
+}
+
+// Every place of a table, in tables of every small size, and what lies before, between and behind.
+TEST(MapAddressToInterface, FindsEveryAddressOfATableAndNoOther) {
+  for (std::uint32_t size = 0; size <= 20; ++size) {
+    AdapterSnapshot adapters;
+    for (std::uint32_t i = 0; i < size; ++i) {
+      const std::string number = std::to_string(2 * i + 1);
+      adapters.rows.push_back(
+          makeInterfaceRow(i, 1, 1, {"10.0.0." + number, "2001:db8::" + number + ":0"}));
+    }
+    for (std::uint32_t i = 0; i <= size; ++i) {
+      const std::string between = std::to_string(2 * i);
+      EXPECT_EQ(mapped(adapters, "10.0.0." + between), "unmapped") << size;
+      EXPECT_EQ(mapped(adapters, "2001:db8::" + between + ":0"), "unmapped") << size;
+      if (i == size) break;
+      const std::string number = std::to_string(2 * i + 1);
+      EXPECT_EQ(mapped(adapters, "10.0.0." + number), std::to_string(i + 1)) << size;
+      EXPECT_EQ(mapped(adapters, "2001:db8::" + number + ":0"), std::to_string(i + 1)) << size;
+    }
+  }
 }
 
 TEST(MapAddressToInterface, AFreshMappingIsUnmapped) {
@@ -326,7 +350,9 @@ TEST(MapAddressToInterface, MappingDoesNotAskWhetherTheSnapshotFailed) {
 
 TEST(MapAddressToInterface, AnAdapterWithoutAddressesOwnsNothing) {
   const AdapterSnapshot adapters = adaptersWith({0, 1, kMaxIndex});
-  EXPECT_THAT(makeAddressTable(adapters, makeOrdinalTable(adapters)).owners, IsEmpty());
+  const AddressTable table = makeAddressTable(adapters, makeOrdinalTable(adapters));
+  EXPECT_THAT(table.ipv4, IsEmpty());
+  EXPECT_THAT(table.ipv6, IsEmpty());
   EXPECT_EQ(mapped(adapters, "0.0.0.0"), "unmapped");
   EXPECT_EQ(mapped(adapters, "::"), "unmapped");
 }

@@ -5,23 +5,17 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
-#include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "egress/selfcheck/fixtures.h"
-#include "tests/support/exact_text.h"
 
 namespace egress::test {
 namespace {
 
-constexpr std::string_view kEndpointAddress = "198.51.100.10";
-constexpr std::uint32_t kEndpointPort = 443;
 constexpr InterfaceMapping kUnmapped = {.kind = MappingKind::Unmapped, .ordinal = 0};
 constexpr InterfaceMapping kAmbiguous = {.kind = MappingKind::Ambiguous, .ordinal = 0};
 
@@ -29,22 +23,13 @@ InterfaceMapping unique(std::int64_t ordinal) {
   return {.kind = MappingKind::Unique, .ordinal = ordinal};
 }
 
-MappedSocket toEndpoint(InterfaceMapping source) {
-  return {.source = source, .remoteAddress = kEndpointAddress, .remotePort = kEndpointPort};
-}
-
-ActiveEndpoint endpointAt(std::string_view address, std::uint32_t port) {
-  return {
-      .status = ActiveEndpointStatus::OK, .address = parseNumericAddress(address), .port = port};
-}
-
-// Nothing failed, the policy applies, and the endpoint is known.
-SelectionInput inputWith(std::vector<MappedSocket> sockets) {
-  return {.policy = EgressSelectionPolicy::singbox_auto_detect,
-          .endpoint = endpointAt(kEndpointAddress, kEndpointPort),
-          .socketsFailed = false,
-          .adaptersFailed = false,
-          .sockets = std::move(sockets)};
+// Nothing failed, the policy applies, the endpoint is known, and sockets from there go to it.
+SelectionInput inputWith(const std::vector<InterfaceMapping>& sources) {
+  SelectionInput input;
+  input.policy = EgressSelectionPolicy::singbox_auto_detect;
+  input.endpoint = ActiveEndpointStatus::OK;
+  for (const InterfaceMapping& source : sources) addEndpointSource(input.sources, source);
+  return input;
 }
 
 // The status word, followed by the ordinal where one is set.
@@ -59,27 +44,16 @@ std::string selected(const SelectionInput& input) {
   return wordOf(selectInterface(input));
 }
 
-bool matches(const ActiveEndpoint& endpoint, std::string_view remoteAddress,
-             std::uint32_t remotePort) {
-  const ExactText text(remoteAddress);
-  SelectionInput input =
-      inputWith({{.source = unique(3), .remoteAddress = text.view(), .remotePort = remotePort}});
-  input.endpoint = endpoint;
-  const std::string word = selected(input);
-  EXPECT_TRUE(word == "OK 3" || word == "NO_MATCHING_SOCKET") << word;
-  return word == "OK 3";
-}
-
 // Maps the sources of sockets to the endpoint onto `adapters`, as a diagnosis does.
 std::string selectedFrom(const AdapterSnapshot& adapters,
-                         const std::vector<std::string_view>& sources) {
+                         const std::vector<std::string_view>& addresses) {
   const OrdinalTable table = makeOrdinalTable(adapters);
-  std::vector<MappedSocket> sockets;
-  sockets.reserve(sources.size());
-  for (const std::string_view source : sources) {
-    sockets.push_back(toEndpoint(mapAddressToInterface(adapters, table, source)));
+  std::vector<InterfaceMapping> sources;
+  sources.reserve(addresses.size());
+  for (const std::string_view address : addresses) {
+    sources.push_back(mapAddressToInterface(adapters, table, address));
   }
-  return selected(inputWith(std::move(sockets)));
+  return selected(inputWith(sources));
 }
 
 TEST(SelectInterface, AFreshInputHasNoEndpoint) {
@@ -96,12 +70,12 @@ bool holds(std::size_t mask, std::size_t condition) {
 }
 
 SelectionInput inputWhereConditionsHold(std::size_t mask) {
-  SelectionInput input = inputWith({toEndpoint(unique(2))});
+  SelectionInput input = inputWith({unique(2)});
   if (holds(mask, 0)) input.policy = EgressSelectionPolicy::os_routed;
-  if (holds(mask, 1)) input.endpoint.status = ActiveEndpointStatus::ENDPOINT_NOT_NUMERIC;
+  if (holds(mask, 1)) input.endpoint = ActiveEndpointStatus::ENDPOINT_NOT_NUMERIC;
   input.socketsFailed = holds(mask, 2);
   input.adaptersFailed = holds(mask, 3);
-  if (holds(mask, 4)) input.sockets.front().remotePort = kEndpointPort + 1;
+  if (holds(mask, 4)) input.sources = {};
   return input;
 }
 
@@ -118,27 +92,26 @@ TEST(SelectInterface, TheFirstConditionThatHoldsDecidesWhateverHoldsAfterIt) {
 TEST(SelectInterface, TheFirstFourConditionsPrecedeEveryVerdictOnSources) {
   for (std::size_t condition = 0; condition < 4; ++condition) {
     SelectionInput input = inputWhereConditionsHold(std::size_t{1} << condition);
-    for (const std::vector<MappedSocket>& sockets :
-         {std::vector<MappedSocket>{},
-          {toEndpoint(kAmbiguous)},
-          {toEndpoint(kUnmapped)},
-          {toEndpoint(unique(1)), toEndpoint(unique(2))},
-          {toEndpoint(unique(1)), toEndpoint(kUnmapped)}}) {
-      input.sockets = sockets;
+    for (const std::vector<InterfaceMapping>& sources : {std::vector<InterfaceMapping>{},
+                                                         {kAmbiguous},
+                                                         {kUnmapped},
+                                                         {unique(1), unique(2)},
+                                                         {unique(1), kUnmapped}}) {
+      input.sources = inputWith(sources).sources;
       EXPECT_EQ(selected(input), kReasonsInOrder.at(condition));
     }
   }
 }
 
 TEST(SelectInterface, WhenSocketAndAdapterSnapshotBothFailedTheSocketsAreTheReason) {
-  SelectionInput input = inputWith({toEndpoint(unique(1))});
+  SelectionInput input = inputWith({unique(1)});
   input.socketsFailed = true;
   input.adaptersFailed = true;
   EXPECT_EQ(selected(input), "NOT_EVALUATED_SOCKET_ENUM_FAILED");
 }
 
 TEST(SelectInterface, OnlyOsRoutedMakesSelectionNotApplicable) {
-  SelectionInput input = inputWith({toEndpoint(unique(1))});
+  SelectionInput input = inputWith({unique(1)});
   for (const std::uint32_t number : {0U, 2U, 3U, 1000U}) {
     input.policy = EgressSelectionPolicy{number};
     EXPECT_EQ(selected(input), "OK 1") << number;
@@ -148,123 +121,32 @@ TEST(SelectInterface, OnlyOsRoutedMakesSelectionNotApplicable) {
 }
 
 TEST(SelectInterface, ThePolicyUnknownIsCaughtByTheMissingEndpoint) {
-  SelectionInput input = inputWith({toEndpoint(unique(1))});
+  SelectionInput input = inputWith({unique(1)});
   input.policy = EgressSelectionPolicy::unknown;
-  input.endpoint.status = ActiveEndpointStatus::NOT_EVALUATED_CONFIG_UNAVAILABLE;
+  input.endpoint = ActiveEndpointStatus::NOT_EVALUATED_CONFIG_UNAVAILABLE;
   EXPECT_EQ(selected(input), "NOT_EVALUATED_ENDPOINT_UNAVAILABLE");
 }
 
 TEST(SelectInterface, EveryEndpointStatusButOkMakesTheEndpointUnavailable) {
-  SelectionInput input = inputWith({toEndpoint(unique(1))});
+  SelectionInput input = inputWith({unique(1)});
   for (std::uint32_t number = 0; number <= 18; ++number) {
-    input.endpoint.status = ActiveEndpointStatus{number};
+    input.endpoint = ActiveEndpointStatus{number};
     EXPECT_EQ(selected(input), number == 0 ? "OK 1" : "NOT_EVALUATED_ENDPOINT_UNAVAILABLE")
         << number;
   }
-  input.endpoint.status = ActiveEndpointStatus{std::numeric_limits<std::uint32_t>::max()};
+  input.endpoint = ActiveEndpointStatus{std::numeric_limits<std::uint32_t>::max()};
   EXPECT_EQ(selected(input), "NOT_EVALUATED_ENDPOINT_UNAVAILABLE");
 }
 
-TEST(SelectInterface, ThePortHasToBeTheEndpointsToo) {
-  struct Row {
-    std::uint32_t endpointPort;
-    std::uint32_t remotePort;
-    bool match;
-  };
-  const std::vector<Row> rows = {
-      {.endpointPort = 443, .remotePort = 443, .match = true},
-      {.endpointPort = 443, .remotePort = 442, .match = false},
-      {.endpointPort = 443, .remotePort = 444, .match = false},
-      {.endpointPort = 443, .remotePort = 0, .match = false},
-      {.endpointPort = 443, .remotePort = 65536 + 443, .match = false},
-      {.endpointPort = 443, .remotePort = 0xFFFF0000U + 443, .match = false},
-      {.endpointPort = 65536 + 443, .remotePort = 443, .match = false},
-      {.endpointPort = 65536 + 443, .remotePort = 65536 + 443, .match = true},
-      {.endpointPort = 0, .remotePort = 0, .match = true},
-      {.endpointPort = 0, .remotePort = 65536, .match = false},
-      {.endpointPort = 65535, .remotePort = 65535, .match = true},
-      {.endpointPort = 65535, .remotePort = 4294967295U, .match = false},
-      {.endpointPort = 4294967295U, .remotePort = 4294967295U, .match = true},
-  };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(std::to_string(row.endpointPort) + " and " + std::to_string(row.remotePort));
-    EXPECT_EQ(
-        matches(endpointAt(kEndpointAddress, row.endpointPort), kEndpointAddress, row.remotePort),
-        row.match);
-  }
-}
-
-TEST(SelectInterface, RemoteAddressesAreComparedByValueWithinOneFamily) {
-  struct Row {
-    std::string_view endpoint;
-    std::string_view remote;
-    bool match;
-  };
-  const std::vector<Row> rows = {
-      {.endpoint = "198.51.100.10", .remote = "198.51.100.10", .match = true},
-      {.endpoint = "198.51.100.10", .remote = "[198.51.100.10]", .match = true},
-      {.endpoint = "198.51.100.10", .remote = "198.51.100.10%eth0", .match = true},
-      {.endpoint = "198.51.100.10", .remote = "198.051.100.010", .match = true},
-      {.endpoint = "198.51.100.10", .remote = "198.51.100.11", .match = false},
-      {.endpoint = "198.51.100.10", .remote = "199.51.100.10", .match = false},
-      {.endpoint = "198.51.100.10", .remote = "::ffff:198.51.100.10", .match = false},
-      {.endpoint = "198.51.100.10", .remote = "::198.51.100.10", .match = false},
-      {.endpoint = "198.51.100.10", .remote = "c633:640a::", .match = false},
-      {.endpoint = "2001:db8::20", .remote = "2001:db8::20", .match = true},
-      {.endpoint = "2001:db8::20", .remote = "2001:DB8:0:0:0:0:0:20", .match = true},
-      {.endpoint = "2001:db8::20", .remote = "2001:0db8:0000::0020%eth0", .match = true},
-      {.endpoint = "2001:db8::20", .remote = "[2001:db8::0.0.0.32]", .match = true},
-      {.endpoint = "2001:db8::20%eth1", .remote = "2001:db8::20%eth0", .match = true},
-      {.endpoint = "2001:db8::20", .remote = "2001:db8::21", .match = false},
-      {.endpoint = "2001:db8::20", .remote = "2001:db8:0:0:1::20", .match = false},
-      {.endpoint = "2001:db8::20", .remote = "2001:db8::20:0", .match = false},
-      {.endpoint = "2001:db8::20", .remote = "3001:db8::20", .match = false},
-      {.endpoint = "2001:db8::", .remote = "32.1.13.184", .match = false},
-      {.endpoint = "::ffff:198.51.100.10", .remote = "::FFFF:c633:640a", .match = true},
-      {.endpoint = "::ffff:198.51.100.10", .remote = "198.51.100.10", .match = false},
-      {.endpoint = "::", .remote = "0:0:0:0:0:0:0:0", .match = true},
-      {.endpoint = "::", .remote = "0.0.0.0", .match = false},
-      {.endpoint = "0.0.0.0", .remote = "::", .match = false},
-  };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(std::string(row.endpoint) + " and " + std::string(row.remote));
-    EXPECT_EQ(matches(endpointAt(row.endpoint, 443), row.remote, 443), row.match);
-  }
-}
-
-TEST(SelectInterface, TextThatIsNoAddressIsNoRemoteEnd) {
-  const std::vector<std::string> texts = {"",
-                                          "<missing>",
-                                          "host.example.com",
-                                          "198.51.100.10 ",
-                                          " 198.51.100.10",
-                                          "198.51.100.10:443",
-                                          "198.51.100.10.",
-                                          "[198.51.100.10",
-                                          std::string("198.51.100.10\0", 14)};
-  for (const std::string& text : texts) {
-    SCOPED_TRACE(text);
-    EXPECT_FALSE(matches(endpointAt(kEndpointAddress, 443), text, 443));
-    EXPECT_FALSE(matches(endpointAt(text, 443), text, 443));
-    EXPECT_FALSE(matches(endpointAt("0.0.0.0", 443), text, 443));
-  }
-  forEveryCut(kEndpointAddress, [](std::string_view cut) {
-    EXPECT_FALSE(matches(endpointAt(kEndpointAddress, 443), cut, 443)) << cut;
-  });
-  forEveryCut("2001:db8::20", [](std::string_view cut) {
-    EXPECT_FALSE(matches(endpointAt("2001:db8::20", 443), cut, 443)) << cut;
-  });
-}
-
 // One letter a socket to the endpoint: U unmapped, A ambiguous, a digit the ordinal of its source.
-std::vector<MappedSocket> socketsOf(std::string_view letters) {
-  std::vector<MappedSocket> sockets;
+std::vector<InterfaceMapping> sourcesOf(std::string_view letters) {
+  std::vector<InterfaceMapping> sources;
   for (const char letter : letters) {
-    if (letter == 'U') sockets.push_back(toEndpoint(kUnmapped));
-    if (letter == 'A') sockets.push_back(toEndpoint(kAmbiguous));
-    if (letter >= '1' && letter <= '9') sockets.push_back(toEndpoint(unique(letter - '0')));
+    if (letter == 'U') sources.push_back(kUnmapped);
+    if (letter == 'A') sources.push_back(kAmbiguous);
+    if (letter >= '1' && letter <= '9') sources.push_back(unique(letter - '0'));
   }
-  return sockets;
+  return sources;
 }
 
 TEST(SelectInterface, SourcesAreJudgedTogetherInWhateverOrderTheyCome) {
@@ -298,41 +180,30 @@ TEST(SelectInterface, SourcesAreJudgedTogetherInWhateverOrderTheyCome) {
     std::string letters(row.sources);
     std::ranges::sort(letters);
     do {
-      EXPECT_EQ(selected(inputWith(socketsOf(letters))), row.expected) << letters;
+      EXPECT_EQ(selected(inputWith(sourcesOf(letters))), row.expected) << letters;
     } while (std::next_permutation(letters.begin(), letters.end()));
   }
 }
 
 TEST(SelectInterface, PartialMappingPrecedesMultipleInterfaces) {
-  EXPECT_EQ(selected(inputWith(socketsOf("12U"))), "PARTIAL_SOCKET_SOURCE_MAPPING");
+  EXPECT_EQ(selected(inputWith(sourcesOf("12U"))), "PARTIAL_SOCKET_SOURCE_MAPPING");
 }
 
 TEST(SelectInterface, AmbiguityPrecedesEveryOtherVerdictOnSources) {
   for (const std::string_view letters : {"A", "AU", "A1", "A12", "A1U", "A12U"}) {
-    EXPECT_EQ(selected(inputWith(socketsOf(letters))), "ADDRESS_INTERFACE_AMBIGUOUS") << letters;
+    EXPECT_EQ(selected(inputWith(sourcesOf(letters))), "ADDRESS_INTERFACE_AMBIGUOUS") << letters;
   }
 }
 
 TEST(SelectInterface, ASourceOfNoKnownKindCountsAsUnmapped) {
   const InterfaceMapping unknown = {.kind = MappingKind{3}, .ordinal = 1};
-  EXPECT_EQ(selected(inputWith({toEndpoint(unknown)})), "SOCKET_SOURCE_ADDRESS_UNMAPPED");
-}
-
-TEST(SelectInterface, SocketsThatGoElsewhereHaveNoSay) {
-  for (const InterfaceMapping& source : {kUnmapped, kAmbiguous, unique(9)}) {
-    MappedSocket otherAddress = toEndpoint(source);
-    otherAddress.remoteAddress = "203.0.113.200";
-    MappedSocket otherPort = toEndpoint(source);
-    otherPort.remotePort = kEndpointPort + 1;
-    EXPECT_EQ(selected(inputWith({otherAddress, toEndpoint(unique(2)), otherPort})), "OK 2");
-    EXPECT_EQ(selected(inputWith({otherAddress, otherPort})), "NO_MATCHING_SOCKET");
-  }
+  EXPECT_EQ(selected(inputWith({unknown})), "SOCKET_SOURCE_ADDRESS_UNMAPPED");
 }
 
 TEST(SelectInterface, AnOrdinalKeepsAll64Bits) {
   const std::int64_t large = std::int64_t{1} << 32;
-  EXPECT_EQ(selected(inputWith({toEndpoint(unique(large))})), "OK 4294967296");
-  EXPECT_EQ(selected(inputWith({toEndpoint(unique(large + 1)), toEndpoint(unique(1))})),
+  EXPECT_EQ(selected(inputWith({unique(large)})), "OK 4294967296");
+  EXPECT_EQ(selected(inputWith({unique(large + 1), unique(1)})),
             "MULTIPLE_MATCHING_SOCKET_INTERFACES");
 }
 
@@ -353,11 +224,6 @@ TEST(SelectInterface, MatchingSocketsFromTwoAdaptersAreMultipleWithoutAnOrdinal)
 TEST(SelectInterface, OneMappedSocketAndOneWhoseSourceNoAdapterOwnsArePartialWithoutAnOrdinal) {
   EXPECT_EQ(selectedFrom(makeDefaultAdapters(), {"10.0.0.7", "172.16.9.9"}),
             "PARTIAL_SOCKET_SOURCE_MAPPING");
-}
-
-TEST(SelectInterface, SocketsToAnotherPortOrToAnotherAddressDoNotMatch) {
-  EXPECT_FALSE(matches(endpointAt(kEndpointAddress, 443), kEndpointAddress, 8443));
-  EXPECT_FALSE(matches(endpointAt(kEndpointAddress, 443), "203.0.113.200", 443));
 }
 
 TEST(SelectInterface, ASourceHeldByTwoAdaptersIsAmbiguousEvenBesideOneThatMapsCleanly) {

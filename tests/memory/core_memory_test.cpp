@@ -73,7 +73,7 @@ TEST(CoreMemory, EveryFailureWhileATableIsMadeComesOut) {
   EXPECT_GT(
       failEachAllocation([&] { addresses = makeAddressTable(input.adapters, ordinals); }, check),
       3U);
-  EXPECT_EQ(addresses.owners.size(), 11U);
+  EXPECT_EQ(addresses.ipv4.size() + addresses.ipv6.size(), 11U);
 }
 
 TEST(CoreMemory, ALookUpInATableAllocatesNothingAndOneInASnapshotComesOut) {
@@ -98,19 +98,28 @@ TEST(CoreMemory, ALookUpInATableAllocatesNothingAndOneInASnapshotComesOut) {
 }
 
 TEST(CoreMemory, AnInterfaceIsSelectedWithoutAnAllocation) {
-  const std::string address = "2001:0db8:0000:0000:0000:0000:0000:0001";
   SelectionInput input;
   input.policy = EgressSelectionPolicy::singbox_auto_detect;
-  input.endpoint = {
-      .status = ActiveEndpointStatus::OK, .address = parseNumericAddress(address), .port = 443};
-  for (std::int64_t i = 0; i < 100; ++i) {
-    input.sockets.push_back({.source = {.kind = MappingKind::Unique, .ordinal = 3},
-                             .remoteAddress = address,
-                             .remotePort = 443});
-  }
+  input.endpoint = ActiveEndpointStatus::OK;
+  const InterfaceMapping source = {.kind = MappingKind::Unique, .ordinal = 3};
+  EXPECT_EQ(allocationsOf([&] { addEndpointSource(input.sources, source); }), 0U);
   Selection selection;
   EXPECT_EQ(allocationsOf([&] { selection = selectInterface(input); }), 0U);
   EXPECT_EQ(selection.ordinal, 3);
+}
+
+TEST(CoreMemory, TheSourcesOfAnyNumberOfSocketsTakeOneAllocation) {
+  const DiagnosisInput input = heftyInput(1, 20);
+  const OrdinalTable ordinals = makeOrdinalTable(input.adapters);
+  const AddressTable addresses = makeAddressTable(input.adapters, ordinals);
+  const ActiveEndpoint endpoint = {
+      .status = ActiveEndpointStatus::OK, .address = parseNumericAddress("192.0.2.1"), .port = 443};
+  SocketSources sources;
+  const auto find = [&] {
+    sources = findSocketSources(input.sockets, endpoint, addresses, ordinals);
+  };
+  EXPECT_EQ(failEachAllocation(find, [&] { EXPECT_TRUE(sources.observed.empty()); }), 1U);
+  EXPECT_EQ(sources.observed.size(), ordinals.interfaceIndexes.size());
 }
 
 TEST(CoreMemory, OnlyAStringScalarAllocates) {

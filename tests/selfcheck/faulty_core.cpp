@@ -167,17 +167,14 @@ EgressReport diagnoseEgress(const DiagnosisInput& diagnosisInput) {
 
 Selection selectInterface(const SelectionInput& input) noexcept {
   SelectionInput spoilt = input;
-  if (isFault("ambiguity rule dropped")) {
-    for (MappedSocket& socket : spoilt.sockets) {
-      if (socket.source.kind == MappingKind::Ambiguous) socket.source = {};
-    }
+  if (isFault("ambiguity rule dropped") && spoilt.sources.anyAmbiguous) {
+    spoilt.sources.anyAmbiguous = false;
+    spoilt.sources.anyUnmapped = true;
   }
   const Selection selection = realSelectInterface(spoilt);
   if (!isFault("partial rule dropped")) return selection;
   if (selection.status != SelectionStatus::PARTIAL_SOCKET_SOURCE_MAPPING) return selection;
-  std::erase_if(spoilt.sockets, [](const MappedSocket& socket) {
-    return socket.source.kind == MappingKind::Unmapped;
-  });
+  spoilt.sources.anyUnmapped = false;
   return realSelectInterface(spoilt);
 }
 

@@ -1,0 +1,252 @@
+#include "egress/core/socket_sources.h"
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "egress/selfcheck/fixtures.h"
+#include "tests/support/exact_text.h"
+
+namespace egress::test {
+namespace {
+
+constexpr std::string_view kEndpointAddress = "198.51.100.10";
+constexpr std::uint32_t kEndpointPort = 443;
+
+ActiveEndpoint endpointAt(std::string_view address, std::uint32_t port) {
+  return {
+      .status = ActiveEndpointStatus::OK, .address = parseNumericAddress(address), .port = port};
+}
+
+SocketSource socketTo(std::string_view remoteAddress, std::uint32_t remotePort,
+                      std::string_view localAddress = "10.0.0.7") {
+  SocketSource socket;
+  socket.localAddress = localAddress;
+  socket.localPort = 51000;
+  socket.remoteAddress = remoteAddress;
+  socket.remotePort = remotePort;
+  return socket;
+}
+
+// The sources of sockets on a host with the default adapters: 10.0.0.7 is that of interface 1,
+// 192.168.1.50 that of interface 2.
+SocketSources sourcesOf(const std::vector<SocketSource>& rows, const ActiveEndpoint& endpoint) {
+  const AdapterSnapshot adapters = makeDefaultAdapters();
+  const OrdinalTable ordinalTable = makeOrdinalTable(adapters);
+  SocketSnapshot sockets;
+  sockets.rows = rows;
+  return findSocketSources(sockets, endpoint, makeAddressTable(adapters, ordinalTable),
+                           ordinalTable);
+}
+
+SocketSources sourcesOf(const std::vector<SocketSource>& rows) {
+  return sourcesOf(rows, endpointAt(kEndpointAddress, kEndpointPort));
+}
+
+bool matches(const ActiveEndpoint& endpoint, std::string_view remoteAddress,
+             std::uint32_t remotePort) {
+  return sourcesOf({socketTo(remoteAddress, remotePort)}, endpoint).toEndpoint.anySocket;
+}
+
+// What is known of the sockets to the endpoint, as one word each.
+std::string describe(const EndpointSources& sources) {
+  std::string text = sources.anySocket ? "some" : "none";
+  if (sources.anyUnmapped) text += " unmapped";
+  if (sources.anyAmbiguous) text += " ambiguous";
+  if (sources.several) text += " several";
+  if (sources.ordinal) text += " " + std::to_string(*sources.ordinal);
+  return text;
+}
+
+TEST(SocketSources, ThePortHasToBeTheEndpointsToo) {
+  struct Row {
+    std::uint32_t endpointPort;
+    std::uint32_t remotePort;
+    bool match;
+  };
+  const std::vector<Row> rows = {
+      {.endpointPort = 443, .remotePort = 443, .match = true},
+      {.endpointPort = 443, .remotePort = 442, .match = false},
+      {.endpointPort = 443, .remotePort = 444, .match = false},
+      {.endpointPort = 443, .remotePort = 0, .match = false},
+      {.endpointPort = 443, .remotePort = 65536 + 443, .match = false},
+      {.endpointPort = 443, .remotePort = 0xFFFF0000U + 443, .match = false},
+      {.endpointPort = 65536 + 443, .remotePort = 443, .match = false},
+      {.endpointPort = 65536 + 443, .remotePort = 65536 + 443, .match = true},
+      {.endpointPort = 0, .remotePort = 0, .match = true},
+      {.endpointPort = 0, .remotePort = 65536, .match = false},
+      {.endpointPort = 65535, .remotePort = 65535, .match = true},
+      {.endpointPort = 65535, .remotePort = 4294967295U, .match = false},
+      {.endpointPort = 4294967295U, .remotePort = 4294967295U, .match = true},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(std::to_string(row.endpointPort) + " and " + std::to_string(row.remotePort));
+    EXPECT_EQ(
+        matches(endpointAt(kEndpointAddress, row.endpointPort), kEndpointAddress, row.remotePort),
+        row.match);
+  }
+}
+
+TEST(SocketSources, RemoteAddressesAreComparedByValueWithinOneFamily) {
+  struct Row {
+    std::string_view endpoint;
+    std::string_view remote;
+    bool match;
+  };
+  const std::vector<Row> rows = {
+      {.endpoint = "198.51.100.10", .remote = "198.51.100.10", .match = true},
+      {.endpoint = "198.51.100.10", .remote = "[198.51.100.10]", .match = true},
+      {.endpoint = "198.51.100.10", .remote = "198.51.100.10%eth0", .match = true},
+      {.endpoint = "198.51.100.10", .remote = "198.051.100.010", .match = true},
+      {.endpoint = "198.51.100.10", .remote = "198.51.100.11", .match = false},
+      {.endpoint = "198.51.100.10", .remote = "199.51.100.10", .match = false},
+      {.endpoint = "198.51.100.10", .remote = "::ffff:198.51.100.10", .match = false},
+      {.endpoint = "198.51.100.10", .remote = "::198.51.100.10", .match = false},
+      {.endpoint = "198.51.100.10", .remote = "c633:640a::", .match = false},
+      {.endpoint = "2001:db8::20", .remote = "2001:db8::20", .match = true},
+      {.endpoint = "2001:db8::20", .remote = "2001:DB8:0:0:0:0:0:20", .match = true},
+      {.endpoint = "2001:db8::20", .remote = "2001:0db8:0000::0020%eth0", .match = true},
+      {.endpoint = "2001:db8::20", .remote = "[2001:db8::0.0.0.32]", .match = true},
+      {.endpoint = "2001:db8::20%eth1", .remote = "2001:db8::20%eth0", .match = true},
+      {.endpoint = "2001:db8::20", .remote = "2001:db8::21", .match = false},
+      {.endpoint = "2001:db8::20", .remote = "2001:db8:0:0:1::20", .match = false},
+      {.endpoint = "2001:db8::20", .remote = "2001:db8::20:0", .match = false},
+      {.endpoint = "2001:db8::20", .remote = "3001:db8::20", .match = false},
+      {.endpoint = "2001:db8::", .remote = "32.1.13.184", .match = false},
+      {.endpoint = "::ffff:198.51.100.10", .remote = "::FFFF:c633:640a", .match = true},
+      {.endpoint = "::ffff:198.51.100.10", .remote = "198.51.100.10", .match = false},
+      {.endpoint = "::", .remote = "0:0:0:0:0:0:0:0", .match = true},
+      {.endpoint = "::", .remote = "0.0.0.0", .match = false},
+      {.endpoint = "0.0.0.0", .remote = "::", .match = false},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(std::string(row.endpoint) + " and " + std::string(row.remote));
+    EXPECT_EQ(matches(endpointAt(row.endpoint, 443), row.remote, 443), row.match);
+  }
+}
+
+TEST(SocketSources, TextThatIsNoAddressIsNoRemoteEnd) {
+  const std::vector<std::string> texts = {"",
+                                          "<missing>",
+                                          "host.example.com",
+                                          "198.51.100.10 ",
+                                          " 198.51.100.10",
+                                          "198.51.100.10:443",
+                                          "198.51.100.10.",
+                                          "[198.51.100.10",
+                                          std::string("198.51.100.10\0", 14)};
+  for (const std::string& text : texts) {
+    SCOPED_TRACE(text);
+    EXPECT_FALSE(matches(endpointAt(kEndpointAddress, 443), text, 443));
+    EXPECT_FALSE(matches(endpointAt(text, 443), text, 443));
+    EXPECT_FALSE(matches(endpointAt("0.0.0.0", 443), text, 443));
+  }
+  forEveryCut(kEndpointAddress, [](std::string_view cut) {
+    EXPECT_FALSE(matches(endpointAt(kEndpointAddress, 443), cut, 443)) << cut;
+  });
+  forEveryCut("2001:db8::20", [](std::string_view cut) {
+    EXPECT_FALSE(matches(endpointAt("2001:db8::20", 443), cut, 443)) << cut;
+  });
+}
+
+TEST(SocketSources, SocketsToAnotherPortOrToAnotherAddressDoNotMatch) {
+  EXPECT_FALSE(matches(endpointAt(kEndpointAddress, 443), kEndpointAddress, 8443));
+  EXPECT_FALSE(matches(endpointAt(kEndpointAddress, 443), "203.0.113.200", 443));
+}
+
+TEST(SocketSources, AnEndpointThatIsNotKnownHasNoSockets) {
+  for (const std::string_view remote : {"", "0.0.0.0", "::", "198.51.100.10"}) {
+    for (const std::uint32_t port : {0U, 443U}) {
+      EXPECT_FALSE(matches(ActiveEndpoint{}, remote, port)) << remote << " " << port;
+    }
+  }
+}
+
+TEST(SocketSources, SocketsThatGoElsewhereAreObservedButHaveNoSay) {
+  const SocketSource otherAddress = socketTo("203.0.113.200", kEndpointPort, "10.0.0.7");
+  const SocketSource otherPort = socketTo(kEndpointAddress, kEndpointPort + 1, "10.0.0.7");
+  const SocketSource toEndpoint = socketTo(kEndpointAddress, kEndpointPort, "192.168.1.50");
+  EXPECT_EQ(describe(sourcesOf({otherAddress, toEndpoint, otherPort}).toEndpoint), "some 2");
+  EXPECT_EQ(describe(sourcesOf({otherAddress, otherPort}).toEndpoint), "none");
+  const std::vector<bool> both = {true, true};
+  const std::vector<bool> first = {true, false};
+  EXPECT_EQ(sourcesOf({otherAddress, toEndpoint, otherPort}).observed, both);
+  EXPECT_EQ(sourcesOf({otherAddress, otherPort}).observed, first);
+}
+
+TEST(SocketSources, UnmappedAndAmbiguousSourcesAreNotObserved) {
+  AdapterSnapshot adapters = makeDefaultAdapters();
+  adapters.rows.push_back(makeInterfaceRow(20, 1, 1, {"10.0.0.7"}));
+  const OrdinalTable ordinalTable = makeOrdinalTable(adapters);
+  SocketSnapshot sockets;
+  sockets.rows = {socketTo(kEndpointAddress, kEndpointPort, "10.0.0.7"),
+                  socketTo(kEndpointAddress, kEndpointPort, "172.16.9.9"),
+                  socketTo(kEndpointAddress, kEndpointPort, "<missing>")};
+  const SocketSources sources =
+      findSocketSources(sockets, endpointAt(kEndpointAddress, kEndpointPort),
+                        makeAddressTable(adapters, ordinalTable), ordinalTable);
+  EXPECT_EQ(sources.observed, std::vector<bool>(3));
+  EXPECT_EQ(describe(sources.toEndpoint), "some unmapped ambiguous");
+}
+
+// The text of the last match is compared before it is parsed; what it matched must not linger.
+TEST(SocketSources, EverySpellingOfTheEndpointCountsWhateverCameBefore) {
+  struct Row {
+    std::vector<std::string_view> remotes;  // each from 10.0.0.7
+    bool lastMatches;
+  };
+  const std::vector<Row> rows = {
+      {.remotes = {"198.51.100.10", "198.51.100.10"}, .lastMatches = true},
+      {.remotes = {"198.51.100.10", "[198.51.100.10]", "198.051.100.010"}, .lastMatches = true},
+      {.remotes = {"198.51.100.10", "198.51.100.1"}, .lastMatches = false},
+      {.remotes = {"198.51.100.10", "198.51.100.100"}, .lastMatches = false},
+      {.remotes = {"198.51.100.10", ""}, .lastMatches = false},
+      {.remotes = {"", "", "198.51.100.10"}, .lastMatches = true},
+      {.remotes = {"", ""}, .lastMatches = false},
+      {.remotes = {"203.0.113.200", "203.0.113.200"}, .lastMatches = false},
+      {.remotes = {"198.51.100.10", "203.0.113.200", "203.0.113.200"}, .lastMatches = false},
+      {.remotes = {"198.51.100.10", "203.0.113.200", "198.51.100.10"}, .lastMatches = true},
+  };
+  for (const Row& row : rows) {
+    std::vector<SocketSource> sockets;
+    for (const std::string_view remote : row.remotes) {
+      sockets.push_back(socketTo(remote, kEndpointPort));
+    }
+    sockets.back().localAddress = "192.168.1.50";
+    const EndpointSources sources = sourcesOf(sockets).toEndpoint;
+    const bool has2 = sources.ordinal == 2 || sources.several;
+    EXPECT_EQ(has2, row.lastMatches) << row.remotes.back();
+  }
+}
+
+TEST(SocketSources, AMatchToAnotherPortLeavesNoTrace) {
+  EXPECT_EQ(describe(sourcesOf({socketTo("203.0.113.200", kEndpointPort + 1),
+                                socketTo("203.0.113.200", kEndpointPort)})
+                         .toEndpoint),
+            "none");
+}
+
+TEST(SocketSources, NoSocketsHaveNoSources) {
+  EXPECT_EQ(describe(sourcesOf({}).toEndpoint), "none");
+  EXPECT_EQ(sourcesOf({}).observed, std::vector<bool>(2));
+}
+
+TEST(EndpointSources, KeepTheFirstOrdinalAndWhetherAnotherCame) {
+  EndpointSources sources;
+  EXPECT_EQ(describe(sources), "none");
+  addEndpointSource(sources, {.kind = MappingKind::Unique, .ordinal = 3});
+  EXPECT_EQ(describe(sources), "some 3");
+  addEndpointSource(sources, {.kind = MappingKind::Unique, .ordinal = 3});
+  EXPECT_EQ(describe(sources), "some 3");
+  addEndpointSource(sources, {.kind = MappingKind::Unique, .ordinal = 1});
+  EXPECT_EQ(describe(sources), "some several 3");
+  addEndpointSource(sources, {});
+  addEndpointSource(sources, {.kind = MappingKind::Ambiguous, .ordinal = 0});
+  EXPECT_EQ(describe(sources), "some unmapped ambiguous several 3");
+}
+
+}  // namespace
+}  // namespace egress::test
