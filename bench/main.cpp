@@ -1,6 +1,6 @@
-#include <algorithm>
+#include <array>
 #include <cstddef>
-#include <cstdlib>
+#include <exception>
 #include <fstream>
 #include <iostream>
 #include <regex>
@@ -12,47 +12,103 @@
 #include "bench/rounds.h"
 #include "bench/workloads.h"
 
-using namespace egress::bench;
+namespace egress::bench {
+namespace {
 
-int main(int argc, char** argv) {
+struct Options {
   std::size_t rounds = 21;
   std::string minTime = "0.03";
   std::string csvFile;
+  std::string only = ".";
   std::string selfcheckProgram;
-  std::string filter;
-  bool compareOnly = false;
-  CLI::App app{"Times the library and its peers in turn, after comparing their results."};
-  app.add_option("--rounds", rounds, "how often each contender is timed")->capture_default_str();
-  app.add_option("--min-time", minTime, "seconds that one timing takes at least")
-      ->capture_default_str();
-  app.add_option("--csv", csvFile, "where the figures go; standard output unless given");
-  app.add_option("--selfcheck", selfcheckProgram, "the program whose whole run is timed, too");
-  app.add_option("--only", filter, "regular expression: only groups that it matches");
-  app.add_flag("--compare", compareOnly, "only compare the results");
-  CLI11_PARSE(app, argc, argv);
+  std::string once;
+  std::size_t times = 1;
+  bool libraries = false;
+  bool compare = false;
+};
 
-  Workloads all = makeWorkloads(selfcheckProgram);
-  std::string missing;
+void addOptions(CLI::App& app, Options& options) {
+  app.add_option("--csv", options.csvFile, "file for the figures");
+  app.add_option(
+      "--rounds", options.rounds,
+      "how often each contender is timed, " + std::to_string(options.rounds) + " unless given");
+  app.add_option("--min-time", options.minTime,
+                 "seconds that one timing takes at least, " + options.minTime + " unless given");
+  app.add_option("--only", options.only, "regular expression: only groups that match");
+  app.add_option("--selfcheck", options.selfcheckProgram,
+                 "the self-check program, whose whole run is timed, too");
+  app.add_option("--once", options.once,
+                 "for a profiler: only run this contender, of the one group that --only leaves");
+  app.add_option("--times", options.times, "how often --once runs it, once unless given");
+  app.add_flag("--libraries", options.libraries, "only print the peers' libraries");
+  app.add_flag("--compare", options.compare, "only compare the results");
+}
+
+// What Google Benchmark takes from a command line.
+void initializeBenchmark(std::string program, const std::string& minTime) {
+  std::string option = "--benchmark_min_time=" + minTime;
+  std::array<char*, 3> arguments = {program.data(), option.data(), nullptr};
+  int count = 2;
+  benchmark::Initialize(&count, arguments.data());
+}
+
+int runOnce(const Workloads& all, const Options& options) {
+  if (all.workloads.size() == 1) {
+    for (const Contender& contender : all.workloads.front().contenders) {
+      if (contender.name != options.once) continue;
+      for (std::size_t i = 0; i < options.times; ++i) contender.run();
+      return 0;
+    }
+  }
+  std::cerr << "bench: --only must leave one group, and --once name a contender of it\n";
+  return 2;
+}
+
+int run(const Options& options) {
+  const Workloads all = makeWorkloads(std::regex(options.only), options.selfcheckProgram);
+  if (options.libraries) {
+    for (const std::string& library : all.libraries) std::cout << "library: " << library << "\n";
+    for (const std::string& library : all.missing) std::cout << "missing: " << library << "\n";
+    return 0;
+  }
   for (const std::string& library : all.missing) {
-    std::cerr << "bench: not found while this was built, so not timed: " << library << "\n";
+    std::cerr << "bench: not found while this was built, so left out: " << library << "\n";
   }
   for (const std::string& complaint : all.complaints) std::cerr << "bench: " << complaint << "\n";
   if (!all.complaints.empty()) {
-    std::cerr << "bench: different results are no matter for a race; nothing was timed\n";
+    std::cerr << "bench: nothing was timed, because the contenders' results differ\n";
     return 1;
   }
-  if (compareOnly) return 0;
-  if (!filter.empty()) {
-    std::erase_if(all.workloads, [&filter](const Workload& workload) {
-      return !std::regex_search(workload.group, std::regex(filter));
-    });
+  if (!options.once.empty()) return runOnce(all, options);
+  if (options.compare) {
+    std::cout << "bench: all contenders agree\n";
+    return 0;
   }
-  std::string option = "--benchmark_min_time=" + minTime;
-  char* arguments[] = {argv[0], option.data(), nullptr};
-  int count = 2;
-  benchmark::Initialize(&count, arguments);
-  std::ofstream file;
-  if (!csvFile.empty()) file.open(csvFile);
-  timeRounds(all.workloads, rounds, csvFile.empty() ? std::cout : file);
+  std::ofstream csv(options.csvFile);
+  if (!csv) {
+    std::cerr << "bench: cannot write to '" << options.csvFile << "'; name a file with --csv\n";
+    return 2;
+  }
+  timeRounds(all.workloads, options.rounds, csv);
   return 0;
+}
+
+}  // namespace
+}  // namespace egress::bench
+
+int main(int argc, char** argv) {
+  egress::bench::Options options;
+  CLI::App app{
+      "Times this library and its peers in turn, once they have come to the same results."};
+  egress::bench::addOptions(app, options);
+  try {
+    app.parse(argc, argv);
+    egress::bench::initializeBenchmark(argv[0], options.minTime);
+    return egress::bench::run(options);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? 0 : 2;
+  } catch (const std::regex_error&) {
+    std::cerr << "bench: --only is no regular expression: " << options.only << "\n";
+    return 2;
+  }
 }

@@ -1,7 +1,6 @@
 #include "bench/workloads.h"
 
 #include <memory>
-#include <string_view>
 #include <utility>
 
 #include <benchmark/benchmark.h>
@@ -14,6 +13,7 @@
 #include "bench/whole_process.h"
 #include "egress/egress.h"
 #include "tests/laws/config_reading.h"
+#include "tests/support/joined.h"
 
 namespace egress::bench {
 namespace {
@@ -58,33 +58,29 @@ std::vector<std::string> missingLibraries() {
   return missing;
 }
 
-void addConfigWorkload(std::size_t outbounds, Layout layout, Workloads& all) {
+Workload makeConfigWorkload(std::size_t outbounds, Layout layout,
+                            std::vector<std::string>& complaints) {
   const auto text = std::make_shared<const std::string>(makeConfigText(outbounds, layout));
   const ProxyConfig ours = readProxyConfig(*text, /*hasText=*/true);
-  Workload workload;
-  workload.group =
-      (layout == Layout::Line ? "config-line-" : "config-indented-") + std::to_string(outbounds);
-  workload.rows = outbounds;
+  Workload workload{.rows = outbounds, .contenders = {}};
   for (const JsonReader& reader : jsonReaders()) {
     if (!test::sameConfig(reader.readConfig(*text), ours)) {
-      all.complaints.push_back(std::string(reader.name) + " reads " + workload.group +
-                               " in another way");
+      complaints.push_back(test::joined({reader.name, " reads the configuration in another way"}));
     }
     workload.contenders.push_back({.name = std::string(reader.name), .run = [text, reader] {
                                      benchmark::DoNotOptimize(reader.readConfig(*text));
                                    }});
   }
-  all.workloads.push_back(std::move(workload));
+  return workload;
 }
 
-void addAnswerWorkload(Workloads& all) {
+Workload makeAnswerWorkload(std::vector<std::string>& complaints) {
   const auto text = std::make_shared<const std::string>(kSelectorAnswerText);
   Workload workload;
-  workload.group = "answer";
   for (const JsonReader& reader : jsonReaders()) {
     std::string now;
     if (reader.readAnswer(*text, &now) != SelectorAnswerStatus::Ok || now != "node_3") {
-      all.complaints.push_back(std::string(reader.name) + " reads the answer in another way");
+      complaints.push_back(test::joined({reader.name, " reads the answer in another way"}));
     }
     workload.contenders.push_back({.name = std::string(reader.name), .run = [text, reader] {
                                      std::string choice;
@@ -92,18 +88,19 @@ void addAnswerWorkload(Workloads& all) {
                                      benchmark::DoNotOptimize(choice);
                                    }});
   }
-  all.workloads.push_back(std::move(workload));
+  return workload;
 }
 
-using AddressTexts = std::shared_ptr<const std::vector<std::string>>;
+using AddressTexts = std::vector<std::string>;
 
-// Not a function pointer: what is timed shall be the parser, not the way to it.
+// Not by a function pointer: what is timed shall be the parser, not the way to it.
 template <typename Parse>
-void addAddressContender(std::string name, const AddressTexts& texts, const Parse& parse,
-                         Workload& workload, std::vector<std::string>& complaints) {
+void addAddressContender(std::string name, const std::shared_ptr<const AddressTexts>& texts,
+                         const Parse& parse, Workload& workload,
+                         std::vector<std::string>& complaints) {
   for (const std::string& text : *texts) {
     if (sameNumericAddress(parse(text), parseNumericAddress(text))) continue;
-    complaints.push_back(name + " reads " + text + " in another way");
+    complaints.push_back(test::joined({name, " reads ", text, " in another way"}));
   }
   workload.contenders.push_back({.name = std::move(name), .run = [texts, parse] {
                                    for (const std::string& text : *texts) {
@@ -112,18 +109,15 @@ void addAddressContender(std::string name, const AddressTexts& texts, const Pars
                                  }});
 }
 
-void addAddressWorkload(std::string group, std::size_t ipv4Percent, Workloads& all) {
+Workload makeAddressWorkload(std::size_t ipv4Percent, std::vector<std::string>& complaints) {
   constexpr std::size_t kTexts = 2000;
-  const auto texts =
-      std::make_shared<const std::vector<std::string>>(makeAddressTexts(kTexts, ipv4Percent));
-  Workload workload;
-  workload.group = std::move(group);
-  workload.rows = texts->size();
+  const auto texts = std::make_shared<const AddressTexts>(makeAddressTexts(kTexts, ipv4Percent));
+  Workload workload{.rows = kTexts, .contenders = {}};
   const auto add = [&](std::string name, const auto& parse) {
-    addAddressContender(std::move(name), texts, parse, workload, all.complaints);
+    addAddressContender(std::move(name), texts, parse, workload, complaints);
   };
   add("egress", [](const std::string& text) { return parseNumericAddress(text); });
-  // A peer that knows the family beforehand is spared the question.
+  // Where there is one family alone, the system's parser is spared the question which it is.
   if (ipv4Percent == 100) {
     add("inet_pton", inetPtonIpv4);
   } else if (ipv4Percent == 0) {
@@ -134,53 +128,73 @@ void addAddressWorkload(std::string group, std::size_t ipv4Percent, Workloads& a
 #ifdef EGRESS_BENCH_BOOST
   add("boost-asio", asioMakeAddress);
 #endif
-  all.workloads.push_back(std::move(workload));
+  return workload;
 }
 
-void addDiagnosisWorkload(std::size_t sockets, std::size_t adapters, Workloads& all) {
+Workload makeDiagnosisWorkload(std::size_t sockets, std::size_t adapters) {
   const auto input = std::make_shared<const DiagnosisInput>(makeDiagnosisInput(sockets, adapters));
-  all.workloads.push_back(
-      {.group = "diagnosis-" + std::to_string(sockets),
-       .rows = sockets,
-       .contenders = {
-           {.name = "egress", .run = [input] { benchmark::DoNotOptimize(diagnoseEgress(*input)); }},
-           {.name = "lower-bound",
-            .run = [input] { benchmark::DoNotOptimize(touchEveryRow(*input)); }}}});
+  return {.rows = sockets,
+          .contenders = {{.name = "egress",
+                          .run = [input] { benchmark::DoNotOptimize(diagnoseEgress(*input)); }},
+                         {.name = "lower-bound",
+                          .run = [input] { benchmark::DoNotOptimize(touchEveryRow(*input)); }}}};
 }
 
-void addProcessWorkload(const std::string& selfcheckProgram, Workloads& all) {
-  for (const std::string& program : {selfcheckProgram, std::string("/bin/true")}) {
-    if (runWholeProcess(program) != 0) all.complaints.push_back(program + " fails");
+Workload makeProcessWorkload(const std::string& selfcheckProgram,
+                             std::vector<std::string>& complaints) {
+  Workload workload;
+  for (const auto& [name, program] :
+       {std::pair("egress", selfcheckProgram), std::pair("true", std::string("/bin/true"))}) {
+    if (runWholeProcess(program) != 0) complaints.push_back(program + " does not end with 0");
+    workload.contenders.push_back({.name = name, .run = [program = program] {
+                                     benchmark::DoNotOptimize(runWholeProcess(program));
+                                   }});
   }
-  all.workloads.push_back(
-      {.group = "process",
-       .contenders = {
-           {.name = "egress", .run = [selfcheckProgram] { runWholeProcess(selfcheckProgram); }},
-           {.name = "true", .run = [] { runWholeProcess("/bin/true"); }}}});
+  return workload;
 }
 
 }  // namespace
 
-Workloads makeWorkloads(const std::string& selfcheckProgram) {
+Workloads makeWorkloads(const std::regex& only, const std::string& selfcheckProgram) {
   Workloads all;
   all.missing = missingLibraries();
   for (const JsonReader& reader : jsonReaders()) {
-    if (!reader.library.empty()) all.libraries.push_back(std::string(reader.library));
+    const bool isOurs = reader.library.empty();
+    const bool isListed = !all.libraries.empty() && all.libraries.back() == reader.library;
+    if (!isOurs && !isListed) all.libraries.push_back(reader.library);
   }
-  for (const Layout layout : {Layout::Line, Layout::Indented}) {
-    for (const std::size_t outbounds : {1U, 20U, 500U, 5000U}) {
-      addConfigWorkload(outbounds, layout, all);
+  const auto add = [&](std::string group, const auto& makeWorkload) {
+    if (!std::regex_search(group, only)) return;
+    std::vector<std::string> complaints;
+    Workload workload = makeWorkload(complaints);
+    for (const std::string& complaint : complaints) {
+      all.complaints.push_back(test::joined({group, ": ", complaint}));
     }
+    workload.group = std::move(group);
+    all.workloads.push_back(std::move(workload));
+  };
+  for (const std::size_t outbounds : {1U, 20U, 500U, 5000U}) {
+    add("config-line-" + std::to_string(outbounds), [outbounds](auto& complaints) {
+      return makeConfigWorkload(outbounds, Layout::Line, complaints);
+    });
+    add("config-indented-" + std::to_string(outbounds), [outbounds](auto& complaints) {
+      return makeConfigWorkload(outbounds, Layout::Indented, complaints);
+    });
   }
-  addAnswerWorkload(all);
-  addAddressWorkload("ipv4", 100, all);
-  addAddressWorkload("ipv6", 0, all);
-  addAddressWorkload("mixed", 70, all);
-  addDiagnosisWorkload(50, 6, all);
-  addDiagnosisWorkload(1000, 20, all);
-  addDiagnosisWorkload(10000, 200, all);
-  addDiagnosisWorkload(100000, 1000, all);
-  if (!selfcheckProgram.empty()) addProcessWorkload(selfcheckProgram, all);
+  add("answer", [](auto& complaints) { return makeAnswerWorkload(complaints); });
+  add("ipv4", [](auto& complaints) { return makeAddressWorkload(100, complaints); });
+  add("ipv6", [](auto& complaints) { return makeAddressWorkload(0, complaints); });
+  add("mixed", [](auto& complaints) { return makeAddressWorkload(70, complaints); });
+  for (const auto& [sockets, adapters] : {std::pair(50U, 6U), std::pair(1000U, 20U),
+                                          std::pair(10000U, 200U), std::pair(100000U, 1000U)}) {
+    add("diagnosis-" + std::to_string(sockets), [sockets = sockets, adapters = adapters](auto&) {
+      return makeDiagnosisWorkload(sockets, adapters);
+    });
+  }
+  if (!selfcheckProgram.empty()) {
+    add("process",
+        [&](auto& complaints) { return makeProcessWorkload(selfcheckProgram, complaints); });
+  }
   return all;
 }
 

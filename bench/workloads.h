@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <functional>
+#include <regex>
 #include <string>
 #include <vector>
 
@@ -15,21 +16,21 @@ struct Contender {
 };
 
 struct Workload {
-  std::string group;
+  std::string group{};
   std::size_t rows = 1;  // outbounds, addresses or sockets in one operation
-  std::vector<Contender> contenders;
+  std::vector<Contender> contenders{};
 };
 
 struct Workloads {
   std::vector<Workload> workloads;
-  std::vector<std::string> libraries;   // the peers' libraries with their versions
+  std::vector<std::string> libraries;   // the peers' libraries with their versions, each once
   std::vector<std::string> missing;     // peers that were not found while this was built
   std::vector<std::string> complaints;  // where a peer's result differs from ours
 };
 
-// All workloads, and whether all contenders come to the same results. Whole processes are timed
-// only if `selfcheckProgram` names one.
-Workloads makeWorkloads(const std::string& selfcheckProgram);
+// The workloads whose group `only` matches somewhere, and whether their contenders come to the same
+// results. The group of whole processes is there only if `selfcheckProgram` names one of them.
+Workloads makeWorkloads(const std::regex& only, const std::string& selfcheckProgram);
 
 }  // namespace egress::bench
 
