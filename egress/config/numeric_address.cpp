@@ -33,10 +33,11 @@ std::uint32_t decimalDigitValue(char byte) noexcept {
   return static_cast<std::uint32_t>(static_cast<unsigned char>(byte)) - '0';
 }
 
-// One of the first three parts of a dotted quad and the dot behind it; advances past both. Behind
-// its first digit stand at least two more bytes in any address. So they may be looked at, and how
-// many of them are digits is computed: a branch on it would go wrong every other time.
-bool takePart(const char*& position, const char* end, std::uint8_t& part) noexcept {
+// One of the first three parts of a dotted quad and the dot behind it; advances past both and
+// shifts the part into `quad`. Behind its first digit stand at least two more bytes in any address.
+// So they may be looked at, and how many of them are digits is computed: a branch on it would go
+// wrong every other time.
+bool takePart(const char*& position, const char* end, std::uint32_t& quad) noexcept {
   if (end - position < kMaxDecimalDigits) return false;
   const std::uint32_t first = decimalDigitValue(position[0]);
   const std::uint32_t second = decimalDigitValue(position[1]);
@@ -49,12 +50,12 @@ bool takePart(const char*& position, const char* end, std::uint8_t& part) noexce
   position += 1 + static_cast<int>(hasSecond) + static_cast<int>(hasThird);
   if (number > 255 || position == end || *position != '.') return false;
   ++position;
-  part = static_cast<std::uint8_t>(number);
+  quad = (quad << 8) | number;
   return true;
 }
 
-// The last part, up to the end.
-bool takeLastPart(const char* position, const char* end, std::uint8_t& part) noexcept {
+// The last part, up to the end, into `quad`.
+bool takeLastPart(const char* position, const char* end, std::uint32_t& quad) noexcept {
   if (position == end || end - position > kMaxDecimalDigits) return false;
   std::uint32_t number = 0;
   for (; position != end; ++position) {
@@ -62,7 +63,7 @@ bool takeLastPart(const char* position, const char* end, std::uint8_t& part) noe
     if (digit > 9) return false;
     number = number * 10 + digit;
   }
-  part = static_cast<std::uint8_t>(number);
+  quad = (quad << 8) | number;
   return number <= 255;
 }
 
@@ -120,14 +121,17 @@ bool parseEitherFamily(std::string_view text, NumericAddress& address) noexcept 
 }  // namespace
 
 bool parseIpv4Text(std::string_view text, std::span<std::uint8_t, 4> out4) noexcept {
-  std::array<std::uint8_t, 4> bytes{};
   const char* position = text.data();
   const char* const end = position + text.size();
-  for (std::size_t part = 0; part < 3; ++part) {
-    if (!takePart(position, end, bytes[part])) return false;
+  std::uint32_t quad = 0;
+  for (int part = 0; part < 3; ++part) {
+    if (!takePart(position, end, quad)) return false;
   }
-  if (!takeLastPart(position, end, bytes[3])) return false;
-  std::ranges::copy(bytes, out4.begin());
+  if (!takeLastPart(position, end, quad)) return false;
+  out4[0] = static_cast<std::uint8_t>(quad >> 24);
+  out4[1] = static_cast<std::uint8_t>(quad >> 16);
+  out4[2] = static_cast<std::uint8_t>(quad >> 8);
+  out4[3] = static_cast<std::uint8_t>(quad);
   return true;
 }
 

@@ -121,7 +121,7 @@ SocketSources socketSourcesOf(const DiagnosisInput& input, const ActiveEndpoint&
 std::vector<ReportRow> reportObservedSources(const SocketSources& sources) {
   std::vector<ReportRow> rows;
   for (std::size_t i = 0; i < sources.observed.size(); ++i) {
-    if (!sources.observed[i]) continue;
+    if (sources.observed[i] == 0) continue;
     const auto ordinal = static_cast<std::int64_t>(i) + 1;
     rows.emplace_back().emplace_back("interfaceOrdinal", integerScalar(ordinal));
   }

@@ -27,7 +27,7 @@ SocketSources findSocketSources(const SocketSnapshot& sockets, const ActiveEndpo
   for (const SocketSource& socket : sockets.rows) {
     const InterfaceMapping source = mapAddressToInterface(addressTable, socket.localAddress);
     if (source.kind == MappingKind::Unique) {
-      sources.observed[static_cast<std::size_t>(source.ordinal) - 1] = true;
+      sources.observed[static_cast<std::size_t>(source.ordinal) - 1] = 1;
     }
     if (socket.remotePort != endpoint.port) continue;
     if (endpointText == nullptr || socket.remoteAddress != *endpointText) {

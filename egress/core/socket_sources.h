@@ -33,7 +33,7 @@ void addEndpointSource(EndpointSources& sources, const InterfaceMapping& source)
 
 // Where the sockets of a snapshot leave from.
 struct SocketSources {
-  std::vector<bool> observed;  // by ordinal - 1: a socket leaves there, wherever it goes
+  std::vector<std::uint8_t> observed;  // by ordinal - 1: 1 where a socket leaves, wherever it goes
   EndpointSources toEndpoint;
 };
 

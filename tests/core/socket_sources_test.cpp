@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "egress/selfcheck/fixtures.h"
@@ -12,6 +13,8 @@
 
 namespace egress::test {
 namespace {
+
+using testing::ElementsAre;
 
 constexpr std::string_view kEndpointAddress = "198.51.100.10";
 constexpr std::uint32_t kEndpointPort = 443;
@@ -171,10 +174,8 @@ TEST(SocketSources, SocketsThatGoElsewhereAreObservedButHaveNoSay) {
   const SocketSource toEndpoint = socketTo(kEndpointAddress, kEndpointPort, "192.168.1.50");
   EXPECT_EQ(describe(sourcesOf({otherAddress, toEndpoint, otherPort}).toEndpoint), "some 2");
   EXPECT_EQ(describe(sourcesOf({otherAddress, otherPort}).toEndpoint), "none");
-  const std::vector<bool> both = {true, true};
-  const std::vector<bool> first = {true, false};
-  EXPECT_EQ(sourcesOf({otherAddress, toEndpoint, otherPort}).observed, both);
-  EXPECT_EQ(sourcesOf({otherAddress, otherPort}).observed, first);
+  EXPECT_THAT(sourcesOf({otherAddress, toEndpoint, otherPort}).observed, ElementsAre(1, 1));
+  EXPECT_THAT(sourcesOf({otherAddress, otherPort}).observed, ElementsAre(1, 0));
 }
 
 TEST(SocketSources, UnmappedAndAmbiguousSourcesAreNotObserved) {
@@ -188,7 +189,7 @@ TEST(SocketSources, UnmappedAndAmbiguousSourcesAreNotObserved) {
   const SocketSources sources =
       findSocketSources(sockets, endpointAt(kEndpointAddress, kEndpointPort),
                         makeAddressTable(adapters, ordinalTable), ordinalTable);
-  EXPECT_EQ(sources.observed, std::vector<bool>(3));
+  EXPECT_THAT(sources.observed, ElementsAre(0, 0, 0));
   EXPECT_EQ(describe(sources.toEndpoint), "some unmapped ambiguous");
 }
 
@@ -231,7 +232,7 @@ TEST(SocketSources, AMatchToAnotherPortLeavesNoTrace) {
 
 TEST(SocketSources, NoSocketsHaveNoSources) {
   EXPECT_EQ(describe(sourcesOf({}).toEndpoint), "none");
-  EXPECT_EQ(sourcesOf({}).observed, std::vector<bool>(2));
+  EXPECT_THAT(sourcesOf({}).observed, ElementsAre(0, 0));
 }
 
 TEST(EndpointSources, KeepTheFirstOrdinalAndWhetherAnotherCame) {
