@@ -1,5 +1,6 @@
 #include <array>
 #include <cstddef>
+#include <cstdio>
 #include <exception>
 #include <fstream>
 #include <iostream>
@@ -97,18 +98,20 @@ int run(const Options& options) {
 }  // namespace egress::bench
 
 int main(int argc, char** argv) {
-  egress::bench::Options options;
-  CLI::App app{
-      "Times this library and its peers in turn, once they have come to the same results."};
-  egress::bench::addOptions(app, options);
   try {
-    app.parse(argc, argv);
+    egress::bench::Options options;
+    CLI::App app{"Times this library and its peers in turn, once they come to the same results."};
+    egress::bench::addOptions(app, options);
+    try {
+      app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+      return app.exit(error) == 0 ? 0 : 2;
+    }
     egress::bench::initializeBenchmark(argv[0], options.minTime);
     return egress::bench::run(options);
-  } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? 0 : 2;
-  } catch (const std::regex_error&) {
-    std::cerr << "bench: --only is no regular expression: " << options.only << "\n";
+  } catch (const std::exception& error) {  // a regular expression that is none, for one
+    std::fputs(error.what(), stderr);
+    std::fputs("\n", stderr);
     return 2;
   }
 }

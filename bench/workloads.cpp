@@ -95,14 +95,14 @@ using AddressTexts = std::vector<std::string>;
 
 // Not by a function pointer: what is timed shall be the parser, not the way to it.
 template <typename Parse>
-void addAddressContender(std::string name, const std::shared_ptr<const AddressTexts>& texts,
+void addAddressContender(const std::string& name, const std::shared_ptr<const AddressTexts>& texts,
                          const Parse& parse, Workload& workload,
                          std::vector<std::string>& complaints) {
   for (const std::string& text : *texts) {
     if (sameNumericAddress(parse(text), parseNumericAddress(text))) continue;
     complaints.push_back(test::joined({name, " reads ", text, " in another way"}));
   }
-  workload.contenders.push_back({.name = std::move(name), .run = [texts, parse] {
+  workload.contenders.push_back({.name = name, .run = [texts, parse] {
                                    for (const std::string& text : *texts) {
                                      benchmark::DoNotOptimize(parse(text));
                                    }
@@ -113,8 +113,8 @@ Workload makeAddressWorkload(std::size_t ipv4Percent, std::vector<std::string>& 
   constexpr std::size_t kTexts = 2000;
   const auto texts = std::make_shared<const AddressTexts>(makeAddressTexts(kTexts, ipv4Percent));
   Workload workload{.rows = kTexts, .contenders = {}};
-  const auto add = [&](std::string name, const auto& parse) {
-    addAddressContender(std::move(name), texts, parse, workload, complaints);
+  const auto add = [&](const std::string& name, const auto& parse) {
+    addAddressContender(name, texts, parse, workload, complaints);
   };
   add("egress", [](const std::string& text) { return parseNumericAddress(text); });
   // Where there is one family alone, the system's parser is spared the question which it is.

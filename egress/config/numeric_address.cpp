@@ -11,7 +11,7 @@ constexpr std::size_t kGroups = 8;               // in an IPv6 address
 
 constexpr std::uint8_t kNoDigit = 16;
 
-constexpr std::array<std::uint8_t, 256> makeHexDigitValues() {
+consteval std::array<std::uint8_t, 256> makeHexDigitValues() {
   std::array<std::uint8_t, 256> values{};
   values.fill(kNoDigit);
   for (std::uint8_t digit = 0; digit < 16; ++digit) {
@@ -43,11 +43,11 @@ bool takePart(const char*& position, const char* end, std::uint32_t& quad) noexc
   const std::uint32_t second = decimalDigitValue(position[1]);
   const std::uint32_t third = decimalDigitValue(position[2]);
   if (first > 9) return false;
-  const bool hasSecond = second <= 9;
-  const bool hasThird = hasSecond & (third <= 9);
-  const std::uint32_t leading = hasSecond ? first * 10 + second : first;
-  const std::uint32_t number = hasThird ? leading * 10 + third : leading;
-  position += 1 + static_cast<int>(hasSecond) + static_cast<int>(hasThird);
+  const auto hasSecond = static_cast<std::uint32_t>(second <= 9);
+  const auto hasThird = hasSecond & static_cast<std::uint32_t>(third <= 9);
+  const std::uint32_t leading = hasSecond != 0 ? first * 10 + second : first;
+  const std::uint32_t number = hasThird != 0 ? leading * 10 + third : leading;
+  position += 1 + hasSecond + hasThird;
   if (number > 255 || position == end || *position != '.') return false;
   ++position;
   quad = (quad << 8) | number;

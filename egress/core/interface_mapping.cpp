@@ -28,8 +28,8 @@ void sortWithoutRepeats(std::vector<AddressOwner<Address>>& owners) {
     return std::tie(owner.address, owner.ordinal);
   };
   std::ranges::sort(owners, {}, key);
-  const auto repeats = std::ranges::unique(owners, {}, key);
-  owners.erase(repeats.begin(), repeats.end());
+  const auto isRepeat = [key](const auto& a, const auto& b) { return key(a) == key(b); };
+  owners.erase(std::unique(owners.begin(), owners.end(), isRepeat), owners.end());
 }
 
 // The first of the sorted owners whose address is not below the wanted one, or the end. Takes half

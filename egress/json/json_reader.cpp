@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "egress/json/decimal_integer.h"
 
@@ -170,10 +171,17 @@ bool finishJsonString(JsonCursor& cursor, std::string& bytes) {
   return consume(cursor, '"');
 }
 
-bool parseJsonString(JsonCursor& cursor, std::string& bytes) {
-  if (!consume(cursor, '"')) return false;
-  bytes += takePlainRun(cursor);
-  return finishJsonString(cursor, bytes);
+// Both read what follows an opening quote. A value's string is there already, a key is made from
+// its first bytes.
+bool parseStringValue(JsonCursor& cursor, JsonValue& value) {
+  value.kind = JsonKind::String;
+  value.stringValue += takePlainRun(cursor);
+  return finishJsonString(cursor, value.stringValue);
+}
+
+bool parseMemberKey(JsonCursor& cursor, std::vector<std::string>& keys) {
+  keys.emplace_back(takePlainRun(cursor));
+  return finishJsonString(cursor, keys.back());
 }
 
 // One or more decimal digits.
@@ -226,9 +234,7 @@ bool parseJsonObject(JsonCursor& cursor, JsonValue& value, std::size_t depth) {
   value.memberValues.reserve(room);
   do {
     skipBlanks(cursor);
-    if (!consume(cursor, '"')) return false;
-    value.memberKeys.emplace_back(takePlainRun(cursor));
-    if (!finishJsonString(cursor, value.memberKeys.back())) return false;
+    if (!consume(cursor, '"') || !parseMemberKey(cursor, value.memberKeys)) return false;
     skipBlanks(cursor);
     if (!consume(cursor, ':')) return false;
     if (!parseJsonValue(cursor, value.memberValues.emplace_back(), depth + 1)) return false;
@@ -246,7 +252,7 @@ bool parseJsonValue(JsonCursor& cursor, JsonValue& value, std::size_t depth) {
   switch (*cursor.position) {
     case '{': return parseJsonObject(cursor, value, depth);
     case '[': return parseJsonArray(cursor, value, depth);
-    case '"': value.kind = JsonKind::String; return parseJsonString(cursor, value.stringValue);
+    case '"': ++cursor.position; return parseStringValue(cursor, value);
     case 't':
       value.kind = JsonKind::Bool;
       value.boolValue = true;
