@@ -210,5 +210,19 @@ TEST(ScriptTest, HelpNamesThePresets) {
   EXPECT_EQ(result.status, 0);
 }
 
+TEST(Bench, HelpNamesOptionsAndExitStatuses) {
+  const ProgramResult result = runProgram(script("bench") + " --help");
+  EXPECT_THAT(result.output, HasSubstr("--check"));
+  EXPECT_THAT(result.output, HasSubstr("Exit status: 0"));
+  EXPECT_EQ(result.status, 0);
+}
+
+TEST(Bench, RefusesAnUnknownOptionAndTwo) {
+  EXPECT_EQ(runProgram(script("bench") + " --chekc").error,
+            "bench: unknown option '--chekc'; see scripts/bench --help\n");
+  EXPECT_EQ(runProgram(script("bench") + " --chekc").status, 2);
+  EXPECT_EQ(runProgram(script("bench") + " --check --quick").status, 2);
+}
+
 }  // namespace
 }  // namespace egress::test
