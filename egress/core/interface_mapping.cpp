@@ -18,17 +18,22 @@ std::uint32_t ipv4Number(const NumericAddress& address) noexcept {
 }
 
 std::array<std::uint64_t, 2> ipv6Number(const NumericAddress& address) noexcept {
-  return {(std::uint64_t{wordAt(address, 0)} << 32) | wordAt(address, 4),
-          (std::uint64_t{wordAt(address, 8)} << 32) | wordAt(address, 12)};
+  std::array<std::uint64_t, 2> halves{};
+  halves[0] = (std::uint64_t{wordAt(address, 0)} << 32) | wordAt(address, 4);
+  halves[1] = (std::uint64_t{wordAt(address, 8)} << 32) | wordAt(address, 12);
+  return halves;
 }
 
 template <typename Address>
 void sortWithoutRepeats(std::vector<AddressOwner<Address>>& owners) {
-  const auto key = [](const AddressOwner<Address>& owner) {
-    return std::tie(owner.address, owner.ordinal);
+  using Owner = AddressOwner<Address>;
+  const auto precedes = [](const Owner& a, const Owner& b) {
+    return std::tie(a.address, a.ordinal) < std::tie(b.address, b.ordinal);
   };
-  std::ranges::sort(owners, {}, key);
-  const auto isRepeat = [key](const auto& a, const auto& b) { return key(a) == key(b); };
+  const auto isRepeat = [](const Owner& a, const Owner& b) {
+    return a.address == b.address && a.ordinal == b.ordinal;
+  };
+  std::ranges::sort(owners, precedes);
   owners.erase(std::unique(owners.begin(), owners.end(), isRepeat), owners.end());
 }
 

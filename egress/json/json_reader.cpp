@@ -158,17 +158,24 @@ bool parseEscape(JsonCursor& cursor, std::string& bytes) {
 // The bytes up to the next quote or backslash, or up to the end.
 std::string_view takePlainRun(JsonCursor& cursor) {
   const char* const start = cursor.position;
-  while (!atEnd(cursor) && *cursor.position != '"' && *cursor.position != '\\') ++cursor.position;
-  return {start, cursor.position};
+  const char* end = start;
+  while (end != cursor.end && *end != '"' && *end != '\\') ++end;
+  cursor.position = end;
+  return {start, end};
 }
 
-// What follows the first plain bytes of a string, its closing quote included.
-bool finishJsonString(JsonCursor& cursor, std::string& bytes) {
+// What follows the first plain bytes of a string, from an escape on, its closing quote included.
+bool finishEscapedString(JsonCursor& cursor, std::string& bytes) {
   while (consume(cursor, '\\')) {
     if (!parseEscape(cursor, bytes)) return false;
     bytes += takePlainRun(cursor);
   }
   return consume(cursor, '"');
+}
+
+// The same for any string; most end with their first plain bytes.
+bool finishJsonString(JsonCursor& cursor, std::string& bytes) {
+  return consume(cursor, '"') || finishEscapedString(cursor, bytes);
 }
 
 // Both read what follows an opening quote. A value's string is there already, a key is made from
