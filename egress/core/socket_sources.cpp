@@ -26,8 +26,9 @@ SocketSources findSocketSources(const SocketSnapshot& sockets, const ActiveEndpo
   const std::string* endpointText = nullptr;  // how the last socket to the endpoint spells it
   for (const SocketSource& socket : sockets.rows) {
     const InterfaceMapping source = mapAddressToInterface(addressTable, socket.localAddress);
-    if (source.kind == MappingKind::Unique) {
-      sources.observed[static_cast<std::size_t>(source.ordinal) - 1] = 1;
+    const std::size_t place = static_cast<std::size_t>(source.ordinal) - 1;
+    if (source.kind == MappingKind::Unique && place < sources.observed.size()) {
+      sources.observed[place] = 1;
     }
     if (socket.remotePort != endpoint.port) continue;
     if (endpointText == nullptr || socket.remoteAddress != *endpointText) {

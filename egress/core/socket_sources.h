@@ -38,7 +38,9 @@ struct SocketSources {
 };
 
 // Takes every row, whether the snapshot failed or not. A socket goes to the endpoint when its
-// remote port is the same and its remote address is the same by value.
+// remote port is the same and its remote address is the same by value. The two tables are those of
+// one adapter snapshot; an interface that `ordinalTable` does not reach to is not observed. Throws
+// only when memory runs out.
 [[nodiscard]] SocketSources findSocketSources(const SocketSnapshot& sockets,
                                               const ActiveEndpoint& endpoint,
                                               const AddressTable& addressTable,

@@ -15,6 +15,7 @@ namespace egress::test {
 namespace {
 
 using testing::ElementsAre;
+using testing::IsEmpty;
 
 constexpr std::string_view kEndpointAddress = "198.51.100.10";
 constexpr std::uint32_t kEndpointPort = 443;
@@ -228,6 +229,20 @@ TEST(SocketSources, AMatchToAnotherPortLeavesNoTrace) {
                                 socketTo("203.0.113.200", kEndpointPort)})
                          .toEndpoint),
             "none");
+}
+
+TEST(SocketSources, AnInterfaceBeyondTheOrdinalTableIsNotObserved) {
+  const AdapterSnapshot adapters = makeDefaultAdapters();
+  const AddressTable addressTable = makeAddressTable(adapters, makeOrdinalTable(adapters));
+  SocketSnapshot sockets;
+  sockets.rows = {socketTo(kEndpointAddress, kEndpointPort, "10.0.0.7"),
+                  socketTo(kEndpointAddress, kEndpointPort, "192.168.1.50")};
+  const ActiveEndpoint endpoint = endpointAt(kEndpointAddress, kEndpointPort);
+  const OrdinalTable shorter = {.interfaceIndexes = {5}};
+  EXPECT_THAT(findSocketSources(sockets, endpoint, addressTable, shorter).observed, ElementsAre(1));
+  EXPECT_THAT(findSocketSources(sockets, endpoint, addressTable, {}).observed, IsEmpty());
+  const AddressTable odd = {.ipv4 = {{.address = 0x0A000007U, .ordinal = 0}}, .ipv6 = {}};
+  EXPECT_THAT(findSocketSources(sockets, endpoint, odd, shorter).observed, ElementsAre(0));
 }
 
 TEST(SocketSources, NoSocketsHaveNoSources) {
