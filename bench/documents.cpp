@@ -47,7 +47,7 @@ Document makeTls(std::size_t node) {
 Document makeTransport(std::size_t node, RandomSource& random) {
   return {{"type", random.percent(70) ? "ws" : "grpc"},
           {"path", "/" + hexText(12, random)},
-          {"headers", {{"Host", hostName(node)}, {"User-Agent", "Mozilla/5.0 (\"compatible\")"}}},
+          {"headers", {{"Host", hostName(node)}, {"User-Agent", "Browser/5.0 (\"compatible\")"}}},
           {"max_early_data", 2048}};
 }
 
