@@ -12,8 +12,8 @@ namespace egress::bench {
 // the same port. Every socket leaves from an address of some adapter, but for a few.
 DiagnosisInput makeDiagnosisInput(std::size_t sockets, std::size_t adapters);
 
-// Parses every text once that a diagnosis of `input` has to know and touches every row: what no
-// diagnosis can do without. Gives a number that depends on all of it.
+// Parses every text once that a diagnosis of such an input has to know and touches every row: what
+// no diagnosis can do without. Gives a number that depends on all of it.
 std::size_t touchEveryRow(const DiagnosisInput& input);
 
 }  // namespace egress::bench

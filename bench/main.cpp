@@ -66,7 +66,8 @@ int runOnce(const Workloads& all, const Options& options) {
 }
 
 int run(const Options& options) {
-  const Workloads all = makeWorkloads(std::regex(options.only), options.selfcheckProgram);
+  const std::regex only(options.libraries ? "^$" : options.only);  // no group for the libraries
+  const Workloads all = makeWorkloads(only, options.selfcheckProgram);
   if (options.libraries) {
     for (const std::string& library : all.libraries) std::cout << "library: " << library << "\n";
     for (const std::string& library : all.missing) std::cout << "missing: " << library << "\n";

@@ -167,7 +167,7 @@ SelectorAnswerStatus readAnswer(const std::string& text, std::string* now) {
 
 JsonReader nlohmannSax() {
   return {.name = "nlohmann-sax",
-          .library = "nlohmann/json " + json::meta()["version"]["string"].get<std::string>(),
+          .library = nlohmannDom().library,
           .readConfig = readConfig,
           .readAnswer = readAnswer};
 }

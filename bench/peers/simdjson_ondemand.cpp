@@ -130,9 +130,7 @@ SelectorAnswerStatus readAnswer(const std::string& text, std::string* now) {
 
 JsonReader simdjsonOnDemand() {
   return {.name = "simdjson-ondemand",
-          .library = "simdjson " + std::to_string(simdjson::SIMDJSON_VERSION_MAJOR) + "." +
-                     std::to_string(simdjson::SIMDJSON_VERSION_MINOR) + "." +
-                     std::to_string(simdjson::SIMDJSON_VERSION_REVISION),
+          .library = simdjsonDom().library,
           .readConfig = readConfig,
           .readAnswer = readAnswer};
 }

@@ -35,8 +35,8 @@ std::uint32_t decimalDigitValue(char byte) noexcept {
 
 // One of the first three parts of a dotted quad and the dot behind it; advances past both and
 // shifts the part into `quad`. Behind its first digit stand at least two more bytes in any address.
-// So they may be looked at, and how many of them are digits is computed: a branch on it would go
-// wrong every other time.
+// So they may be looked at, and how many of them are digits is computed: the processor
+// would often guess wrong at a branch.
 bool takePart(const char*& position, const char* end, std::uint32_t& quad) noexcept {
   if (end - position < kMaxDecimalDigits) return false;
   const std::uint32_t first = decimalDigitValue(position[0]);

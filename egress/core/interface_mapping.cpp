@@ -38,8 +38,8 @@ void sortWithoutRepeats(std::vector<AddressOwner<Address>>& owners) {
 }
 
 // The first of the sorted owners whose address is not below the wanted one, or the end. Takes half
-// of the rest or leaves it, without a branch: nobody can foretell where a look-up goes, and so most
-// branches of std::lower_bound would go wrong.
+// of the rest or leaves it, without a branch: nobody can foretell where a look-up goes, and so
+// the processor often guesses wrong at those of std::lower_bound.
 template <typename Address>
 const AddressOwner<Address>* firstNotBelow(const std::vector<AddressOwner<Address>>& owners,
                                            const Address& wanted) noexcept {
