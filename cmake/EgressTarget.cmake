@@ -11,3 +11,16 @@ function(egress_configure_target target)
     set_target_properties(${target} PROPERTIES VERIFY_INTERFACE_HEADER_SETS ON)
   endif()
 endfunction()
+
+# The standard library's templates that the library instantiates are weak and visible whatever the
+# compiler is told, and which ones there are depends on the optimiser. The linker can keep them in;
+# where it takes no such script, they stay visible and do no harm.
+function(egress_hide_standard_library target)
+  include(CheckLinkerFlag)
+  set(script ${PROJECT_SOURCE_DIR}/cmake/egress.map)
+  check_linker_flag(CXX "LINKER:--version-script=${script}" EGRESS_LINKER_TAKES_VERSION_SCRIPT)
+  if(EGRESS_LINKER_TAKES_VERSION_SCRIPT)
+    target_link_options(${target} PRIVATE "LINKER:--version-script=${script}")
+    set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${script})
+  endif()
+endfunction()

@@ -5,14 +5,16 @@
 
 #include "egress/config/numeric_address.h"
 #include "egress/config/proxy_config.h"
+#include "egress/export.h"
 
 namespace egress {
 
 // Whether a leaf names one numeric address and one port, reached over a protocol and a transport
 // whose sockets can be followed. The first reason against it is the result; only on OK are
 // `address` and `port` (the one entry of `ports`) written.
-[[nodiscard]] ActiveEndpointStatus classifyEndpoint(const Outbound& leaf, NumericAddress& address,
-                                                    std::uint32_t& port) noexcept;
+[[nodiscard]] EGRESS_EXPORT ActiveEndpointStatus classifyEndpoint(const Outbound& leaf,
+                                                                  NumericAddress& address,
+                                                                  std::uint32_t& port) noexcept;
 
 }  // namespace egress
 

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "egress/core/status_words.h"
+#include "egress/export.h"
 
 namespace egress {
 
@@ -36,7 +37,7 @@ struct ProxyConfig {
 // when there is no configuration at all. Unknown keys are ignored, of repeated keys the first
 // counts, and a defect in one outbound shows in that outbound alone. Throws only when memory runs
 // out.
-[[nodiscard]] ProxyConfig readProxyConfig(std::string_view text, bool hasText);
+[[nodiscard]] EGRESS_EXPORT ProxyConfig readProxyConfig(std::string_view text, bool hasText);
 
 }  // namespace egress
 

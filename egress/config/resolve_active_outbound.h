@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "egress/core/diagnosis_input.h"
+#include "egress/export.h"
 
 namespace egress {
 
@@ -24,7 +25,7 @@ struct Resolution {
 // with equal tags, and of answers for one selector, the first counts. The status is OK or the
 // reason why the walk ended early. The leaf lives as long as `diagnosisInput`. Throws only when
 // memory runs out.
-[[nodiscard]] Resolution resolveActiveOutbound(const DiagnosisInput& diagnosisInput);
+[[nodiscard]] EGRESS_EXPORT Resolution resolveActiveOutbound(const DiagnosisInput& diagnosisInput);
 
 }  // namespace egress
 

@@ -5,6 +5,8 @@
 #include <string>
 #include <string_view>
 
+#include "egress/export.h"
+
 namespace egress {
 
 enum class SelectorAnswerStatus : std::int32_t {
@@ -25,7 +27,8 @@ struct SelectorAnswer {
 // Reads the text of one answer, a JSON object such as {"name":"proxy","now":"node_3"}; every member
 // but the first "now" is ignored. On Ok the choice is stored into `now`, if given; on every other
 // result `now` stays as it was. Throws only when memory runs out.
-[[nodiscard]] SelectorAnswerStatus readSelectorAnswer(std::string_view text, std::string* now);
+[[nodiscard]] EGRESS_EXPORT SelectorAnswerStatus readSelectorAnswer(std::string_view text,
+                                                                    std::string* now);
 
 }  // namespace egress
 

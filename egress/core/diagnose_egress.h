@@ -3,6 +3,7 @@
 
 #include "egress/core/diagnosis_input.h"
 #include "egress/core/egress_report.h"
+#include "egress/export.h"
 
 namespace egress {
 
@@ -27,7 +28,7 @@ namespace egress {
 //
 // Every string is a word of the key's vocabulary. A failed snapshot has no rows in the report and
 // leaves those of the others alone. Any input gives a report; throws only when memory runs out.
-[[nodiscard]] EgressReport diagnoseEgress(const DiagnosisInput& diagnosisInput);
+[[nodiscard]] EGRESS_EXPORT EgressReport diagnoseEgress(const DiagnosisInput& diagnosisInput);
 
 }  // namespace egress
 

@@ -8,6 +8,8 @@
 #include <variant>
 #include <vector>
 
+#include "egress/export.h"
+
 namespace egress {
 
 enum class ReportKind : std::uint32_t { Null, Boolean, Integer, String };
@@ -42,18 +44,19 @@ struct EgressReport {
   friend bool operator==(const EgressReport&, const EgressReport&) = default;
 };
 
-[[nodiscard]] ReportScalar nullScalar();
-[[nodiscard]] ReportScalar booleanScalar(bool value);
-[[nodiscard]] ReportScalar integerScalar(std::int64_t value);
-[[nodiscard]] ReportScalar stringScalar(std::string_view value);
+[[nodiscard]] EGRESS_EXPORT ReportScalar nullScalar();
+[[nodiscard]] EGRESS_EXPORT ReportScalar booleanScalar(bool value);
+[[nodiscard]] EGRESS_EXPORT ReportScalar integerScalar(std::int64_t value);
+[[nodiscard]] EGRESS_EXPORT ReportScalar stringScalar(std::string_view value);
 
 // Appends a member; a key that is there already is neither replaced nor looked for.
-void insertMember(EgressReport& report, std::string_view key, ReportScalar value);
-void insertMember(EgressReport& report, std::string_view key, std::vector<ReportRow> rows);
+EGRESS_EXPORT void insertMember(EgressReport& report, std::string_view key, ReportScalar value);
+EGRESS_EXPORT void insertMember(EgressReport& report, std::string_view key,
+                                std::vector<ReportRow> rows);
 
 // The first member with exactly this key, or nullptr. Lives until the report changes.
-[[nodiscard]] const ReportMember* findReportMember(const EgressReport& report,
-                                                   std::string_view key) noexcept;
+[[nodiscard]] EGRESS_EXPORT const ReportMember* findReportMember(const EgressReport& report,
+                                                                 std::string_view key) noexcept;
 
 }  // namespace egress
 

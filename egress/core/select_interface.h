@@ -6,6 +6,7 @@
 
 #include "egress/core/socket_sources.h"
 #include "egress/core/status_words.h"
+#include "egress/export.h"
 
 namespace egress {
 
@@ -25,7 +26,7 @@ struct Selection {
 
 // The interface through which the sockets to the endpoint leave, or the first reason why there is
 // not exactly one. Routes, metrics and operational states play no part.
-[[nodiscard]] Selection selectInterface(const SelectionInput& input) noexcept;
+[[nodiscard]] EGRESS_EXPORT Selection selectInterface(const SelectionInput& input) noexcept;
 
 }  // namespace egress
 

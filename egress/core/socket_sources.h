@@ -9,6 +9,7 @@
 #include "egress/core/diagnosis_input.h"
 #include "egress/core/interface_mapping.h"
 #include "egress/core/status_words.h"
+#include "egress/export.h"
 
 namespace egress {
 
@@ -29,7 +30,8 @@ struct EndpointSources {
 };
 
 // Adds the source of one more socket to the endpoint.
-void addEndpointSource(EndpointSources& sources, const InterfaceMapping& source) noexcept;
+EGRESS_EXPORT void addEndpointSource(EndpointSources& sources,
+                                     const InterfaceMapping& source) noexcept;
 
 // Where the sockets of a snapshot leave from.
 struct SocketSources {
@@ -41,10 +43,10 @@ struct SocketSources {
 // remote port is the same and its remote address is the same by value. The two tables are those of
 // one adapter snapshot; an interface that `ordinalTable` does not reach to is not observed. Throws
 // only when memory runs out.
-[[nodiscard]] SocketSources findSocketSources(const SocketSnapshot& sockets,
-                                              const ActiveEndpoint& endpoint,
-                                              const AddressTable& addressTable,
-                                              const OrdinalTable& ordinalTable);
+[[nodiscard]] EGRESS_EXPORT SocketSources findSocketSources(const SocketSnapshot& sockets,
+                                                            const ActiveEndpoint& endpoint,
+                                                            const AddressTable& addressTable,
+                                                            const OrdinalTable& ordinalTable);
 
 }  // namespace egress
 

@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "egress/export.h"
+
 namespace egress {
 
 // The closed vocabularies of the report. An enumerator is spelled as the word that it exports; the
@@ -71,26 +73,26 @@ enum class InterfaceOrdinalStatus : std::uint32_t { OK, ROUTE_INTERFACE_UNMAPPED
 
 // The exported word of a status: constant text, never null. A value outside the enumeration gives
 // the vocabulary's last word.
-[[nodiscard]] const char* toString(ConfigStatus status) noexcept;
-[[nodiscard]] const char* toString(EgressSelectionPolicy policy) noexcept;
-[[nodiscard]] const char* toString(ActiveEndpointStatus status) noexcept;
-[[nodiscard]] const char* toString(SelectionStatus status) noexcept;
-[[nodiscard]] const char* toString(InterfacesStatus status) noexcept;
-[[nodiscard]] const char* toString(DefaultRoutesStatus status) noexcept;
-[[nodiscard]] const char* toString(SocketSourcesStatus status) noexcept;
-[[nodiscard]] const char* toString(InterfaceOrdinalStatus status) noexcept;
+[[nodiscard]] EGRESS_EXPORT const char* toString(ConfigStatus status) noexcept;
+[[nodiscard]] EGRESS_EXPORT const char* toString(EgressSelectionPolicy policy) noexcept;
+[[nodiscard]] EGRESS_EXPORT const char* toString(ActiveEndpointStatus status) noexcept;
+[[nodiscard]] EGRESS_EXPORT const char* toString(SelectionStatus status) noexcept;
+[[nodiscard]] EGRESS_EXPORT const char* toString(InterfacesStatus status) noexcept;
+[[nodiscard]] EGRESS_EXPORT const char* toString(DefaultRoutesStatus status) noexcept;
+[[nodiscard]] EGRESS_EXPORT const char* toString(SocketSourcesStatus status) noexcept;
+[[nodiscard]] EGRESS_EXPORT const char* toString(InterfaceOrdinalStatus status) noexcept;
 
 // All words that the report may hold under a key, in the order of their numbers. Each list is made
 // on the first call, safely from several threads, and lives until the process ends. Throws only
 // when memory runs out on that first call; the next call then tries again.
-[[nodiscard]] const std::vector<std::string>& declaredConfigStatus();
-[[nodiscard]] const std::vector<std::string>& declaredEgressSelectionPolicy();
-[[nodiscard]] const std::vector<std::string>& declaredActiveEndpointStatus();
-[[nodiscard]] const std::vector<std::string>& declaredSelectionStatus();
-[[nodiscard]] const std::vector<std::string>& declaredInterfacesStatus();
-[[nodiscard]] const std::vector<std::string>& declaredDefaultRoutesStatus();
-[[nodiscard]] const std::vector<std::string>& declaredSocketSourcesStatus();
-[[nodiscard]] const std::vector<std::string>& declaredInterfaceOrdinalStatus();
+[[nodiscard]] EGRESS_EXPORT const std::vector<std::string>& declaredConfigStatus();
+[[nodiscard]] EGRESS_EXPORT const std::vector<std::string>& declaredEgressSelectionPolicy();
+[[nodiscard]] EGRESS_EXPORT const std::vector<std::string>& declaredActiveEndpointStatus();
+[[nodiscard]] EGRESS_EXPORT const std::vector<std::string>& declaredSelectionStatus();
+[[nodiscard]] EGRESS_EXPORT const std::vector<std::string>& declaredInterfacesStatus();
+[[nodiscard]] EGRESS_EXPORT const std::vector<std::string>& declaredDefaultRoutesStatus();
+[[nodiscard]] EGRESS_EXPORT const std::vector<std::string>& declaredSocketSourcesStatus();
+[[nodiscard]] EGRESS_EXPORT const std::vector<std::string>& declaredInterfaceOrdinalStatus();
 
 }  // namespace egress
 

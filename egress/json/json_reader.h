@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <string_view>
 
+#include "egress/export.h"
 #include "egress/json/json_value.h"
 
 namespace egress {
@@ -18,7 +19,7 @@ inline constexpr std::size_t kMaxJsonDepth = 64;
 // control bytes and invalid UTF-8 in strings, and encodes an unpaired surrogate escape on its own
 // as three bytes. Returns false for anything else that is not JSON and for a value deeper than
 // kMaxJsonDepth; `value` then stays as it was. Throws only when memory runs out.
-[[nodiscard]] bool parseJsonDocument(std::string_view text, JsonValue& value);
+[[nodiscard]] EGRESS_EXPORT bool parseJsonDocument(std::string_view text, JsonValue& value);
 
 }  // namespace egress
 

@@ -6,6 +6,8 @@
 #include <string_view>
 #include <vector>
 
+#include "egress/export.h"
+
 namespace egress {
 
 enum class JsonKind : std::int32_t {
@@ -47,7 +49,8 @@ inline JsonValue::JsonValue() noexcept = default;
 
 // The value of the first member of `object` whose key has exactly the bytes of `key`, or nullptr
 // when there is none (always so for a value that is not an object). Lives as long as `object`.
-[[nodiscard]] const JsonValue* findMember(const JsonValue& object, std::string_view key) noexcept;
+[[nodiscard]] EGRESS_EXPORT const JsonValue* findMember(const JsonValue& object,
+                                                        std::string_view key) noexcept;
 
 }  // namespace egress
 
