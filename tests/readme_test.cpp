@@ -16,10 +16,15 @@ namespace {
 
 using nlohmann::ordered_json;
 
+std::string contentOf(const std::string& name) {
+  std::ifstream file(EGRESS_SOURCE_DIR "/" + name, std::ios::binary);
+  EXPECT_TRUE(file.is_open()) << name;
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
 // The first block of README.md that is marked as written in `language`.
 std::string readmeBlock(const std::string& language) {
-  std::ifstream file(EGRESS_SOURCE_DIR "/README.md");
-  const std::string text(std::istreambuf_iterator<char>(file), {});
+  const std::string text = contentOf("README.md");
   const std::string opening = "```" + language + "\n";
   const std::size_t start = text.find(opening);
   EXPECT_NE(start, std::string::npos) << language;
@@ -70,9 +75,12 @@ TEST(Readme, TheSelfCheckPrintsWhatIsShown) {
   EXPECT_EQ("$ scripts/selfcheck\n" + result.output, readmeBlock("console"));
 }
 
-// The build compiles the block marked cpp.
+TEST(Readme, TheEmbeddingExampleIsTheModelForHosts) {
+  EXPECT_EQ(readmeBlock("cpp"), contentOf("examples/embed/main.cpp"));
+}
+
 TEST(Readme, TheEmbeddingExamplePrintsWhatIsShown) {
-  const ProgramResult result = runProgram("'" EGRESS_README_PROGRAM "'");
+  const ProgramResult result = runProgram("'" EGRESS_EMBED_PROGRAM "'");
   EXPECT_EQ(result.output, readmeBlock("text"));
   EXPECT_EQ(result.error, "");
   EXPECT_EQ(result.status, 0);
