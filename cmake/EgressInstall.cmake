@@ -14,7 +14,8 @@ function(egress_relative_path variable from to)
 endfunction()
 egress_relative_path(prefix_from_pc ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 egress_relative_path(libdir_from_prefix ${CMAKE_INSTALL_PREFIX} ${CMAKE_INSTALL_FULL_LIBDIR})
-egress_relative_path(includedir_from_prefix ${CMAKE_INSTALL_PREFIX} ${CMAKE_INSTALL_FULL_INCLUDEDIR})
+egress_relative_path(includedir_from_prefix ${CMAKE_INSTALL_PREFIX}
+                     ${CMAKE_INSTALL_FULL_INCLUDEDIR})
 egress_relative_path(libdir_from_bindir ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
 
 install(TARGETS egress EXPORT egressTargets FILE_SET HEADERS)

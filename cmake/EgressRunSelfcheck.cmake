@@ -23,6 +23,7 @@ endif()
 if(wrong)
   list(JOIN wrong ", " wrong)
   # NOTICE shows the texts as they are; an error would wrap their lines.
-  message(NOTICE "${program}: ${wrong}\n-- standard output:\n${output}\n-- standard error:\n${error}")
+  message(NOTICE "${program}: ${wrong}\n"
+                 "-- standard output:\n${output}\n-- standard error:\n${error}")
   message(FATAL_ERROR "the self-check did not pass")
 endif()

@@ -12,9 +12,9 @@ function(egress_configure_target target)
   endif()
 endfunction()
 
-# The standard library's templates that the library instantiates are weak and visible whatever the
-# compiler is told, and which ones there are depends on the optimiser. The linker can keep them in;
-# where it takes no such script, they stay visible and do no harm.
+# The standard library declares itself visible, so whatever the compiler keeps of its templates and
+# constants is exported, too: next to nothing when optimising, a lot otherwise. The linker can keep
+# it in. Where it takes no such script, all that stays exported and does no harm.
 function(egress_hide_standard_library target)
   include(CheckLinkerFlag)
   set(script ${PROJECT_SOURCE_DIR}/cmake/egress.map)

@@ -15,6 +15,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
+using testing::AllOf;
 using testing::HasSubstr;
 using testing::Not;
 
@@ -151,6 +152,14 @@ TEST_F(BareMachine, JudgesTheCompilerThatTheBuildWillTake) {
   EXPECT_THAT(bootstrap().error, HasSubstr("missing: a C++20 compiler"));
   addTool("c++", "[ $1 = -dumpversion ] && echo 14.0.0 || echo 'clang version 14.0.0'");
   EXPECT_EQ(bootstrap().status, 0);
+}
+
+TEST_F(BareMachine, ForTheTestsIsToldWhatThePackageNeedsToo) {
+  EXPECT_THAT(bootstrap("--check test").error, HasSubstr(" pkg-config python3\n"));
+  addTool("pkg-config", "");
+  addTool("python3", "echo Python 3.9.2");
+  EXPECT_THAT(bootstrap("--check test").error,
+              AllOf(HasSubstr("apt-get install"), Not(HasSubstr("python3"))));
 }
 
 TEST_F(BareMachine, WhenOnlyCheckingIsToldWhatToInstall) {
