@@ -107,8 +107,13 @@ def fresh_folder(name):
     return folder
 
 
-def readme_output():
-    return re.search(r"```text\n(.*?)```", (SOURCE / "README.md").read_text(), re.DOTALL)[1]
+def readme_blocks(language):
+    return re.findall(rf"```{language}\n(.*?)```", (SOURCE / "README.md").read_text(), re.DOTALL)
+
+
+# What a host writes to get the library, in README's words.
+README_FIND, README_ADD, README_FETCH = readme_blocks("cmake")
+README_COMPILE, = readme_blocks("sh")
 
 
 def dynamic_symbols(option, file):
@@ -129,7 +134,7 @@ class PackageTest(unittest.TestCase):
     maxDiff = None
 
     def expect_embed_works(self, program, **environment):
-        self.assertEqual(run(program, **environment), readme_output())
+        self.assertEqual(run(program, **environment), readme_blocks("text")[0])
 
     def expect_linked_as(self, kind, program):
         uses = any(name.startswith("egress::diagnoseEgress(")
@@ -176,6 +181,9 @@ class InstalledTest(PackageTest):
 
 
 class FindPackageTest(PackageTest):
+    def test_the_model_for_hosts_finds_it_as_the_readme_says(self):
+        self.assertIn(README_FIND, (EMBED / "CMakeLists.txt").read_text())
+
     def test_works_with_either_library(self):
         for kind in KINDS:
             with self.subTest(kind):
@@ -210,11 +218,14 @@ class FindPackageTest(PackageTest):
 
 class PkgConfigTest(PackageTest):
     def compile_embed(self, prefix, libdir):
-        flags = run("pkg-config", "--cflags", "--libs", "egress",
-                    PKG_CONFIG_LIBDIR=str(prefix / libdir / "pkgconfig")).split()
-        program = fresh_folder("pkg-config") / "embed"
-        run(COMPILER, "-std=c++20", EMBED / "main.cpp", "-o", program, *flags)
-        return program
+        """By README's command, which calls the compiler c++."""
+        folder = fresh_folder("pkg-config")
+        shutil.copy(EMBED / "main.cpp", folder)
+        (folder / "c++").symlink_to(shutil.which(COMPILER))
+        run("sh", "-c", f"cd '{folder}' && {README_COMPILE}",
+            PATH=f"{folder}:{ENVIRONMENT['PATH']}",
+            PKG_CONFIG_LIBDIR=str(prefix / libdir / "pkgconfig"))
+        return folder / "a.out"
 
     def test_works_with_either_library(self):
         for kind in KINDS:
@@ -296,6 +307,8 @@ class SubprojectTest(PackageTest):
         folder = SCRATCH / name
         folder.mkdir(exist_ok=True)
         (folder / "CMakeLists.txt").write_text(lines)
+        (folder / "egress-diagnosis").unlink(missing_ok=True)
+        (folder / "egress-diagnosis").symlink_to(SOURCE)
         (folder / "build" / "CMakeCache.txt").unlink(missing_ok=True)
         configure(folder, folder / "build", *settings)
         run("cmake", "--build", folder / "build", "-j2")
@@ -306,8 +319,7 @@ class SubprojectTest(PackageTest):
             with self.subTest(kind):
                 shared = "ON" if kind == "shared" else "OFF"
                 build = self.build_parent(
-                    f"{kind}-parent",
-                    PARENT % f'add_subdirectory("{SOURCE}" egress)' + EMBED_IN_PARENT,
+                    f"{kind}-parent", PARENT % README_ADD + EMBED_IN_PARENT,
                     f"-DBUILD_SHARED_LIBS={shared}", "-DCMAKE_EXPORT_COMPILE_COMMANDS=ON")
                 self.expect_embed_works(build / "embed")
                 self.expect_linked_as(kind, build / "embed")
@@ -329,22 +341,19 @@ class SubprojectTest(PackageTest):
 
     def expect_no_warning_flags(self, build):
         commands = json.loads((build / "compile_commands.json").read_text())
-        ours = [entry["command"] for entry in commands if str(SOURCE / "egress") in entry["file"]]
+        ours = [entry["command"] for entry in commands
+                if "/egress-diagnosis/egress/" in entry["file"]]
         self.assertEqual(len(ours), 14, commands)
         self.assertEqual([command for command in ours if " -W" in command], [])
 
     def test_works_through_fetch_content(self):
-        build = self.build_parent("fetching", PARENT % f"""
-include(FetchContent)
-FetchContent_Declare(egress SOURCE_DIR "{SOURCE}")
-FetchContent_MakeAvailable(egress)
-""" + EMBED_IN_PARENT)
+        build = self.build_parent("fetching", PARENT % README_FETCH + EMBED_IN_PARENT)
         self.expect_embed_works(build / "embed")
 
     def test_the_parent_may_ask_for_the_self_check(self):
         build = self.build_parent("checking", PARENT % f"""
 set(EGRESS_BUILD_SELFCHECK ON)
-add_subdirectory("{SOURCE}" egress)
+{README_ADD}
 egress_add_selfcheck_test()
 egress_add_selfcheck_test(NAME by-another-name)
 """)
@@ -367,7 +376,7 @@ egress_add_selfcheck_test(NAME by-another-name)
             "  return egress::diagnoseEgress({}).members.size();\n}\n")
         build = self.build_parent("plugin", PARENT % f"""
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
-add_subdirectory("{SOURCE}" egress)
+{README_ADD}
 """ + f'add_library(plugin SHARED "{folder}/plugin.cpp")\n'
       "target_link_libraries(plugin PRIVATE egress::egress)\n"
       "set_target_properties(plugin PROPERTIES CXX_VISIBILITY_PRESET hidden\n"
