@@ -85,12 +85,6 @@ def install(kind, prefix):
     return prefix
 
 
-def install_and_move(kind):
-    moved = SCRATCH / f"{kind}-moved"
-    shutil.rmtree(moved, ignore_errors=True)
-    return install(kind, SCRATCH / f"{kind}-first").rename(moved)
-
-
 def prefix_of(kind):
     return SCRATCH / f"{kind}-prefix"
 
@@ -145,10 +139,20 @@ class PackageTest(unittest.TestCase):
         output = run("ctest", "--test-dir", build, "--output-on-failure", "--no-tests=error")
         self.assertEqual(re.findall(r"Test +#\d+: (\S+) \.+ +Passed", output), tests, output)
 
+    def move_installation(self, kind):
+        """Leaves nothing where the installation was meant to stay, until the test is over."""
+        moved = SCRATCH / f"{kind}-moved"
+        shutil.rmtree(moved, ignore_errors=True)
+        self.addCleanup(install, kind, prefix_of(kind))
+        return prefix_of(kind).rename(moved)
+
+    def expect_told_whether_shared(self, kind, flags):
+        self.assertEqual("-DEGRESS_SHARED" in flags, kind == "shared", flags)
+
     def build_embed(self, name, *settings):
         """The model for hosts, through find_package."""
         build = fresh_folder(name)
-        configure(EMBED, build, *settings)
+        configure(EMBED, build, "-DCMAKE_EXPORT_COMPILE_COMMANDS=ON", *settings)
         run("cmake", "--build", build)
         return build
 
@@ -190,12 +194,13 @@ class FindPackageTest(PackageTest):
                 build = self.build_embed(f"{kind}-found", f"-DCMAKE_PREFIX_PATH={prefix_of(kind)}")
                 self.expect_embed_works(build / "embed")
                 self.expect_linked_as(kind, build / "embed")
+                self.expect_told_whether_shared(kind, (build / "compile_commands.json").read_text())
                 self.expect_all_pass(build, ["embed", "egress-selfcheck"])
 
     def test_works_when_the_installation_was_moved(self):
         for kind in KINDS:
             with self.subTest(kind):
-                moved = install_and_move(kind)
+                moved = self.move_installation(kind)
                 self.assertEqual(run(moved / "bin" / "egress-selfcheck"), PASS)
                 build = self.build_embed(f"{kind}-found-moved", f"-DCMAKE_PREFIX_PATH={moved}")
                 self.expect_embed_works(build / "embed")
@@ -217,6 +222,10 @@ class FindPackageTest(PackageTest):
 
 
 class PkgConfigTest(PackageTest):
+    def ask(self, prefix, option):
+        return run("pkg-config", option, "egress",
+                   PKG_CONFIG_LIBDIR=str(prefix / "lib" / "pkgconfig"))
+
     def compile_embed(self, prefix, libdir):
         """By README's command, which calls the compiler c++."""
         folder = fresh_folder("pkg-config")
@@ -232,12 +241,13 @@ class PkgConfigTest(PackageTest):
             with self.subTest(kind):
                 program = self.compile_embed(prefix_of(kind), "lib")
                 self.expect_linked_as(kind, program)
+                self.expect_told_whether_shared(kind, self.ask(prefix_of(kind), "--cflags"))
                 self.expect_embed_works(program, LD_LIBRARY_PATH=str(prefix_of(kind) / "lib"))
 
     def test_works_when_the_installation_was_moved(self):
         for kind in KINDS:
             with self.subTest(kind):
-                moved = install_and_move(kind)
+                moved = self.move_installation(kind)
                 program = self.compile_embed(moved, "lib")
                 self.expect_embed_works(program, LD_LIBRARY_PATH=str(moved / "lib"))
 
@@ -251,9 +261,7 @@ class PkgConfigTest(PackageTest):
         self.expect_embed_works(program, LD_LIBRARY_PATH=str(prefix / libdir))
 
     def test_knows_the_version(self):
-        version = run("pkg-config", "--modversion", "egress",
-                      PKG_CONFIG_LIBDIR=str(prefix_of("static") / "lib" / "pkgconfig"))
-        self.assertEqual(version, "1.0.0\n")
+        self.assertEqual(self.ask(prefix_of("static"), "--modversion"), "1.0.0\n")
 
 
 # A parent project that writes down what it is, before and after, one thing a line. It has a
@@ -343,8 +351,8 @@ class SubprojectTest(PackageTest):
         commands = json.loads((build / "compile_commands.json").read_text())
         ours = [entry["command"] for entry in commands
                 if "/egress-diagnosis/egress/" in entry["file"]]
-        self.assertEqual(len(ours), 14, commands)
         self.assertEqual([command for command in ours if " -W" in command], [])
+        self.assertEqual(len(ours), 14, "the library's sources and nothing else")
 
     def test_works_through_fetch_content(self):
         build = self.build_parent("fetching", PARENT % README_FETCH + EMBED_IN_PARENT)
