@@ -1,0 +1,17 @@
+# The example host, where its libraries are. Nobody who embeds this project is asked to have them.
+set(EGRESS_HAS_LINUX_HOST_LIBRARIES OFF)
+if(PROJECT_IS_TOP_LEVEL AND CMAKE_SYSTEM_NAME STREQUAL "Linux")
+  find_package(PkgConfig QUIET)
+  if(PkgConfig_FOUND)
+    pkg_check_modules(EGRESS_LIBMNL QUIET IMPORTED_TARGET libmnl>=1.0.4)
+  endif()
+  find_package(CLI11 2.1 QUIET)
+  find_package(nlohmann_json 3.11 QUIET)
+  if(EGRESS_LIBMNL_FOUND AND CLI11_FOUND AND nlohmann_json_FOUND)
+    set(EGRESS_HAS_LINUX_HOST_LIBRARIES ON)
+  else()
+    message(STATUS "Without libmnl, CLI11 2.1 and nlohmann-json 3.11, egress-report is not built")
+  endif()
+endif()
+cmake_dependent_option(EGRESS_BUILD_LINUX_HOST "Build the example host egress-report" ON
+                       EGRESS_HAS_LINUX_HOST_LIBRARIES OFF)

@@ -1,0 +1,25 @@
+#ifndef EGRESS_EXAMPLES_LINUX_HOST_ERRORS_H
+#define EGRESS_EXAMPLES_LINUX_HOST_ERRORS_H
+
+#include <stdexcept>
+#include <string>
+
+namespace linux_host {
+
+// A snapshot cannot be taken. The diagnosis goes on without it.
+struct EnumerationError : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+// There is nothing to diagnose: a wrong option, an unreadable file, no such process.
+struct CannotRun : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+// "what: text of the error number", the number being errno's unless given.
+[[nodiscard]] std::string withSystemError(const std::string& what);
+[[nodiscard]] std::string withSystemError(const std::string& what, int errorNumber);
+
+}  // namespace linux_host
+
+#endif

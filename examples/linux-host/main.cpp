@@ -1,0 +1,128 @@
+// egress-report: diagnoses this machine, or a saved snapshot of one.
+
+#include <array>
+#include <fstream>
+#include <iostream>
+
+#include "egress/egress.h"
+#include "examples/linux-host/anonymize.h"
+#include "examples/linux-host/errors.h"
+#include "examples/linux-host/explain.h"
+#include "examples/linux-host/live_snapshot.h"
+#include "examples/linux-host/options.h"
+#include "examples/linux-host/report_json.h"
+#include "examples/linux-host/snapshot_file.h"
+
+namespace linux_host {
+namespace {
+
+std::string readAll(std::istream& stream, const std::string& option, const std::string& path) {
+  std::string text;
+  std::array<char, 65536> part{};
+  do {
+    stream.read(part.data(), part.size());
+    text.append(part.data(), static_cast<std::size_t>(stream.gcount()));
+  } while (stream);
+  if (!stream.eof()) throw CannotRun(withSystemError(option + ": cannot read " + path));
+  return text;
+}
+
+std::string readFile(const std::string& option, const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return readAll(file, option, path);
+}
+
+void writeFile(const std::string& option, const std::string& path, const std::string& text) {
+  std::ofstream file(path, std::ios::binary);
+  file << text;
+  file.close();
+  if (!file) throw CannotRun(withSystemError(option + ": cannot write " + path));
+}
+
+void readConfig(const std::string& path, egress::DiagnosisInput& input) {
+  const std::string text =
+      path == "-" ? readAll(std::cin, "--config", "standard input") : readFile("--config", path);
+  egress::setProxyConfig(input, egress::readProxyConfig(text, /*hasText=*/true));
+}
+
+// Before the answers that are there already, because the first one of a selector counts.
+void readAnswers(const std::vector<AnswerOption>& options, egress::DiagnosisInput& input) {
+  std::vector<egress::SelectorAnswer> answers;
+  for (const AnswerOption& option : options) {
+    egress::SelectorAnswer& answer = answers.emplace_back();
+    answer.selectorTag = option.selectorTag;
+    answer.status =
+        option.path ? egress::readSelectorAnswer(readFile("--answer", *option.path), &answer.now)
+                    : egress::SelectorAnswerStatus::TransportFailed;
+  }
+  input.selectorAnswers.insert(input.selectorAnswers.begin(), answers.begin(), answers.end());
+}
+
+egress::DiagnosisInput readSnapshot(const std::string& path) {
+  const std::string text = readFile("--snapshot", path);
+  try {
+    return readSnapshotText(text);
+  } catch (const CannotRun& error) {
+    throw CannotRun("--snapshot: " + path + ": " + error.what());
+  }
+}
+
+NamesByOrdinal namesByOrdinal(const LiveNotes& notes, const egress::DiagnosisInput& input) {
+  const egress::OrdinalTable ordinalTable = egress::makeOrdinalTable(input.adapters);
+  NamesByOrdinal names;
+  for (const auto& [index, name] : notes.interfaceNames) {
+    if (const auto ordinal = egress::ordinalOf(ordinalTable, index)) names[*ordinal] = name;
+  }
+  return names;
+}
+
+// Whether the report answers the question.
+bool isAnswered(const egress::EgressReport& report) {
+  using enum egress::SelectionStatus;
+  const egress::ReportScalar status =
+      std::get<egress::ReportScalar>(egress::findReportMember(report, "selectionStatus")->value);
+  return status.stringValue == egress::toString(OK) ||
+         status.stringValue == egress::toString(NOT_APPLICABLE_OS_ROUTED);
+}
+
+int run(const Options& options) {
+  egress::DiagnosisInput input;
+  LiveNotes notes;
+  if (options.snapshotPath.empty()) {
+    notes = takeLiveSnapshots(*options.processes, input);
+  } else {
+    input = readSnapshot(options.snapshotPath);
+  }
+  if (!options.configPath.empty()) readConfig(options.configPath, input);
+  readAnswers(options.answers, input);
+  if (options.hint) input.selectorHint = *options.hint;
+
+  const egress::EgressReport report = egress::diagnoseEgress(input);
+  if (!options.saveSnapshotPath.empty()) {
+    writeFile("--save-snapshot", options.saveSnapshotPath,
+              snapshotText(options.anonymize ? anonymized(input) : input));
+  }
+  for (const std::string& failure : notes.failures)
+    std::cerr << "egress-report: " << failure << '\n';
+  if (options.explain) {
+    std::cout << explain(report, namesByOrdinal(notes, input));
+  } else {
+    std::cout << reportJson(report) << '\n';
+  }
+  std::cout.flush();
+  if (!std::cout) throw CannotRun(withSystemError("cannot write the report"));
+  return isAnswered(report) ? 0 : 1;
+}
+
+}  // namespace
+}  // namespace linux_host
+
+int main(int argc, char** argv) {
+  try {
+    const auto options = linux_host::readOptions(argc, argv);
+    return options ? linux_host::run(*options) : 0;
+  } catch (const std::exception& error) {
+    std::cerr << "egress-report: " << error.what() << '\n';
+    return 2;
+  }
+}

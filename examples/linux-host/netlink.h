@@ -1,0 +1,77 @@
+#ifndef EGRESS_EXAMPLES_LINUX_HOST_NETLINK_H
+#define EGRESS_EXAMPLES_LINUX_HOST_NETLINK_H
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include <libmnl/libmnl.h>
+#include <linux/netlink.h>
+
+#include "examples/linux-host/errors.h"
+
+namespace linux_host {
+
+// The data messages of one complete netlink dump (RFC 3549), in the kernel's order.
+struct NetlinkReply {
+  std::vector<std::byte> bytes;
+};
+
+// Asks for a dump and waits for its end. `payload` is what follows the message header. A dump that
+// the kernel marks as interrupted by a change is asked for again a few times. Throws
+// EnumerationError, which begins with `what`, when there is no complete reply.
+[[nodiscard]] NetlinkReply dumpNetlink(const std::string& what, int bus, std::uint16_t type,
+                                       const void* payload, std::size_t payloadSize);
+
+template <typename Payload>
+[[nodiscard]] NetlinkReply dumpNetlink(const std::string& what, int bus, std::uint16_t type,
+                                       const Payload& payload) {
+  return dumpNetlink(what, bus, type, &payload, sizeof(payload));
+}
+
+// Calls `handle` with each message.
+template <typename Handle>
+void forEachMessage(const NetlinkReply& reply, Handle handle) {
+  const void* at = reply.bytes.data();
+  int left = static_cast<int>(reply.bytes.size());
+  for (const auto* message = static_cast<const nlmsghdr*>(at); mnl_nlmsg_ok(message, left);
+       message = mnl_nlmsg_next(message, &left)) {
+    handle(*message);
+  }
+}
+
+// The fixed part that a message begins with. Throws EnumerationError when the message is too short.
+template <typename Payload>
+[[nodiscard]] const Payload& payloadOf(const nlmsghdr& message) {
+  if (mnl_nlmsg_get_payload_len(&message) < sizeof(Payload)) {
+    throw EnumerationError("netlink: a message is too short");
+  }
+  return *static_cast<const Payload*>(mnl_nlmsg_get_payload(&message));
+}
+
+// The first attribute of a type behind the fixed part, or nullptr. Lives as long as the reply.
+[[nodiscard]] const nlattr* findAttribute(const nlmsghdr& message, std::size_t fixedSize,
+                                          std::uint16_t type);
+
+// The value of an attribute. Throws EnumerationError when the attribute is shorter.
+template <typename Value>
+[[nodiscard]] Value valueOf(const nlattr& attribute) {
+  if (mnl_attr_get_payload_len(&attribute) < sizeof(Value)) {
+    throw EnumerationError("netlink: an attribute is too short");
+  }
+  Value value{};
+  std::memcpy(&value, mnl_attr_get_payload(&attribute), sizeof(value));
+  return value;
+}
+
+// The numeric text of an address that an attribute or a socket's row holds: 4 or 16 bytes in
+// network order. An IPv4-mapped IPv6 address (RFC 4291, section 2.5.5.2) gives the text of its
+// IPv4 address, which is how the packets travel. Throws EnumerationError when `size` is too small.
+[[nodiscard]] std::string addressText(int family, const void* bytes, std::size_t size);
+
+}  // namespace linux_host
+
+#endif
