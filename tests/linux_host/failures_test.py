@@ -1,0 +1,140 @@
+#!/usr/bin/python3
+"""What egress-report does when this machine cannot be read. The kernel's answers are spoilt on the
+way by a program of its own; permissions are taken away for real."""
+
+import os
+import pwd
+import shutil
+import tempfile
+import unittest
+from pathlib import Path
+
+from report_program import PROGRAM, ProgramTest
+
+FAULTY_KERNEL = os.environ["EGRESS_FAULTY_KERNEL"]
+CONFIG = '{"route": {"auto_detect_interface": true}, "outbounds": [{"tag": "proxy", ' \
+         '"type": "trojan", "server": "198.51.100.10", "server_port": 443}]}'
+
+# By request: what messages about it begin with.
+ADAPTER_REQUESTS = {"links": "adapters: links", "addresses": "adapters: addresses"}
+ROUTE_REQUESTS = {"routes4": "routes: IPv4", "routes6": "routes: IPv6"}
+SOCKET_REQUESTS = {"tcp4": "sockets: TCP over IPv4", "tcp6": "sockets: TCP over IPv6",
+                   "udp4": "sockets: UDP over IPv4", "udp6": "sockets: UDP over IPv6"}
+
+# Faults that any request may meet, and what is said of them.
+FAULTS = {
+    "send": ": cannot ask the kernel: Operation not permitted",
+    "receive": ": cannot hear the kernel: No buffer space available",
+    "end": ": the kernel's answer ends early",
+    "refuse": ": the kernel refuses: Operation not permitted",
+    "break": ": the kernel refuses: Cannot allocate memory",
+    "lose": ": the kernel lost a part of its answer",
+    "interrupt": ": changes faster than it can be read",
+}
+
+
+class FailuresTest(ProgramTest):
+    def diagnose(self, fault, process=None):
+        return self.run_program("--pid", process or os.getpid(), "--config", "-", text=CONFIG,
+                                program=FAULTY_KERNEL, env={**os.environ, "EGRESS_FAULT": fault})
+
+    def assert_failed(self, result, failed, *messages):
+        """Exactly the failed snapshots show as such, without rows; the others are whole."""
+        report = result.report
+        self.assertEqual(
+            (report["interfacesStatus"], report["defaultRoutesStatus"],
+             report["socketSourcesStatus"], report["selectionStatus"]),
+            ("ADAPTER_ENUM_FAILED" if "adapters" in failed else "OK",
+             "ROUTE_ENUM_FAILED" if "routes" in failed else "OK",
+             "SOCKET_ENUM_FAILED" if "sockets" in failed else "OK",
+             "NOT_EVALUATED_SOCKET_ENUM_FAILED" if "sockets" in failed else
+             "NOT_EVALUATED_ADAPTER_ENUM_FAILED" if "adapters" in failed else
+             "NO_MATCHING_SOCKET"))
+        self.assertEqual(report["interfaces"] == [], "adapters" in failed)
+        if "routes" in failed:
+            self.assertEqual(report["defaultRoutes"], [])
+        for row in report["defaultRoutes"]:
+            self.assertEqual(row["interfaceOrdinal"] is None, "adapters" in failed)
+        self.assertEqual(result.error,
+                         "".join(f"egress-report: {message}\n" for message in messages))
+        self.assertEqual(result.status, 1)
+
+    def test_without_a_fault_nothing_fails(self):
+        self.assert_failed(self.diagnose("none"), [])
+
+    def test_every_fault_of_every_request_fails_its_snapshot_alone(self):
+        for snapshot, requests in [("adapters", ADAPTER_REQUESTS), ("routes", ROUTE_REQUESTS),
+                                   ("sockets", SOCKET_REQUESTS)]:
+            for request, name in requests.items():
+                for fault, message in FAULTS.items():
+                    with self.subTest(request=request, fault=fault):
+                        self.assert_failed(self.diagnose(f"{request}:{fault}"), [snapshot],
+                                           name + message)
+
+    def test_a_reply_that_breaks_off_leaves_no_half_of_a_snapshot(self):
+        self.assert_failed(self.diagnose("links:receive-late"), ["adapters"],
+                           "adapters: links: cannot hear the kernel: No buffer space available")
+
+    def test_a_kind_of_socket_that_is_not_there(self):
+        self.assert_failed(
+            self.diagnose("route:open"), ["adapters", "routes"],
+            "adapters: links: cannot open a netlink socket: Protocol not supported",
+            "routes: IPv4: cannot open a netlink socket: Protocol not supported")
+        self.assert_failed(
+            self.diagnose("diag:open"), ["sockets"],
+            "sockets: TCP over IPv4: cannot open a netlink socket: Protocol not supported")
+
+    def test_sockets_that_cannot_be_bound(self):
+        self.assert_failed(self.diagnose("any:bind"), ["sockets", "adapters", "routes"],
+                           *(f"{name}: cannot open a netlink socket: Permission denied" for name in
+                             ("sockets: TCP over IPv4", "adapters: links", "routes: IPv4")))
+
+    def test_one_interruption_is_made_good(self):
+        for request in (*ADAPTER_REQUESTS, *ROUTE_REQUESTS, *SOCKET_REQUESTS):
+            with self.subTest(request=request):
+                self.assert_failed(self.diagnose(f"{request}:interrupt-once"), [])
+
+    def test_messages_without_a_meaning_are_skipped(self):
+        self.assert_failed(self.diagnose("links:idle"), [])
+
+    def test_messages_that_are_too_short(self):
+        for request, snapshot in [("links", "adapters"), ("addresses", "adapters"),
+                                  ("routes4", "routes"), ("tcp4", "sockets")]:
+            with self.subTest(request=request):
+                self.assert_failed(self.diagnose(f"{request}:short"), [snapshot],
+                                   "netlink: a message is too short")
+
+    def test_an_address_of_an_interface_that_was_not_there_before(self):
+        self.assert_failed(self.diagnose("addresses:stranger"), ["adapters"],
+                           "adapters: an interface came while they were read")
+
+    def test_addresses_that_are_none(self):
+        self.assert_failed(self.diagnose("addresses:short-address"), ["adapters"],
+                           "netlink: an address is too short")
+        self.assert_failed(self.diagnose("addresses:no-address"), [])
+
+    def test_a_default_route_without_an_interface(self):
+        self.assert_failed(self.diagnose("routes4:no-interface"), ["routes"],
+                           "routes: a default route names no interface")
+        self.assert_failed(self.diagnose("routes4:short-interface"), ["routes"],
+                           "netlink: an attribute is too short")
+
+    def test_a_process_that_does_not_let_its_files_be_seen(self):
+        """As an ordinary user, of a process of the superuser."""
+        options = {}
+        program = PROGRAM
+        if os.getuid() == 0:
+            folder = tempfile.mkdtemp(dir="/tmp")
+            self.addCleanup(shutil.rmtree, folder)
+            os.chmod(folder, 0o755)
+            program = shutil.copy(PROGRAM, Path(folder) / "egress-report")
+            nobody = pwd.getpwnam("nobody")
+            options = {"user": nobody.pw_uid, "group": nobody.pw_gid, "extra_groups": []}
+        result = self.run_program("--pid", 1, "--config", "-", text=CONFIG, program=program,
+                                  cwd="/", **options)
+        self.assert_failed(result, ["sockets"],
+                           "sockets: cannot read /proc/1/ns/net: Permission denied")
+
+
+if __name__ == "__main__":
+    unittest.main()

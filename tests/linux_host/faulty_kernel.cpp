@@ -1,0 +1,187 @@
+// Takes the place of libmnl's functions that talk to the kernel, and fails as EGRESS_FAULT says:
+// "REQUEST:FAULT", for example "links:refuse". Without it, everything is passed on.
+
+#include <cerrno>
+#include <cstdint>
+#include <cstdlib>
+#include <dlfcn.h>
+#include <netinet/in.h>
+#include <string>
+#include <string_view>
+#include <sys/socket.h>
+
+#include <libmnl/libmnl.h>
+#include <linux/if_addr.h>
+#include <linux/inet_diag.h>
+#include <linux/rtnetlink.h>
+
+namespace {
+
+std::string currentRequest;  // the one that was sent last
+std::uint16_t currentType = 0;
+int requests = 0;  // of this name so far
+int parts = 0;     // of its reply so far
+
+bool isAsked(const std::string& request, std::string_view fault) {
+  const char* const wanted = std::getenv("EGRESS_FAULT");
+  return wanted != nullptr && request + ":" + std::string(fault) == wanted;
+}
+
+bool isAsked(std::string_view fault) {
+  return isAsked(currentRequest, fault);
+}
+
+// libmnl's own function.
+template <typename Function>
+Function* real(Function& /*replaced*/, const char* name) {
+  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+}
+
+std::string nameOf(const nlmsghdr& message) {
+  const auto* const bytes = static_cast<const std::uint8_t*>(mnl_nlmsg_get_payload(&message));
+  const std::string version = bytes[0] == AF_INET6 ? "6" : "4";
+  switch (message.nlmsg_type) {
+    case RTM_GETLINK: return "links";
+    case RTM_GETADDR: return "addresses";
+    case RTM_GETROUTE: return "routes" + version;
+    default: return (bytes[1] == IPPROTO_TCP ? "tcp" : "udp") + version;
+  }
+}
+
+// A reply that is written here instead of by the kernel.
+class Reply {
+ public:
+  explicit Reply(void* buffer) : buffer_(static_cast<char*>(buffer)) {}
+
+  // Starts a message; `Payload` is its fixed part.
+  template <typename Payload>
+  Payload& add(int type) {
+    message_ = mnl_nlmsg_put_header(buffer_ + size_);
+    message_->nlmsg_type = static_cast<std::uint16_t>(type);
+    auto* const payload = mnl_nlmsg_put_extra_header(message_, sizeof(Payload));
+    size_ += message_->nlmsg_len;
+    return *static_cast<Payload*>(payload);
+  }
+
+  void addAttribute(std::uint16_t type, std::size_t size, const void* value) {
+    size_ -= message_->nlmsg_len;
+    mnl_attr_put(message_, type, size, value);
+    size_ += message_->nlmsg_len;
+  }
+
+  ssize_t end() {
+    add<int>(NLMSG_DONE) = 0;
+    return static_cast<ssize_t>(size_);
+  }
+
+  [[nodiscard]] ssize_t size() const { return static_cast<ssize_t>(size_); }
+
+ private:
+  char* buffer_;
+  std::size_t size_ = 0;
+  nlmsghdr* message_ = nullptr;
+};
+
+constexpr int kLoopback = 1;  // the interface index that it has in every network namespace
+constexpr std::uint32_t kNobody = 999999;
+
+// The replies that no kernel would give, or only one of another host; nothing for other faults.
+ssize_t inventReply(void* buffer) {
+  Reply reply(buffer);
+  if (isAsked("refuse")) {
+    reply.add<nlmsgerr>(NLMSG_ERROR).error = -EPERM;
+    return reply.size();
+  }
+  if (isAsked("lose")) {
+    reply.add<int>(NLMSG_OVERRUN);
+    return reply.size();
+  }
+  if (isAsked("short")) {
+    reply.add<std::uint16_t>(currentType);
+    return reply.end();
+  }
+  const bool fromNobody = isAsked("stranger");
+  if (fromNobody || isAsked("short-address") || isAsked("no-address")) {
+    auto& address = reply.add<ifaddrmsg>(RTM_NEWADDR);
+    address.ifa_family = AF_INET;
+    address.ifa_index = fromNobody ? kNobody : kLoopback;
+    const in_addr value{};
+    if (!isAsked("no-address"))
+      reply.addAttribute(IFA_LOCAL, fromNobody ? sizeof(value) : 2, &value);
+    return reply.end();
+  }
+  if (isAsked("no-interface") || isAsked("short-interface")) {
+    auto& route = reply.add<rtmsg>(RTM_NEWROUTE);
+    route.rtm_family = AF_INET;
+    route.rtm_type = RTN_UNICAST;
+    if (isAsked("short-interface")) reply.addAttribute(RTA_OIF, 2, &kLoopback);
+    return reply.end();
+  }
+  return 0;
+}
+
+// Faults in what the kernel said.
+void spoil(void* buffer, ssize_t size) {
+  int left = static_cast<int>(size);
+  const bool interrupt = isAsked("interrupt") || (isAsked("interrupt-once") && requests == 1);
+  for (auto* message = static_cast<nlmsghdr*>(buffer); mnl_nlmsg_ok(message, left);
+       message = mnl_nlmsg_next(message, &left)) {
+    if (interrupt) message->nlmsg_flags |= NLM_F_DUMP_INTR;
+    if (isAsked("break") && message->nlmsg_type == NLMSG_DONE) {
+      *static_cast<int*>(mnl_nlmsg_get_payload(message)) = -ENOMEM;
+    }
+  }
+}
+
+}  // namespace
+
+extern "C" {
+
+mnl_socket* mnl_socket_open2(int bus, int flags) {
+  if (isAsked(bus == NETLINK_ROUTE ? "route" : "diag", "open")) {
+    errno = EPROTONOSUPPORT;
+    return nullptr;
+  }
+  return real(mnl_socket_open2, "mnl_socket_open2")(bus, flags);
+}
+
+int mnl_socket_bind(mnl_socket* nl, unsigned groups, pid_t pid) {
+  if (isAsked("any", "bind")) {
+    errno = EACCES;
+    return -1;
+  }
+  return real(mnl_socket_bind, "mnl_socket_bind")(nl, groups, pid);
+}
+
+ssize_t mnl_socket_sendto(const mnl_socket* nl, const void* req, std::size_t siz) {
+  const std::string name = nameOf(*static_cast<const nlmsghdr*>(req));
+  requests = name == currentRequest ? requests + 1 : 1;
+  currentRequest = name;
+  currentType = static_cast<const nlmsghdr*>(req)->nlmsg_type;
+  parts = 0;
+  if (isAsked("send")) {
+    errno = EPERM;
+    return -1;
+  }
+  return real(mnl_socket_sendto, "mnl_socket_sendto")(nl, req, siz);
+}
+
+ssize_t mnl_socket_recvfrom(const mnl_socket* nl, void* buf, std::size_t siz) {
+  ++parts;
+  if (isAsked("receive") || (isAsked("receive-late") && parts > 1)) {
+    errno = ENOBUFS;
+    return -1;
+  }
+  if (isAsked("end")) return 0;
+  if (isAsked("idle") && parts == 1) {
+    Reply reply(buf);
+    reply.add<int>(NLMSG_NOOP);
+    return reply.size();
+  }
+  if (const ssize_t invented = inventReply(buf); invented != 0) return invented;
+  const ssize_t received = real(mnl_socket_recvfrom, "mnl_socket_recvfrom")(nl, buf, siz);
+  if (received > 0) spoil(buf, received);
+  return received;
+}
+
+}  // extern "C"

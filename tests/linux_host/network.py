@@ -1,0 +1,170 @@
+"""Network namespaces with two uplinks, made anew and gone with the process that made them.
+
+    engine (the client)                               server
+    up1  10.1.0.2, 2001:db8:1::2  --- veth ---  10.1.0.1, 2001:db8:1::1
+    up2  10.2.0.2, 2001:db8:2::2  --- veth ---  10.2.0.1, 2001:db8:2::1
+                                        lo:   203.0.113.10, 2001:db8:f::10: the endpoint
+
+The default route of each family leaves through up1; a connection from an address of up2 leaves
+through up2, because a rule sends it to a table of its own.
+"""
+
+import ctypes
+import json
+import os
+import shutil
+import subprocess
+import sys
+import time
+
+CLONE_NEWNS = 0x00020000
+CLONE_NEWUSER = 0x10000000
+CLONE_NEWNET = 0x40000000
+
+ENDPOINT4 = "203.0.113.10"
+ENDPOINT6 = "2001:db8:f::10"
+PORT = 443
+
+# Takes its lines apart: connects as each says, gives itself the name, and waits.
+CLIENT = r"""
+import socket, sys
+sockets = []
+for line in sys.argv[2:]:
+    kind, source, target, port = line.split()
+    family = socket.AF_INET6 if ":" in target else socket.AF_INET
+    type_ = socket.SOCK_STREAM if kind.startswith("tcp") else socket.SOCK_DGRAM
+    made = socket.socket(family, type_)
+    made.bind((source, 0))
+    made.setblocking(kind != "tcp-unanswered")
+    if kind != "udp-unconnected":
+        made.connect_ex((target, int(port)))
+    if kind == "tcp-half-closed":
+        made.shutdown(socket.SHUT_WR)
+    sockets.append(made)
+open("/proc/self/comm", "w").write(sys.argv[1])
+print("ready", flush=True)
+sys.stdin.read()
+"""
+
+# Listens on all addresses, TCP over both families, and keeps what connects.
+SERVER = r"""
+import socket, sys, threading
+def accept(listener, kept):
+    while True:
+        kept.append(listener.accept())
+for port in map(int, sys.argv[1:]):
+    listener = socket.create_server(("::", port), family=socket.AF_INET6, dualstack_ipv6=True)
+    threading.Thread(target=accept, args=(listener, []), daemon=True).start()
+print("ready", flush=True)
+sys.stdin.read()
+"""
+
+
+class NotPermitted(Exception):
+    """Network namespaces cannot be made here; the text says why."""
+
+
+def command(*words):
+    """Runs a command; its output. A failure shows what it said."""
+    done = subprocess.run(words, capture_output=True, text=True, check=False)
+    if done.returncode != 0:
+        raise RuntimeError(f"{' '.join(words)}: {done.stderr}")
+    return done.stdout
+
+
+def leave_this_network():
+    """Moves this process into namespaces of its own. Nothing that it does there can be seen, or
+    reached, from outside, and all of it goes away with the process."""
+    if shutil.which("ip") is None:
+        raise NotPermitted("there is no command ip; install iproute2")
+    libc = ctypes.CDLL(None, use_errno=True)
+    user, group = os.getuid(), os.getgid()
+    flags = CLONE_NEWNS | CLONE_NEWNET | (CLONE_NEWUSER if user != 0 else 0)
+    if libc.unshare(flags) != 0:
+        raise NotPermitted(os.strerror(ctypes.get_errno()))
+    if user != 0:
+        for name, text in [("setgroups", "deny"), ("uid_map", f"0 {user} 1"),
+                           ("gid_map", f"0 {group} 1")]:
+            with open(f"/proc/self/{name}", "w", encoding="ascii") as file:
+                file.write(text)
+    try:
+        command("mount", "--make-rprivate", "/")
+        command("mount", "-t", "tmpfs", "tmpfs", "/run")  # where ip keeps the names
+        command("ip", "netns", "add", "engine")
+        command("ip", "netns", "add", "server")
+    except RuntimeError as error:
+        raise NotPermitted(str(error)) from error
+
+
+def inside(namespace):
+    """What runs a command in a namespace."""
+    return "ip", "netns", "exec", namespace
+
+
+def ip(namespace, text):
+    return command("ip", "-n", namespace, *text.split())
+
+
+def make_uplink(number):
+    engine, server = f"10.{number}.0.2", f"10.{number}.0.1"
+    engine6, server6 = f"2001:db8:{number}::2", f"2001:db8:{number}::1"
+    name = f"up{number}"
+    command("ip", "link", "add", name, "netns", "engine", "type", "veth", "peer", "name", name,
+            "netns", "server")
+    for namespace, address, address6 in [("engine", engine, engine6), ("server", server, server6)]:
+        ip(namespace, f"address add {address}/24 dev {name}")
+        ip(namespace, f"address add {address6}/64 dev {name} nodad")
+        ip(namespace, f"link set {name} up")
+    ip("engine", f"route add default via {server} dev {name} metric {100 * number}")
+    ip("engine", f"-6 route add default via {server6} dev {name} metric {100 * number}")
+
+
+def make_network():
+    for namespace in ("engine", "server"):
+        ip(namespace, "link set lo up")
+    make_uplink(1)
+    make_uplink(2)
+    for family, source, gateway in [("-4", "10.2.0.2", "10.2.0.1"),
+                                    ("-6", "2001:db8:2::2", "2001:db8:2::1")]:
+        ip("engine", f"{family} rule add from {source} table 200")
+        ip("engine", f"{family} route add default via {gateway} dev up2 table 200")
+    ip("server", f"address add {ENDPOINT4}/32 dev lo")
+    ip("server", f"address add {ENDPOINT6}/128 dev lo nodad")
+
+
+def ordinals():
+    """The place of each interface of the engine's namespace among all of them, by index."""
+    links = json.loads(ip("engine", "-json link show"))
+    by_index = sorted(links, key=lambda link: link["ifindex"])
+    return {link["ifname"]: place for place, link in enumerate(by_index, start=1)}
+
+
+def wait_for_state(name, state):
+    """Waits until the kernel has noticed the state of an interface of the engine's namespace."""
+    for _ in range(1000):
+        link, = json.loads(ip("engine", f"-json link show {name}"))
+        if link["operstate"] == state:
+            return
+        time.sleep(0.01)
+    raise RuntimeError(f"{name} is {link['operstate']}, not {state}")
+
+
+class Program:
+    """A Python program in a namespace that says when it is ready, and ends when it is told to."""
+
+    def __init__(self, namespace, text, *arguments, python=sys.executable):
+        self.process = subprocess.Popen(
+            [*inside(namespace), str(python), "-c", text, *map(str, arguments)],
+            stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
+        if self.process.stdout.readline() != "ready\n":
+            self.end()
+            raise RuntimeError(f"a program in {namespace} did not get ready: {arguments}")
+
+    @property
+    def number(self):
+        return self.process.pid
+
+    def end(self):
+        self.process.stdin.close()
+        self.process.wait()
+        self.process.stdout.close()

@@ -1,0 +1,326 @@
+#!/usr/bin/python3
+"""egress-report on a real network with two uplinks, in network namespaces made for it."""
+
+import json
+import shutil
+import sys
+import unittest
+from collections import Counter
+
+import network
+from network import CLIENT, ENDPOINT4, ENDPOINT6, PORT, SERVER, Program, ip
+from report_program import ProgramTest
+
+OTHER_PORT = 8443
+UP1, UP2 = "10.1.0.2", "10.2.0.2"
+UP1_6, UP2_6 = "2001:db8:1::2", "2001:db8:2::2"
+
+
+def config(server):
+    return json.dumps({"route": {"auto_detect_interface": True},
+                       "outbounds": [{"tag": "proxy", "type": "trojan", "server": server,
+                                      "server_port": PORT}]})
+
+
+class NetworkTest(ProgramTest):
+    """A test in which a process named "engine" has connections."""
+
+    def connect(self, *lines, name="engine"):
+        """A process with a socket for each line of "KIND SOURCE TARGET PORT"; ends with the test."""
+        client = Program("engine", CLIENT, name, *lines)
+        self.addCleanup(client.end)
+        return client
+
+    def for_this_test(self, namespace, text, undo):
+        """Changes a namespace with ip, and changes it back at the end."""
+        ip(namespace, text)
+        self.addCleanup(ip, namespace, undo)
+
+    def diagnose(self, *arguments, server=ENDPOINT4, whose=("--process", "engine"), **options):
+        return self.run_program(*whose, "--config", "-", *arguments, text=config(server),
+                                before=network.inside("engine"), **options)
+
+    def assert_selected(self, result, uplink):
+        self.assertEqual((result.report["selectionStatus"], result.error), ("OK", ""))
+        self.assertEqual(result.report["selectedInterfaceOrdinal"], network.ordinals()[uplink])
+        self.assertEqual(result.status, 0)
+
+    def assert_not_selected(self, result, status):
+        self.assertEqual((result.report["selectionStatus"], result.error), (status, ""))
+        self.assertIsNone(result.report["selectedInterfaceOrdinal"])
+        self.assertEqual(result.status, 1)
+
+    def assert_observed(self, result, *uplinks):
+        rows = result.report["observedSocketSources"]
+        self.assertEqual([row["interfaceOrdinal"] for row in rows],
+                         sorted(network.ordinals()[uplink] for uplink in uplinks))
+
+
+class SelectionTest(NetworkTest):
+    def test_a_connection_from_each_uplink_over_each_family(self):
+        for uplink, source, server in [("up1", UP1, ENDPOINT4), ("up2", UP2, ENDPOINT4),
+                                       ("up1", UP1_6, ENDPOINT6), ("up2", UP2_6, ENDPOINT6)]:
+            with self.subTest(source=source):
+                client = self.connect(f"tcp {source} {server} {PORT}")
+                result = self.diagnose(server=server, whose=("--pid", client.number))
+                self.assert_selected(result, uplink)
+                self.assert_observed(result, uplink)
+
+    def test_the_system_picks_the_uplink_of_the_better_route(self):
+        self.connect(f"tcp 0.0.0.0 {ENDPOINT4} {PORT}")
+        self.assert_selected(self.diagnose(), "up1")
+
+    def test_a_dual_stack_socket_that_talks_ipv4(self):
+        self.connect(f"tcp ::ffff:{UP2} ::ffff:{ENDPOINT4} {PORT}")
+        self.assert_selected(self.diagnose(), "up2")
+
+    def test_an_endpoint_written_as_mapped_is_another_one(self):
+        self.connect(f"tcp ::ffff:{UP2} ::ffff:{ENDPOINT4} {PORT}")
+        self.assert_not_selected(self.diagnose(server=f"::ffff:{ENDPOINT4}"), "NO_MATCHING_SOCKET")
+
+    def test_several_connections_from_one_uplink(self):
+        self.connect(*[f"tcp {UP2} {ENDPOINT4} {PORT}"] * 3)
+        self.assert_selected(self.diagnose(), "up2")
+
+    def test_connections_from_both_uplinks(self):
+        self.connect(f"tcp {UP1} {ENDPOINT4} {PORT}", f"tcp {UP2} {ENDPOINT4} {PORT}")
+        result = self.diagnose()
+        self.assert_not_selected(result, "MULTIPLE_MATCHING_SOCKET_INTERFACES")
+        self.assert_observed(result, "up1", "up2")
+
+    def test_connections_elsewhere(self):
+        self.connect(f"tcp {UP1} {ENDPOINT4} {OTHER_PORT}", f"tcp {UP2_6} {ENDPOINT6} {PORT}")
+        result = self.diagnose()
+        self.assert_not_selected(result, "NO_MATCHING_SOCKET")
+        self.assert_observed(result, "up1", "up2")
+
+    def test_a_second_connection_elsewhere_changes_nothing(self):
+        self.connect(f"tcp {UP1} {ENDPOINT4} {OTHER_PORT}", f"tcp {UP2} {ENDPOINT4} {PORT}")
+        result = self.diagnose()
+        self.assert_selected(result, "up2")
+        self.assert_observed(result, "up1", "up2")
+
+    def test_no_connection(self):
+        self.connect()
+        result = self.diagnose()
+        self.assert_not_selected(result, "NO_MATCHING_SOCKET")
+        self.assert_observed(result)
+
+    def test_udp_counts_once_it_is_connected(self):
+        self.connect(f"udp {UP1} {ENDPOINT4} {PORT}")
+        self.assert_selected(self.diagnose(), "up1")
+        self.connect(f"udp {UP2_6} {ENDPOINT6} {PORT}", name="engine6")
+        self.assert_selected(self.diagnose(server=ENDPOINT6, whose=("--process", "engine6")), "up2")
+        self.connect(f"udp-unconnected {UP1} {ENDPOINT4} {PORT}", name="idle")
+        self.assert_not_selected(self.diagnose(whose=("--process", "idle")), "NO_MATCHING_SOCKET")
+
+    def test_tcp_counts_from_its_handshake_until_it_is_gone(self):
+        self.connect(f"tcp-half-closed {UP1} {ENDPOINT4} {PORT}")
+        self.assert_selected(self.diagnose(), "up1")
+        nobody = "203.0.113.99"
+        self.connect(f"tcp-unanswered {UP1} {nobody} {PORT}", name="trying")
+        result = self.diagnose(server=nobody, whose=("--process", "trying"))
+        self.assert_not_selected(result, "NO_MATCHING_SOCKET")
+
+    def test_one_address_on_both_uplinks(self):
+        self.connect(f"tcp {UP1} {ENDPOINT4} {PORT}")
+        self.for_this_test("engine", f"address add {UP1}/32 dev up2", f"address del {UP1}/32 dev up2")
+        self.assert_not_selected(self.diagnose(), "ADDRESS_INTERFACE_AMBIGUOUS")
+
+    def test_an_address_that_went_away_under_a_connection(self):
+        self.for_this_test("engine", "address add 10.1.0.3/24 dev up1 nodad", "address flush to 10.1.0.3")
+        self.connect(f"tcp 10.1.0.3 {ENDPOINT4} {PORT}")
+        self.assert_selected(self.diagnose(), "up1")
+        ip("engine", "address del 10.1.0.3/24 dev up1")
+        self.assert_not_selected(self.diagnose(), "SOCKET_SOURCE_ADDRESS_UNMAPPED")
+        self.connect(f"tcp {UP1} {ENDPOINT4} {PORT}")
+        self.assert_not_selected(self.diagnose(), "PARTIAL_SOCKET_SOURCE_MAPPING")
+
+    def test_a_link_between_two_hosts_counts_by_its_own_end(self):
+        self.for_this_test("engine", "address add 10.9.0.1 peer 10.9.0.2 dev up2",
+                           "address del 10.9.0.1 peer 10.9.0.2 dev up2")
+        self.for_this_test("server", "route add 10.9.0.1 dev up2", "route del 10.9.0.1 dev up2")
+        self.connect(f"tcp 10.9.0.1 {ENDPOINT4} {PORT}")
+        self.assert_selected(self.diagnose(), "up2")
+
+    def test_explained_with_the_name_of_the_interface(self):
+        self.connect(f"tcp {UP2} {ENDPOINT4} {PORT}")
+        result = self.diagnose("--explain")
+        ordinal = network.ordinals()["up2"]
+        self.assertTrue(result.output.startswith(f"selectionStatus: OK, interface {ordinal} (up2)\n"))
+        self.assertIn(f"observedSocketSources:\n    interface {ordinal} (up2)\n", result.output)
+
+
+class ProcessTest(NetworkTest):
+    def test_the_sockets_of_others_do_not_count(self):
+        self.connect(f"tcp {UP1} {ENDPOINT4} {PORT}", name="browser")
+        engine = self.connect(f"tcp {UP2} {ENDPOINT4} {PORT}")
+        for whose in (("--process", "engine"), ("--pid", engine.number)):
+            result = self.diagnose(whose=whose)
+            self.assert_selected(result, "up2")
+            self.assert_observed(result, "up2")
+
+    def test_all_processes_of_a_name_count(self):
+        self.connect(f"tcp {UP1} {ENDPOINT4} {PORT}")
+        self.connect(f"tcp {UP2} {ENDPOINT4} {PORT}")
+        self.assert_not_selected(self.diagnose(), "MULTIPLE_MATCHING_SOCKET_INTERFACES")
+
+    def test_a_part_of_a_name_is_another_name(self):
+        self.connect(f"tcp {UP1} {ENDPOINT4} {PORT}", name="engines")
+        self.assert_cannot_run(self.diagnose(), "--process", "'engine'")
+
+    def test_a_long_name_is_that_of_the_program(self):
+        self.connect(f"tcp {UP1} {ENDPOINT4} {PORT}", name="a-name-of-fifteen-and-more")
+        self.assert_selected(self.diagnose(whose=("--process", "a-name-of-fifte")), "up1")
+        self.assert_cannot_run(self.diagnose(whose=("--process", "a-name-of-fifteen-and-more")),
+                               "'a-name-of-fifteen-and-more'")
+        program = self.folder / "a-program-of-a-long-name"
+        shutil.copy(sys.executable, program)
+        client = Program("engine", CLIENT, program.name, f"tcp {UP2} {ENDPOINT4} {PORT}",
+                         python=program)
+        self.addCleanup(client.end)
+        self.assert_selected(self.diagnose(whose=("--process", program.name)), "up2")
+
+    def test_a_process_of_another_network_namespace_is_refused(self):
+        other = Program("server", CLIENT, "engine")
+        self.addCleanup(other.end)
+        self.assert_cannot_run(self.diagnose(whose=("--pid", other.number)), "--pid",
+                               "another network namespace", f"--target {other.number}")
+        self.assert_cannot_run(self.diagnose(), "--process", "'engine'")
+        self.connect(f"tcp {UP1} {ENDPOINT4} {PORT}")
+        self.assert_selected(self.diagnose(), "up1")
+
+
+class SnapshotTest(NetworkTest):
+    def saved(self, *arguments):
+        """The text of a live snapshot, and the report."""
+        path = self.folder / "saved.snapshot"
+        result = self.diagnose("--save-snapshot", path, *arguments)
+        self.assertEqual(result.error, "")
+        return path.read_text(), result.report
+
+    def test_a_saved_snapshot_has_the_report_of_the_live_one(self):
+        self.connect(f"tcp {UP2} {ENDPOINT4} {PORT}", f"udp {UP1_6} {ENDPOINT6} {PORT}")
+        for arguments in ([], ["--anonymize"]):
+            text, report = self.saved(*arguments)
+            self.assertEqual(report["selectionStatus"], "OK")
+            self.assertEqual(self.diagnose_snapshot(text).report, report)
+
+    def test_an_anonymous_one_shows_nothing_of_this_network(self):
+        self.connect(f"tcp {UP2} {ENDPOINT4} {PORT}", f"tcp {UP1_6} {ENDPOINT6} {PORT}")
+        text, _ = self.saved()
+        for address in (UP2, ENDPOINT4, UP1_6, ENDPOINT6):
+            self.assertIn(address, text)
+        text, _ = self.saved("--anonymize")
+        for address in (UP1, UP2, ENDPOINT4, UP1_6, UP2_6, ENDPOINT6, "10.", "fe80", "127."):
+            self.assertNotIn(address, text)
+
+    def test_without_one_of_its_interfaces_it_is_inconsistent(self):
+        self.connect(f"tcp {UP1} {ENDPOINT4} {PORT}")
+        text, report = self.saved()
+        self.assertEqual(report["defaultRoutesStatus"], "OK")
+        up2 = next(line for line in text.splitlines(keepends=True)
+                   if line.startswith("interface ") and UP2 in line)
+        report = self.diagnose_snapshot(text.replace(up2, "")).report
+        self.assertEqual(report["defaultRoutesStatus"], "SNAPSHOT_INCONSISTENT")
+        self.assertEqual(report["selectionStatus"], "OK")
+
+    def test_interfaces_with_their_states_and_addresses(self):
+        self.connect()
+        self.for_this_test("engine", "link add spare type veth peer name spare2", "link del spare")
+        self.for_this_test("engine", "link set spare up", "link set spare down")
+        for name, state in [("up1", "UP"), ("spare", "LOWERLAYERDOWN"), ("spare2", "DOWN")]:
+            network.wait_for_state(name, state)
+        text, report = self.saved()
+        links = {link["ifname"]: link for link in json.loads(ip("engine", "-json address show"))}
+        # RFC 2863: 1 is up, 2 down, 4 unknown, 7 lower layer down.
+        for name, status in [("lo", 4), ("up1", 1), ("spare", 7), ("spare2", 2)]:
+            addresses = ",".join(info["local"] for info in links[name]["addr_info"])
+            self.assertIn(f"\ninterface index={links[name]['ifindex']} operStatus={status} metric=0 "
+                          f"addresses={addresses}\n", text)
+        self.assertEqual(len(report["interfaces"]), len(links))
+
+    def test_a_mapped_address_is_saved_as_ipv4(self):
+        self.connect(f"tcp ::ffff:{UP1} ::ffff:{ENDPOINT4} {PORT}")
+        text, _ = self.saved()
+        self.assertRegex(text, rf"\nsocket localAddress={UP1} localPort=\d+ "
+                               rf"remoteAddress={ENDPOINT4} remotePort={PORT}\n")
+        self.assertEqual(text.count("\nsocket "), 1)
+
+
+class RouteTest(NetworkTest):
+    # Family, interface and metric of each default route of the network as it is made.
+    ROUTES = [(4, "up1", 100), (4, "up2", 200), (4, "up2", 0),
+              (6, "up1", 100), (6, "up2", 200), (6, "up2", 1024)]
+
+    def setUp(self):
+        super().setUp()
+        self.connect()
+
+    def assert_routes(self, expected):
+        report = self.diagnose().report
+        self.assertEqual(report["defaultRoutesStatus"], "OK")
+        ordinals = network.ordinals()
+        self.assertEqual(Counter((row["family"], row["interfaceOrdinal"], row["routeMetric"])
+                                 for row in report["defaultRoutes"]),
+                         Counter((family, ordinals[name], metric)
+                                 for family, name, metric in expected))
+
+    def test_the_default_routes_of_all_tables(self):
+        self.assert_routes(self.ROUTES)
+
+    def test_every_next_hop_is_a_row(self):
+        for family, net in [("-4", "10.{}.0.1"), ("-6", "2001:db8:{}::1")]:
+            hops = " ".join(f"nexthop via {net.format(number)} dev up{number} weight {number}"
+                            for number in (1, 2))
+            self.for_this_test("engine", f"{family} route add default table 300 metric 7 {hops}",
+                               f"{family} route flush table 300")
+        self.assert_routes(self.ROUTES + [(4, "up1", 7), (4, "up2", 7), (6, "up1", 7), (6, "up2", 7)])
+
+    def test_routes_that_lead_nowhere_are_left_out(self):
+        for kind in ("unreachable", "blackhole", "prohibit", "throw"):
+            for family in ("-4", "-6"):
+                self.for_this_test("engine", f"{family} route add {kind} default table 301",
+                                   f"{family} route flush table 301")
+                self.assert_routes(self.ROUTES)
+                ip("engine", f"{family} route flush table 301")
+
+    def test_routes_that_are_not_default_ones_are_left_out(self):
+        self.for_this_test("engine", "route add 0.0.0.0/1 dev up1", "route del 0.0.0.0/1 dev up1")
+        self.for_this_test("engine", "-6 route add ::/1 dev up1", "-6 route del ::/1 dev up1")
+        self.assert_routes(self.ROUTES)
+
+    def test_the_largest_metric(self):
+        self.for_this_test("engine", "route add default dev up1 table 302 metric 4294967295",
+                           "route flush table 302")
+        self.assert_routes(self.ROUTES + [(4, "up1", 4294967295)])
+
+
+class FailedRouteTest(NetworkTest):
+    def test_a_next_hop_object_that_the_kernel_does_not_resolve(self):
+        self.connect()
+        def resolve(value):
+            setting = "/proc/sys/net/ipv4/nexthop_compat_mode"
+            network.command(*network.inside("engine"), "sh", "-c", f"echo {value} >{setting}")
+        resolve(0)
+        self.addCleanup(resolve, 1)
+        self.for_this_test("engine", "nexthop add id 5 via 10.1.0.1 dev up1", "nexthop del id 5")
+        self.for_this_test("engine", "route add default table 303 nhid 5", "route flush table 303")
+        result = self.diagnose()
+        self.assertEqual(result.report["defaultRoutesStatus"], "ROUTE_ENUM_FAILED")
+        self.assertEqual(result.report["interfacesStatus"], "OK")
+        self.assertEqual(result.error, "egress-report: routes: a default route names no interface\n")
+
+
+if __name__ == "__main__":
+    try:
+        network.leave_this_network()
+    except network.NotPermitted as reason:
+        print(f"skipped: network namespaces cannot be made here: {reason}")
+        sys.exit(0)
+    network.make_network()
+    listener = Program("server", SERVER, PORT, OTHER_PORT)
+    try:
+        unittest.main()
+    finally:
+        listener.end()

@@ -1,0 +1,253 @@
+#!/usr/bin/python3
+"""Saved snapshots: written, read back, made anonymous, and refused when they are none."""
+
+import ipaddress
+import re
+import unittest
+
+from report_program import EMPTY_SNAPSHOT, HEALTHY_SNAPSHOT, ProgramTest
+
+# Every record with every field, and bytes of every kind in the texts.
+FULL_SNAPSHOT = """\
+egress-snapshot version=1
+config status=OK autoDetectInterface=true
+outbound tag=proxy type=selector detour= hasServer=false server= portSpecified=false \
+portMalformed=false portHopping=false ports= hasTransport=false transportType=
+outbound tag=node%201%2C%25%0A%C3%A9%00 type=vless detour=hop hasServer=true server=[2001:470::1%25eth0] \
+portSpecified=true portMalformed=true portHopping=true ports=443,8443 hasTransport=true transportType=ws
+answer selectorTag=proxy status=Ok now=node%201%2C%25%0A%C3%A9%00
+answer selectorTag=a status=TransportFailed now=
+answer selectorTag=b status=Malformed now=
+answer selectorTag=c status=NowMissing now=
+hint tag=node%201%2C%25%0A%C3%A9%00
+adapters enumFailed=false
+interface index=4294967295 operStatus=-2147483648 metric=4294967295 addresses=10.1.2.3,fd00::1
+routes enumFailed=true
+route family=2147483647 interfaceIndex=7 metric=9
+sockets enumFailed=false
+socket localAddress=10.1.2.3 localPort=4294967295 remoteAddress=no%20address remotePort=443
+"""
+
+SELECTED_SNAPSHOT = """\
+egress-snapshot version=1
+config status=OK autoDetectInterface=true
+outbound tag=proxy type=selector
+outbound tag=Tokyo type=vless hasServer=true server=93.184.216.34 portSpecified=true ports=443
+outbound tag=Osaka type=vless hasServer=true server=osaka.example.net portSpecified=true ports=443
+outbound tag=Kyoto type=vless hasServer=true server=::ffff:93.184.216.34 portSpecified=true ports=443
+answer selectorTag=proxy status=Ok now=Tokyo
+hint tag=Osaka
+adapters enumFailed=false
+interface index=40 operStatus=1 metric=3 addresses=10.20.30.40,fd12::40,fe80::1
+interface index=7 operStatus=2 metric=4 addresses=10.20.30.7,fe80::1
+interface index=40 operStatus=1 metric=5 addresses=
+routes enumFailed=false
+route family=4 interfaceIndex=40 metric=100
+route family=6 interfaceIndex=39 metric=200
+sockets enumFailed=false
+socket localAddress=10.20.30.40 localPort=50000 remoteAddress=93.184.216.34 remotePort=443
+socket localAddress=10.20.30.40 localPort=50001 remoteAddress=8.8.8.8 remotePort=53
+socket localAddress=10.20.30.7 localPort=50002 remoteAddress=8.8.8.8 remotePort=53
+socket localAddress=fd12::40 localPort=50003 remoteAddress=2a00:1450::1 remotePort=443
+"""
+
+DOCUMENTATION = [ipaddress.ip_network(prefix) for prefix in
+                 ("192.0.2.0/24", "198.51.100.0/24", "203.0.113.0/24", "2001:db8::/32")]
+
+
+def fields_of(snapshot):
+    """All KEY, VALUE pairs of a snapshot's text, in their order."""
+    return re.findall(r" (\w+)=(\S*)", snapshot)
+
+
+def addresses_in(snapshot):
+    return [address for key, value in fields_of(snapshot)
+            if key in ("addresses", "localAddress", "remoteAddress", "server")
+            for address in value.split(",") if address]
+
+
+class SavedTest(ProgramTest):
+    def save(self, snapshot, *arguments):
+        """The text that is saved of a snapshot, and the report of it."""
+        saved = self.folder / "saved.snapshot"
+        result = self.diagnose_snapshot(snapshot, "--save-snapshot", saved, *arguments)
+        self.assertEqual(result.error, "")
+        return saved.read_text(), result.report
+
+    def test_a_snapshot_is_saved_as_it_was(self):
+        self.assertEqual(self.save(FULL_SNAPSHOT)[0], FULL_SNAPSHOT)
+
+    def test_what_is_left_out_has_its_default(self):
+        saved, report = self.save(EMPTY_SNAPSHOT)
+        self.assertEqual(saved, EMPTY_SNAPSHOT + "config status=NO_CONFIG autoDetectInterface=false\n"
+                         "hint tag=\nadapters enumFailed=false\nroutes enumFailed=false\n"
+                         "sockets enumFailed=false\n")
+        self.assertEqual(self.save(saved), (saved, report))
+
+    def test_comments_empty_lines_and_the_order_of_fields_do_not_matter(self):
+        self.assertEqual(self.save(HEALTHY_SNAPSHOT + "\n# interface index=9\n\nhint tag=x"),
+                         self.save(HEALTHY_SNAPSHOT + "hint tag=x\n"))
+        self.assertEqual(self.save(EMPTY_SNAPSHOT + "route metric=3 family=4\n"),
+                         self.save(EMPTY_SNAPSHOT + "route family=4 metric=3\n"))
+
+    def test_configuration_answers_and_hint_are_saved_with_it(self):
+        config = self.file("config.json", '{"route": {"auto_detect_interface": true}, "outbounds": ['
+                           '{"tag": "proxy", "type": "selector"},'
+                           '{"tag": "n 1", "type": "direct", "server_port": 7}]}')
+        answer = self.file("answer.json", '{"now": "n 1"}')
+        saved, report = self.save(EMPTY_SNAPSHOT, "--config", config, "--answer", f"proxy={answer}",
+                                  "--answer-failed", "x", "--hint", "n 2")
+        self.assertIn("tag=n%201 type=direct detour= hasServer=false server= portSpecified=true "
+                      "portMalformed=false portHopping=false ports=7 ", saved)
+        self.assertIn("answer selectorTag=proxy status=Ok now=n%201\n"
+                      "answer selectorTag=x status=TransportFailed now=\nhint tag=n%202\n", saved)
+        self.assertEqual(report["activeEndpointStatus"], "LEAF_HAS_NO_REMOTE_ENDPOINT")
+        self.assertTrue(report["selectorHintStale"])
+        self.assertEqual(self.diagnose_snapshot(saved).report, report)
+
+
+class AnonymousTest(SavedTest):
+    def anonymize(self, snapshot):
+        """The anonymous text; its report is the same."""
+        saved, report = self.save(snapshot, "--anonymize")
+        self.assertEqual(self.diagnose_snapshot(saved).report, report)
+        self.assertEqual(self.diagnose_snapshot(snapshot).report, report)
+        return saved
+
+    def test_the_report_stays_the_same(self):
+        report = self.diagnose_snapshot(SELECTED_SNAPSHOT).report
+        self.assertEqual(report["selectionStatus"], "OK")  # of 7 and 40 it is the second one
+        self.assertEqual(report["selectedInterfaceOrdinal"], 2)
+        self.assertTrue(report["selectorHintStale"])
+        self.assertEqual(report["defaultRoutesStatus"], "SNAPSHOT_INCONSISTENT")
+        self.anonymize(SELECTED_SNAPSHOT)
+        for number, line in enumerate(SELECTED_SNAPSHOT.splitlines(keepends=True)):
+            if number > 0:  # without any one of its records
+                self.anonymize(SELECTED_SNAPSHOT.replace(line, ""))
+
+    def test_every_address_is_a_documentation_one_or_a_name_of_no_host(self):
+        for address in addresses_in(self.anonymize(SELECTED_SNAPSHOT)):
+            if address == "host-1.example":
+                continue
+            parsed = ipaddress.ip_address(address)
+            self.assertTrue(any(parsed in network for network in DOCUMENTATION), address)
+
+    def test_equal_addresses_stay_equal_and_others_different_family_by_family(self):
+        before = [ipaddress.ip_address(address) if ":" in address or address[0].isdigit() else address
+                  for address in addresses_in(SELECTED_SNAPSHOT)]
+        after = addresses_in(self.anonymize(SELECTED_SNAPSHOT))
+        self.assertEqual(len(before), len(after))
+        self.assertEqual(len(set(zip(before, after))), len(set(before)))
+        self.assertEqual(len(set(after)), len(set(before)))
+        for old, new in zip(before, after):
+            self.assertEqual(getattr(old, "version", 0), 0 if new.endswith(".example")
+                             else ipaddress.ip_address(new).version)
+
+    def test_texts_of_one_address_become_one(self):
+        saved = self.anonymize(EMPTY_SNAPSHOT + "interface addresses=[FD00:0::7],fd00::7%25eth0\n")
+        first, second = addresses_in(saved)
+        self.assertEqual(first, second)
+
+    def test_indexes_keep_their_order_and_nothing_else(self):
+        def indexes(text):
+            return [int(value) for key, value in fields_of(text)
+                    if key in ("index", "interfaceIndex")]
+        self.assertEqual(indexes(SELECTED_SNAPSHOT), [40, 7, 40, 40, 39])
+        self.assertEqual(indexes(self.anonymize(SELECTED_SNAPSHOT)), [3, 1, 3, 3, 2])
+
+    def test_no_name_tag_or_address_of_the_host_is_left(self):
+        saved = self.anonymize(SELECTED_SNAPSHOT)
+        for secret in ["Tokyo", "Osaka", "Kyoto", "osaka.example.net"] + addresses_in(SELECTED_SNAPSHOT):
+            self.assertNotIn(secret, saved)
+
+    def test_ports_metrics_states_and_types_stay(self):
+        keys = ("type", "ports", "localPort", "remotePort", "metric", "operStatus", "family", "status")
+        def kept(text):
+            return [(key, value) for key, value in fields_of(text) if key in keys]
+        saved = self.anonymize(SELECTED_SNAPSHOT)
+        shown = self.save(SELECTED_SNAPSHOT)[0]
+        self.assertEqual(kept(saved), kept(shown))
+
+    def test_an_anonymous_snapshot_stays_as_it_is(self):
+        saved = self.anonymize(HEALTHY_SNAPSHOT)
+        self.assertEqual(self.anonymize(saved), saved)
+
+    def test_more_addresses_than_documentation_has(self):
+        many = "".join(f"socket localAddress=10.0.{i // 256}.{i % 256} localPort=1 "
+                       f"remoteAddress=11.0.{i // 256}.{i % 256} remotePort=443\n"
+                       for i in range(1000))
+        saved = self.anonymize(HEALTHY_SNAPSHOT + many)
+        self.assertEqual(len(set(addresses_in(saved))), 768 + 1)  # with the one of IPv6
+        # The same with the endpoint far behind them.
+        head, _, socket = HEALTHY_SNAPSHOT.rpartition("socket ")
+        self.anonymize(head + many + "socket " + socket)
+
+    def test_adapters_with_more_addresses_than_documentation_has_are_refused(self):
+        adapters = "".join(f"interface index={i} addresses=10.1.{i // 256}.{i % 256}\n"
+                           for i in range(20, 1000))
+        ambiguous = "socket localAddress=10.1.3.200 remoteAddress=198.51.100.10 remotePort=443\n"
+        saved = self.folder / "saved.snapshot"
+        result = self.diagnose_snapshot(HEALTHY_SNAPSHOT + adapters + ambiguous, "--anonymize",
+                                        "--save-snapshot", saved)
+        self.assert_cannot_run(result, "--anonymize", "more IPv4 addresses")
+        self.assertFalse(saved.exists())
+
+
+class RefusedTest(ProgramTest):
+    def refuse(self, snapshot, *parts):
+        self.assert_cannot_run(self.diagnose_snapshot(snapshot), "--snapshot", "given.snapshot",
+                               *parts)
+
+    def test_text_of_another_kind(self):
+        for text in ("", "\n", "{}", "egress-snapshot version=2\n", " " + EMPTY_SNAPSHOT):
+            self.refuse(text, "line 1: ")
+
+    def test_an_unknown_record_names_its_line(self):
+        self.refuse(HEALTHY_SNAPSHOT + "adapter index=1\n", "line 8: 'adapter' is no record")
+
+    def test_an_unknown_field(self):
+        self.refuse(EMPTY_SNAPSHOT + "interface name=eth0\n", "line 2: 'name' is no field")
+
+    def test_a_repeated_field(self):
+        self.refuse(EMPTY_SNAPSHOT + "interface index=1 index=2\n", "line 2: 'index'", "twice")
+
+    def test_a_field_without_a_value(self):
+        self.refuse(EMPTY_SNAPSHOT + "interface index\n", "line 2: 'index'", "KEY=VALUE")
+
+    def test_two_blanks(self):
+        self.refuse(EMPTY_SNAPSHOT + "interface  index=1\n", "line 2: ''", "KEY=VALUE")
+
+    def test_numbers_that_do_not_fit(self):
+        for field in ("interface index=-1", "interface index=4294967296", "interface index=",
+                      "interface index=1x", "interface index=+1", "interface operStatus=2147483648",
+                      "socket localPort=0x10", "outbound ports=1,x"):
+            self.refuse(EMPTY_SNAPSHOT + field + "\n", "line 2: ", "is no number that fits here")
+
+    def test_words_that_are_none(self):
+        for field in ("config status=FINE", "config status=ok", "answer status=OK"):
+            self.refuse(EMPTY_SNAPSHOT + field + "\n", "line 2: ", "is no status that is known here")
+        self.refuse(EMPTY_SNAPSHOT + "adapters enumFailed=1\n", "line 2: '1'", "'true' or 'false'")
+
+    def test_encodings_that_are_none(self):
+        for text in ("%", "%4", "%4g", "%g4", "a%"):
+            self.refuse(EMPTY_SNAPSHOT + f"hint tag={text}\n", "line 2: ", "percent-encoded byte")
+
+    def test_what_is_shown_of_a_hostile_file_is_harmless_and_short(self):
+        self.refuse(EMPTY_SNAPSHOT + "\x1b[2J\x07\n", "line 2: '%1B[2J%07'")
+        self.refuse(EMPTY_SNAPSHOT + "x" * 100000 + "\n", "line 2: '" + "x" * 40 + "...'")
+
+    def test_every_cut_gives_a_report_or_one_line(self):
+        snapshot = HEALTHY_SNAPSHOT + "hint tag=%C3%A9\n"
+        for size in range(len(snapshot)):
+            result = self.diagnose_snapshot(snapshot[:size])
+            self.assertIn(result.status, (0, 1, 2), snapshot[:size])
+            self.assertEqual(result.error.count("\n"), 1 if result.status == 2 else 0)
+
+    def test_any_bytes_give_one_line(self):
+        for content in (bytes(range(256)), b"\x00" * 1000, b"\xff\xfe" * 10,
+                        EMPTY_SNAPSHOT.encode() + bytes(range(256))):
+            self.refuse(content)
+
+
+if __name__ == "__main__":
+    unittest.main()
