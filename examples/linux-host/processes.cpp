@@ -47,8 +47,9 @@ std::optional<std::string> linkOf(const fs::path& link) {
   return target;
 }
 
-bool isInThisNetworkNamespace(pid_t process) {
-  return linkOf(procPath(process) / "ns/net") == linkOf("/proc/self/ns/net");
+// Nothing when the process has ended, also while its parent has yet to hear of that.
+std::optional<std::string> networkNamespaceOf(const fs::path& process) {
+  return linkOf(process / "ns/net");
 }
 
 bool hasName(pid_t process, const std::string& name) {
@@ -74,21 +75,21 @@ std::vector<pid_t> allProcesses() {
 }
 
 std::vector<pid_t> findProcess(pid_t process) {
-  if (!fs::exists(procPath(process))) {
-    throw CannotRun("--pid: there is no process " + std::to_string(process));
-  }
-  if (!isInThisNetworkNamespace(process)) {
-    throw CannotRun("--pid: process " + std::to_string(process) +
-                    " is in another network namespace; run this there (nsenter --net --target " +
-                    std::to_string(process) + " ...)");
+  const std::string number = std::to_string(process);
+  const std::optional<std::string> network = networkNamespaceOf(procPath(process));
+  if (!network) throw CannotRun("--pid: there is no process " + number);
+  if (network != networkNamespaceOf("/proc/self")) {
+    throw CannotRun("--pid: process " + number + " is in another network namespace; run this " +
+                    "there (nsenter --net --target " + number + " ...)");
   }
   return {process};
 }
 
 std::vector<pid_t> findProcessesNamed(const std::string& name) {
+  const std::optional<std::string> network = networkNamespaceOf("/proc/self");
   std::vector<pid_t> processes = allProcesses();
-  std::erase_if(processes, [&name](pid_t process) {
-    return !hasName(process, name) || !isInThisNetworkNamespace(process);
+  std::erase_if(processes, [&](pid_t process) {
+    return !hasName(process, name) || networkNamespaceOf(procPath(process)) != network;
   });
   if (processes.empty()) {
     throw CannotRun("--process: no process of this network namespace is named '" + name + "'");

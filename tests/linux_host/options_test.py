@@ -2,7 +2,9 @@
 """The options of egress-report, its exit statuses, and what it says when it cannot run."""
 
 import os
+import subprocess
 import unittest
+from pathlib import Path
 
 from report_program import EMPTY_SNAPSHOT, HEALTHY_SNAPSHOT, PROGRAM, ProgramTest
 
@@ -149,6 +151,13 @@ class CannotRunTest(ProgramTest):
         self.refuse("--pid", 2**22 + 1, parts=["--pid", 2**22 + 1])
         self.refuse("--process", "nobody-is-named-so", parts=["nobody-is-named-so"])
         self.refuse("--process", "", parts=["--process"])
+
+    def test_a_process_that_has_ended(self):
+        with subprocess.Popen(["sh", "-c", "echo zombie >/proc/$$/comm"]) as ended:
+            os.waitid(os.P_PID, ended.pid, os.WEXITED | os.WNOWAIT)  # it stays in the list of processes
+            self.assertTrue(Path(f"/proc/{ended.pid}").exists())
+            self.refuse("--pid", ended.pid, parts=["--pid", f"there is no process {ended.pid}"])
+            self.refuse("--process", "zombie", parts=["--process", "'zombie'"])
 
     def test_options_that_exclude_each_other(self):
         self.refuse("--pid", 1, "--process", "x", parts=["--pid", "--process"])
