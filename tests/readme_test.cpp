@@ -9,12 +9,11 @@
 
 #include "egress/core/diagnose_egress.h"
 #include "egress/selfcheck/fixtures.h"
+#include "examples/linux-host/report_json.h"
 #include "tests/support/run_program.h"
 
 namespace egress::test {
 namespace {
-
-using nlohmann::ordered_json;
 
 std::string contentOf(const std::string& name) {
   std::ifstream file(EGRESS_SOURCE_DIR "/" + name, std::ios::binary);
@@ -32,41 +31,13 @@ std::string readmeBlock(const std::string& language) {
   return text.substr(first, text.find("```", first) - first);
 }
 
-ordered_json toJson(const ReportScalar& scalar) {
-  switch (scalar.kind) {
-    case ReportKind::Boolean: return scalar.boolValue;
-    case ReportKind::Integer: return scalar.intValue;
-    case ReportKind::String: return scalar.stringValue;
-    case ReportKind::Null: break;
-  }
-  return nullptr;
-}
-
-ordered_json toJson(const std::vector<ReportRow>& rows) {
-  ordered_json array = ordered_json::array();
-  for (const ReportRow& row : rows) {
-    ordered_json object = ordered_json::object();
-    for (const auto& [key, scalar] : row) object[key] = toJson(scalar);
-    array.push_back(object);
-  }
-  return array;
-}
-
-ordered_json toJson(const EgressReport& report) {
-  ordered_json object = ordered_json::object();
-  for (const ReportMember& member : report.members) {
-    object[member.key] = std::visit([](const auto& value) { return toJson(value); }, member.value);
-  }
-  return object;
-}
-
 TEST(Readme, TheReportIsThatOfAHealthyHostWithASecondSocketElsewhere) {
   DiagnosisInput input = makeDefaultInput(true);
   input.sockets.rows = {makeSocketSource("10.0.0.7", 51000, "198.51.100.10", 443),
                         makeSocketSource("192.168.1.50", 51001, "203.0.113.200", 443)};
   // Compared as text, because the order of the members counts.
-  EXPECT_EQ(toJson(diagnoseEgress(input)).dump(2),
-            ordered_json::parse(readmeBlock("json")).dump(2));
+  EXPECT_EQ(linux_host::reportJson(diagnoseEgress(input)),
+            nlohmann::ordered_json::parse(readmeBlock("json")).dump(2));
 }
 
 // The first of the two commands.

@@ -183,6 +183,11 @@ class ExplainTest(ProgramTest):
         means = re.search(r"\*\*Means:\*\* (.*)\n", EXPLAINED["selectionStatus"]["OK"]).group(1)
         self.assertTrue(output.startswith(f"selectionStatus: OK, interface 1\n    Means: {means}\n"))
 
+    def test_the_example_that_is_documented(self):
+        page = (SOURCE_DIR / "examples/linux-host/README.md").read_text()
+        snapshot, output = re.findall(r"^```text\n(.*?)```$", page, re.DOTALL | re.MULTILINE)
+        self.assertEqual(self.explain(snapshot), output)
+
     def test_every_other_word_than_ok_is_explained(self):
         output = self.explain(
             EMPTY_SNAPSHOT + "config status=OK autoDetectInterface=true\nhint tag=x\n"
