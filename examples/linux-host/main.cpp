@@ -76,41 +76,42 @@ NamesByOrdinal namesByOrdinal(const LiveNotes& notes, const egress::DiagnosisInp
   return names;
 }
 
+// Everything that the diagnosis looks at.
+egress::DiagnosisInput gather(const Options& options, LiveNotes& notes) {
+  egress::DiagnosisInput input;
+  if (options.snapshotPath) {
+    input = readSnapshot(*options.snapshotPath);
+  } else {
+    notes = takeLiveSnapshots(options.processes.value(), input);
+  }
+  if (options.configPath) readConfig(*options.configPath, input);
+  readAnswers(options.answers, input);
+  if (options.hint) input.selectorHint = *options.hint;
+  return input;
+}
+
 // Whether the report answers the question.
 bool isAnswered(const egress::EgressReport& report) {
   using enum egress::SelectionStatus;
-  const egress::ReportScalar status =
-      std::get<egress::ReportScalar>(egress::findReportMember(report, "selectionStatus")->value);
-  return status.stringValue == egress::toString(OK) ||
-         status.stringValue == egress::toString(NOT_APPLICABLE_OS_ROUTED);
+  const auto* const member = egress::findReportMember(report, "selectionStatus");
+  const std::string& word = std::get<egress::ReportScalar>(member->value).stringValue;
+  return word == egress::toString(OK) || word == egress::toString(NOT_APPLICABLE_OS_ROUTED);
 }
 
 int run(const Options& options) {
-  egress::DiagnosisInput input;
   LiveNotes notes;
-  if (options.snapshotPath.empty()) {
-    notes = takeLiveSnapshots(*options.processes, input);
-  } else {
-    input = readSnapshot(options.snapshotPath);
-  }
-  if (!options.configPath.empty()) readConfig(options.configPath, input);
-  readAnswers(options.answers, input);
-  if (options.hint) input.selectorHint = *options.hint;
-
+  const egress::DiagnosisInput input = gather(options, notes);
   const egress::EgressReport report = egress::diagnoseEgress(input);
-  if (!options.saveSnapshotPath.empty()) {
-    writeFile("--save-snapshot", options.saveSnapshotPath,
+  if (options.saveSnapshotPath) {
+    writeFile("--save-snapshot", *options.saveSnapshotPath,
               snapshotText(options.anonymize ? anonymized(input) : input));
   }
-  for (const std::string& failure : notes.failures)
+  for (const std::string& failure : notes.failures) {
     std::cerr << "egress-report: " << failure << '\n';
-  if (options.explain) {
-    std::cout << explain(report, namesByOrdinal(notes, input));
-  } else {
-    std::cout << reportJson(report) << '\n';
   }
-  std::cout.flush();
-  if (!std::cout) throw CannotRun(withSystemError("cannot write the report"));
+  std::cout << (options.explain ? explain(report, namesByOrdinal(notes, input))
+                                : reportJson(report) + '\n');
+  if (!std::cout.flush()) throw CannotRun(withSystemError("cannot write the report"));
   return isAnswered(report) ? 0 : 1;
 }
 

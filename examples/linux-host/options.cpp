@@ -26,13 +26,12 @@ Exit status:
   1  diagnosed, but the interface could not be determined
   2  could not run: a wrong option, an unreadable file, no such process)";
 
-// As the command line gives them.
+// Those that mean something only together.
 struct RawOptions {
   std::vector<std::string> answers;
   std::vector<std::string> failedAnswers;
-  std::string hint;
-  pid_t process = 0;
-  std::string processName;
+  std::optional<pid_t> process;
+  std::optional<std::string> processName;
 };
 
 void addOptions(CLI::App& app, Options& options, RawOptions& raw) {
@@ -49,7 +48,7 @@ void addOptions(CLI::App& app, Options& options, RawOptions& raw) {
       ->type_name("TAG")
       ->expected(1)
       ->take_all();
-  app.add_option("--hint", raw.hint, "Tag of the selector choice that was last known of")
+  app.add_option("--hint", options.hint, "Tag of the selector choice that was last known of")
       ->type_name("TAG");
   auto* const pid = app.add_option("--pid", raw.process, "The process whose sockets count")
                         ->type_name("N")
@@ -84,7 +83,7 @@ void addAnswer(Options& options, AnswerOption answer) {
   options.answers.push_back(std::move(answer));
 }
 
-void checkAndComplete(const CLI::App& app, const RawOptions& raw, Options& options) {
+void checkAndComplete(const RawOptions& raw, Options& options) {
   for (const std::string& answer : raw.answers) {
     const std::size_t equals = answer.find('=');
     if (equals == std::string::npos) throw CannotRun("--answer: '" + answer + "' has no '='");
@@ -94,10 +93,9 @@ void checkAndComplete(const CLI::App& app, const RawOptions& raw, Options& optio
   for (const std::string& tag : raw.failedAnswers) {
     addAnswer(options, {.selectorTag = tag, .path = std::nullopt});
   }
-  if (app.count("--hint") != 0) options.hint = raw.hint;
-  if (app.count("--pid") != 0) options.processes = raw.process;
-  if (app.count("--process") != 0) options.processes = raw.processName;
-  if (!options.processes && app.count("--snapshot") == 0) {
+  if (raw.process) options.processes = *raw.process;
+  if (raw.processName) options.processes = *raw.processName;
+  if (!options.processes && !options.snapshotPath) {
     throw CannotRun("whose sockets? give --pid, --process or --snapshot");
   }
 }
@@ -120,7 +118,7 @@ std::optional<Options> readOptions(int argumentCount, const char* const* argumen
   } catch (const CLI::ParseError& error) {
     throw CannotRun(std::string(error.what()) + "; see egress-report --help");
   }
-  checkAndComplete(app, raw, options);
+  checkAndComplete(raw, options);
   return options;
 }
 

@@ -15,14 +15,14 @@ struct AnswerOption {
   std::optional<std::string> path;  // none: the engine gave no answer
 };
 
-// What the command line asks for. A path that is not given is empty.
+// What the command line asks for.
 struct Options {
-  std::string configPath;  // "-": standard input
+  std::optional<std::string> configPath;  // "-": standard input
   std::vector<AnswerOption> answers;
   std::optional<std::string> hint;
-  std::optional<ProcessChoice> processes;  // given unless snapshotPath is
-  std::string snapshotPath;
-  std::string saveSnapshotPath;
+  std::optional<ProcessChoice> processes;  // given exactly when snapshotPath is not
+  std::optional<std::string> snapshotPath;
+  std::optional<std::string> saveSnapshotPath;
   bool anonymize = false;
   bool explain = false;
 };

@@ -176,6 +176,13 @@ class CannotRunTest(ProgramTest):
         self.refuse("--snapshot", snapshot, "--answer", f"proxy={missing}",
                     parts=["--answer", missing, "No such file"])
 
+    def test_empty_names_of_files(self):
+        snapshot = self.file("empty.snapshot", EMPTY_SNAPSHOT)
+        self.refuse("--snapshot", "", parts=["--snapshot", "No such file"])
+        for option in ("--config", "--save-snapshot"):
+            self.refuse("--snapshot", snapshot, option, "", parts=[option, "No such file"])
+        self.refuse("--snapshot", snapshot, "--answer", "proxy=", parts=["--answer", "No such file"])
+
     def test_folders_in_place_of_files(self):
         snapshot = self.file("empty.snapshot", EMPTY_SNAPSHOT)
         self.refuse("--snapshot", self.folder, parts=[self.folder, "Is a directory"])
