@@ -94,6 +94,12 @@ class FailuresTest(ProgramTest):
             with self.subTest(request=request):
                 self.assert_failed(self.diagnose(f"{request}:interrupt-once"), [])
 
+    def test_every_state_has_its_number_of_rfc_2863(self):
+        """Linux counts them as unknown, not present, down, lower layer down, testing, dormant, up;
+        then come a state that is none, and none at all."""
+        rows = self.diagnose("links:states").report["interfaces"]
+        self.assertEqual([row["operStatus"] for row in rows], [4, 6, 2, 7, 3, 5, 1, 4, 4])
+
     def test_messages_without_a_meaning_are_skipped(self):
         self.assert_failed(self.diagnose("links:idle"), [])
 

@@ -11,6 +11,7 @@
 #include <sys/socket.h>
 
 #include <libmnl/libmnl.h>
+#include <linux/if.h>
 #include <linux/if_addr.h>
 #include <linux/inet_diag.h>
 #include <linux/rtnetlink.h>
@@ -98,6 +99,14 @@ ssize_t inventReply(void* buffer) {
   }
   if (isAsked("short")) {
     reply.add<std::uint16_t>(currentType);
+    return reply.end();
+  }
+  if (isAsked("states")) {
+    for (std::uint8_t state = IF_OPER_UNKNOWN; state <= IF_OPER_UP + 1; ++state) {
+      reply.add<ifinfomsg>(RTM_NEWLINK).ifi_index = state + 1;
+      reply.addAttribute(IFLA_OPERSTATE, sizeof(state), &state);
+    }
+    reply.add<ifinfomsg>(RTM_NEWLINK).ifi_index = 100;  // says nothing of its state
     return reply.end();
   }
   const bool fromNobody = isAsked("stranger");

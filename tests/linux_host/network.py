@@ -23,7 +23,8 @@ CLONE_NEWNET = 0x40000000
 
 ENDPOINT4 = "203.0.113.10"
 ENDPOINT6 = "2001:db8:f::10"
-PORT = 443
+PORT = 443  # connections stay
+CLOSING_PORT = 444  # the server closes them at once
 
 # Takes its lines apart: connects as each says, gives itself the name, and waits.
 CLIENT = r"""
@@ -40,21 +41,26 @@ for line in sys.argv[2:]:
         made.connect_ex((target, int(port)))
     if kind == "tcp-half-closed":
         made.shutdown(socket.SHUT_WR)
+    if kind == "tcp-closed-by-server":
+        made.recv(1)
     sockets.append(made)
 open("/proc/self/comm", "w").write(sys.argv[1])
 print("ready", flush=True)
 sys.stdin.read()
 """
 
-# Listens on all addresses, TCP over both families, and keeps what connects.
+# Listens on all addresses, TCP over both families, and keeps what connects; or closes it at once
+# on a port with a "!" behind it.
 SERVER = r"""
 import socket, sys, threading
-def accept(listener, kept):
+def accept(listener, kept, keep):
     while True:
-        kept.append(listener.accept())
-for port in map(int, sys.argv[1:]):
-    listener = socket.create_server(("::", port), family=socket.AF_INET6, dualstack_ipv6=True)
-    threading.Thread(target=accept, args=(listener, []), daemon=True).start()
+        connection, _ = listener.accept()
+        kept.append(connection) if keep else connection.close()
+for port in sys.argv[1:]:
+    listener = socket.create_server(("::", int(port.rstrip("!"))), family=socket.AF_INET6,
+                                    dualstack_ipv6=True)
+    threading.Thread(target=accept, args=(listener, [], port[-1] != "!"), daemon=True).start()
 print("ready", flush=True)
 sys.stdin.read()
 """

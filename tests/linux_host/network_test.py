@@ -8,7 +8,7 @@ import unittest
 from collections import Counter
 
 import network
-from network import CLIENT, ENDPOINT4, ENDPOINT6, PORT, SERVER, Program, ip
+from network import CLIENT, CLOSING_PORT, ENDPOINT4, ENDPOINT6, PORT, SERVER, Program, ip
 from report_program import ProgramTest
 
 OTHER_PORT = 8443
@@ -16,10 +16,10 @@ UP1, UP2 = "10.1.0.2", "10.2.0.2"
 UP1_6, UP2_6 = "2001:db8:1::2", "2001:db8:2::2"
 
 
-def config(server):
+def config(server, port):
     return json.dumps({"route": {"auto_detect_interface": True},
                        "outbounds": [{"tag": "proxy", "type": "trojan", "server": server,
-                                      "server_port": PORT}]})
+                                      "server_port": port}]})
 
 
 class NetworkTest(ProgramTest):
@@ -36,9 +36,9 @@ class NetworkTest(ProgramTest):
         ip(namespace, text)
         self.addCleanup(ip, namespace, undo)
 
-    def diagnose(self, *arguments, server=ENDPOINT4, whose=("--process", "engine"), **options):
-        return self.run_program(*whose, "--config", "-", *arguments, text=config(server),
-                                before=network.inside("engine"), **options)
+    def diagnose(self, *arguments, server=ENDPOINT4, port=PORT, whose=("--process", "engine")):
+        return self.run_program(*whose, "--config", "-", *arguments, text=config(server, port),
+                                before=network.inside("engine"))
 
     def assert_selected(self, result, uplink):
         self.assertEqual((result.report["selectionStatus"], result.error), ("OK", ""))
@@ -117,6 +117,9 @@ class SelectionTest(NetworkTest):
     def test_tcp_counts_from_its_handshake_until_it_is_gone(self):
         self.connect(f"tcp-half-closed {UP1} {ENDPOINT4} {PORT}")
         self.assert_selected(self.diagnose(), "up1")
+        self.connect(f"tcp-closed-by-server {UP2} {ENDPOINT4} {CLOSING_PORT}", name="closed")
+        result = self.diagnose(port=CLOSING_PORT, whose=("--process", "closed"))
+        self.assert_selected(result, "up2")
         nobody = "203.0.113.99"
         self.connect(f"tcp-unanswered {UP1} {nobody} {PORT}", name="trying")
         result = self.diagnose(server=nobody, whose=("--process", "trying"))
@@ -319,7 +322,7 @@ if __name__ == "__main__":
         print(f"skipped: network namespaces cannot be made here: {reason}")
         sys.exit(0)
     network.make_network()
-    listener = Program("server", SERVER, PORT, OTHER_PORT)
+    listener = Program("server", SERVER, PORT, OTHER_PORT, f"{CLOSING_PORT}!")
     try:
         unittest.main()
     finally:

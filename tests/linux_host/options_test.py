@@ -189,7 +189,7 @@ class CannotRunTest(ProgramTest):
         self.refuse("--snapshot", snapshot, "--config", self.folder,
                     parts=["--config", self.folder, "Is a directory"])
         self.refuse("--snapshot", snapshot, "--save-snapshot", self.folder,
-                    parts=["--save-snapshot", self.folder, "Is a directory"])
+                    parts=["--save-snapshot: cannot write", self.folder, "Is a directory"])
 
     def test_a_full_disk(self):
         snapshot = self.file("empty.snapshot", EMPTY_SNAPSHOT)

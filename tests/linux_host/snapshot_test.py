@@ -125,12 +125,26 @@ class AnonymousTest(SavedTest):
             if number > 0:  # without any one of its records
                 self.anonymize(SELECTED_SNAPSHOT.replace(line, ""))
 
-    def test_every_address_is_a_documentation_one_or_a_name_of_no_host(self):
-        for address in addresses_in(self.anonymize(SELECTED_SNAPSHOT)):
-            if address == "host-1.example":
-                continue
+    def assert_documentation(self, addresses):
+        for address in addresses:
             parsed = ipaddress.ip_address(address)
             self.assertTrue(any(parsed in network for network in DOCUMENTATION), address)
+
+    def test_every_address_is_a_documentation_one_or_a_name_of_no_host(self):
+        addresses = addresses_in(self.anonymize(SELECTED_SNAPSHOT))
+        self.assertEqual(addresses.count("host-1.example"), 1)
+        self.assert_documentation(address for address in addresses if address != "host-1.example")
+
+    def test_names_are_numbered_as_they_come(self):
+        saved = self.anonymize(EMPTY_SNAPSHOT + "outbound tag=a detour=b server=x.net\n"
+                               "outbound tag=b detour=a server=y.net\noutbound server=x.net\n"
+                               "hint tag=c\n")
+        self.assertEqual([(key, value) for key, value in fields_of(saved)
+                          if key in ("tag", "detour", "server")],
+                         [("tag", "tag-1"), ("detour", "tag-2"), ("server", "host-1.example"),
+                          ("tag", "tag-2"), ("detour", "tag-1"), ("server", "host-2.example"),
+                          ("tag", ""), ("detour", ""), ("server", "host-1.example"),
+                          ("tag", "tag-3")])
 
     def test_equal_addresses_stay_equal_and_others_different_family_by_family(self):
         before = [ipaddress.ip_address(address) if ":" in address or address[0].isdigit() else address
@@ -178,9 +192,17 @@ class AnonymousTest(SavedTest):
                        for i in range(1000))
         saved = self.anonymize(HEALTHY_SNAPSHOT + many)
         self.assertEqual(len(set(addresses_in(saved))), 768 + 1)  # with the one of IPv6
+        self.assert_documentation(addresses_in(saved))
         # The same with the endpoint far behind them.
         head, _, socket = HEALTHY_SNAPSHOT.rpartition("socket ")
         self.anonymize(head + many + "socket " + socket)
+
+    def test_more_ipv6_addresses_than_a_group_of_16_bits_counts(self):
+        many = "".join(f"socket localAddress=fd00::{i >> 16:x}:{i & 0xffff:x}\n"
+                       for i in range(66000))
+        saved = self.anonymize(EMPTY_SNAPSHOT + many)
+        self.assertEqual(len(set(addresses_in(saved))), 66000)
+        self.assert_documentation(addresses_in(saved))
 
     def test_adapters_with_more_addresses_than_documentation_has_are_refused(self):
         adapters = "".join(f"interface index={i} addresses=10.1.{i // 256}.{i % 256}\n"
@@ -235,6 +257,7 @@ class RefusedTest(ProgramTest):
     def test_what_is_shown_of_a_hostile_file_is_harmless_and_short(self):
         self.refuse(EMPTY_SNAPSHOT + "\x1b[2J\x07\n", "line 2: '%1B[2J%07'")
         self.refuse(EMPTY_SNAPSHOT + "x" * 100000 + "\n", "line 2: '" + "x" * 40 + "...'")
+        self.refuse(EMPTY_SNAPSHOT + "x" * 40 + "\n", "line 2: '" + "x" * 40 + "' ")
 
     def test_every_cut_gives_a_report_or_one_line(self):
         snapshot = HEALTHY_SNAPSHOT + "hint tag=%C3%A9\n"
