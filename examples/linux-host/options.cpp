@@ -34,7 +34,8 @@ struct RawOptions {
   std::optional<std::string> processName;
 };
 
-void addOptions(CLI::App& app, Options& options, RawOptions& raw) {
+// What the engine was told, and what it says.
+void addEngineOptions(CLI::App& app, Options& options, RawOptions& raw) {
   app.add_option("--config", options.configPath,
                  "The engine's configuration, '-' for standard input; without it there is none")
       ->type_name("FILE");
@@ -50,6 +51,10 @@ void addOptions(CLI::App& app, Options& options, RawOptions& raw) {
       ->take_all();
   app.add_option("--hint", options.hint, "Tag of the selector choice that was last known of")
       ->type_name("TAG");
+}
+
+// What is looked at, and what becomes of it.
+void addSnapshotOptions(CLI::App& app, Options& options, RawOptions& raw) {
   auto* const pid = app.add_option("--pid", raw.process, "The process whose sockets count")
                         ->type_name("N")
                         ->check(CLI::Range(1, std::numeric_limits<pid_t>::max()));
@@ -109,7 +114,8 @@ std::optional<Options> readOptions(int argumentCount, const char* const* argumen
   app.set_help_flag("--help", "Print this help");
   app.set_version_flag("--version", "egress-report " EGRESS_VERSION, "Print the version");
   app.footer(kFooter);
-  addOptions(app, options, raw);
+  addEngineOptions(app, options, raw);
+  addSnapshotOptions(app, options, raw);
   try {
     app.parse(argumentCount, arguments);
   } catch (const CLI::Success& success) {  // --help, --version
