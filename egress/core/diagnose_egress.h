@@ -27,7 +27,8 @@ namespace egress {
 //   "observedSocketSources"       rows of "interfaceOrdinal"; ascending, each once
 //
 // Every string is a word of the key's vocabulary. A failed snapshot has no rows in the report and
-// leaves those of the others alone. Any input gives a report; throws only when memory runs out.
+// leaves those of the others alone; without adapters, though, routes have no ordinals and sockets
+// no interfaces. Any input gives a report; throws only when memory runs out.
 [[nodiscard]] EGRESS_EXPORT EgressReport diagnoseEgress(const DiagnosisInput& diagnosisInput);
 
 }  // namespace egress

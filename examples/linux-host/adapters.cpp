@@ -1,5 +1,8 @@
 #include "examples/linux-host/adapters.h"
 
+#include <optional>
+#include <sys/socket.h>
+
 #include <linux/if.h>
 #include <linux/if_addr.h>
 #include <linux/rtnetlink.h>
@@ -8,6 +11,9 @@
 
 namespace linux_host {
 namespace {
+
+// An interface may come between the two dumps that belong together.
+constexpr int kAttempts = 5;
 
 using RowsByIndex = std::map<std::uint32_t, egress::InterfaceRow>;
 
@@ -38,34 +44,44 @@ void addLink(const nlmsghdr& message, RowsByIndex& rows, Adapters& adapters) {
   }
 }
 
-void addAddress(const nlmsghdr& message, RowsByIndex& rows) {
+// Adds the address that a message holds; false when its interface is not among the rows.
+bool addAddress(const nlmsghdr& message, RowsByIndex& rows) {
   const auto& header = payloadOf<ifaddrmsg>(message);
+  if (header.ifa_family != AF_INET && header.ifa_family != AF_INET6) return true;
   // On a link between two hosts IFA_ADDRESS is the other one's.
   const nlattr* address = findAttribute(message, sizeof(header), IFA_LOCAL);
   if (address == nullptr) address = findAttribute(message, sizeof(header), IFA_ADDRESS);
-  if (address == nullptr) return;
+  if (address == nullptr) return true;
   const auto row = rows.find(header.ifa_index);
-  if (row == rows.end()) {
-    throw EnumerationError("adapters: an interface came while they were read");
-  }
+  if (row == rows.end()) return false;
   row->second.addresses.push_back(addressText(header.ifa_family, mnl_attr_get_payload(address),
                                               mnl_attr_get_payload_len(address)));
+  return true;
+}
+
+// Nothing when an interface came meanwhile.
+std::optional<Adapters> tryToTakeAdapters() {
+  const NetlinkReply links = dumpNetlink("links", NETLINK_ROUTE, RTM_GETLINK, ifinfomsg{});
+  const NetlinkReply addresses = dumpNetlink("addresses", NETLINK_ROUTE, RTM_GETADDR, ifaddrmsg{});
+  Adapters adapters;
+  RowsByIndex rows;
+  bool isWhole = true;
+  forEachMessage(links, [&](const nlmsghdr& message) { addLink(message, rows, adapters); });
+  forEachMessage(addresses,
+                 [&](const nlmsghdr& message) { isWhole = addAddress(message, rows) && isWhole; });
+  if (!isWhole) return std::nullopt;
+  adapters.rows.reserve(rows.size());
+  for (auto& [index, row] : rows) adapters.rows.push_back(std::move(row));
+  return adapters;
 }
 
 }  // namespace
 
 Adapters takeAdapters() {
-  const NetlinkReply links =
-      dumpNetlink("adapters: links", NETLINK_ROUTE, RTM_GETLINK, ifinfomsg{});
-  const NetlinkReply addresses =
-      dumpNetlink("adapters: addresses", NETLINK_ROUTE, RTM_GETADDR, ifaddrmsg{});
-  Adapters adapters;
-  RowsByIndex rows;
-  forEachMessage(links, [&](const nlmsghdr& message) { addLink(message, rows, adapters); });
-  forEachMessage(addresses, [&](const nlmsghdr& message) { addAddress(message, rows); });
-  adapters.rows.reserve(rows.size());
-  for (auto& [index, row] : rows) adapters.rows.push_back(std::move(row));
-  return adapters;
+  for (int attempt = 0; attempt < kAttempts; ++attempt) {
+    if (std::optional<Adapters> adapters = tryToTakeAdapters()) return *std::move(adapters);
+  }
+  throw EnumerationError("interfaces come faster than they can be read");
 }
 
 }  // namespace linux_host

@@ -6,8 +6,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <set>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "egress/config/classify_endpoint.h"
 #include "egress/config/numeric_address.h"
@@ -34,10 +36,13 @@ using AddressBytes = std::array<std::uint8_t, 16>;
 
 // The documentation prefixes of RFC 5737, each of 256 addresses.
 constexpr std::array<std::string_view, 3> kIpv4Prefixes = {"192.0.2.", "198.51.100.", "203.0.113."};
-constexpr std::size_t kIpv4Count = kIpv4Prefixes.size() * 256;
+// The last two are shared by what finds no other one left: by adapters' addresses, and by the rest.
+constexpr std::size_t kIpv4ForAdapters = kIpv4Prefixes.size() * 256 - 2;
+constexpr std::size_t kIpv4ForOthers = kIpv4ForAdapters + 1;
 
-std::string documentationIpv4(std::size_t number) {
-  const std::size_t place = std::min(number, kIpv4Count - 1);
+std::string documentationIpv4(std::size_t number, bool isAdapters) {
+  const std::size_t shared = isAdapters ? kIpv4ForAdapters : kIpv4ForOthers;
+  const std::size_t place = number < kIpv4ForAdapters ? number : shared;
   return std::string(kIpv4Prefixes.at(place / 256)) + std::to_string(place % 256);
 }
 
@@ -51,15 +56,19 @@ std::string documentationIpv6(std::size_t number) {
   return "2001:db8::" + hexText(number >> 16U & 0xFFFFU) + ':' + hexText(number & 0xFFFFU);
 }
 
+using Addresses = std::set<AddressBytes>;
+
 class Names {
  public:
+  explicit Names(Addresses adapterIpv4) : adapterIpv4_(std::move(adapterIpv4)) {}
+
   std::string address(const std::string& text) {
     const egress::NumericAddress parsed = egress::parseNumericAddress(text);
     if (!parsed.valid) {
       return text.empty() ? text : "host-" + std::to_string(hosts_.numberOf(text) + 1) + ".example";
     }
-    return parsed.family == 4 ? documentationIpv4(ipv4_.numberOf(parsed.bytes))
-                              : documentationIpv6(ipv6_.numberOf(parsed.bytes));
+    if (parsed.family != 4) return documentationIpv6(ipv6_.numberOf(parsed.bytes));
+    return documentationIpv4(ipv4_.numberOf(parsed.bytes), adapterIpv4_.contains(parsed.bytes));
   }
 
   std::string tag(const std::string& text) {
@@ -68,6 +77,7 @@ class Names {
   }
 
  private:
+  Addresses adapterIpv4_;
   Numbering<AddressBytes> ipv4_;
   Numbering<AddressBytes> ipv6_;
   Numbering<std::string> hosts_;
@@ -94,11 +104,31 @@ void renameInterfaces(egress::DiagnosisInput& input) {
   }
 }
 
-// What the report depends on comes first, while there are addresses left: the endpoint, then those
-// of the adapters.
-void renameAddresses(egress::DiagnosisInput& input, Names& names) {
+Addresses ipv4OfAdapters(const egress::DiagnosisInput& input) {
+  Addresses addresses;
+  for (const egress::InterfaceRow& row : input.adapters.rows) {
+    for (const std::string& address : row.addresses) {
+      const egress::NumericAddress parsed = egress::parseNumericAddress(address);
+      if (parsed.family == 4) addresses.insert(parsed.bytes);
+    }
+  }
+  return addresses;
+}
+
+// Gives the addresses that the report depends on their names, while there are addresses left: the
+// endpoint's and, of those that sockets leave from, the adapters'. Whether two others are the same
+// changes no report.
+void nameWhatDecides(const egress::DiagnosisInput& input, Names& names) {
   const egress::Resolution resolution = egress::resolveActiveOutbound(input);
-  if (resolution.leaf != nullptr) (void)names.address(resolution.leaf->server);
+  if (resolution.leaf != nullptr) names.address(resolution.leaf->server);
+  const Addresses adapters = ipv4OfAdapters(input);
+  for (const egress::SocketSource& row : input.sockets.rows) {
+    const egress::NumericAddress source = egress::parseNumericAddress(row.localAddress);
+    if (adapters.contains(source.bytes)) names.address(row.localAddress);
+  }
+}
+
+void renameAddresses(egress::DiagnosisInput& input, Names& names) {
   for (egress::InterfaceRow& row : input.adapters.rows) {
     for (std::string& address : row.addresses) address = names.address(address);
   }
@@ -108,6 +138,35 @@ void renameAddresses(egress::DiagnosisInput& input, Names& names) {
   }
   for (egress::Outbound& outbound : input.outbounds) {
     outbound.server = names.address(outbound.server);
+  }
+}
+
+// Whether the library knows these types, by what it says of an outbound that is fine otherwise.
+bool areKnown(const std::string& type, const std::string& transportType) {
+  egress::DiagnosisInput input;
+  input.configStatus = egress::ConfigStatus::OK;
+  egress::Outbound& outbound = input.outbounds.emplace_back();
+  outbound.tag = "proxy";
+  outbound.type = type;
+  outbound.hasServer = true;
+  outbound.server = "192.0.2.1";
+  outbound.portSpecified = true;
+  outbound.ports = {1};
+  outbound.hasTransport = true;
+  outbound.transportType = transportType;
+  const egress::Resolution resolution = egress::resolveActiveOutbound(input);
+  if (resolution.leaf == nullptr) return true;  // the type of a selector
+  egress::NumericAddress address;
+  std::uint32_t port = 0;
+  return egress::classifyEndpoint(*resolution.leaf, address, port) !=
+         egress::ActiveEndpointStatus::TRANSPORT_UNKNOWN;
+}
+
+// Anybody's text may stand in place of a type; an unknown one is as good as any other.
+void renameTypes(egress::DiagnosisInput& input) {
+  for (egress::Outbound& outbound : input.outbounds) {
+    if (!outbound.type.empty() && !areKnown(outbound.type, "")) outbound.type = "other";
+    if (!areKnown("trojan", outbound.transportType)) outbound.transportType = "other";
   }
 }
 
@@ -127,12 +186,15 @@ void renameTags(egress::DiagnosisInput& input, Names& names) {
 
 egress::DiagnosisInput anonymized(const egress::DiagnosisInput& input) {
   egress::DiagnosisInput result = input;
-  Names names;
+  Names names(ipv4OfAdapters(input));
+  nameWhatDecides(input, names);
   renameAddresses(result, names);
+  renameTypes(result);
   renameTags(result, names);
   renameInterfaces(result);
   if (egress::diagnoseEgress(result) != egress::diagnoseEgress(input)) {
-    throw CannotRun("--anonymize: the adapters have more IPv4 addresses than documentation has");
+    throw CannotRun("--anonymize: the report would change: the sockets leave from more IPv4 " +
+                    std::string("addresses than there are for documentation"));
   }
   return result;
 }

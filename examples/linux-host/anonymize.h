@@ -10,10 +10,11 @@ namespace linux_host {
 //   RFC 3849), equal ones by equal ones;
 // - each host name, or text in an address's place, by a name below "example" (RFC 2606);
 // - each tag but "proxy", from which the walk to the endpoint begins, by "tag-N";
-// - interface indexes by their ranks.
-// Ports, metrics, states, types and the number of rows stay. IPv4 has 768 such addresses; when an
-// input holds more, the last ones share one, and the addresses that decide come first. Throws
-// CannotRun when the report would change all the same.
+// - interface indexes by their ranks;
+// - types that the library does not know by "other".
+// Ports, metrics, states and the number of rows stay. IPv4 has 768 such addresses. When an
+// input holds more, those on which the report does not depend share two; throws CannotRun when that
+// is not enough.
 [[nodiscard]] egress::DiagnosisInput anonymized(const egress::DiagnosisInput& input);
 
 }  // namespace linux_host

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "examples/linux-host/status_words_page.h"
+#include "examples/linux-host/text.h"
 
 namespace linux_host {
 namespace {
@@ -49,7 +50,7 @@ std::string interfaceText(const ReportScalar& ordinal, const NamesByOrdinal& nam
   if (ordinal.kind != ReportKind::Integer) return "an interface without an ordinal";
   std::string text = "interface " + std::to_string(ordinal.intValue);
   const auto name = names.find(ordinal.intValue);
-  if (name != names.end()) text.append(" (").append(name->second).append(")");
+  if (name != names.end()) text.append(" (").append(printable(name->second)).append(")");
   return text;
 }
 

@@ -12,12 +12,12 @@ namespace {
 
 // Fills a snapshot with the rows that `takeRows` returns, or marks it as failed.
 template <typename Row, typename TakeRows>
-void take(egress::Snapshot<Row>& snapshot, LiveNotes& notes, TakeRows takeRows) {
+void take(const char* name, egress::Snapshot<Row>& snapshot, LiveNotes& notes, TakeRows takeRows) {
   try {
     snapshot = {.enumFailed = false, .rows = takeRows()};
   } catch (const EnumerationError& error) {
     snapshot = {.enumFailed = true, .rows = {}};
-    notes.failures.emplace_back(error.what());
+    notes.failures.push_back(std::string(name) + ": " + error.what());
   }
 }
 
@@ -25,13 +25,13 @@ void take(egress::Snapshot<Row>& snapshot, LiveNotes& notes, TakeRows takeRows) 
 
 LiveNotes takeLiveSnapshots(const ProcessChoice& choice, egress::DiagnosisInput& input) {
   LiveNotes notes;
-  take(input.sockets, notes, [&choice] { return takeSockets(findProcesses(choice)); });
-  take(input.adapters, notes, [&notes] {
+  take("sockets", input.sockets, notes, [&choice] { return takeSockets(findProcesses(choice)); });
+  take("adapters", input.adapters, notes, [&notes] {
     Adapters adapters = takeAdapters();
     notes.interfaceNames = std::move(adapters.names);
     return std::move(adapters.rows);
   });
-  take(input.routes, notes, [] { return takeDefaultRoutes(); });
+  take("routes", input.routes, notes, [] { return takeDefaultRoutes(); });
   return notes;
 }
 

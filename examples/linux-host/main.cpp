@@ -3,6 +3,9 @@
 #include <array>
 #include <fstream>
 #include <iostream>
+#include <string>
+#include <variant>
+#include <vector>
 
 #include "egress/egress.h"
 #include "examples/linux-host/anonymize.h"
@@ -12,6 +15,7 @@
 #include "examples/linux-host/options.h"
 #include "examples/linux-host/report_json.h"
 #include "examples/linux-host/snapshot_file.h"
+#include "examples/linux-host/text.h"
 
 namespace linux_host {
 namespace {
@@ -98,20 +102,22 @@ bool isAnswered(const egress::EgressReport& report) {
   return word == egress::toString(OK) || word == egress::toString(NOT_APPLICABLE_OS_ROUTED);
 }
 
+void printError(const std::string& text) {
+  std::cerr << "egress-report: " << printable(text) << '\n';
+}
+
+// The exit status.
 int run(const Options& options) {
   LiveNotes notes;
   const egress::DiagnosisInput input = gather(options, notes);
+  for (const std::string& failure : notes.failures) printError(failure);
   const egress::EgressReport report = egress::diagnoseEgress(input);
   if (options.saveSnapshotPath) {
     writeFile("--save-snapshot", *options.saveSnapshotPath,
               snapshotText(options.anonymize ? anonymized(input) : input));
   }
-  for (const std::string& failure : notes.failures) {
-    std::cerr << "egress-report: " << failure << '\n';
-  }
   std::cout << (options.explain ? explain(report, namesByOrdinal(notes, input))
                                 : reportJson(report) + '\n');
-  if (!std::cout.flush()) throw CannotRun(withSystemError("cannot write the report"));
   return isAnswered(report) ? 0 : 1;
 }
 
@@ -119,11 +125,17 @@ int run(const Options& options) {
 }  // namespace linux_host
 
 int main(int argc, char** argv) {
+  // Together with C's streams, standard input cannot tell an error from its end.
+  std::ios::sync_with_stdio(false);
   try {
     const auto options = linux_host::readOptions(argc, argv);
-    return options ? linux_host::run(*options) : 0;
+    const int status = options ? linux_host::run(*options) : 0;
+    if (!std::cout.flush()) {
+      throw linux_host::CannotRun(linux_host::withSystemError("cannot write to standard output"));
+    }
+    return status;
   } catch (const std::exception& error) {
-    std::cerr << "egress-report: " << error.what() << '\n';
+    linux_host::printError(error.what());
     return 2;
   }
 }

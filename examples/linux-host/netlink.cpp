@@ -118,7 +118,7 @@ const nlattr* findAttribute(const nlmsghdr& message, std::size_t fixedSize, std:
 std::string addressText(int family, const void* bytes, std::size_t size) {
   constexpr std::size_t kMappedPrefix = 12;  // bytes before the IPv4 address
   if (size < (family == AF_INET ? sizeof(in_addr) : sizeof(in6_addr))) {
-    throw EnumerationError("netlink: an address is too short");
+    throw EnumerationError("a netlink address is too short");
   }
   if (family == AF_INET6) {
     in6_addr address{};

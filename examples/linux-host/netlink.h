@@ -22,7 +22,7 @@ struct NetlinkReply {
 
 // Asks for a dump and waits for its end. `payload` is what follows the message header. A dump that
 // the kernel marks as interrupted by a change is asked for again a few times. Throws
-// EnumerationError, which begins with `what`, when there is no complete reply.
+// EnumerationError when there is no complete reply.
 [[nodiscard]] NetlinkReply dumpNetlink(const std::string& what, int bus, std::uint16_t type,
                                        const void* payload, std::size_t payloadSize);
 
@@ -47,7 +47,7 @@ void forEachMessage(const NetlinkReply& reply, Handle handle) {
 template <typename Payload>
 [[nodiscard]] const Payload& payloadOf(const nlmsghdr& message) {
   if (mnl_nlmsg_get_payload_len(&message) < sizeof(Payload)) {
-    throw EnumerationError("netlink: a message is too short");
+    throw EnumerationError("a netlink message is too short");
   }
   return *static_cast<const Payload*>(mnl_nlmsg_get_payload(&message));
 }
@@ -60,7 +60,7 @@ template <typename Payload>
 template <typename Value>
 [[nodiscard]] Value valueOf(const nlattr& attribute) {
   if (mnl_attr_get_payload_len(&attribute) < sizeof(Value)) {
-    throw EnumerationError("netlink: an attribute is too short");
+    throw EnumerationError("a netlink attribute is too short");
   }
   Value value{};
   std::memcpy(&value, mnl_attr_get_payload(&attribute), sizeof(value));

@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <iostream>
-#include <limits>
 
 #include <CLI/CLI.hpp>
 
 #include "examples/linux-host/errors.h"
+#include "examples/linux-host/text.h"
 
 namespace linux_host {
 namespace {
@@ -19,7 +19,8 @@ constexpr const char* kFooter = R"(
 Example:
   egress-report --config config.json --answer proxy=answer.json --process engine --explain
 
-Run it as the engine's user or as root, in the engine's network namespace.
+Run it as root, or as the engine's user where the engine has no capabilities, in the engine's network
+namespace.
 
 Exit status:
   0  the interface was determined, or the policy makes it not applicable
@@ -30,7 +31,7 @@ Exit status:
 struct RawOptions {
   std::vector<std::string> answers;
   std::vector<std::string> failedAnswers;
-  std::optional<pid_t> process;
+  std::optional<std::string> process;
   std::optional<std::string> processName;
 };
 
@@ -42,22 +43,19 @@ void addEngineOptions(CLI::App& app, Options& options, RawOptions& raw) {
   app.add_option("--answer", raw.answers,
                  "The text with which the engine answers what selector TAG uses now; repeatable")
       ->type_name("TAG=FILE")
-      ->expected(1)
-      ->take_all();
+      ->allow_extra_args(false);
   app.add_option("--answer-failed", raw.failedAnswers,
                  "The engine was asked about selector TAG and gave no answer; repeatable")
       ->type_name("TAG")
-      ->expected(1)
-      ->take_all();
+      ->allow_extra_args(false);
   app.add_option("--hint", options.hint, "Tag of the selector choice that was last known of")
       ->type_name("TAG");
 }
 
 // What is looked at, and what becomes of it.
 void addSnapshotOptions(CLI::App& app, Options& options, RawOptions& raw) {
-  auto* const pid = app.add_option("--pid", raw.process, "The process whose sockets count")
-                        ->type_name("N")
-                        ->check(CLI::Range(1, std::numeric_limits<pid_t>::max()));
+  auto* const pid =
+      app.add_option("--pid", raw.process, "The process whose sockets count")->type_name("N");
   auto* const name = app.add_option("--process", raw.processName,
                                     "All processes of this name instead, as in /proc/PID/comm")
                          ->type_name("NAME")
@@ -88,9 +86,15 @@ void addAnswer(Options& options, AnswerOption answer) {
   options.answers.push_back(std::move(answer));
 }
 
+pid_t processNumberIn(const std::string& text) {
+  const std::optional<pid_t> number = numberIn<pid_t>(text);
+  if (!number || *number < 1) throw CannotRun("--pid: '" + text + "' is no number of a process");
+  return *number;
+}
+
 void checkAndComplete(const RawOptions& raw, Options& options) {
   for (const std::string& answer : raw.answers) {
-    const std::size_t equals = answer.find('=');
+    const std::size_t equals = answer.rfind('=');  // a file can be renamed, a tag cannot
     if (equals == std::string::npos) throw CannotRun("--answer: '" + answer + "' has no '='");
     addAnswer(options,
               {.selectorTag = answer.substr(0, equals), .path = answer.substr(equals + 1)});
@@ -98,7 +102,7 @@ void checkAndComplete(const RawOptions& raw, Options& options) {
   for (const std::string& tag : raw.failedAnswers) {
     addAnswer(options, {.selectorTag = tag, .path = std::nullopt});
   }
-  if (raw.process) options.processes = *raw.process;
+  if (raw.process) options.processes = processNumberIn(*raw.process);
   if (raw.processName) options.processes = *raw.processName;
   if (!options.processes && !options.snapshotPath) {
     throw CannotRun("whose sockets? give --pid, --process or --snapshot");

@@ -1,6 +1,6 @@
 #include "examples/linux-host/processes.h"
 
-#include <charconv>
+#include <cerrno>
 #include <filesystem>
 #include <fstream>
 #include <optional>
@@ -8,6 +8,7 @@
 #include <system_error>
 
 #include "examples/linux-host/errors.h"
+#include "examples/linux-host/text.h"
 
 namespace linux_host {
 namespace {
@@ -20,17 +21,8 @@ fs::path procPath(pid_t process) {
   return "/proc/" + std::to_string(process);
 }
 
-template <typename Number>
-std::optional<Number> numberIn(std::string_view text) {
-  Number number = 0;
-  const char* const end = text.data() + text.size();
-  const auto [last, error] = std::from_chars(text.data(), end, number);
-  if (error != std::errc() || last != end) return std::nullopt;
-  return number;
-}
-
-[[noreturn]] void refuse(const fs::path& path, const std::error_code& error) {
-  throw EnumerationError("sockets: cannot read " + path.string() + ": " + error.message());
+[[noreturn]] void failToRead(const fs::path& path, const std::error_code& error) {
+  throw EnumerationError("cannot read " + path.string() + ": " + error.message());
 }
 
 // As after the process has ended: its folder is gone, or was when the file in it was opened.
@@ -43,7 +35,7 @@ std::optional<std::string> linkOf(const fs::path& link) {
   std::error_code error;
   std::string target = fs::read_symlink(link, error).string();
   if (hasEnded(error)) return std::nullopt;
-  if (error) refuse(link, error);
+  if (error) failToRead(link, error);
   return target;
 }
 
@@ -52,13 +44,28 @@ std::optional<std::string> networkNamespaceOf(const fs::path& process) {
   return linkOf(process / "ns/net");
 }
 
-bool hasName(pid_t process, const std::string& name) {
+// The name that the kernel keeps; nothing when the process has ended.
+std::optional<std::string> commOf(pid_t process) {
+  const fs::path path = procPath(process) / "comm";
+  std::ifstream file(path);
   std::string comm;
-  std::getline(std::ifstream(procPath(process) / "comm"), comm);
-  if (comm != name.substr(0, kMaxCommLength)) return false;
-  if (name.size() <= kMaxCommLength) return true;
-  const std::optional<std::string> program = linkOf(procPath(process) / "exe");
-  return program && fs::path(*program).filename() == name;
+  if (std::getline(file, comm)) return comm;
+  const std::error_code error(errno, std::generic_category());
+  if (hasEnded(error)) return std::nullopt;
+  failToRead(path, error);
+}
+
+// The file name of the program, also after an update has removed the file.
+std::string programNameOf(pid_t process) {
+  constexpr std::string_view kRemoved = " (deleted)";
+  std::string path = linkOf(procPath(process) / "exe").value_or("");
+  if (path.ends_with(kRemoved)) path.resize(path.size() - kRemoved.size());
+  return fs::path(path).filename();
+}
+
+bool hasName(pid_t process, const std::string& name) {
+  if (commOf(process) != name.substr(0, kMaxCommLength)) return false;
+  return name.size() <= kMaxCommLength || programNameOf(process) == name;
 }
 
 std::vector<pid_t> allProcesses() {
@@ -70,14 +77,14 @@ std::vector<pid_t> allProcesses() {
       processes.push_back(*process);
     }
   }
-  if (error) refuse("/proc", error);
+  if (error) failToRead("/proc", error);
   return processes;
 }
 
 std::vector<pid_t> findProcess(pid_t process) {
   const std::string number = std::to_string(process);
   const std::optional<std::string> network = networkNamespaceOf(procPath(process));
-  if (!network) throw CannotRun("--pid: there is no process " + number);
+  if (!network) throw CannotRun("--pid: there is no process " + number + " that this user may see");
   if (network != networkNamespaceOf("/proc/self")) {
     throw CannotRun("--pid: process " + number + " is in another network namespace; run this " +
                     "there (nsenter --net --target " + number + " ...)");
@@ -92,7 +99,8 @@ std::vector<pid_t> findProcessesNamed(const std::string& name) {
     return !hasName(process, name) || networkNamespaceOf(procPath(process)) != network;
   });
   if (processes.empty()) {
-    throw CannotRun("--process: no process of this network namespace is named '" + name + "'");
+    throw CannotRun("--process: no process that this user may see in this network namespace is " +
+                    ("named '" + name + "'"));
   }
   return processes;
 }
@@ -115,7 +123,7 @@ void addSocketInodes(pid_t process, std::set<std::uint32_t>& inodes) {
     if (!target) continue;
     if (const auto inode = socketInodeIn(*target)) inodes.insert(*inode);
   }
-  if (error && !hasEnded(error)) refuse(folder, error);
+  if (error && !hasEnded(error)) failToRead(folder, error);
 }
 
 }  // namespace

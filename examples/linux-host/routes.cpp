@@ -21,13 +21,15 @@ void addNextHops(const nlattr& multipath, egress::RouteRow row, Rows& rows) {
   }
 }
 
-void addRoute(const nlmsghdr& message, Rows& rows) {
+// A kernel without a family answers with the routes of all others.
+void addRoute(const nlmsghdr& message, int family, Rows& rows) {
   const auto& route = payloadOf<rtmsg>(message);
+  if (route.rtm_family != family) return;
   if (route.rtm_dst_len != 0 || route.rtm_type != RTN_UNICAST) return;
   const auto attribute = [&](std::uint16_t type) {
     return findAttribute(message, sizeof(route), type);
   };
-  egress::RouteRow row{.family = route.rtm_family == AF_INET ? 4 : 6};
+  egress::RouteRow row{.family = family == AF_INET ? 4 : 6};
   if (const nlattr* const metric = attribute(RTA_PRIORITY)) {
     row.routeMetric = valueOf<std::uint32_t>(*metric);
   }
@@ -37,7 +39,7 @@ void addRoute(const nlmsghdr& message, Rows& rows) {
   }
   const nlattr* const interfaceIndex = attribute(RTA_OIF);
   if (interfaceIndex == nullptr) {
-    throw EnumerationError("routes: a default route names no interface");
+    throw EnumerationError("a default route names no interface");
   }
   row.interfaceIndex = valueOf<std::uint32_t>(*interfaceIndex);
   rows.push_back(row);
@@ -47,15 +49,15 @@ void addRoutes(const std::string& what, int family, Rows& rows) {
   rtmsg request{};
   request.rtm_family = static_cast<unsigned char>(family);
   forEachMessage(dumpNetlink(what, NETLINK_ROUTE, RTM_GETROUTE, request),
-                 [&](const nlmsghdr& message) { addRoute(message, rows); });
+                 [&](const nlmsghdr& message) { addRoute(message, family, rows); });
 }
 
 }  // namespace
 
 Rows takeDefaultRoutes() {
   Rows rows;
-  addRoutes("routes: IPv4", AF_INET, rows);
-  addRoutes("routes: IPv6", AF_INET6, rows);
+  addRoutes("IPv4", AF_INET, rows);
+  addRoutes("IPv6", AF_INET6, rows);
   return rows;
 }
 

@@ -2,15 +2,13 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
-#include <system_error>
+#include <optional>
 
 #include "examples/linux-host/errors.h"
+#include "examples/linux-host/text.h"
 
 namespace linux_host {
 namespace {
-
-constexpr std::string_view kHexDigits = "0123456789ABCDEF";
 
 // By the number of the status.
 constexpr std::array<std::string_view, 4> kAnswerStatuses = {"Ok", "TransportFailed", "Malformed",
@@ -22,9 +20,9 @@ bool standsForItself(char c) {
 
 template <typename Number>
 void readNumber(std::string_view text, Number& value) {
-  const char* const end = text.data() + text.size();
-  const auto [last, error] = std::from_chars(text.data(), end, value);
-  if (error != std::errc() || last != end) refuse(text, "number that fits here");
+  const std::optional<Number> number = numberIn<Number>(text);
+  if (!number) refuse(text, "number that fits here");
+  value = *number;
 }
 
 // Reads a word as its place in a list.
@@ -40,14 +38,7 @@ void readWord(std::string_view text, const Words& words, Status& status) {
 std::string fieldText(const std::string& value) {
   std::string text;
   text.reserve(value.size());
-  for (const char c : value) {
-    if (standsForItself(c)) {
-      text += c;
-      continue;
-    }
-    const auto byte = static_cast<unsigned char>(c);
-    text += {'%', kHexDigits[byte >> 4U], kHexDigits[byte & 0xFU]};
-  }
+  for (const char c : value) text += standsForItself(c) ? std::string(1, c) : percentEncoded(c);
   return text;
 }
 
@@ -76,12 +67,10 @@ void readField(std::string_view text, std::string& value) {
       text.remove_prefix(1);
       continue;
     }
-    const std::size_t high = text.size() < 3 ? std::string_view::npos : kHexDigits.find(text[1]);
-    const std::size_t low = text.size() < 3 ? std::string_view::npos : kHexDigits.find(text[2]);
-    if (high == std::string_view::npos || low == std::string_view::npos) {
-      refuse(text.substr(0, 3), "percent-encoded byte");
-    }
-    value += static_cast<char>(high << 4U | low);
+    const std::string_view digits = text.substr(1, 2);
+    const std::optional<std::uint8_t> byte = numberIn<std::uint8_t>(digits, 16);
+    if (!byte || digits.size() != 2) refuse(text.substr(0, 3), "percent-encoded byte");
+    value += static_cast<char>(*byte);
     text.remove_prefix(3);
   }
 }
@@ -108,7 +97,7 @@ void readField(std::string_view text, egress::SelectorAnswerStatus& value) {
 
 void refuse(std::string_view text, std::string_view wanted) {
   constexpr std::size_t kLongest = 40;
-  std::string shown = fieldText(std::string(text.substr(0, kLongest)));
+  std::string shown = printable(text.substr(0, kLongest));
   if (text.size() > kLongest) shown += "...";
   throw CannotRun("'" + shown + "' is no " + std::string(wanted));
 }

@@ -28,8 +28,8 @@ void readField(std::string_view text, std::uint32_t& value);
 void readField(std::string_view text, egress::ConfigStatus& value);
 void readField(std::string_view text, egress::SelectorAnswerStatus& value);
 
-// Throws CannotRun: "'text' is no wanted". The text is shown encoded and cut, because it may come
-// from anybody and be printed on a terminal.
+// Throws CannotRun: "'text' is no wanted". The text may come from anybody, so it is shown
+// printable and cut.
 [[noreturn]] void refuse(std::string_view text, std::string_view wanted);
 
 // Lists are joined by commas. An item that is empty is lost, which changes no diagnosis: it is

@@ -21,10 +21,12 @@ namespace linux_host {
 //   route family=4 interfaceIndex=2 metric=100
 //   sockets enumFailed=false
 //   socket localAddress=192.0.2.7 localPort=51000 remoteAddress=198.51.100.10 remotePort=443
+//   end
 //
 // A record is a word and KEY=VALUE fields, with one blank between them. What is left out keeps the
 // default of a fresh DiagnosisInput. Blanks, '%', ',' and bytes that are not printable ASCII stand
 // percent-encoded (RFC 3986, section 2.1). Empty lines and lines that begin with '#' are skipped.
+// The last line says that nothing was cut off.
 
 [[nodiscard]] std::string snapshotText(const egress::DiagnosisInput& input);
 

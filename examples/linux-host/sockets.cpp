@@ -21,10 +21,10 @@ struct SocketTable {
 };
 
 constexpr std::array<SocketTable, 4> kSocketTables = {{
-    {.name = "sockets: TCP over IPv4", .family = AF_INET, .protocol = IPPROTO_TCP},
-    {.name = "sockets: TCP over IPv6", .family = AF_INET6, .protocol = IPPROTO_TCP},
-    {.name = "sockets: UDP over IPv4", .family = AF_INET, .protocol = IPPROTO_UDP},
-    {.name = "sockets: UDP over IPv6", .family = AF_INET6, .protocol = IPPROTO_UDP},
+    {.name = "TCP over IPv4", .family = AF_INET, .protocol = IPPROTO_TCP},
+    {.name = "TCP over IPv6", .family = AF_INET6, .protocol = IPPROTO_TCP},
+    {.name = "UDP over IPv4", .family = AF_INET, .protocol = IPPROTO_UDP},
+    {.name = "UDP over IPv6", .family = AF_INET6, .protocol = IPPROTO_UDP},
 }};
 
 // A connected UDP socket is in the state ESTABLISHED, too.

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <dlfcn.h>
+#include <map>
 #include <netinet/in.h>
 #include <string>
 #include <string_view>
@@ -20,8 +21,8 @@ namespace {
 
 std::string currentRequest;  // the one that was sent last
 std::uint16_t currentType = 0;
-int requests = 0;  // of this name so far
-int parts = 0;     // of its reply so far
+std::map<std::string, int> requests;  // of each name so far
+int parts = 0;                        // of its reply so far
 
 bool isAsked(const std::string& request, std::string_view fault) {
   const char* const wanted = std::getenv("EGRESS_FAULT");
@@ -86,6 +87,23 @@ class Reply {
 constexpr int kLoopback = 1;  // the interface index that it has in every network namespace
 constexpr std::uint32_t kNobody = 999999;
 
+// A part in front of what the kernel says; nothing for other faults.
+ssize_t addPart(void* buffer) {
+  Reply reply(buffer);
+  if (isAsked("idle")) {
+    reply.add<int>(NLMSG_NOOP);
+  } else if (isAsked("other-family") && currentType == RTM_GETADDR) {
+    reply.add<ifaddrmsg>(RTM_NEWADDR).ifa_family = AF_PHONET;
+    reply.addAttribute(IFA_LOCAL, 1, &kLoopback);
+  } else if (isAsked("other-family") && currentType == RTM_GETROUTE) {
+    auto& route = reply.add<rtmsg>(RTM_NEWROUTE);
+    route.rtm_family = AF_INET;
+    route.rtm_type = RTN_UNICAST;
+    reply.addAttribute(RTA_OIF, sizeof(kLoopback), &kLoopback);
+  }
+  return reply.size();
+}
+
 // The replies that no kernel would give, or only one of another host; nothing for other faults.
 ssize_t inventReply(void* buffer) {
   Reply reply(buffer);
@@ -109,14 +127,15 @@ ssize_t inventReply(void* buffer) {
     reply.add<ifinfomsg>(RTM_NEWLINK).ifi_index = 100;  // says nothing of its state
     return reply.end();
   }
-  const bool fromNobody = isAsked("stranger");
+  const bool fromNobody =
+      isAsked("stranger") || (isAsked("stranger-once") && requests[currentRequest] == 1);
   if (fromNobody || isAsked("short-address") || isAsked("no-address")) {
     auto& address = reply.add<ifaddrmsg>(RTM_NEWADDR);
     address.ifa_family = AF_INET;
     address.ifa_index = fromNobody ? kNobody : kLoopback;
     const in_addr value{};
-    if (!isAsked("no-address"))
-      reply.addAttribute(IFA_LOCAL, fromNobody ? sizeof(value) : 2, &value);
+    const std::size_t size = fromNobody ? sizeof(value) : 2;
+    if (!isAsked("no-address")) reply.addAttribute(IFA_LOCAL, size, &value);
     return reply.end();
   }
   if (isAsked("no-interface") || isAsked("short-interface")) {
@@ -132,11 +151,15 @@ ssize_t inventReply(void* buffer) {
 // Faults in what the kernel said.
 void spoil(void* buffer, ssize_t size) {
   int left = static_cast<int>(size);
-  const bool interrupt = isAsked("interrupt") || (isAsked("interrupt-once") && requests == 1);
   for (auto* message = static_cast<nlmsghdr*>(buffer); mnl_nlmsg_ok(message, left);
        message = mnl_nlmsg_next(message, &left)) {
-    if (interrupt) message->nlmsg_flags |= NLM_F_DUMP_INTR;
-    if (isAsked("break") && message->nlmsg_type == NLMSG_DONE) {
+    const bool isEnd = message->nlmsg_type == NLMSG_DONE;
+    if (isAsked("interrupt") || (isAsked("interrupt-early") && !isEnd) ||
+
+        (isAsked("interrupt-once") && requests[currentRequest] == 1 && isEnd)) {
+      message->nlmsg_flags |= NLM_F_DUMP_INTR;
+    }
+    if (isAsked("break") && isEnd) {
       *static_cast<int*>(mnl_nlmsg_get_payload(message)) = -ENOMEM;
     }
   }
@@ -163,9 +186,8 @@ int mnl_socket_bind(mnl_socket* nl, unsigned groups, pid_t pid) {
 }
 
 ssize_t mnl_socket_sendto(const mnl_socket* nl, const void* req, std::size_t siz) {
-  const std::string name = nameOf(*static_cast<const nlmsghdr*>(req));
-  requests = name == currentRequest ? requests + 1 : 1;
-  currentRequest = name;
+  currentRequest = nameOf(*static_cast<const nlmsghdr*>(req));
+  ++requests[currentRequest];
   currentType = static_cast<const nlmsghdr*>(req)->nlmsg_type;
   parts = 0;
   if (isAsked("send")) {
@@ -182,10 +204,8 @@ ssize_t mnl_socket_recvfrom(const mnl_socket* nl, void* buf, std::size_t siz) {
     return -1;
   }
   if (isAsked("end")) return 0;
-  if (isAsked("idle") && parts == 1) {
-    Reply reply(buf);
-    reply.add<int>(NLMSG_NOOP);
-    return reply.size();
+  if (parts == 1) {
+    if (const ssize_t added = addPart(buf); added != 0) return added;
   }
   if (const ssize_t invented = inventReply(buf); invented != 0) return invented;
   const ssize_t received = real(mnl_socket_recvfrom, "mnl_socket_recvfrom")(nl, buf, siz);

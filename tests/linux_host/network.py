@@ -38,7 +38,7 @@ for line in sys.argv[2:]:
     made.bind((source, 0))
     made.setblocking(kind != "tcp-unanswered")
     if kind != "udp-unconnected":
-        made.connect_ex((target, int(port)))
+        (made.connect if made.getblocking() else made.connect_ex)((target, int(port)))
     if kind == "tcp-half-closed":
         made.shutdown(socket.SHUT_WR)
     if kind == "tcp-closed-by-server":

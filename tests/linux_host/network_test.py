@@ -76,7 +76,9 @@ class SelectionTest(NetworkTest):
 
     def test_an_endpoint_written_as_mapped_is_another_one(self):
         self.connect(f"tcp ::ffff:{UP2} ::ffff:{ENDPOINT4} {PORT}")
-        self.assert_not_selected(self.diagnose(server=f"::ffff:{ENDPOINT4}"), "NO_MATCHING_SOCKET")
+        result = self.diagnose(server=f"::ffff:{ENDPOINT4}")
+        self.assert_not_selected(result, "NO_MATCHING_SOCKET")
+        self.assert_observed(result, "up2")
 
     def test_several_connections_from_one_uplink(self):
         self.connect(*[f"tcp {UP2} {ENDPOINT4} {PORT}"] * 3)
@@ -122,6 +124,8 @@ class SelectionTest(NetworkTest):
         self.assert_selected(result, "up2")
         nobody = "203.0.113.99"
         self.connect(f"tcp-unanswered {UP1} {nobody} {PORT}", name="trying")
+        self.assertIn(nobody, network.command(*network.inside("engine"), "ss", "-tnH", "state",
+                                              "syn-sent"))
         result = self.diagnose(server=nobody, whose=("--process", "trying"))
         self.assert_not_selected(result, "NO_MATCHING_SOCKET")
 
@@ -145,6 +149,12 @@ class SelectionTest(NetworkTest):
         self.for_this_test("server", "route add 10.9.0.1 dev up2", "route del 10.9.0.1 dev up2")
         self.connect(f"tcp 10.9.0.1 {ENDPOINT4} {PORT}")
         self.assert_selected(self.diagnose(), "up2")
+        self.for_this_test("engine", "address add 2001:db8:9::1 peer 2001:db8:9::2 dev up1 nodad",
+                           "address del 2001:db8:9::1 peer 2001:db8:9::2 dev up1")
+        self.for_this_test("server", "-6 route add 2001:db8:9::1 dev up1",
+                           "-6 route del 2001:db8:9::1 dev up1")
+        self.connect(f"tcp 2001:db8:9::1 {ENDPOINT6} {PORT}")
+        self.assert_selected(self.diagnose(server=ENDPOINT6), "up1")
 
     def test_explained_with_the_name_of_the_interface(self):
         self.connect(f"tcp {UP2} {ENDPOINT4} {PORT}")
@@ -182,6 +192,8 @@ class ProcessTest(NetworkTest):
         client = Program("engine", CLIENT, program.name, f"tcp {UP2} {ENDPOINT4} {PORT}",
                          python=program)
         self.addCleanup(client.end)
+        self.assert_selected(self.diagnose(whose=("--process", program.name)), "up2")
+        program.unlink()  # as an update does
         self.assert_selected(self.diagnose(whose=("--process", program.name)), "up2")
 
     def test_a_process_of_another_network_namespace_is_refused(self):

@@ -103,6 +103,16 @@ class AnswerTest(ProgramTest):
                                         *self.answer("proxy", '{"now": "b"}'), text=SELECTOR)
         self.assertEqual(result.report["activeEndpointStatus"], "OK")
 
+    def test_tags_of_any_kind(self):
+        config = '{"route": {"auto_detect_interface": true}, "outbounds": [' \
+                 '{"tag": "proxy", "detour": "%s"}, {"tag": "%s", "type": "selector"}]}'
+        answer = self.file("answer.json", "{}")
+        for tag in ("[HK]", "[a,b]", "a=b", "=", "a b", "-x", "\u00e9"):
+            with self.subTest(tag):
+                result = self.diagnose_snapshot(EMPTY_SNAPSHOT, "--config", "-", "--answer",
+                                                f"{tag}={answer}", text=config % (tag, tag))
+                self.assertEqual(result.report["activeEndpointStatus"], "SELECTOR_NOW_MISSING")
+
     def test_a_failed_one_replaces_that_of_the_snapshot(self):
         snapshot = EMPTY_SNAPSHOT + "answer selectorTag=proxy status=Ok now=b\n"
         result = self.diagnose_snapshot(snapshot, "--config", "-", "--answer-failed", "proxy",
@@ -144,8 +154,8 @@ class CannotRunTest(ProgramTest):
         self.refuse("--pid", parts=["--pid"])
 
     def test_a_process_number_that_is_none(self):
-        for number in ("x", "0", "-1", "1x", "99999999999"):
-            self.refuse("--pid", number, parts=["--pid"])
+        for number in ("x", "0", "-1", "1x", "0x1", " 1", "", "99999999999"):
+            self.refuse(f"--pid={number}", parts=["--pid"])
 
     def test_no_such_process(self):
         self.refuse("--pid", 2**22 + 1, parts=["--pid", 2**22 + 1])
@@ -169,7 +179,7 @@ class CannotRunTest(ProgramTest):
 
     def test_files_that_are_not_there(self):
         missing = self.folder / "missing"
-        snapshot = self.file("empty.snapshot", EMPTY_SNAPSHOT)
+        snapshot = self.file("empty.snapshot", EMPTY_SNAPSHOT + "end\n")
         self.refuse("--snapshot", missing, parts=["--snapshot", missing, "No such file"])
         self.refuse("--snapshot", snapshot, "--config", missing,
                     parts=["--config", missing, "No such file"])
@@ -177,14 +187,14 @@ class CannotRunTest(ProgramTest):
                     parts=["--answer", missing, "No such file"])
 
     def test_empty_names_of_files(self):
-        snapshot = self.file("empty.snapshot", EMPTY_SNAPSHOT)
+        snapshot = self.file("empty.snapshot", EMPTY_SNAPSHOT + "end\n")
         self.refuse("--snapshot", "", parts=["--snapshot", "No such file"])
         for option in ("--config", "--save-snapshot"):
             self.refuse("--snapshot", snapshot, option, "", parts=[option, "No such file"])
         self.refuse("--snapshot", snapshot, "--answer", "proxy=", parts=["--answer", "No such file"])
 
     def test_folders_in_place_of_files(self):
-        snapshot = self.file("empty.snapshot", EMPTY_SNAPSHOT)
+        snapshot = self.file("empty.snapshot", EMPTY_SNAPSHOT + "end\n")
         self.refuse("--snapshot", self.folder, parts=[self.folder, "Is a directory"])
         self.refuse("--snapshot", snapshot, "--config", self.folder,
                     parts=["--config", self.folder, "Is a directory"])
@@ -192,15 +202,42 @@ class CannotRunTest(ProgramTest):
                     parts=["--save-snapshot: cannot write", self.folder, "Is a directory"])
 
     def test_a_full_disk(self):
-        snapshot = self.file("empty.snapshot", EMPTY_SNAPSHOT)
+        snapshot = self.file("empty.snapshot", EMPTY_SNAPSHOT + "end\n")
         self.refuse("--snapshot", snapshot, "--save-snapshot", "/dev/full",
                     parts=["--save-snapshot", "/dev/full", "No space left"])
 
-    def test_an_output_that_is_closed(self):
-        snapshot = self.file("empty.snapshot", EMPTY_SNAPSHOT)
-        result = self.run_program("-c", f"'{PROGRAM}' --snapshot '{snapshot}' >/dev/full",
-                                  program="sh")
-        self.assert_cannot_run(result, "cannot write the report", "No space left")
+    def in_shell(self, command):
+        return self.run_program("-c", command, program="sh")
+
+    def test_an_output_that_takes_nothing(self):
+        snapshot = self.file("empty.snapshot", EMPTY_SNAPSHOT + "end\n")
+        for arguments in (f"--snapshot '{snapshot}'", f"--snapshot '{snapshot}' --explain", "--help",
+                          "--version"):
+            self.assert_cannot_run(self.in_shell(f"'{PROGRAM}' {arguments} >/dev/full"),
+                                   "cannot write to standard output", "No space left")
+            self.assert_cannot_run(self.in_shell(f"'{PROGRAM}' {arguments} >&-"),
+                                   "cannot write to standard output", "Bad file descriptor")
+
+    def test_an_input_that_gives_nothing(self):
+        snapshot = self.file("empty.snapshot", EMPTY_SNAPSHOT + "end\n")
+        command = f"'{PROGRAM}' --snapshot '{snapshot}' --config -"
+        self.assert_cannot_run(self.in_shell(f"{command} </"), "--config", "standard input",
+                               "Is a directory")
+        self.assert_cannot_run(self.in_shell(f"{command} <&-"), "--config", "standard input",
+                               "Bad file descriptor")
+
+    def test_what_a_terminal_would_obey_is_encoded(self):
+        hostile = "a\nb\x1b[31m\x07\x9b"
+        shown = "a%0Ab%1B[31m%07%C2%9B"
+        self.refuse("--snapshot", hostile, parts=[shown])
+        self.refuse("--process", hostile, parts=[shown])
+        self.refuse("--" + hostile, parts=[shown])
+
+    def test_options_do_not_swallow_the_next_word(self):
+        answer = self.file("answer.json", "{}")
+        self.refuse("--pid", os.getpid(), "--answer", f"a={answer}", "config.json",
+                    parts=["config.json", "not expected"])
+        self.refuse("--pid", os.getpid(), "--answer-failed", "a", "b", parts=["not expected"])
 
     def test_an_answer_without_a_file(self):
         self.refuse("--pid", 1, "--answer", "proxy", parts=["--answer", "proxy", "="])

@@ -13,7 +13,7 @@ SOURCE_DIR = Path(os.environ["EGRESS_SOURCE_DIR"])
 PROGRAM = os.environ["EGRESS_REPORT_PROGRAM"]
 SCHEMA = json.loads((SOURCE_DIR / "docs/report.schema.json").read_text())
 
-# What a host without anything looks like; a starting point for other snapshots.
+# What a host without anything looks like, but for the last line; other snapshots begin with it.
 EMPTY_SNAPSHOT = "egress-snapshot version=1\n"
 
 # A host whose engine has one connection to its endpoint.
@@ -73,7 +73,8 @@ class ProgramTest(unittest.TestCase):
     def run_program(self, *arguments, text="", program=PROGRAM, before=(), **options):
         """Runs the program with standard input `text`; `before` is the command that runs it."""
         process = subprocess.run([*before, program, *map(str, arguments)], input=text,
-                                 capture_output=True, encoding="utf-8", check=False, **options)
+                                 capture_output=True, encoding="utf-8",
+                                 errors="surrogateescape", check=False, **options)
         result = Result(process.returncode, process.stdout, process.stderr)
         if result.output.startswith("{"):
             self.assertEqual(complaints(result.report), [], result.output)
@@ -81,7 +82,13 @@ class ProgramTest(unittest.TestCase):
         return result
 
     def diagnose_snapshot(self, content, *arguments, **options):
-        """Runs the program on a saved snapshot."""
+        """Runs the program on a saved snapshot, whose last line may be left out."""
+        if not content.endswith("\nend\n"):
+            content += "end\n"
+        return self.diagnose_raw_snapshot(content, *arguments, **options)
+
+    def diagnose_raw_snapshot(self, content, *arguments, **options):
+        """The same with the text, or the bytes, as they are."""
         return self.run_program("--snapshot", self.file("given.snapshot", content), *arguments,
                                 **options)
 

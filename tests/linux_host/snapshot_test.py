@@ -75,20 +75,28 @@ class SavedTest(ProgramTest):
         return saved.read_text(), result.report
 
     def test_a_snapshot_is_saved_as_it_was(self):
-        self.assertEqual(self.save(FULL_SNAPSHOT)[0], FULL_SNAPSHOT)
+        self.assertEqual(self.save(FULL_SNAPSHOT)[0], FULL_SNAPSHOT + "end\n")
 
     def test_what_is_left_out_has_its_default(self):
         saved, report = self.save(EMPTY_SNAPSHOT)
         self.assertEqual(saved, EMPTY_SNAPSHOT + "config status=NO_CONFIG autoDetectInterface=false\n"
                          "hint tag=\nadapters enumFailed=false\nroutes enumFailed=false\n"
-                         "sockets enumFailed=false\n")
+                         "sockets enumFailed=false\nend\n")
         self.assertEqual(self.save(saved), (saved, report))
 
     def test_comments_empty_lines_and_the_order_of_fields_do_not_matter(self):
-        self.assertEqual(self.save(HEALTHY_SNAPSHOT + "\n# interface index=9\n\nhint tag=x"),
+        self.assertEqual(self.save(HEALTHY_SNAPSHOT + "\n# interface index=9\n\nhint tag=x\n"),
                          self.save(HEALTHY_SNAPSHOT + "hint tag=x\n"))
         self.assertEqual(self.save(EMPTY_SNAPSHOT + "route metric=3 family=4\n"),
                          self.save(EMPTY_SNAPSHOT + "route family=4 metric=3\n"))
+
+    def test_ends_of_lines_as_of_another_system_do_not_matter(self):
+        windows = (HEALTHY_SNAPSHOT + "end\n").replace("\n", "\r\n").encode()
+        self.assertEqual(self.diagnose_raw_snapshot(windows).report,
+                         self.diagnose_snapshot(HEALTHY_SNAPSHOT).report)
+
+    def test_bytes_may_be_encoded_with_small_letters_and_without_need(self):
+        self.assertIn("hint tag=%C3%A9a\n", self.save(EMPTY_SNAPSHOT + "hint tag=%c3%A9%61\n")[0])
 
     def test_configuration_answers_and_hint_are_saved_with_it(self):
         config = self.file("config.json", '{"route": {"auto_detect_interface": true}, "outbounds": ['
@@ -175,12 +183,25 @@ class AnonymousTest(SavedTest):
             self.assertNotIn(secret, saved)
 
     def test_ports_metrics_states_and_types_stay(self):
-        keys = ("type", "ports", "localPort", "remotePort", "metric", "operStatus", "family", "status")
+        keys = ("type", "transportType", "hasTransport", "hasServer", "portSpecified",
+                "portMalformed", "portHopping", "ports", "localPort", "remotePort", "metric",
+                "operStatus", "family", "status", "autoDetectInterface", "enumFailed")
         def kept(text):
             return [(key, value) for key, value in fields_of(text) if key in keys]
-        saved = self.anonymize(SELECTED_SNAPSHOT)
-        shown = self.save(SELECTED_SNAPSHOT)[0]
-        self.assertEqual(kept(saved), kept(shown))
+        for snapshot in (SELECTED_SNAPSHOT, FULL_SNAPSHOT):
+            self.assertEqual(kept(self.anonymize(snapshot)), kept(self.save(snapshot)[0]))
+
+    def test_types_that_are_not_known_are_as_good_as_any(self):
+        types = ["selector", "urltest", "direct", "block", "dns", "vmess", "vless", "trojan",
+                 "anytls", "shadowsocks", "hysteria", "hysteria2", "tuic", "", "alice", "ws"]
+        transports = ["ws", "grpc", "http", "quic", "", "vpn.corp.example.net", "vless"]
+        text = "".join(f"outbound tag={tag} type={tag} transportType=\n" for tag in types)
+        text += "".join(f"outbound type=trojan transportType={name}\n" for name in transports)
+        saved = fields_of(self.anonymize(EMPTY_SNAPSHOT + text))
+        self.assertEqual([value for key, value in saved if key == "type"],
+                         types[:-2] + ["other"] * 2 + ["trojan"] * len(transports))
+        self.assertEqual([value for key, value in saved if key == "transportType"],
+                         [""] * len(types) + transports[:-2] + ["other"] * 2)
 
     def test_an_anonymous_snapshot_stays_as_it_is(self):
         saved = self.anonymize(HEALTHY_SNAPSHOT)
@@ -191,7 +212,8 @@ class AnonymousTest(SavedTest):
                        f"remoteAddress=11.0.{i // 256}.{i % 256} remotePort=443\n"
                        for i in range(1000))
         saved = self.anonymize(HEALTHY_SNAPSHOT + many)
-        self.assertEqual(len(set(addresses_in(saved))), 768 + 1)  # with the one of IPv6
+        # All but the one that many adapters would share, and the one of IPv6.
+        self.assertEqual(len(set(addresses_in(saved))), 767 + 1)
         self.assert_documentation(addresses_in(saved))
         # The same with the endpoint far behind them.
         head, _, socket = HEALTHY_SNAPSHOT.rpartition("socket ")
@@ -204,21 +226,42 @@ class AnonymousTest(SavedTest):
         self.assertEqual(len(set(addresses_in(saved))), 66000)
         self.assert_documentation(addresses_in(saved))
 
-    def test_adapters_with_more_addresses_than_documentation_has_are_refused(self):
+    def test_sources_come_before_the_other_addresses_of_adapters(self):
         adapters = "".join(f"interface index={i} addresses=10.1.{i // 256}.{i % 256}\n"
                            for i in range(20, 1000))
-        ambiguous = "socket localAddress=10.1.3.200 remoteAddress=198.51.100.10 remotePort=443\n"
+        socket = "socket localAddress=10.1.3.200 remoteAddress=198.51.100.10 remotePort=443\n"
+        self.anonymize(HEALTHY_SNAPSHOT + adapters + socket)
+        unmapped = socket.replace("10.1.3.200", "10.9.9.9")
+        self.anonymize(HEALTHY_SNAPSHOT + adapters + unmapped)
+        for count in range(755, 775):  # around the number of addresses that there are
+            self.anonymize(HEALTHY_SNAPSHOT + "".join(adapters.splitlines(True)[:count]) + unmapped)
+
+    def test_more_sources_than_documentation_has_addresses_are_refused(self):
+        many = "".join(f"interface index={i} addresses=10.1.{i // 256}.{i % 256}\n"
+                       f"socket localAddress=10.1.{i // 256}.{i % 256}\n" for i in range(20, 1000))
         saved = self.folder / "saved.snapshot"
-        result = self.diagnose_snapshot(HEALTHY_SNAPSHOT + adapters + ambiguous, "--anonymize",
-                                        "--save-snapshot", saved)
+        result = self.diagnose_snapshot(HEALTHY_SNAPSHOT + many, "--anonymize", "--save-snapshot", saved)
         self.assert_cannot_run(result, "--anonymize", "more IPv4 addresses")
         self.assertFalse(saved.exists())
 
 
 class RefusedTest(ProgramTest):
     def refuse(self, snapshot, *parts):
-        self.assert_cannot_run(self.diagnose_snapshot(snapshot), "--snapshot", "given.snapshot",
+        self.assert_cannot_run(self.diagnose_raw_snapshot(snapshot), "--snapshot", "given.snapshot",
                                *parts)
+
+    def test_text_without_its_end(self):
+        self.refuse(EMPTY_SNAPSHOT, "line 1: ", "cut off", "'end'")
+        self.refuse(HEALTHY_SNAPSHOT, "line 7: ", "cut off", "'end'")
+        self.refuse(HEALTHY_SNAPSHOT + "en", "line 8: 'en' is no record")
+
+    def test_text_behind_its_end(self):
+        self.refuse(EMPTY_SNAPSHOT + "end\nhint tag=x\n", "line 3: something stands behind the end")
+        self.refuse(EMPTY_SNAPSHOT + "end\nend\n", "line 3: something stands behind the end")
+
+    def test_a_second_record_of_a_kind_that_stands_once(self):
+        for record in ("config", "hint", "adapters", "routes", "sockets"):
+            self.refuse(EMPTY_SNAPSHOT + f"{record}\n{record}\n", f"line 3: '{record}'", "twice")
 
     def test_text_of_another_kind(self):
         for text in ("", "\n", "{}", "egress-snapshot version=2\n", " " + EMPTY_SNAPSHOT):
@@ -251,7 +294,7 @@ class RefusedTest(ProgramTest):
         self.refuse(EMPTY_SNAPSHOT + "adapters enumFailed=1\n", "line 2: '1'", "'true' or 'false'")
 
     def test_encodings_that_are_none(self):
-        for text in ("%", "%4", "%4g", "%g4", "a%"):
+        for text in ("%", "%4", "%4g", "%g4", "a%", "%-1", "%+1"):
             self.refuse(EMPTY_SNAPSHOT + f"hint tag={text}\n", "line 2: ", "percent-encoded byte")
 
     def test_what_is_shown_of_a_hostile_file_is_harmless_and_short(self):
@@ -259,12 +302,11 @@ class RefusedTest(ProgramTest):
         self.refuse(EMPTY_SNAPSHOT + "x" * 100000 + "\n", "line 2: '" + "x" * 40 + "...'")
         self.refuse(EMPTY_SNAPSHOT + "x" * 40 + "\n", "line 2: '" + "x" * 40 + "' ")
 
-    def test_every_cut_gives_a_report_or_one_line(self):
-        snapshot = HEALTHY_SNAPSHOT + "hint tag=%C3%A9\n"
+    def test_every_cut_is_refused(self):
+        snapshot = HEALTHY_SNAPSHOT + "hint tag=%C3%A9\nend"  # a last end of line is not missed
+        self.assertEqual(self.diagnose_raw_snapshot(snapshot).error, "")
         for size in range(len(snapshot)):
-            result = self.diagnose_snapshot(snapshot[:size])
-            self.assertIn(result.status, (0, 1, 2), snapshot[:size])
-            self.assertEqual(result.error.count("\n"), 1 if result.status == 2 else 0)
+            self.refuse(snapshot[:size], "line ")
 
     def test_any_bytes_give_one_line(self):
         for content in (bytes(range(256)), b"\x00" * 1000, b"\xff\xfe" * 10,
