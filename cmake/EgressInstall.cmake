@@ -1,5 +1,5 @@
 # What an installation holds, and where. All of it finds its neighbours by relative paths, so that
-# an installed tree can be moved.
+# an installed tree can be moved, unless one of its folders was given as an absolute path.
 
 # Only here, because this puts its variables into the cache of whoever embeds the project.
 include(GNUInstallDirs)

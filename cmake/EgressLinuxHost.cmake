@@ -1,6 +1,7 @@
-# The example host, where its libraries are. Nobody who embeds this project is asked to have them.
+# The example host. On by default where its libraries are; whoever embeds this project is not asked
+# to have them.
 set(EGRESS_HAS_LINUX_HOST_LIBRARIES OFF)
-if(PROJECT_IS_TOP_LEVEL AND CMAKE_SYSTEM_NAME STREQUAL "Linux")
+if(CMAKE_SYSTEM_NAME STREQUAL "Linux" AND (PROJECT_IS_TOP_LEVEL OR EGRESS_BUILD_LINUX_HOST))
   find_package(PkgConfig QUIET)
   if(PkgConfig_FOUND)
     pkg_check_modules(EGRESS_LIBMNL QUIET IMPORTED_TARGET libmnl>=1.0.4)
@@ -9,9 +10,11 @@ if(PROJECT_IS_TOP_LEVEL AND CMAKE_SYSTEM_NAME STREQUAL "Linux")
   find_package(nlohmann_json 3.11 QUIET)
   if(EGRESS_LIBMNL_FOUND AND CLI11_FOUND AND nlohmann_json_FOUND)
     set(EGRESS_HAS_LINUX_HOST_LIBRARIES ON)
-  elseif(NOT DEFINED EGRESS_BUILD_LINUX_HOST OR EGRESS_BUILD_LINUX_HOST)
-    message(STATUS "egress-report is not built: it needs pkg-config, libmnl, CLI11 2.1 and nlohmann-json 3.11")
   endif()
 endif()
-cmake_dependent_option(EGRESS_BUILD_LINUX_HOST "Build the example host egress-report" ON
-                       EGRESS_HAS_LINUX_HOST_LIBRARIES OFF)
+option(EGRESS_BUILD_LINUX_HOST "Build the example host egress-report"
+       ${EGRESS_HAS_LINUX_HOST_LIBRARIES})
+if(EGRESS_BUILD_LINUX_HOST AND NOT EGRESS_HAS_LINUX_HOST_LIBRARIES)
+  message(FATAL_ERROR "EGRESS_BUILD_LINUX_HOST needs Linux, pkg-config, libmnl 1.0.4, CLI11 2.1 and "
+                      "nlohmann-json 3.11; scripts/bootstrap test installs them")
+endif()

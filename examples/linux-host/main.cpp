@@ -1,9 +1,11 @@
 // egress-report: diagnoses this machine, or a saved snapshot of one.
 
+#include <algorithm>
 #include <array>
 #include <fstream>
 #include <iostream>
 #include <string>
+#include <sys/stat.h>
 #include <variant>
 #include <vector>
 
@@ -19,6 +21,10 @@
 
 namespace linux_host {
 namespace {
+
+void printError(const std::string& text) {
+  std::cerr << "egress-report: " << printable(text) << '\n';
+}
 
 std::string readAll(std::istream& stream, const std::string& option, const std::string& path) {
   std::string text;
@@ -36,7 +42,9 @@ std::string readFile(const std::string& option, const std::string& path) {
   return readAll(file, option, path);
 }
 
+// Readable for its owner alone: a snapshot holds addresses.
 void writeFile(const std::string& option, const std::string& path, const std::string& text) {
+  umask(S_IRWXG | S_IRWXO);
   std::ofstream file(path, std::ios::binary);
   file << text;
   file.close();
@@ -80,6 +88,17 @@ NamesByOrdinal namesByOrdinal(const LiveNotes& notes, const egress::DiagnosisInp
   return names;
 }
 
+// Says which answers belong to no outbound; most likely their tags are misspelt.
+void warnOfStrangers(const Options& options, const egress::DiagnosisInput& input) {
+  for (const AnswerOption& option : options.answers) {
+    const auto outbound =
+        std::ranges::find(input.outbounds, option.selectorTag, &egress::Outbound::tag);
+    if (outbound == input.outbounds.end()) {
+      printError("--answer: the configuration has no outbound '" + option.selectorTag + "'");
+    }
+  }
+}
+
 // Everything that the diagnosis looks at.
 egress::DiagnosisInput gather(const Options& options, LiveNotes& notes) {
   egress::DiagnosisInput input;
@@ -91,6 +110,7 @@ egress::DiagnosisInput gather(const Options& options, LiveNotes& notes) {
   if (options.configPath) readConfig(*options.configPath, input);
   readAnswers(options.answers, input);
   if (options.hint) input.selectorHint = *options.hint;
+  warnOfStrangers(options, input);
   return input;
 }
 
@@ -100,10 +120,6 @@ bool isAnswered(const egress::EgressReport& report) {
   const auto* const member = egress::findReportMember(report, "selectionStatus");
   const std::string& word = std::get<egress::ReportScalar>(member->value).stringValue;
   return word == egress::toString(OK) || word == egress::toString(NOT_APPLICABLE_OS_ROUTED);
-}
-
-void printError(const std::string& text) {
-  std::cerr << "egress-report: " << printable(text) << '\n';
 }
 
 // The exit status.

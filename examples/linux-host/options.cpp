@@ -38,10 +38,12 @@ struct RawOptions {
 // What the engine was told, and what it says.
 void addEngineOptions(CLI::App& app, Options& options, RawOptions& raw) {
   app.add_option("--config", options.configPath,
-                 "The engine's configuration, '-' for standard input; without it there is none")
+                 "The engine's configuration, '-' for standard input; without it there is none.\n"
+                 "Its main outbound must be tagged 'proxy'")
       ->type_name("FILE");
-  app.add_option("--answer", raw.answers,
-                 "The text with which the engine answers what selector TAG uses now; repeatable")
+  app.add_option(
+         "--answer", raw.answers,
+         "What the engine answers about its selector TAG, such as {\"now\":\"TAG\"}; repeatable")
       ->type_name("TAG=FILE")
       ->allow_extra_args(false);
   app.add_option("--answer-failed", raw.failedAnswers,
@@ -56,10 +58,12 @@ void addEngineOptions(CLI::App& app, Options& options, RawOptions& raw) {
 void addSnapshotOptions(CLI::App& app, Options& options, RawOptions& raw) {
   auto* const pid =
       app.add_option("--pid", raw.process, "The process whose sockets count")->type_name("N");
-  auto* const name = app.add_option("--process", raw.processName,
-                                    "All processes of this name instead, as in /proc/PID/comm")
-                         ->type_name("NAME")
-                         ->excludes(pid);
+  auto* const name =
+      app.add_option("--process", raw.processName,
+                     "All processes of this name instead, as in /proc/PID/comm; a name of more\n"
+                     "than 15 bytes is that of the program's file, too")
+          ->type_name("NAME")
+          ->excludes(pid);
   app.add_option(
          "--snapshot", options.snapshotPath,
          "Diagnose a saved snapshot instead of this machine; --config, --answer and --hint\n"

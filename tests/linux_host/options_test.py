@@ -93,6 +93,14 @@ class AnswerTest(ProgramTest):
                                               *self.answer("proxy", "{}")),
                          "SELECTOR_NOW_MISSING")
 
+    def test_an_answer_that_belongs_to_no_outbound_is_named(self):
+        for arguments in (self.answer("prxy", "{}"), ("--answer-failed", "prxy")):
+            result = self.diagnose_snapshot(EMPTY_SNAPSHOT, "--config", "-", *arguments,
+                                            text=SELECTOR)
+            self.assertEqual(result.error,
+                             "egress-report: --answer: the configuration has no outbound 'prxy'\n")
+            self.assertEqual(result.report["activeEndpointStatus"], "SELECTOR_TRANSPORT_FAILED")
+
     def test_a_failed_one(self):
         self.assertEqual(self.endpoint_status("--answer-failed", "proxy"),
                          "SELECTOR_TRANSPORT_FAILED")

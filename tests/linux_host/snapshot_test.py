@@ -77,6 +77,10 @@ class SavedTest(ProgramTest):
     def test_a_snapshot_is_saved_as_it_was(self):
         self.assertEqual(self.save(FULL_SNAPSHOT)[0], FULL_SNAPSHOT + "end\n")
 
+    def test_a_snapshot_is_for_the_eyes_of_its_owner(self):
+        self.save(FULL_SNAPSHOT)
+        self.assertEqual((self.folder / "saved.snapshot").stat().st_mode & 0o777, 0o600)
+
     def test_what_is_left_out_has_its_default(self):
         saved, report = self.save(EMPTY_SNAPSHOT)
         self.assertEqual(saved, EMPTY_SNAPSHOT + "config status=NO_CONFIG autoDetectInterface=false\n"
@@ -100,7 +104,7 @@ class SavedTest(ProgramTest):
 
     def test_configuration_answers_and_hint_are_saved_with_it(self):
         config = self.file("config.json", '{"route": {"auto_detect_interface": true}, "outbounds": ['
-                           '{"tag": "proxy", "type": "selector"},'
+                           '{"tag": "proxy", "type": "selector"}, {"tag": "x", "type": "urltest"},'
                            '{"tag": "n 1", "type": "direct", "server_port": 7}]}')
         answer = self.file("answer.json", '{"now": "n 1"}')
         saved, report = self.save(EMPTY_SNAPSHOT, "--config", config, "--answer", f"proxy={answer}",
