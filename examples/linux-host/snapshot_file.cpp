@@ -177,8 +177,9 @@ egress::DiagnosisInput readSnapshotText(std::string_view text) {
       ++number;
       readLine(takeLine(text), reading);
     }
-    if (!reading.isComplete)
+    if (!reading.isComplete) {
       throw CannotRun("the text is cut off: no line '" + std::string(kLastLine) + "' follows");
+    }
   } catch (const CannotRun& error) {
     throw CannotRun("line " + std::to_string(number) + ": " + error.what());
   }
