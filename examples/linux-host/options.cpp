@@ -43,7 +43,7 @@ void addEngineOptions(CLI::App& app, Options& options, RawOptions& raw) {
       ->type_name("FILE");
   app.add_option(
          "--answer", raw.answers,
-         "What the engine answers about its selector TAG, such as {\"now\":\"TAG\"}; repeatable")
+         R"(What the engine answers about its selector TAG, such as {"now":"TAG"}; repeatable)")
       ->type_name("TAG=FILE")
       ->allow_extra_args(false);
   app.add_option("--answer-failed", raw.failedAnswers,
