@@ -118,10 +118,9 @@ Addresses ipv4OfAdapters(const egress::DiagnosisInput& input) {
 // Gives the addresses that the report depends on their names, while there are addresses left: the
 // endpoint's and, of those that sockets leave from, the adapters'. Whether two others are the same
 // changes no report.
-void nameWhatDecides(const egress::DiagnosisInput& input, Names& names) {
+void nameWhatDecides(const egress::DiagnosisInput& input, const Addresses& adapters, Names& names) {
   const egress::Resolution resolution = egress::resolveActiveOutbound(input);
   if (resolution.leaf != nullptr) names.address(resolution.leaf->server);
-  const Addresses adapters = ipv4OfAdapters(input);
   for (const egress::SocketSource& row : input.sockets.rows) {
     const egress::NumericAddress source = egress::parseNumericAddress(row.localAddress);
     if (adapters.contains(source.bytes)) names.address(row.localAddress);
@@ -186,8 +185,9 @@ void renameTags(egress::DiagnosisInput& input, Names& names) {
 
 egress::DiagnosisInput anonymized(const egress::DiagnosisInput& input) {
   egress::DiagnosisInput result = input;
-  Names names(ipv4OfAdapters(input));
-  nameWhatDecides(input, names);
+  const Addresses adapters = ipv4OfAdapters(input);
+  Names names(adapters);
+  nameWhatDecides(input, adapters, names);
   renameAddresses(result, names);
   renameTypes(result);
   renameTags(result, names);
