@@ -1,6 +1,7 @@
 #include "examples/linux-host/netlink.h"
 
 #include <arpa/inet.h>
+#include <array>
 #include <cerrno>
 #include <memory>
 #include <netinet/in.h>

@@ -1,7 +1,6 @@
 #ifndef EGRESS_EXAMPLES_LINUX_HOST_NETLINK_H
 #define EGRESS_EXAMPLES_LINUX_HOST_NETLINK_H
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>

@@ -14,7 +14,6 @@
 #include <libmnl/libmnl.h>
 #include <linux/if.h>
 #include <linux/if_addr.h>
-#include <linux/inet_diag.h>
 #include <linux/rtnetlink.h>
 
 namespace {
