@@ -12,12 +12,10 @@ through up2, because a rule sends it to a table of its own.
 import ctypes
 import json
 import os
-import shutil
 import subprocess
 import sys
 import time
 
-CLONE_NEWNS = 0x00020000
 CLONE_NEWUSER = 0x10000000
 CLONE_NEWNET = 0x40000000
 
@@ -74,49 +72,85 @@ def command(*words):
     """Runs a command; its output. A failure shows what it said."""
     done = subprocess.run(words, capture_output=True, text=True, check=False)
     if done.returncode != 0:
-        raise RuntimeError(f"{' '.join(words)}: {done.stderr}")
+        raise RuntimeError(f"{' '.join(words)}: {done.stderr.strip()}")
     return done.stdout
 
 
-def leave_this_network():
-    """Moves this process into namespaces of its own. Nothing that it does there can be seen, or
-    reached, from outside, and all of it goes away with the process."""
-    if shutil.which("ip") is None:
-        raise NotPermitted("there is no command ip; install iproute2")
-    libc = ctypes.CDLL(None, use_errno=True)
+_libc = ctypes.CDLL(None, use_errno=True)
+_paths = {}  # of the namespaces that this process holds open, by name
+
+
+def unshare(flags):
+    if _libc.unshare(flags) != 0:
+        raise RuntimeError(f"unshare: {os.strerror(ctypes.get_errno())}")
+
+
+def make_namespace(name):
+    """Moves this process into a new network namespace, and holds it open. It has no name that `ip`
+    could look up: that would need a mount, and in a chroot `ip netns exec` is refused."""
+    unshare(CLONE_NEWNET)
+    _paths[name] = f"/proc/{os.getpid()}/fd/{os.open('/proc/self/ns/net', os.O_RDONLY)}"
+
+
+def become_root_of_a_user_namespace():
     user, group = os.getuid(), os.getgid()
-    flags = CLONE_NEWNS | CLONE_NEWNET | (CLONE_NEWUSER if user != 0 else 0)
-    if libc.unshare(flags) != 0:
-        raise NotPermitted(os.strerror(ctypes.get_errno()))
-    if user != 0:
-        for name, text in [("setgroups", "deny"), ("uid_map", f"0 {user} 1"),
-                           ("gid_map", f"0 {group} 1")]:
-            with open(f"/proc/self/{name}", "w", encoding="ascii") as file:
-                file.write(text)
-    try:
-        command("mount", "--make-rprivate", "/")
-        command("mount", "-t", "tmpfs", "tmpfs", "/run")  # where ip keeps the names
-        command("ip", "netns", "add", "engine")
-        command("ip", "netns", "add", "server")
-    except RuntimeError as error:
-        raise NotPermitted(str(error)) from error
+    unshare(CLONE_NEWUSER)
+    for name, text in [("setgroups", "deny"), ("uid_map", f"0 {user} 1"), ("gid_map", f"0 {group} 1")]:
+        with open(f"/proc/self/{name}", "w", encoding="ascii") as file:
+            file.write(text)
+
+
+def make_namespaces(names):
+    if os.getuid() != 0:
+        become_root_of_a_user_namespace()
+    for name in names:
+        make_namespace(name)
+        ip(name, "link set lo up")
+
+
+def why_not(names):
+    """Why a child of this process cannot make the namespaces, links and addresses; or nothing."""
+    reader, writer = os.pipe()
+    child = os.fork()
+    if child == 0:
+        try:
+            make_namespaces(names)
+            ip(names[0], "link add probe type veth")
+            ip(names[0], "address add 2001:db8::1/128 dev lo")
+        except (OSError, RuntimeError) as error:
+            os.write(writer, str(error).encode())
+        finally:
+            os._exit(0)
+    os.close(writer)
+    with os.fdopen(reader) as file:
+        reason = file.read()
+    os.waitpid(child, 0)
+    return reason
+
+
+def leave_this_network(*names):
+    """Makes a network namespace for each name, with its loopback up; this process moves into the
+    last one. They go away with it. When they are not permitted, it stays where it is."""
+    reason = why_not(names)
+    if reason:
+        raise NotPermitted(reason)
+    make_namespaces(names)
 
 
 def inside(namespace):
     """What runs a command in a namespace."""
-    return "ip", "netns", "exec", namespace
+    return "nsenter", f"--net={_paths[namespace]}"
 
 
 def ip(namespace, text):
-    return command("ip", "-n", namespace, *text.split())
+    return command(*inside(namespace), "ip", *text.split())
 
 
 def make_uplink(number):
     engine, server = f"10.{number}.0.2", f"10.{number}.0.1"
     engine6, server6 = f"2001:db8:{number}::2", f"2001:db8:{number}::1"
     name = f"up{number}"
-    command("ip", "link", "add", name, "netns", "engine", "type", "veth", "peer", "name", name,
-            "netns", "server")
+    ip("engine", f"link add {name} type veth peer name {name} netns {_paths['server']}")
     for namespace, address, address6 in [("engine", engine, engine6), ("server", server, server6)]:
         ip(namespace, f"address add {address}/24 dev {name}")
         ip(namespace, f"address add {address6}/64 dev {name} nodad")
@@ -126,8 +160,6 @@ def make_uplink(number):
 
 
 def make_network():
-    for namespace in ("engine", "server"):
-        ip(namespace, "link set lo up")
     make_uplink(1)
     make_uplink(2)
     for family, source, gateway in [("-4", "10.2.0.2", "10.2.0.1"),
