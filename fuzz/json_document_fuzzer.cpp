@@ -1,5 +1,5 @@
-// Any bytes as a JSON document: nlohmann/json's verdict and tree, and no prefix of an accepted
-// object or array is accepted.
+// Any bytes as a JSON document: nlohmann/json's verdict and tree; no prefix of an accepted object or
+// array is accepted; a refused text has a fault at the first byte that cannot be continued.
 
 #include <cstddef>
 
@@ -11,8 +11,9 @@ namespace egress::fuzz {
 test::Complaint judge(std::string_view bytes) {
   constexpr std::size_t kLongestCut = 200;  // the time for all cuts grows with its square
   const test::JsonVerdict verdict = test::judgeJsonText(bytes);
-  if (!verdict.complaint.empty() || bytes.size() > kLongestCut) return verdict.complaint;
-  return test::judgeCuts(bytes);
+  if (!verdict.complaint.empty()) return verdict.complaint;
+  if (!verdict.accepted) return test::judgeFault(bytes);
+  return bytes.size() > kLongestCut ? test::Complaint{} : test::judgeCuts(bytes);
 }
 
 }  // namespace egress::fuzz

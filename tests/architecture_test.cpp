@@ -98,7 +98,7 @@ Includes includesInDocumentation() {
 TEST(Architecture, TheDocumentedIncludesAreExactlyThoseOfTheSources) {
   const Includes documented = includesInDocumentation();
   const Includes found = includesInSources();
-  EXPECT_EQ(found.size(), 15U);
+  EXPECT_FALSE(found.empty());
   EXPECT_EQ(documented, found);
 }
 
@@ -141,14 +141,34 @@ TEST(Architecture, OnlyTheRunKnowsTheScenarios) {
   }
 }
 
-TEST(Architecture, TheUmbrellaHeaderIncludesEveryHeaderOfTheLibrary) {
+// The headers that the build installs, as "core/status_words".
+std::set<std::string> publicHeaders() {
   std::set<std::string> headers;
-  for (const std::string& folder : kLibraryFolders) {
-    for (const fs::path& file : sourceFilesIn(folder)) {
-      if (file.extension() == ".h") headers.insert(folder + "/" + file.stem().string());
+  bool inList = false;
+  for (const std::string& line : linesOf(kSourceDir / "egress" / "CMakeLists.txt")) {
+    if (inList) {
+      const std::size_t start = line.find_first_not_of(' ');
+      headers.insert(line.substr(start, line.find(".h") - start));
+    }
+    if (line.ends_with(" FILES")) inList = true;
+    if (inList && line.ends_with(")")) break;
+  }
+  return headers;
+}
+
+TEST(Architecture, TheUmbrellaHeaderIncludesEveryPublicHeader) {
+  std::set<std::string> headers = publicHeaders();
+  EXPECT_EQ(headers.erase("egress"), 1U);
+  EXPECT_EQ(ownIncludesOf(kSourceDir / "egress" / "egress.h"), headers);
+}
+
+TEST(Architecture, PublicHeadersIncludeOnlyPublicHeaders) {
+  const std::set<std::string> headers = publicHeaders();
+  for (const std::string& header : headers) {
+    for (const std::string& include : ownIncludesOf(kSourceDir / "egress" / (header + ".h"))) {
+      EXPECT_TRUE(headers.contains(include)) << header << " includes " << include;
     }
   }
-  EXPECT_EQ(ownIncludesOf(kSourceDir / "egress" / "egress.h"), headers);
 }
 
 }  // namespace

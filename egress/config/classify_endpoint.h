@@ -5,16 +5,14 @@
 
 #include "egress/config/numeric_address.h"
 #include "egress/config/proxy_config.h"
-#include "egress/export.h"
 
 namespace egress {
 
 // Whether a leaf names one numeric address and one port, reached over a protocol and a transport
-// whose sockets can be followed. The first reason against it is the result; only on OK are
-// `address` and `port` (the one entry of `ports`) written.
-[[nodiscard]] EGRESS_EXPORT ActiveEndpointStatus classifyEndpoint(const Outbound& leaf,
-                                                                  NumericAddress& address,
-                                                                  std::uint32_t& port) noexcept;
+// whose sockets can be followed. The first reason against it is the result; `address` and `port`
+// (the only entry of `ports`) are written only on OK.
+[[nodiscard]] ActiveEndpointStatus classifyEndpoint(const Outbound& leaf, NumericAddress& address,
+                                                    std::uint32_t& port) noexcept;
 
 }  // namespace egress
 

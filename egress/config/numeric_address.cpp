@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "egress/config/address_text.h"
+
 namespace egress {
 namespace {
 

@@ -2,60 +2,37 @@
 
 #include <optional>
 
-#include "egress/json/decimal_integer.h"
+#include "egress/config/port_values.h"
 #include "egress/json/json_reader.h"
 #include "egress/json/json_value.h"
 
 namespace egress {
 namespace {
 
-constexpr std::int64_t kMaxPort = 65535;
-
-// Copies a string member into `field`, which otherwise stays empty.
+// Copies a string member into `field`; without one, `field` stays empty.
 void readString(const JsonValue& object, std::string_view key, std::string& field) {
   const JsonValue* const member = findMember(object, key);
   if (member != nullptr && member->kind == JsonKind::String) field = member->stringValue;
 }
 
-void addPort(std::int64_t port, Outbound& outbound) {
-  if (port < 1 || port > kMaxPort) {
+void addPort(std::optional<std::uint32_t> port, Outbound& outbound) {
+  if (port) {
+    outbound.ports.push_back(*port);
+  } else {
     outbound.portMalformed = true;
-    return;
   }
-  outbound.ports.push_back(static_cast<std::uint32_t>(port));
 }
 
-void readServerPort(const JsonValue& port, Outbound& outbound) {
-  outbound.portSpecified = true;
-  if (port.kind != JsonKind::Integer) {
-    outbound.portMalformed = true;
-    return;
-  }
-  addPort(port.intValue, outbound);
-}
-
-// One entry of "server_ports": a single port such as "443", or a range such as "20000:40000", whose
-// bounds do not matter here because any range means more than one port.
-void readPortEntry(const JsonValue& entry, Outbound& outbound) {
-  if (entry.kind != JsonKind::String) {
-    outbound.portMalformed = true;
-    return;
-  }
-  const std::string& text = entry.stringValue;
-  if (text.find(':') != std::string::npos) {
+void readPortEntry(const JsonValue& value, Outbound& outbound) {
+  const PortEntry entry = portEntryOf(value);
+  if (entry.isRange) {
     outbound.portHopping = true;
-    return;
+  } else {
+    addPort(entry.port, outbound);
   }
-  const std::optional<std::int64_t> port = parseDecimalInteger(text);
-  if (!port) {
-    outbound.portMalformed = true;
-    return;
-  }
-  addPort(*port, outbound);
 }
 
 void readServerPorts(const JsonValue& ports, Outbound& outbound) {
-  outbound.portSpecified = true;
   if (ports.kind != JsonKind::Array || ports.items.empty()) {
     outbound.portMalformed = true;
     return;
@@ -76,9 +53,11 @@ void readOutbound(const JsonValue& object, Outbound& outbound) {
   readString(object, "server", outbound.server);
   outbound.hasServer = !outbound.server.empty();
   if (const JsonValue* const port = findMember(object, "server_port")) {
-    readServerPort(*port, outbound);
+    outbound.portSpecified = true;
+    addPort(serverPortOf(*port), outbound);
   }
   if (const JsonValue* const ports = findMember(object, "server_ports")) {
+    outbound.portSpecified = true;
     readServerPorts(*ports, outbound);
   }
   if (const JsonValue* const transport = findMember(object, "transport")) {
@@ -97,7 +76,7 @@ std::vector<Outbound> readOutbounds(const JsonValue& root) {
   return outbounds;
 }
 
-// The status of a configuration that cannot be used; nothing else of it counts.
+// A configuration that cannot be used has a status and nothing else.
 ProxyConfig unusable(ConfigStatus status) {
   return {.configStatus = status, .autoDetectInterface = false, .outbounds = {}};
 }

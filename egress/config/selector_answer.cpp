@@ -1,5 +1,7 @@
 #include "egress/config/selector_answer.h"
 
+#include <initializer_list>
+
 #include "egress/json/json_reader.h"
 #include "egress/json/json_value.h"
 
@@ -16,6 +18,25 @@ SelectorAnswerStatus readSelectorAnswer(std::string_view text, std::string* now)
   if (choice->stringValue.empty()) return SelectorAnswerStatus::NowMissing;
   if (now != nullptr) *now = choice->stringValue;
   return SelectorAnswerStatus::Ok;
+}
+
+const char* toString(SelectorAnswerStatus status) noexcept {
+  using enum SelectorAnswerStatus;
+  switch (status) {
+    case TransportFailed: return "TransportFailed";
+    case Malformed: return "Malformed";
+    case NowMissing: return "NowMissing";
+    case Ok: break;
+  }
+  return "Ok";
+}
+
+std::optional<SelectorAnswerStatus> parseSelectorAnswerStatus(std::string_view word) noexcept {
+  using enum SelectorAnswerStatus;
+  for (const SelectorAnswerStatus status : {Ok, TransportFailed, Malformed, NowMissing}) {
+    if (word == toString(status)) return status;
+  }
+  return std::nullopt;
 }
 
 }  // namespace egress

@@ -2,6 +2,7 @@
 #define EGRESS_CONFIG_SELECTOR_ANSWER_H
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -29,6 +30,14 @@ struct SelectorAnswer {
 // result `now` stays as it was. Throws only when memory runs out.
 [[nodiscard]] EGRESS_EXPORT SelectorAnswerStatus readSelectorAnswer(std::string_view text,
                                                                     std::string* now);
+
+// The enumerator's name; constant text, never null. A value outside the enumeration gives "Ok", as
+// which the diagnosis takes it.
+[[nodiscard]] EGRESS_EXPORT const char* toString(SelectorAnswerStatus status) noexcept;
+
+// The inverse: the enumerator with exactly this name, or nothing.
+[[nodiscard]] EGRESS_EXPORT std::optional<SelectorAnswerStatus> parseSelectorAnswerStatus(
+    std::string_view word) noexcept;
 
 }  // namespace egress
 

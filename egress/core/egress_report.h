@@ -14,7 +14,7 @@ namespace egress {
 
 enum class ReportKind : std::uint32_t { Null, Boolean, Integer, String };
 
-// One value of a report. Only the member that the kind names means something; the others stay zero
+// One value of a report. Only the field that the kind names means something; the others stay zero
 // or empty.
 struct ReportScalar {
   ReportKind kind = ReportKind::Null;
@@ -28,10 +28,12 @@ struct ReportScalar {
 // One row of an array: keys with their values, in order.
 using ReportRow = std::vector<std::pair<std::string, ReportScalar>>;
 
-// One member of a report: a value, or an array of rows.
+// A member's value: one scalar, or an array of rows.
+using ReportValue = std::variant<ReportScalar, std::vector<ReportRow>>;
+
 struct ReportMember {
   std::string key;
-  std::variant<ReportScalar, std::vector<ReportRow>> value;
+  ReportValue value;
 
   friend bool operator==(const ReportMember&, const ReportMember&) = default;
 };
@@ -44,19 +46,34 @@ struct EgressReport {
   friend bool operator==(const EgressReport&, const EgressReport&) = default;
 };
 
-[[nodiscard]] EGRESS_EXPORT ReportScalar nullScalar();
-[[nodiscard]] EGRESS_EXPORT ReportScalar booleanScalar(bool value);
-[[nodiscard]] EGRESS_EXPORT ReportScalar integerScalar(std::int64_t value);
-[[nodiscard]] EGRESS_EXPORT ReportScalar stringScalar(std::string_view value);
-
-// Appends a member; a key that is there already is neither replaced nor looked for.
-EGRESS_EXPORT void insertMember(EgressReport& report, std::string_view key, ReportScalar value);
-EGRESS_EXPORT void insertMember(EgressReport& report, std::string_view key,
-                                std::vector<ReportRow> rows);
-
-// The first member with exactly this key, or nullptr. Lives until the report changes.
+// The first member with exactly this key, or nullptr. Valid until the report changes.
 [[nodiscard]] EGRESS_EXPORT const ReportMember* findReportMember(const EgressReport& report,
                                                                  std::string_view key) noexcept;
+
+[[nodiscard]] inline ReportScalar nullScalar() {
+  return {};
+}
+
+[[nodiscard]] inline ReportScalar booleanScalar(bool value) {
+  ReportScalar scalar;
+  scalar.kind = ReportKind::Boolean;
+  scalar.boolValue = value;
+  return scalar;
+}
+
+[[nodiscard]] inline ReportScalar integerScalar(std::int64_t value) {
+  ReportScalar scalar;
+  scalar.kind = ReportKind::Integer;
+  scalar.intValue = value;
+  return scalar;
+}
+
+[[nodiscard]] inline ReportScalar stringScalar(std::string_view value) {
+  ReportScalar scalar;
+  scalar.kind = ReportKind::String;
+  scalar.stringValue = value;
+  return scalar;
+}
 
 }  // namespace egress
 

@@ -9,7 +9,6 @@
 
 #include "egress/config/numeric_address.h"
 #include "egress/core/diagnosis_input.h"
-#include "egress/export.h"
 
 namespace egress {
 
@@ -21,11 +20,11 @@ struct OrdinalTable {
 };
 
 // Takes every row, whether the snapshot failed or not.
-[[nodiscard]] EGRESS_EXPORT OrdinalTable makeOrdinalTable(const AdapterSnapshot& adapters);
+[[nodiscard]] OrdinalTable makeOrdinalTable(const AdapterSnapshot& adapters);
 
 // The ordinal of an index, or nothing when the table does not hold it.
-[[nodiscard]] EGRESS_EXPORT std::optional<std::int64_t> ordinalOf(
-    const OrdinalTable& ordinalTable, std::uint32_t interfaceIndex) noexcept;
+[[nodiscard]] std::optional<std::int64_t> ordinalOf(const OrdinalTable& ordinalTable,
+                                                    std::uint32_t interfaceIndex) noexcept;
 
 enum class MappingKind : std::uint32_t {
   Unmapped,   // no interface owns the address
@@ -57,19 +56,19 @@ struct AddressTable {
 };
 
 // Leaves out addresses that are not numeric and adapters that `ordinalTable` does not hold.
-[[nodiscard]] EGRESS_EXPORT AddressTable makeAddressTable(const AdapterSnapshot& adapters,
-                                                          const OrdinalTable& ordinalTable);
+[[nodiscard]] AddressTable makeAddressTable(const AdapterSnapshot& adapters,
+                                            const OrdinalTable& ordinalTable);
 
 // Which interface owns the address that `addressText` spells. Rows that share an interface index
 // are one interface. Text that is no numeric address is unmapped.
-[[nodiscard]] EGRESS_EXPORT InterfaceMapping
-mapAddressToInterface(const AddressTable& addressTable, std::string_view addressText) noexcept;
+[[nodiscard]] InterfaceMapping mapAddressToInterface(const AddressTable& addressTable,
+                                                     std::string_view addressText) noexcept;
 
 // The same for a single look-up, straight from the snapshot; every call parses all its addresses.
 // Throws only when memory runs out.
-[[nodiscard]] EGRESS_EXPORT InterfaceMapping mapAddressToInterface(const AdapterSnapshot& adapters,
-                                                                   const OrdinalTable& ordinalTable,
-                                                                   std::string_view addressText);
+[[nodiscard]] InterfaceMapping mapAddressToInterface(const AdapterSnapshot& adapters,
+                                                     const OrdinalTable& ordinalTable,
+                                                     std::string_view addressText);
 
 }  // namespace egress
 

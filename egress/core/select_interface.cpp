@@ -3,13 +3,13 @@
 namespace egress {
 namespace {
 
-SelectionStatus judge(const EndpointSources& sources) noexcept {
+SelectionStatus judge(const MatchSummary& matches) noexcept {
   using enum SelectionStatus;
-  if (!sources.anySocket) return NO_MATCHING_SOCKET;
-  if (sources.anyAmbiguous) return ADDRESS_INTERFACE_AMBIGUOUS;
-  if (!sources.ordinal) return SOCKET_SOURCE_ADDRESS_UNMAPPED;
-  if (sources.anyUnmapped) return PARTIAL_SOCKET_SOURCE_MAPPING;
-  if (sources.several) return MULTIPLE_MATCHING_SOCKET_INTERFACES;
+  if (!matches.anySocket) return NO_MATCHING_SOCKET;
+  if (matches.anyAmbiguous) return ADDRESS_INTERFACE_AMBIGUOUS;
+  if (!matches.ordinal) return SOCKET_SOURCE_ADDRESS_UNMAPPED;
+  if (matches.anyUnmapped) return PARTIAL_SOCKET_SOURCE_MAPPING;
+  if (matches.severalInterfaces) return MULTIPLE_MATCHING_SOCKET_INTERFACES;
   return OK;
 }
 
@@ -29,9 +29,9 @@ Selection selectInterface(const SelectionInput& input) noexcept {
   if (input.socketsFailed) return notSelected(NOT_EVALUATED_SOCKET_ENUM_FAILED);
   if (input.adaptersFailed) return notSelected(NOT_EVALUATED_ADAPTER_ENUM_FAILED);
 
-  const SelectionStatus status = judge(input.sources);
+  const SelectionStatus status = judge(input.matches);
   if (status != OK) return notSelected(status);
-  return {.status = OK, .ordinal = input.sources.ordinal};
+  return {.status = OK, .ordinal = input.matches.ordinal};
 }
 
 }  // namespace egress

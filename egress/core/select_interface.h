@@ -1,32 +1,23 @@
 #ifndef EGRESS_CORE_SELECT_INTERFACE_H
 #define EGRESS_CORE_SELECT_INTERFACE_H
 
-#include <cstdint>
-#include <optional>
-
-#include "egress/core/socket_sources.h"
-#include "egress/core/status_words.h"
-#include "egress/export.h"
+#include "egress/core/diagnosis.h"
+#include "egress/core/map_sockets.h"
 
 namespace egress {
 
-// What the selection looks at.
+// What the selection depends on.
 struct SelectionInput {
   EgressSelectionPolicy policy = EgressSelectionPolicy::unknown;
   ActiveEndpointStatus endpoint = ActiveEndpointStatus::NOT_EVALUATED_CONFIG_UNAVAILABLE;
   bool socketsFailed = false;
   bool adaptersFailed = false;
-  EndpointSources sources;
+  MatchSummary matches;
 };
 
-struct Selection {
-  SelectionStatus status = SelectionStatus::NO_MATCHING_SOCKET;
-  std::optional<std::int64_t> ordinal;  // set only when status is OK
-};
-
-// The interface through which the sockets to the endpoint leave, or the first reason why there is
+// The interface that the sockets to the endpoint leave through, or the first reason why there is
 // not exactly one. Routes, metrics and operational states play no part.
-[[nodiscard]] EGRESS_EXPORT Selection selectInterface(const SelectionInput& input) noexcept;
+[[nodiscard]] Selection selectInterface(const SelectionInput& input) noexcept;
 
 }  // namespace egress
 

@@ -1,7 +1,7 @@
 #include "egress/core/status_words.h"
 
+#include <algorithm>
 #include <limits>
-#include <string_view>
 
 namespace egress {
 
@@ -113,55 +113,95 @@ namespace {
 
 // A vocabulary's words by ascending number. The catch-all is the last one, so the list ends there.
 template <typename Status>
-std::vector<std::string> declaredWords() {
+WordList declaredWords() {
   const std::string_view catchAll = toString(Status{std::numeric_limits<std::uint32_t>::max()});
-  std::vector<std::string> words;
+  WordList words;
   for (std::uint32_t number = 0; words.empty() || words.back() != catchAll; ++number) {
     words.emplace_back(toString(Status{number}));
   }
   return words;
 }
 
+// The number of a word is its position in the declared list.
+template <typename Status>
+std::optional<Status> parseWord(const WordList& declared, std::string_view word) {
+  const auto found = std::ranges::find(declared, word);
+  if (found == declared.end()) return std::nullopt;
+  return static_cast<Status>(found - declared.begin());
+}
+
 }  // namespace
 
-const std::vector<std::string>& declaredConfigStatus() {
-  static const std::vector<std::string> words = declaredWords<ConfigStatus>();
+const WordList& declaredConfigStatus() {
+  static const WordList words = declaredWords<ConfigStatus>();
   return words;
 }
 
-const std::vector<std::string>& declaredEgressSelectionPolicy() {
-  static const std::vector<std::string> words = declaredWords<EgressSelectionPolicy>();
+const WordList& declaredEgressSelectionPolicy() {
+  static const WordList words = declaredWords<EgressSelectionPolicy>();
   return words;
 }
 
-const std::vector<std::string>& declaredActiveEndpointStatus() {
-  static const std::vector<std::string> words = declaredWords<ActiveEndpointStatus>();
+const WordList& declaredActiveEndpointStatus() {
+  static const WordList words = declaredWords<ActiveEndpointStatus>();
   return words;
 }
 
-const std::vector<std::string>& declaredSelectionStatus() {
-  static const std::vector<std::string> words = declaredWords<SelectionStatus>();
+const WordList& declaredSelectionStatus() {
+  static const WordList words = declaredWords<SelectionStatus>();
   return words;
 }
 
-const std::vector<std::string>& declaredInterfacesStatus() {
-  static const std::vector<std::string> words = declaredWords<InterfacesStatus>();
+const WordList& declaredInterfacesStatus() {
+  static const WordList words = declaredWords<InterfacesStatus>();
   return words;
 }
 
-const std::vector<std::string>& declaredDefaultRoutesStatus() {
-  static const std::vector<std::string> words = declaredWords<DefaultRoutesStatus>();
+const WordList& declaredDefaultRoutesStatus() {
+  static const WordList words = declaredWords<DefaultRoutesStatus>();
   return words;
 }
 
-const std::vector<std::string>& declaredSocketSourcesStatus() {
-  static const std::vector<std::string> words = declaredWords<SocketSourcesStatus>();
+const WordList& declaredSocketSourcesStatus() {
+  static const WordList words = declaredWords<SocketSourcesStatus>();
   return words;
 }
 
-const std::vector<std::string>& declaredInterfaceOrdinalStatus() {
-  static const std::vector<std::string> words = declaredWords<InterfaceOrdinalStatus>();
+const WordList& declaredInterfaceOrdinalStatus() {
+  static const WordList words = declaredWords<InterfaceOrdinalStatus>();
   return words;
+}
+
+std::optional<ConfigStatus> parseConfigStatus(std::string_view word) {
+  return parseWord<ConfigStatus>(declaredConfigStatus(), word);
+}
+
+std::optional<EgressSelectionPolicy> parseEgressSelectionPolicy(std::string_view word) {
+  return parseWord<EgressSelectionPolicy>(declaredEgressSelectionPolicy(), word);
+}
+
+std::optional<ActiveEndpointStatus> parseActiveEndpointStatus(std::string_view word) {
+  return parseWord<ActiveEndpointStatus>(declaredActiveEndpointStatus(), word);
+}
+
+std::optional<SelectionStatus> parseSelectionStatus(std::string_view word) {
+  return parseWord<SelectionStatus>(declaredSelectionStatus(), word);
+}
+
+std::optional<InterfacesStatus> parseInterfacesStatus(std::string_view word) {
+  return parseWord<InterfacesStatus>(declaredInterfacesStatus(), word);
+}
+
+std::optional<DefaultRoutesStatus> parseDefaultRoutesStatus(std::string_view word) {
+  return parseWord<DefaultRoutesStatus>(declaredDefaultRoutesStatus(), word);
+}
+
+std::optional<SocketSourcesStatus> parseSocketSourcesStatus(std::string_view word) {
+  return parseWord<SocketSourcesStatus>(declaredSocketSourcesStatus(), word);
+}
+
+std::optional<InterfaceOrdinalStatus> parseInterfaceOrdinalStatus(std::string_view word) {
+  return parseWord<InterfaceOrdinalStatus>(declaredInterfaceOrdinalStatus(), word);
 }
 
 }  // namespace egress

@@ -2,7 +2,9 @@
 #define EGRESS_CORE_STATUS_WORDS_H
 
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "egress/export.h"
@@ -83,16 +85,35 @@ enum class InterfaceOrdinalStatus : std::uint32_t { OK, ROUTE_INTERFACE_UNMAPPED
 [[nodiscard]] EGRESS_EXPORT const char* toString(InterfaceOrdinalStatus status) noexcept;
 
 // All words that the report may hold under a key, in the order of their numbers. Each list is made
-// on the first call, safely from several threads, and lives until the process ends. Throws only
-// when memory runs out on that first call; the next call then tries again.
-[[nodiscard]] EGRESS_EXPORT const std::vector<std::string>& declaredConfigStatus();
-[[nodiscard]] EGRESS_EXPORT const std::vector<std::string>& declaredEgressSelectionPolicy();
-[[nodiscard]] EGRESS_EXPORT const std::vector<std::string>& declaredActiveEndpointStatus();
-[[nodiscard]] EGRESS_EXPORT const std::vector<std::string>& declaredSelectionStatus();
-[[nodiscard]] EGRESS_EXPORT const std::vector<std::string>& declaredInterfacesStatus();
-[[nodiscard]] EGRESS_EXPORT const std::vector<std::string>& declaredDefaultRoutesStatus();
-[[nodiscard]] EGRESS_EXPORT const std::vector<std::string>& declaredSocketSourcesStatus();
-[[nodiscard]] EGRESS_EXPORT const std::vector<std::string>& declaredInterfaceOrdinalStatus();
+// on the first call, also if several threads make it at once, and lives until the process ends.
+// Throws only when memory runs out on that first call; the next call then tries again.
+using WordList = std::vector<std::string>;
+[[nodiscard]] EGRESS_EXPORT const WordList& declaredConfigStatus();
+[[nodiscard]] EGRESS_EXPORT const WordList& declaredEgressSelectionPolicy();
+[[nodiscard]] EGRESS_EXPORT const WordList& declaredActiveEndpointStatus();
+[[nodiscard]] EGRESS_EXPORT const WordList& declaredSelectionStatus();
+[[nodiscard]] EGRESS_EXPORT const WordList& declaredInterfacesStatus();
+[[nodiscard]] EGRESS_EXPORT const WordList& declaredDefaultRoutesStatus();
+[[nodiscard]] EGRESS_EXPORT const WordList& declaredSocketSourcesStatus();
+[[nodiscard]] EGRESS_EXPORT const WordList& declaredInterfaceOrdinalStatus();
+
+// The inverse of toString: the enumerator with exactly this word, or nothing. Throws like the
+// declared lists, which they search.
+[[nodiscard]] EGRESS_EXPORT std::optional<ConfigStatus> parseConfigStatus(std::string_view word);
+[[nodiscard]] EGRESS_EXPORT std::optional<EgressSelectionPolicy> parseEgressSelectionPolicy(
+    std::string_view word);
+[[nodiscard]] EGRESS_EXPORT std::optional<ActiveEndpointStatus> parseActiveEndpointStatus(
+    std::string_view word);
+[[nodiscard]] EGRESS_EXPORT std::optional<SelectionStatus> parseSelectionStatus(
+    std::string_view word);
+[[nodiscard]] EGRESS_EXPORT std::optional<InterfacesStatus> parseInterfacesStatus(
+    std::string_view word);
+[[nodiscard]] EGRESS_EXPORT std::optional<DefaultRoutesStatus> parseDefaultRoutesStatus(
+    std::string_view word);
+[[nodiscard]] EGRESS_EXPORT std::optional<SocketSourcesStatus> parseSocketSourcesStatus(
+    std::string_view word);
+[[nodiscard]] EGRESS_EXPORT std::optional<InterfaceOrdinalStatus> parseInterfaceOrdinalStatus(
+    std::string_view word);
 
 }  // namespace egress
 

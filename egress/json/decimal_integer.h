@@ -5,16 +5,13 @@
 #include <optional>
 #include <string_view>
 
-#include "egress/export.h"
-
 namespace egress {
 
-// Reads all of `text` as a decimal integer: an optional '-', then one or more digits, of which the
-// first ones may be zeros. Gives nothing for any other text and for a value that does not fit. Safe
-// for a text of any length, unlike std::from_chars of libstdc++ 12, which miscounts leading zeros
-// beyond 2^29.
-[[nodiscard]] EGRESS_EXPORT std::optional<std::int64_t> parseDecimalInteger(
-    std::string_view text) noexcept;
+// Reads all of `text` as a decimal integer: an optional '-', then one or more digits; leading zeros
+// are accepted. Returns nothing for any other text and for a value that does not fit. Safe for a
+// text of any length, unlike std::from_chars of libstdc++ 12, which miscounts leading zeros beyond
+// 2^29.
+[[nodiscard]] std::optional<std::int64_t> parseDecimalInteger(std::string_view text) noexcept;
 
 }  // namespace egress
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -12,12 +13,12 @@
 namespace egress {
 namespace {
 
-// Growing a list moves what it holds, each value a large record. So lists begin with room: arrays
-// for as many items as most short ones have, objects for about as many members as those on their
-// level had of late, because objects of one level tend to be alike.
+// Growing a list moves 120-byte values, so lists reserve room before their first element: arrays
+// for a short list, objects by the running average of earlier objects at their depth.
 constexpr std::size_t kItemRoom = 2;
 constexpr std::uint8_t kFirstMemberRoom = 8;
-constexpr std::size_t kMaxMemberRoom = 32;  // one huge object shall not make the next one's room
+constexpr std::size_t kMaxMemberRoom =
+    32;  // limits what one huge object makes the next ones reserve
 
 using RoomByLevel = std::array<std::uint8_t, kMaxJsonDepth + 1>;
 
@@ -28,8 +29,11 @@ RoomByLevel firstMemberRooms() {
 }
 
 struct JsonCursor {
-  const char* position = nullptr;
+  const char* position =
+      nullptr;  // after a failure: the first byte that no accepted text has there
   const char* end = nullptr;
+  NumberText numberText = NumberText::Drop;
+  JsonFaultKind fault = JsonFaultKind::END_OF_TEXT;  // set by the production that fails
   RoomByLevel memberRooms = firstMemberRooms();
 };
 
@@ -48,11 +52,17 @@ bool isDigit(char byte) {
   return byte >= '0' && byte <= '9';
 }
 
+// Every failure of a production ends here, with the position on the faulty byte.
+bool fail(JsonCursor& cursor, JsonFaultKind fault) {
+  cursor.fault = atEnd(cursor) ? JsonFaultKind::END_OF_TEXT : fault;
+  return false;
+}
+
 std::string_view restOf(const JsonCursor& cursor) {
   return {cursor.position, cursor.end};
 }
 
-// Advances past `expected` when it stands at the position.
+// Advances past `expected` if it is next.
 bool consume(JsonCursor& cursor, char expected) {
   if (atEnd(cursor) || *cursor.position != expected) return false;
   ++cursor.position;
@@ -63,6 +73,13 @@ bool consume(JsonCursor& cursor, std::string_view expected) {
   if (!restOf(cursor).starts_with(expected)) return false;
   cursor.position += expected.size();
   return true;
+}
+
+bool parseLiteral(JsonCursor& cursor, std::string_view literal) {
+  if (consume(cursor, literal)) return true;
+  const std::string_view rest = restOf(cursor);
+  cursor.position += std::ranges::mismatch(rest, literal).in1 - rest.begin();
+  return fail(cursor, JsonFaultKind::BAD_LITERAL);
 }
 
 void skipBlanks(JsonCursor& cursor) {
@@ -78,19 +95,17 @@ std::uint32_t hexDigitValue(char byte) {
 }
 
 bool parseFourHexDigits(JsonCursor& cursor, std::uint32_t& unit) {
-  const std::string_view digits = restOf(cursor).substr(0, 4);
-  if (digits.size() < 4) return false;
   unit = 0;
-  for (const char byte : digits) {
-    const std::uint32_t digit = hexDigitValue(byte);
-    if (digit == 16) return false;
+  for (int i = 0; i < 4; ++i) {
+    const std::uint32_t digit = atEnd(cursor) ? 16 : hexDigitValue(*cursor.position);
+    if (digit == 16) return fail(cursor, JsonFaultKind::BAD_ESCAPE);
     unit = (unit << 4) | digit;
+    ++cursor.position;
   }
-  cursor.position += 4;
   return true;
 }
 
-// UTF-8 (RFC 3629), but for surrogates, which are encoded like any other code point of their size.
+// UTF-8 (RFC 3629), except that surrogates are encoded like any other code point of their size.
 void appendUtf8(std::string& bytes, std::uint32_t codePoint) {
   const auto append = [&bytes](std::uint32_t byte) { bytes.push_back(static_cast<char>(byte)); };
   const auto appendContinuation = [&append](std::uint32_t bits) { append(0x80 | (bits & 0x3F)); };
@@ -119,8 +134,7 @@ bool isLowSurrogate(std::uint32_t unit) {
   return unit >= 0xDC00 && unit <= 0xDFFF;
 }
 
-// What follows a `\u`: four hex digits, and the other half of a surrogate pair when it stands
-// there.
+// The rest of an escape after `\u`, including the second half of a surrogate pair.
 bool parseUnicodeEscape(JsonCursor& cursor, std::string& bytes) {
   std::uint32_t unit = 0;
   if (!parseFourHexDigits(cursor, unit)) return false;
@@ -131,16 +145,16 @@ bool parseUnicodeEscape(JsonCursor& cursor, std::string& bytes) {
       appendUtf8(bytes, 0x10000 + ((unit - 0xD800) << 10) + (low - 0xDC00));
       return true;
     }
-    // An unpaired half stands for itself; what follows it is read on its own, as if it came first.
+    // An unpaired high surrogate is kept as it is; what follows it is read on its own.
     cursor.position = afterFirst;
   }
   appendUtf8(bytes, unit);
   return true;
 }
 
-// What follows a backslash.
+// The rest of an escape after the backslash.
 bool parseEscape(JsonCursor& cursor, std::string& bytes) {
-  if (atEnd(cursor)) return false;
+  if (atEnd(cursor)) return fail(cursor, JsonFaultKind::BAD_ESCAPE);
   switch (*cursor.position++) {
     case '"': bytes.push_back('"'); return true;
     case '\\': bytes.push_back('\\'); return true;
@@ -151,7 +165,7 @@ bool parseEscape(JsonCursor& cursor, std::string& bytes) {
     case 'r': bytes.push_back('\r'); return true;
     case 't': bytes.push_back('\t'); return true;
     case 'u': return parseUnicodeEscape(cursor, bytes);
-    default: return false;
+    default: --cursor.position; return fail(cursor, JsonFaultKind::BAD_ESCAPE);
   }
 }
 
@@ -164,31 +178,17 @@ std::string_view takePlainRun(JsonCursor& cursor) {
   return {start, end};
 }
 
-// What follows the first plain bytes of a string, from an escape on, its closing quote included.
-bool finishEscapedString(JsonCursor& cursor, std::string& bytes) {
-  while (consume(cursor, '\\')) {
+// Reads a string into `bytes`, which are empty. Most strings have no escape and end after one run.
+bool parseJsonString(JsonCursor& cursor, std::string& bytes) {
+  if (!consume(cursor, '"')) return fail(cursor, JsonFaultKind::NO_KEY);
+  bytes += takePlainRun(cursor);
+  while (!consume(cursor, '"')) {
+    if (atEnd(cursor)) return fail(cursor, JsonFaultKind::END_OF_TEXT);
+    ++cursor.position;  // the backslash
     if (!parseEscape(cursor, bytes)) return false;
     bytes += takePlainRun(cursor);
   }
-  return consume(cursor, '"');
-}
-
-// The same for any string; most end with their first plain bytes.
-bool finishJsonString(JsonCursor& cursor, std::string& bytes) {
-  return consume(cursor, '"') || finishEscapedString(cursor, bytes);
-}
-
-// Both read what follows an opening quote. A value's string is there already, a key is made from
-// its first bytes.
-bool parseStringValue(JsonCursor& cursor, JsonValue& value) {
-  value.kind = JsonKind::String;
-  value.stringValue += takePlainRun(cursor);
-  return finishJsonString(cursor, value.stringValue);
-}
-
-bool parseMemberKey(JsonCursor& cursor, std::vector<std::string>& keys) {
-  keys.emplace_back(takePlainRun(cursor));
-  return finishJsonString(cursor, keys.back());
+  return true;
 }
 
 // One or more decimal digits.
@@ -199,22 +199,25 @@ bool skipDigits(JsonCursor& cursor) {
 }
 
 bool parseJsonNumber(JsonCursor& cursor, JsonValue& value) {
+  using enum JsonFaultKind;
   const char* const start = cursor.position;
   value.kind = JsonKind::Number;
-  consume(cursor, '-');
-  if (!skipDigits(cursor)) return false;
+  const bool negative = consume(cursor, '-');
+  if (!skipDigits(cursor)) return fail(cursor, negative ? BAD_NUMBER : NO_VALUE);
   const char* const integerEnd = cursor.position;
-  if (consume(cursor, '.') && !skipDigits(cursor)) return false;
+  if (consume(cursor, '.') && !skipDigits(cursor)) return fail(cursor, BAD_NUMBER);
   if (consume(cursor, 'e') || consume(cursor, 'E')) {
     if (!consume(cursor, '+')) consume(cursor, '-');
-    if (!skipDigits(cursor)) return false;
+    if (!skipDigits(cursor)) return fail(cursor, BAD_NUMBER);
   }
-  if (cursor.position > integerEnd) return true;
-
-  if (const auto integer = parseDecimalInteger({start, integerEnd})) {
-    value.kind = JsonKind::Integer;
-    value.intValue = *integer;
+  if (cursor.position == integerEnd) {
+    if (const auto integer = parseDecimalInteger({start, integerEnd})) {
+      value.kind = JsonKind::Integer;
+      value.intValue = *integer;
+      return true;
+    }
   }
+  if (cursor.numberText == NumberText::Keep) value.stringValue.assign(start, cursor.position);
   return true;
 }
 
@@ -223,12 +226,13 @@ bool parseJsonArray(JsonCursor& cursor, JsonValue& value, std::size_t depth) {
   consume(cursor, '[');
   skipBlanks(cursor);
   if (consume(cursor, ']')) return true;
+  if (depth == kMaxJsonDepth) return fail(cursor, JsonFaultKind::TOO_DEEP);
   value.items.reserve(kItemRoom);
   do {
     if (!parseJsonValue(cursor, value.items.emplace_back(), depth + 1)) return false;
     skipBlanks(cursor);
   } while (consume(cursor, ','));
-  return consume(cursor, ']');
+  return consume(cursor, ']') || fail(cursor, JsonFaultKind::NO_COMMA);
 }
 
 bool parseJsonObject(JsonCursor& cursor, JsonValue& value, std::size_t depth) {
@@ -236,50 +240,69 @@ bool parseJsonObject(JsonCursor& cursor, JsonValue& value, std::size_t depth) {
   consume(cursor, '{');
   skipBlanks(cursor);
   if (consume(cursor, '}')) return true;
+  if (depth == kMaxJsonDepth) return fail(cursor, JsonFaultKind::TOO_DEEP);
   std::uint8_t& room = cursor.memberRooms[depth];
   value.memberKeys.reserve(room);
   value.memberValues.reserve(room);
   do {
     skipBlanks(cursor);
-    if (!consume(cursor, '"') || !parseMemberKey(cursor, value.memberKeys)) return false;
+    if (!parseJsonString(cursor, value.memberKeys.emplace_back())) return false;
     skipBlanks(cursor);
-    if (!consume(cursor, ':')) return false;
+    if (!consume(cursor, ':')) return fail(cursor, JsonFaultKind::NO_COLON);
     if (!parseJsonValue(cursor, value.memberValues.emplace_back(), depth + 1)) return false;
     skipBlanks(cursor);
   } while (consume(cursor, ','));
   const std::size_t members = std::min(value.memberKeys.size(), kMaxMemberRoom);
   room = static_cast<std::uint8_t>((room + members + 1) / 2);
-  return consume(cursor, '}');
+  return consume(cursor, '}') || fail(cursor, JsonFaultKind::NO_COMMA);
 }
 
+// `depth` is at most kMaxJsonDepth: a container at that depth refuses its first element, so the
+// fault is where the text goes too deep and not one value later.
 bool parseJsonValue(JsonCursor& cursor, JsonValue& value, std::size_t depth) {
-  if (depth > kMaxJsonDepth) return false;
   skipBlanks(cursor);
-  if (atEnd(cursor)) return false;
+  if (atEnd(cursor)) return fail(cursor, JsonFaultKind::NO_VALUE);
   switch (*cursor.position) {
     case '{': return parseJsonObject(cursor, value, depth);
     case '[': return parseJsonArray(cursor, value, depth);
-    case '"': ++cursor.position; return parseStringValue(cursor, value);
+    case '"': value.kind = JsonKind::String; return parseJsonString(cursor, value.stringValue);
     case 't':
       value.kind = JsonKind::Bool;
       value.boolValue = true;
-      return consume(cursor, "true");
-    case 'f': value.kind = JsonKind::Bool; return consume(cursor, "false");
-    case 'n': return consume(cursor, "null");
+      return parseLiteral(cursor, "true");
+    case 'f': value.kind = JsonKind::Bool; return parseLiteral(cursor, "false");
+    case 'n': return parseLiteral(cursor, "null");
     default: return parseJsonNumber(cursor, value);
   }
 }
 
-}  // namespace
-
-bool parseJsonDocument(std::string_view text, JsonValue& value) {
-  JsonCursor cursor{.position = text.data(), .end = text.data() + text.size()};
-  JsonValue root;
+bool parseRoot(JsonCursor& cursor, JsonValue& root) {
   if (!parseJsonValue(cursor, root, 0)) return false;
   skipBlanks(cursor);
-  if (!atEnd(cursor)) return false;
+  return atEnd(cursor) || fail(cursor, JsonFaultKind::BYTES_AFTER_ROOT);
+}
+
+JsonCursor cursorAt(std::string_view text) {
+  return {.position = text.data(), .end = text.data() + text.size()};
+}
+
+}  // namespace
+
+bool parseJsonDocument(std::string_view text, JsonValue& value, NumberText numberText) {
+  JsonCursor cursor = cursorAt(text);
+  cursor.numberText = numberText;
+  JsonValue root;
+  if (!parseRoot(cursor, root)) return false;
   value = std::move(root);
   return true;
+}
+
+std::optional<JsonFault> findJsonFault(std::string_view text) {
+  JsonCursor cursor = cursorAt(text);
+  JsonValue root;
+  if (parseRoot(cursor, root)) return std::nullopt;
+  return JsonFault{.kind = cursor.fault,
+                   .offset = static_cast<std::size_t>(cursor.position - text.data())};
 }
 
 }  // namespace egress

@@ -6,26 +6,16 @@
 #include <string_view>
 #include <vector>
 
-#include "egress/export.h"
+#include "egress/json/json_kind.h"
 
 namespace egress {
 
-enum class JsonKind : std::int32_t {
-  Null,     // the literal null; also a freshly made value
-  Bool,     // true or false
-  Integer,  // no fraction, no exponent, fits a signed 64-bit integer
-  Number,   // every other number; its value is not kept
-  String,
-  Array,
-  Object,
-};
-
 // One value of a JSON document (RFC 8259), owning everything below it.
 //
-// A flat record: every value carries every field, and only those of its kind mean something.
-// Numbers that are no 64-bit integer keep their kind alone. An object's members stand in document
-// order, repeated keys included. Moving empties the source but for kind, boolValue and intValue;
-// copying is ruled out, because a document is read, looked at and dropped.
+// A flat record: every value has every field, and only those of its kind mean something. A number
+// that is no 64-bit integer keeps only its kind. An object's members are in document order,
+// including repeated keys. Moving empties the source except for kind, boolValue and intValue. A
+// value cannot be copied, because a document is read, inspected and dropped.
 struct JsonValue {
   JsonKind kind = JsonKind::Null;
   bool boolValue = false;               // Bool
@@ -43,14 +33,13 @@ struct JsonValue {
   ~JsonValue() = default;
 };
 
-// Defaulted here, because lists zero all bytes of a new element whose constructor is defaulted in
-// its class, and then construct it.
+// Defaulted outside the class, because std::vector would otherwise zero all bytes of a new element
+// before it constructs it.
 inline JsonValue::JsonValue() noexcept = default;
 
-// The value of the first member of `object` whose key has exactly the bytes of `key`, or nullptr
-// when there is none (always so for a value that is not an object). Lives as long as `object`.
-[[nodiscard]] EGRESS_EXPORT const JsonValue* findMember(const JsonValue& object,
-                                                        std::string_view key) noexcept;
+// The value of the first member of `object` whose key has exactly the bytes of `key`, or nullptr if
+// there is none or `object` is not an object. Lives as long as `object`.
+[[nodiscard]] const JsonValue* findMember(const JsonValue& object, std::string_view key) noexcept;
 
 }  // namespace egress
 

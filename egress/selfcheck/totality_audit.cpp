@@ -1,18 +1,35 @@
 #include "egress/selfcheck/totality_audit.h"
 
 #include "egress/core/diagnose_egress.h"
+#include "egress/core/report_table.h"
 #include "egress/selfcheck/report_readers.h"
 
 namespace egress {
 namespace {
 
+std::vector<ExportedKey> makeExportedKeys() {
+  std::vector<ExportedKey> keys;
+  for (const ReportMemberField& member : kReportMembers) {
+    const ReportField& field = member.field;
+    if (field.kind != ReportKind::String) continue;
+    keys.push_back({std::string(field.key), field.key, "", field.declaredWords});
+  }
+  for (const ReportMemberField& member : kReportMembers) {
+    for (const ReportField& column : member.columns) {
+      if (column.kind != ReportKind::String) continue;
+      const std::string key = std::string(member.field.key) + "[]." + std::string(column.key);
+      keys.push_back({key, member.field.key, column.key, column.declaredWords});
+    }
+  }
+  return keys;
+}
+
 WordSet makeExportedVocabulary() {
   WordSet vocabulary;
-  const auto add = [&vocabulary](const std::vector<std::string>& words) {
+  for (const ExportedKey& exported : exportedKeys()) {
+    const WordList& words = exported.declaredWords();
     vocabulary.insert(words.begin(), words.end());
-  };
-  for (const ExportedKey& status : kTopLevelStatuses) add(status.declaredWords());
-  add(kRouteRowStatus.declaredWords());
+  }
   return vocabulary;
 }
 
@@ -21,7 +38,7 @@ const WordSet& exportedVocabulary() {
   return vocabulary;
 }
 
-// `place` says in what sort of place the key stands: " at key " or " in row key ".
+// `place` is " at key " or " in row key ".
 void auditString(SelfCheckRun& run, std::string_view label, const ReportScalar& scalar,
                  const std::string& place, const std::string& key) {
   if (scalar.kind != ReportKind::String) return;
@@ -32,14 +49,19 @@ void auditString(SelfCheckRun& run, std::string_view label, const ReportScalar& 
 
 }  // namespace
 
+const std::vector<ExportedKey>& exportedKeys() {
+  static const std::vector<ExportedKey> keys = makeExportedKeys();
+  return keys;
+}
+
 void recordProducedValues(SelfCheckRun& run, const EgressReport& report) {
-  for (const ExportedKey& status : kTopLevelStatuses) {
-    run.producedValues[status.key].insert(reportString(report, status.key));
-  }
-  const std::vector<ReportRow>* const routes = reportRows(report, "defaultRoutes");
-  if (routes == nullptr) return;
-  for (const ReportRow& route : *routes) {
-    run.producedValues[kRouteRowStatus.key].insert(rowString(route, "interfaceOrdinalStatus"));
+  for (const ExportedKey& exported : exportedKeys()) {
+    WordSet& produced = run.producedValues[exported.key];
+    if (exported.column.empty()) {
+      produced.insert(reportString(report, exported.member));
+    } else if (const std::vector<ReportRow>* const rows = reportRows(report, exported.member)) {
+      for (const ReportRow& row : *rows) produced.insert(rowString(row, exported.column));
+    }
   }
 }
 
@@ -64,7 +86,7 @@ EgressReport diagnoseAndAudit(SelfCheckRun& run, std::string_view label,
 }
 
 void auditTotality(CheckRecorder& recorder, std::string_view key, const WordSet& produced,
-                   const std::vector<std::string>& declared) {
+                   const WordList& declared) {
   ++recorder.checkCount;
   const std::string label = "totality/" + std::string(key);
   const WordSet declaredWords(declared.begin(), declared.end());
@@ -79,11 +101,10 @@ void auditTotality(CheckRecorder& recorder, std::string_view key, const WordSet&
 }
 
 void auditAllTotalities(SelfCheckRun& run) {
-  const auto audit = [&run](const ExportedKey& status) {
-    auditTotality(run.recorder, status.key, run.producedValues[status.key], status.declaredWords());
-  };
-  for (const ExportedKey& status : kTopLevelStatuses) audit(status);
-  audit(kRouteRowStatus);
+  for (const ExportedKey& exported : exportedKeys()) {
+    auditTotality(run.recorder, exported.key, run.producedValues[exported.key],
+                  exported.declaredWords());
+  }
 }
 
 }  // namespace egress

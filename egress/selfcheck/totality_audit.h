@@ -1,7 +1,6 @@
 #ifndef EGRESS_SELFCHECK_TOTALITY_AUDIT_H
 #define EGRESS_SELFCHECK_TOTALITY_AUDIT_H
 
-#include <array>
 #include <functional>
 #include <map>
 #include <set>
@@ -18,24 +17,14 @@ namespace egress {
 
 // A key under which reports export words, and the words declared for it.
 struct ExportedKey {
-  std::string_view key;
-  const std::vector<std::string>& (*declaredWords)();
+  std::string key;          // "selectionStatus"; "defaultRoutes[].interfaceOrdinalStatus" in rows
+  std::string_view member;  // of the report
+  std::string_view column;  // of the member's rows; empty for a status of the report itself
+  const WordList& (*declaredWords)() = nullptr;
 };
 
-// The statuses that stand at the top of a report.
-inline constexpr auto kTopLevelStatuses = std::to_array<ExportedKey>({
-    {.key = "configStatus", .declaredWords = declaredConfigStatus},
-    {.key = "egressSelectionPolicy", .declaredWords = declaredEgressSelectionPolicy},
-    {.key = "activeEndpointStatus", .declaredWords = declaredActiveEndpointStatus},
-    {.key = "selectionStatus", .declaredWords = declaredSelectionStatus},
-    {.key = "interfacesStatus", .declaredWords = declaredInterfacesStatus},
-    {.key = "defaultRoutesStatus", .declaredWords = declaredDefaultRoutesStatus},
-    {.key = "socketSourcesStatus", .declaredWords = declaredSocketSourcesStatus},
-});
-
-// The status that stands in each row of "defaultRoutes".
-inline constexpr ExportedKey kRouteRowStatus = {.key = "defaultRoutes[].interfaceOrdinalStatus",
-                                                .declaredWords = declaredInterfaceOrdinalStatus};
+// All of them, from the table of the report: first those of the report itself, then those of rows.
+[[nodiscard]] const std::vector<ExportedKey>& exportedKeys();
 
 // Words in plain byte order, a shorter word first on a common prefix.
 using WordSet = std::set<std::string, std::less<>>;
@@ -62,7 +51,7 @@ void auditExportedStrings(SelfCheckRun& run, std::string_view label, const Egres
 // One check: that the words produced under a key are exactly the declared ones. Each declared word
 // that is missing and each other word that was produced is a failure of its own.
 void auditTotality(CheckRecorder& recorder, std::string_view key, const WordSet& produced,
-                   const std::vector<std::string>& declared);
+                   const WordList& declared);
 
 // The totality audit of every exported key, after all scenarios.
 void auditAllTotalities(SelfCheckRun& run);

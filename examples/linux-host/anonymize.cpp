@@ -6,14 +6,14 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
 #include <utility>
 
-#include "egress/config/classify_endpoint.h"
 #include "egress/config/numeric_address.h"
-#include "egress/config/resolve_active_outbound.h"
+#include "egress/config/protocols.h"
 #include "egress/core/diagnose_egress.h"
 #include "examples/linux-host/errors.h"
 
@@ -72,7 +72,7 @@ class Names {
   }
 
   std::string tag(const std::string& text) {
-    if (text.empty() || text == "proxy") return text;
+    if (text.empty() || text == egress::kStartTag) return text;
     return "tag-" + std::to_string(tags_.numberOf(text) + 1);
   }
 
@@ -115,12 +115,13 @@ Addresses ipv4OfAdapters(const egress::DiagnosisInput& input) {
   return addresses;
 }
 
-// Gives the addresses that the report depends on their names, while there are addresses left: the
-// endpoint's and, of those that sockets leave from, the adapters'. Whether two others are the same
-// changes no report.
+// Assigns replacements first to the addresses that the report depends on: the endpoint's and, of
+// the sockets' source addresses, those that adapters own. Whether two others are the same changes
+// no report.
 void nameWhatDecides(const egress::DiagnosisInput& input, const Addresses& adapters, Names& names) {
-  const egress::Resolution resolution = egress::resolveActiveOutbound(input);
-  if (resolution.leaf != nullptr) names.address(resolution.leaf->server);
+  const egress::Diagnosis diagnosis = egress::diagnose(input);
+  const std::optional<std::size_t>& leaf = diagnosis.resolution.leaf;
+  if (leaf) names.address(input.outbounds[*leaf].server);
   for (const egress::SocketSource& row : input.sockets.rows) {
     const egress::NumericAddress source = egress::parseNumericAddress(row.localAddress);
     if (adapters.contains(source.bytes)) names.address(row.localAddress);
@@ -140,32 +141,14 @@ void renameAddresses(egress::DiagnosisInput& input, Names& names) {
   }
 }
 
-// Whether the library knows these types, by what it says of an outbound that is fine otherwise.
-bool areKnown(const std::string& type, const std::string& transportType) {
-  egress::DiagnosisInput input;
-  input.configStatus = egress::ConfigStatus::OK;
-  egress::Outbound& outbound = input.outbounds.emplace_back();
-  outbound.tag = "proxy";
-  outbound.type = type;
-  outbound.hasServer = true;
-  outbound.server = "192.0.2.1";
-  outbound.portSpecified = true;
-  outbound.ports = {1};
-  outbound.hasTransport = true;
-  outbound.transportType = transportType;
-  const egress::Resolution resolution = egress::resolveActiveOutbound(input);
-  if (resolution.leaf == nullptr) return true;  // the type of a selector
-  egress::NumericAddress address;
-  std::uint32_t port = 0;
-  return egress::classifyEndpoint(*resolution.leaf, address, port) !=
-         egress::ActiveEndpointStatus::TRANSPORT_UNKNOWN;
-}
-
-// Anybody's text may stand in place of a type; an unknown one is as good as any other.
+// An unknown type may be any text, and one unknown type is diagnosed like another.
 void renameTypes(egress::DiagnosisInput& input) {
   for (egress::Outbound& outbound : input.outbounds) {
-    if (!outbound.type.empty() && !areKnown(outbound.type, "")) outbound.type = "other";
-    if (!areKnown("trojan", outbound.transportType)) outbound.transportType = "other";
+    const bool isUnknown = egress::outboundTypeOf(outbound.type) == egress::OutboundType::Unknown;
+    if (isUnknown && !outbound.type.empty()) outbound.type = "other";
+    if (egress::transportTypeOf(outbound.transportType) == egress::TransportType::Unknown) {
+      outbound.transportType = "other";
+    }
   }
 }
 

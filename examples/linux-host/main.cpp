@@ -6,7 +6,6 @@
 #include <iostream>
 #include <string>
 #include <sys/stat.h>
-#include <variant>
 #include <vector>
 
 #include "egress/egress.h"
@@ -79,17 +78,17 @@ egress::DiagnosisInput readSnapshot(const std::string& path) {
   }
 }
 
-NamesByOrdinal namesByOrdinal(const LiveNotes& notes, const egress::DiagnosisInput& input) {
-  const egress::OrdinalTable ordinalTable = egress::makeOrdinalTable(input.adapters);
+NamesByOrdinal namesByOrdinal(const LiveNotes& notes, const egress::Diagnosis& diagnosis) {
   NamesByOrdinal names;
-  for (const auto& [index, name] : notes.interfaceNames) {
-    if (const auto ordinal = egress::ordinalOf(ordinalTable, index)) names[*ordinal] = name;
+  for (const egress::DiagnosedInterface& row : diagnosis.interfaces) {
+    const auto name = notes.interfaceNames.find(row.interfaceIndex);
+    if (name != notes.interfaceNames.end()) names[row.ordinal] = name->second;
   }
   return names;
 }
 
-// Says which answers belong to no outbound; most likely their tags are misspelt.
-void warnOfStrangers(const Options& options, const egress::DiagnosisInput& input) {
+// Warns of answers whose tag no outbound has: most likely it is misspelt.
+void warnUnknownTags(const Options& options, const egress::DiagnosisInput& input) {
   for (const AnswerOption& option : options.answers) {
     const auto outbound =
         std::ranges::find(input.outbounds, option.selectorTag, &egress::Outbound::tag);
@@ -110,16 +109,14 @@ egress::DiagnosisInput gather(const Options& options, LiveNotes& notes) {
   if (options.configPath) readConfig(*options.configPath, input);
   readAnswers(options.answers, input);
   if (options.hint) input.selectorHint = *options.hint;
-  warnOfStrangers(options, input);
+  warnUnknownTags(options, input);
   return input;
 }
 
-// Whether the report answers the question.
-bool isAnswered(const egress::EgressReport& report) {
+bool isAnswered(const egress::Diagnosis& diagnosis) {
   using enum egress::SelectionStatus;
-  const auto* const member = egress::findReportMember(report, "selectionStatus");
-  const std::string& word = std::get<egress::ReportScalar>(member->value).stringValue;
-  return word == egress::toString(OK) || word == egress::toString(NOT_APPLICABLE_OS_ROUTED);
+  const egress::SelectionStatus status = diagnosis.selection.status;
+  return status == OK || status == NOT_APPLICABLE_OS_ROUTED;
 }
 
 // The exit status.
@@ -127,14 +124,15 @@ int run(const Options& options) {
   LiveNotes notes;
   const egress::DiagnosisInput input = gather(options, notes);
   for (const std::string& failure : notes.failures) printError(failure);
-  const egress::EgressReport report = egress::diagnoseEgress(input);
+  const egress::Diagnosis diagnosis = egress::diagnose(input);
+  const egress::EgressReport report = egress::writeReport(diagnosis);
   if (options.saveSnapshotPath) {
     writeFile("--save-snapshot", *options.saveSnapshotPath,
               snapshotText(options.anonymize ? anonymized(input) : input));
   }
-  std::cout << (options.explain ? explain(report, namesByOrdinal(notes, input))
+  std::cout << (options.explain ? explain(report, namesByOrdinal(notes, diagnosis))
                                 : reportJson(report) + '\n');
-  return isAnswered(report) ? 0 : 1;
+  return isAnswered(diagnosis) ? 0 : 1;
 }
 
 }  // namespace

@@ -14,6 +14,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "egress/config/address_text.h"
 #include "tests/support/exact_text.h"
 
 namespace egress::test {

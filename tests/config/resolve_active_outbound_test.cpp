@@ -80,7 +80,8 @@ void expectWalk(const Walk& walk) {
   EXPECT_EQ(resolution.status, walk.end.status)
       << toString(resolution.status) << ", not " << toString(walk.end.status);
   EXPECT_EQ(resolution.leaf,
-            walk.end.status == OK ? &input.outbounds[walk.end.leafIndex] : nullptr);
+            walk.end.status == OK ? std::optional(walk.end.leafIndex) : std::nullopt);
+  EXPECT_EQ(resolution.soughtTag.empty(), walk.end.status == OK);
   EXPECT_THAT(resolution.visitedTags, testing::ElementsAreArray(walk.end.visited));
 }
 
@@ -137,7 +138,7 @@ void expectChainStops(std::string_view kinds, std::string_view target, ActiveEnd
 TEST(ResolveActiveOutbound, AFreshResolutionHasFoundNothing) {
   const Resolution fresh;
   EXPECT_EQ(fresh.status, OUTBOUND_NOT_FOUND);
-  EXPECT_EQ(fresh.leaf, nullptr);
+  EXPECT_EQ(fresh.leaf, std::nullopt);
   EXPECT_THAT(fresh.visitedTags, testing::IsEmpty());
 }
 
@@ -467,6 +468,45 @@ TEST(ResolveActiveOutbound, AFailedAnswerComesBeforeTheDepth) {
       walk.end.status = SELECTOR_TRANSPORT_FAILED;
       expectWalk(walk);
     }
+  }
+}
+
+TEST(ResolveActiveOutbound, AFailedWalkNamesTheTagThatItSought) {
+  struct Row {
+    std::string_view sought;
+    ActiveEndpointStatus status;
+    Walk walk;
+  };
+  const Walk depth = chain("sssssssss", kLeafTag);
+  const Walk detours = chain("ddddddddd", kLeafTag);
+  const std::vector<Outbound> selected = {selector("proxy"), selector("group"), leaf("a")};
+  const auto through = [&](const SelectorAnswer& last) {
+    return Walk{.name = "", .outbounds = selected, .answers = {answer("proxy", "group"), last}};
+  };
+  const std::vector<Row> rows = {
+      {"proxy", OUTBOUND_NOT_FOUND, {.name = "", .outbounds = {leaf("Proxy")}}},
+      {"node_404", OUTBOUND_NOT_FOUND, through(answer("group", "node_404"))},
+      {"node_404", OUTBOUND_NOT_FOUND, {.name = "", .outbounds = {detour("proxy", "node_404")}}},
+      {"group", SELECTOR_TRANSPORT_FAILED, through(answer("other", "a"))},
+      {"group", SELECTOR_TRANSPORT_FAILED, through(failure("group", Answer::TransportFailed))},
+      {"group", SELECTOR_RESPONSE_MALFORMED, through(failure("group", Answer::Malformed))},
+      {"group", SELECTOR_NOW_MISSING, through(failure("group", Answer::NowMissing))},
+      {"group", SELECTOR_NOW_MISSING, through(answer("group", ""))},
+      {"proxy", SELECTOR_CYCLE, through(answer("group", "proxy"))},
+      {"hop",
+       DETOUR_CYCLE,
+       {.name = "", .outbounds = {detour("proxy", "hop"), detour("hop", "hop")}}},
+      {"leaf", SELECTOR_DEPTH_EXCEEDED, depth},
+      {"leaf", DETOUR_DEPTH_EXCEEDED, detours},
+      {"", OK, through(answer("group", "a"))},
+  };
+  for (const Row& row : rows) {
+    DiagnosisInput input;
+    input.outbounds = row.walk.outbounds;
+    input.selectorAnswers = row.walk.answers;
+    const Resolution resolution = resolveActiveOutbound(input);
+    EXPECT_EQ(resolution.status, row.status) << toString(resolution.status);
+    EXPECT_EQ(resolution.soughtTag, row.sought) << toString(row.status);
   }
 }
 

@@ -16,6 +16,7 @@
 #include <gtest/gtest.h>
 
 #include "egress/core/diagnose_egress.h"
+#include "egress/core/report_table.h"
 #include "egress/selfcheck/fixtures.h"
 #include "egress/selfcheck/report_readers.h"
 
@@ -218,17 +219,14 @@ TEST(DiagnosisInput, AFailedSnapshotMayStillHoldRowsThatAreNotBelieved) {
 }
 
 bool isDeclared(std::string_view key, const std::string& word) {
-  const auto isIn = [&word](const std::vector<std::string>& words) {
+  const auto hasWord = [&](const ReportField& field) {
+    if (field.key != key || field.declaredWords == nullptr) return false;
+    const WordList& words = field.declaredWords();
     return std::ranges::find(words, word) != words.end();
   };
-  if (key == "configStatus") return isIn(declaredConfigStatus());
-  if (key == "egressSelectionPolicy") return isIn(declaredEgressSelectionPolicy());
-  if (key == "activeEndpointStatus") return isIn(declaredActiveEndpointStatus());
-  if (key == "selectionStatus") return isIn(declaredSelectionStatus());
-  if (key == "interfacesStatus") return isIn(declaredInterfacesStatus());
-  if (key == "defaultRoutesStatus") return isIn(declaredDefaultRoutesStatus());
-  if (key == "socketSourcesStatus") return isIn(declaredSocketSourcesStatus());
-  return key == "interfaceOrdinalStatus" && isIn(declaredInterfaceOrdinalStatus());
+  return std::ranges::any_of(kReportMembers, [&](const ReportMemberField& member) {
+    return hasWord(member.field) || std::ranges::any_of(member.columns, hasWord);
+  });
 }
 
 void expectOnlyDeclaredWords(const EgressReport& report) {

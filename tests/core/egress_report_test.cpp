@@ -15,6 +15,7 @@
 #include "egress/core/diagnose_egress.h"
 #include "egress/selfcheck/fixtures.h"
 #include "tests/support/exact_text.h"
+#include "tests/support/report_builder.h"
 
 namespace egress::test {
 namespace {
@@ -27,12 +28,6 @@ void expectScalar(const ReportScalar& scalar, ReportKind kind, bool boolValue,
   EXPECT_EQ(scalar.boolValue, boolValue);
   EXPECT_EQ(scalar.intValue, intValue);
   EXPECT_EQ(scalar.stringValue, stringValue);
-}
-
-std::vector<std::string> keysOf(const EgressReport& report) {
-  std::vector<std::string> keys;
-  for (const ReportMember& member : report.members) keys.push_back(member.key);
-  return keys;
 }
 
 // The integer that a look-up finds, or -1.
@@ -122,27 +117,6 @@ TEST(EgressReport, AFreshOneHasNoMembers) {
   EXPECT_EQ(findReportMember(report, "configStatus"), nullptr);
 }
 
-TEST(EgressReport, InsertingAppendsWithoutSorting) {
-  EgressReport report;
-  insertMember(report, "b", integerScalar(1));
-  insertMember(report, "a", std::vector<ReportRow>{});
-  insertMember(report, "", nullScalar());
-  insertMember(report, "B", stringScalar("x"));
-  EXPECT_THAT(keysOf(report), testing::ElementsAre("b", "a", "", "B"));
-}
-
-TEST(EgressReport, InsertingAKeyAgainAppendsAndLeavesTheFirstAlone) {
-  EgressReport report;
-  insertMember(report, "key", integerScalar(1));
-  insertMember(report, "other", integerScalar(2));
-  insertMember(report, "key", integerScalar(3));
-  insertMember(report, "key", std::vector<ReportRow>{});
-  EXPECT_THAT(keysOf(report), testing::ElementsAre("key", "other", "key", "key"));
-  EXPECT_EQ(findReportMember(report, "key"), &report.members.front());
-  EXPECT_EQ(integerAt(report, "key"), 1);
-  EXPECT_EQ(std::get<ReportScalar>(report.members[2].value), integerScalar(3));
-}
-
 TEST(EgressReport, TheFirstMemberWithAKeyIsFoundWhateverItHolds) {
   EgressReport report;
   insertMember(report, "key", nullScalar());
@@ -184,16 +158,6 @@ TEST(EgressReport, ACutKeyIsAnotherKey) {
   forEveryCut("selectedInterfaceOrdinal", [&report](std::string_view cut) {
     EXPECT_EQ(findReportMember(report, cut), nullptr) << cut;
   });
-}
-
-TEST(EgressReport, TheKeyIsCopied) {
-  EgressReport report;
-  insertMember(report, ExactText("a key that is too long for the string object").view(),
-               nullScalar());
-  insertMember(report, ExactText("another key that is too long for the string object").view(),
-               std::vector<ReportRow>{});
-  EXPECT_EQ(report.members[0].key, "a key that is too long for the string object");
-  EXPECT_EQ(report.members[1].key, "another key that is too long for the string object");
 }
 
 TEST(EgressReport, RowsAndTheirPairsKeepTheirOrderAndTheirRepeats) {

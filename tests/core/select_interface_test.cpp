@@ -28,7 +28,7 @@ SelectionInput inputWith(const std::vector<InterfaceMapping>& sources) {
   SelectionInput input;
   input.policy = EgressSelectionPolicy::singbox_auto_detect;
   input.endpoint = ActiveEndpointStatus::OK;
-  for (const InterfaceMapping& source : sources) addEndpointSource(input.sources, source);
+  for (const InterfaceMapping& source : sources) addMatch(input.matches, source);
   return input;
 }
 
@@ -75,7 +75,7 @@ SelectionInput inputWhereConditionsHold(std::size_t mask) {
   if (holds(mask, 1)) input.endpoint = ActiveEndpointStatus::ENDPOINT_NOT_NUMERIC;
   input.socketsFailed = holds(mask, 2);
   input.adaptersFailed = holds(mask, 3);
-  if (holds(mask, 4)) input.sources = {};
+  if (holds(mask, 4)) input.matches = {};
   return input;
 }
 
@@ -97,7 +97,7 @@ TEST(SelectInterface, TheFirstFourConditionsPrecedeEveryVerdictOnSources) {
                                                          {kUnmapped},
                                                          {unique(1), unique(2)},
                                                          {unique(1), kUnmapped}}) {
-      input.sources = inputWith(sources).sources;
+      input.matches = inputWith(sources).matches;
       EXPECT_EQ(selected(input), kReasonsInOrder.at(condition));
     }
   }

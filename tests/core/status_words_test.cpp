@@ -6,13 +6,18 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
+
+#include "egress/config/selector_answer.h"
+#include "egress/json/json_kind.h"
 
 namespace egress::test {
 namespace {
@@ -148,17 +153,6 @@ TEST(StatusWords, SnapshotStatusesHaveTheseNumbersAndWordsInThisOrder) {
        .word = "ROUTE_INTERFACE_UNMAPPED"},
   };
   expectVocabulary(ordinals, declaredInterfaceOrdinalStatus());
-}
-
-TEST(StatusWords, DeclaredListsHaveTheseLengths) {
-  EXPECT_EQ(declaredConfigStatus().size(), 5U);
-  EXPECT_EQ(declaredEgressSelectionPolicy().size(), 3U);
-  EXPECT_EQ(declaredActiveEndpointStatus().size(), 17U);
-  EXPECT_EQ(declaredSelectionStatus().size(), 10U);
-  EXPECT_EQ(declaredInterfacesStatus().size(), 2U);
-  EXPECT_EQ(declaredDefaultRoutesStatus().size(), 3U);
-  EXPECT_EQ(declaredSocketSourcesStatus().size(), 2U);
-  EXPECT_EQ(declaredInterfaceOrdinalStatus().size(), 2U);
 }
 
 template <typename Status>
@@ -298,6 +292,60 @@ TEST(StatusWords, PolicyWordsAreLowerCaseAndAllOthersUpperCase) {
       EXPECT_EQ(isUpperCaseWord(word), row.key != "egressSelectionPolicy");
     }
   }
+}
+
+// Every declared word leads back to the value that it was made from, and nothing else leads
+// anywhere.
+template <typename Status>
+void expectInverse(const WordList& declared, std::optional<Status> (*parse)(std::string_view)) {
+  for (std::uint32_t number = 0; number < declared.size(); ++number) {
+    EXPECT_EQ(parse(declared[number]), Status{number}) << declared[number];
+  }
+  for (const std::string_view word : {"", "ok", "OK ", "O", "<missing>", "UNKNOWN", "Unknown"}) {
+    EXPECT_EQ(parse(word), std::nullopt) << word;
+  }
+}
+
+TEST(StatusWords, EveryWordLeadsBackToItsValue) {
+  expectInverse(declaredConfigStatus(), parseConfigStatus);
+  expectInverse(declaredEgressSelectionPolicy(), parseEgressSelectionPolicy);
+  expectInverse(declaredActiveEndpointStatus(), parseActiveEndpointStatus);
+  expectInverse(declaredSelectionStatus(), parseSelectionStatus);
+  expectInverse(declaredInterfacesStatus(), parseInterfacesStatus);
+  expectInverse(declaredDefaultRoutesStatus(), parseDefaultRoutesStatus);
+  expectInverse(declaredSocketSourcesStatus(), parseSocketSourcesStatus);
+  expectInverse(declaredInterfaceOrdinalStatus(), parseInterfaceOrdinalStatus);
+}
+
+TEST(StatusWords, AnswerStatusesHaveTheirNamesBothWays) {
+  using enum SelectorAnswerStatus;
+  constexpr std::pair<SelectorAnswerStatus, std::string_view> kRows[] = {
+      {Ok, "Ok"},
+      {TransportFailed, "TransportFailed"},
+      {Malformed, "Malformed"},
+      {NowMissing, "NowMissing"},
+  };
+  for (const auto& [status, name] : kRows) {
+    EXPECT_EQ(toString(status), name);
+    EXPECT_EQ(parseSelectorAnswerStatus(name), status);
+  }
+  // The diagnosis takes any other value as Ok.
+  for (const int number : {-1, 4, 1000}) {
+    EXPECT_STREQ(toString(static_cast<SelectorAnswerStatus>(number)), "Ok");
+  }
+  for (const std::string_view name : {"", "ok", "OK", "Malforme", "NowMissing "}) {
+    EXPECT_EQ(parseSelectorAnswerStatus(name), std::nullopt) << name;
+  }
+}
+
+TEST(StatusWords, JsonKindsHaveTheirNames) {
+  using enum JsonKind;
+  constexpr std::pair<JsonKind, std::string_view> kRows[] = {
+      {Null, "Null"},     {Bool, "Bool"},   {Integer, "Integer"}, {Number, "Number"},
+      {String, "String"}, {Array, "Array"}, {Object, "Object"},
+  };
+  for (const auto& [kind, name] : kRows) EXPECT_EQ(toString(kind), name);
+  EXPECT_STREQ(toString(JsonKind{7}), "Object");
 }
 
 TEST(StatusWords, AWordIsConstantText) {

@@ -234,16 +234,15 @@ std::string describe(const EgressReport& report) {
 Complaint judgeResolution(const DiagnosisInput& input) {
   const Resolution resolution = resolveActiveOutbound(input);
   const NaiveWalk wanted = naiveWalk(input);
-  const Outbound* const wantedLeaf = wanted.leaf ? &input.outbounds[*wanted.leaf] : nullptr;
-  if (resolution.status == wanted.status && resolution.leaf == wantedLeaf &&
-      resolution.visitedTags == wanted.visitedTags) {
+  if (resolution.status == wanted.status && resolution.leaf == wanted.leaf &&
+      resolution.visitedTags == wanted.visitedTags && resolution.soughtTag == wanted.soughtTag) {
     return {};
   }
   std::string way;
   for (const std::string& tag : resolution.visitedTags) way += joined({" '", tag, "'"});
   return joined({"the walk", way, " ended with ", toString(resolution.status), ", not with ",
                  toString(wanted.status), " after ", std::to_string(wanted.visitedTags.size()),
-                 " tags; or at another leaf"});
+                 " tags; or at another leaf or sought tag"});
 }
 
 Complaint judgeClassification(const Outbound& leaf) {

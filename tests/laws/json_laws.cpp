@@ -1,5 +1,6 @@
 #include "tests/laws/json_laws.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -7,6 +8,7 @@
 #include <optional>
 #include <utility>
 
+#include "egress/json/json_fault.h"
 #include "egress/json/json_reader.h"
 #include "tests/laws/json_oracle.h"
 #include "tests/laws/json_trees.h"
@@ -211,7 +213,55 @@ std::string_view flawOf(std::string_view text, const JsonValue& value) {
   return {};
 }
 
+// The closing brackets of everything that `begun` leaves open, if some accepted text begins with
+// it.
+std::string closersOf(std::string_view begun) {
+  std::string closers;
+  bool inString = false;
+  for (std::size_t i = 0; i < begun.size(); ++i) {
+    const char byte = begun[i];
+    if (inString && byte == '\\') ++i;
+    if (byte == '"') inString = !inString;
+    if (inString) continue;
+    if (byte == '[') closers.insert(closers.begin(), ']');
+    if (byte == '{') closers.insert(closers.begin(), '}');
+    if ((byte == ']' || byte == '}') && !closers.empty()) closers.erase(0, 1);
+  }
+  return closers;
+}
+
+// Whether some accepted text begins with `begun`. What may be missing inside the innermost brackets
+// is a value or its rest, a member or its rest, or nothing.
+bool canBeContinued(std::string_view begun) {
+  static constexpr auto kRests = std::to_array<std::string_view>(
+      {"",      "0",    "\"\":0", ":0",    "rue",     "ue",     "e",       "alse",  "lse",
+       "se",    "ull",  "ll",     "l",     "\"",      "\":0",   "n\"",     "n\":0", "0\"",
+       "0\":0", "00\"", "00\":0", "000\"", "000\":0", "0000\"", "0000\":0"});
+  const std::string closers = closersOf(begun);
+  return std::ranges::any_of(kRests, [&](std::string_view rest) {
+    return parses(joined({begun, rest, closers}));
+  });
+}
+
 }  // namespace
+
+Complaint judgeFault(std::string_view text) {
+  const ExactText exact(text);
+  const std::optional<JsonFault> fault = findJsonFault(exact.view());
+  if (fault.has_value() == parses(text)) return joined({"wrongly with or without a fault: ", text});
+  if (!fault) return {};
+  const std::string shown =
+      joined({toString(fault->kind), " at ", std::to_string(fault->offset), ": ", text});
+  const bool atEnd = fault->offset == text.size();
+  if (fault->offset > text.size() || atEnd != (fault->kind == JsonFaultKind::END_OF_TEXT)) {
+    return joined({"no such byte, ", shown});
+  }
+  if (!canBeContinued(text.substr(0, fault->offset))) return joined({"too late, ", shown});
+  if (!atEnd && canBeContinued(text.substr(0, fault->offset + 1))) {
+    return joined({"too early, ", shown});
+  }
+  return {};
+}
 
 JsonVerdict judgeJsonText(std::string_view text) {
   JsonVerdict verdict;

@@ -23,6 +23,11 @@ struct JsonVerdict {
 // text leaves the caller's value alone.
 JsonVerdict judgeJsonText(std::string_view text);
 
+// A text has a fault exactly when the reader refuses it. The text before the faulty byte can be
+// continued to an accepted one, the text including it cannot; at END_OF_TEXT, and only there, there
+// is no faulty byte.
+Complaint judgeFault(std::string_view text);
+
 // Every proper prefix of an accepted object or array is refused.
 Complaint judgeCuts(std::string_view text);
 

@@ -190,5 +190,53 @@ TEST(JsonLaws, NestingIsRefusedExactlyBeyondTheDeepestLevel) {
   EXPECT_GT(census.tooDeep, 0);
 }
 
+TEST(FaultLaws, HoldForEveryShortText) {
+  std::size_t texts = 0;
+  for (const std::string_view bytes : {"[]{},:\"\\01-.eu /", "[{\"truefalsn:,0 "}) {
+    std::string text;
+    forEveryText(bytes, 4, text, [&texts](const std::string& candidate) {
+      ASSERT_EQ(judgeFault(candidate), "");
+      ++texts;
+    });
+  }
+  EXPECT_GT(texts, 100'000);
+}
+
+TEST(FaultLaws, HoldForEveryByteAndEveryEndInEveryPlaceOfADocument) {
+  constexpr std::string_view kDocument =
+      "{ \"now\":[true,false , null,-10.50e+7,\n[],{}],\"\":\"\\ud83d\\uDE00\\\"\\u00aF\\t\" }";
+  for (std::size_t place = 0; place <= kDocument.size(); ++place) {
+    const std::string_view before = kDocument.substr(0, place);
+    ASSERT_EQ(judgeFault(before), "");
+    for (int number = 0; number < 256; ++number) {
+      const char byte = static_cast<char>(number);
+      ASSERT_EQ(judgeFault(joined({before, {&byte, 1}, kDocument.substr(place)})), "");
+    }
+  }
+}
+
+TEST(FaultLaws, HoldForDamagedDocuments) {
+  constexpr std::string_view kTelling = "[]{},:\"\\u019-+.eEtfn/ \n\f\0\x80"sv;
+  holdOnRandomBytes(20'000, 100, [&](std::string_view bytes) {
+    Choices choices(bytes);
+    std::string text = textOf(generateDocument(choices));
+    for (std::size_t i = choices.below(3) + 1; i > 0; --i) damage(text, kTelling, choices);
+    return judgeFault(text);
+  });
+}
+
+TEST(FaultLaws, HoldAroundTheDeepestLevel) {
+  for (const std::string_view open : {"[", R"({"a":)"}) {
+    for (std::size_t levels = 62; levels <= 66; ++levels) {
+      std::string text;
+      for (std::size_t i = 0; i < levels; ++i) text += open;
+      for (const std::string_view inside :
+           {"", " ", "1", "x", "[", "[]", "[1", "{", "{}", "{\"", "{1", "\"", "]", "}"}) {
+        ASSERT_EQ(judgeFault(joined({text, inside})), "");
+      }
+    }
+  }
+}
+
 }  // namespace
 }  // namespace egress::test

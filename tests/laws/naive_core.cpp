@@ -8,6 +8,7 @@
 
 #include "egress/config/numeric_address.h"
 #include "egress/core/status_words.h"
+#include "tests/support/report_builder.h"
 
 namespace egress::test {
 namespace {
@@ -31,10 +32,11 @@ TaggedRecords recordsByTag(const DiagnosisInput& input) {
 NaiveWalk enter(const std::string& tag, std::vector<std::string> path, const TaggedRecords& records,
                 const DiagnosisInput& input) {
   using enum ActiveEndpointStatus;
-  const auto ended = [&path](ActiveEndpointStatus status) {
-    return NaiveWalk{.status = status, .leaf = std::nullopt, .visitedTags = path};
+  const auto ended = [&path](ActiveEndpointStatus status, const std::string& sought) {
+    return NaiveWalk{
+        .status = status, .leaf = std::nullopt, .visitedTags = path, .soughtTag = sought};
   };
-  if (!records.outbounds.contains(tag)) return ended(OUTBOUND_NOT_FOUND);
+  if (!records.outbounds.contains(tag)) return ended(OUTBOUND_NOT_FOUND, tag);
   const std::size_t position = records.outbounds.at(tag);
   const Outbound& outbound = input.outbounds[position];
   path.push_back(tag);
@@ -42,20 +44,22 @@ NaiveWalk enter(const std::string& tag, std::vector<std::string> path, const Tag
   std::string next = outbound.detour;
   const bool selects = outbound.type == "selector" || outbound.type == "urltest";
   if (selects) {
-    if (!records.answers.contains(tag)) return ended(SELECTOR_TRANSPORT_FAILED);
+    if (!records.answers.contains(tag)) return ended(SELECTOR_TRANSPORT_FAILED, tag);
     const SelectorAnswer& answer = records.answers.at(tag);
     const auto number = static_cast<std::int32_t>(answer.status);
-    if (number == 1) return ended(SELECTOR_TRANSPORT_FAILED);
-    if (number == 2) return ended(SELECTOR_RESPONSE_MALFORMED);
-    if (number == 3 || answer.now.empty()) return ended(SELECTOR_NOW_MISSING);
+    if (number == 1) return ended(SELECTOR_TRANSPORT_FAILED, tag);
+    if (number == 2) return ended(SELECTOR_RESPONSE_MALFORMED, tag);
+    if (number == 3 || answer.now.empty()) return ended(SELECTOR_NOW_MISSING, tag);
     next = answer.now;
   } else if (next.empty()) {
-    return {.status = OK, .leaf = position, .visitedTags = path};
+    return {.status = OK, .leaf = position, .visitedTags = path, .soughtTag = {}};
   }
   // "proxy" and eight follows make nine; nobody is entered after them.
-  if (path.size() == 9) return ended(selects ? SELECTOR_DEPTH_EXCEEDED : DETOUR_DEPTH_EXCEEDED);
+  if (path.size() == 9) {
+    return ended(selects ? SELECTOR_DEPTH_EXCEEDED : DETOUR_DEPTH_EXCEEDED, next);
+  }
   if (std::set<std::string>(path.begin(), path.end()).contains(next)) {
-    return ended(selects ? SELECTOR_CYCLE : DETOUR_CYCLE);
+    return ended(selects ? SELECTOR_CYCLE : DETOUR_CYCLE, next);
   }
   return enter(next, path, records, input);
 }

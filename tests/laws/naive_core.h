@@ -18,6 +18,7 @@ struct NaiveWalk {
   ActiveEndpointStatus status = ActiveEndpointStatus::OUTBOUND_NOT_FOUND;
   std::optional<std::size_t> leaf;  // position among the outbounds
   std::vector<std::string> visitedTags;
+  std::string soughtTag;
 };
 
 NaiveWalk naiveWalk(const DiagnosisInput& input);

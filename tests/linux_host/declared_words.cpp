@@ -15,6 +15,5 @@ void print(const egress::ExportedKey& exported) {
 }  // namespace
 
 int main() {
-  for (const egress::ExportedKey& exported : egress::kTopLevelStatuses) print(exported);
-  print(egress::kRouteRowStatus);
+  for (const egress::ExportedKey& exported : egress::exportedKeys()) print(exported);
 }

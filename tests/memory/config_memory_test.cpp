@@ -10,6 +10,7 @@
 
 #include <gtest/gtest.h>
 
+#include "egress/config/address_text.h"
 #include "egress/config/classify_endpoint.h"
 #include "egress/config/numeric_address.h"
 #include "egress/config/proxy_config.h"

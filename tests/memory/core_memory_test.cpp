@@ -17,6 +17,7 @@
 #include "tests/memory/declared_lists.h"
 #include "tests/memory/fail_each_allocation.h"
 #include "tests/memory/hefty_input.h"
+#include "tests/support/report_builder.h"
 
 namespace egress::test {
 namespace {
@@ -102,7 +103,7 @@ TEST(CoreMemory, AnInterfaceIsSelectedWithoutAnAllocation) {
   input.policy = EgressSelectionPolicy::singbox_auto_detect;
   input.endpoint = ActiveEndpointStatus::OK;
   const InterfaceMapping source = {.kind = MappingKind::Unique, .ordinal = 3};
-  EXPECT_EQ(allocationsOf([&] { addEndpointSource(input.sources, source); }), 0U);
+  EXPECT_EQ(allocationsOf([&] { addMatch(input.matches, source); }), 0U);
   Selection selection;
   EXPECT_EQ(allocationsOf([&] { selection = selectInterface(input); }), 0U);
   EXPECT_EQ(selection.ordinal, 3);
@@ -114,12 +115,10 @@ TEST(CoreMemory, TheSourcesOfAnyNumberOfSocketsTakeOneAllocation) {
   const AddressTable addresses = makeAddressTable(input.adapters, ordinals);
   const ActiveEndpoint endpoint = {
       .status = ActiveEndpointStatus::OK, .address = parseNumericAddress("192.0.2.1"), .port = 443};
-  SocketSources sources;
-  const auto find = [&] {
-    sources = findSocketSources(input.sockets, endpoint, addresses, ordinals);
-  };
-  EXPECT_EQ(failEachAllocation(find, [&] { EXPECT_TRUE(sources.observed.empty()); }), 1U);
-  EXPECT_EQ(sources.observed.size(), ordinals.interfaceIndexes.size());
+  MappedSockets mapped;
+  const auto map = [&] { mapped = mapSockets(input.sockets, endpoint, addresses, ordinals); };
+  EXPECT_EQ(failEachAllocation(map, [&] { EXPECT_TRUE(mapped.observed.empty()); }), 1U);
+  EXPECT_EQ(mapped.observed.size(), ordinals.interfaceIndexes.size());
 }
 
 TEST(CoreMemory, OnlyAStringScalarAllocates) {
@@ -133,46 +132,9 @@ TEST(CoreMemory, OnlyAStringScalarAllocates) {
   EXPECT_EQ(scalar.stringValue, kLongText);
 }
 
-// A report that has no room for another member.
-EgressReport fullReport() {
+TEST(CoreMemory, AMemberIsFoundWithoutAnAllocation) {
   EgressReport report;
   insertMember(report, kLongText, stringScalar(kLongText));
-  report.members.shrink_to_fit();
-  return report;
-}
-
-TEST(CoreMemory, AMemberThatCannotBeInsertedLeavesTheReportAndTheValueAsTheyWere) {
-  EgressReport report = fullReport();
-  const ReportScalar value = stringScalar(kLongText);
-  const ReportScalar valueBefore = value;
-  EXPECT_GT(failEachAllocation([&] { insertMember(report, kLongText, value); },
-                               [&] {
-                                 EXPECT_EQ(report, fullReport());
-                                 EXPECT_EQ(value, valueBefore);
-                               }),
-            2U);
-  ASSERT_EQ(report.members.size(), 2U);
-  EXPECT_EQ(report.members[0], report.members[1]);
-}
-
-TEST(CoreMemory, RowsThatCannotBeInsertedLeaveTheReportAndTheRowsAsTheyWere) {
-  EgressReport report = fullReport();
-  const ReportRow row = {{std::string(kLongText), stringScalar(kLongText)},
-                         {std::string(kLongText), integerScalar(1)}};
-  const std::vector<ReportRow> rows = {row, row, row};
-  const std::vector<ReportRow> rowsBefore = rows;
-  EXPECT_GT(failEachAllocation([&] { insertMember(report, kLongText, rows); },
-                               [&] {
-                                 EXPECT_EQ(report, fullReport());
-                                 EXPECT_EQ(rows, rowsBefore);
-                               }),
-            10U);
-  ASSERT_EQ(report.members.size(), 2U);
-  EXPECT_EQ(std::get<std::vector<ReportRow>>(report.members[1].value), rows);
-}
-
-TEST(CoreMemory, AMemberIsFoundWithoutAnAllocation) {
-  const EgressReport report = fullReport();
   const ReportMember* found = nullptr;
   EXPECT_EQ(allocationsOf([&] { found = findReportMember(report, kLongText); }), 0U);
   EXPECT_EQ(found, report.members.data());

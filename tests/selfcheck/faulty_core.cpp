@@ -6,6 +6,9 @@
 #include <cstdlib>
 #include <iterator>
 
+#include "egress/config/classify_endpoint.h"
+#include "egress/config/resolve_active_outbound.h"
+#include "egress/core/select_interface.h"
 #include "egress/egress.h"
 
 namespace egress {
@@ -123,7 +126,7 @@ void spoilReport(EgressReport& report) {
     if (status.stringValue != "OK") status = stringScalar("eth0 failed");
   } else if (isFault("free text under a key of its own")) {
     if (findScalar(report, "interfacesStatus")->stringValue != "OK") {
-      insertMember(report, "note", stringScalar("eth0 failed"));
+      report.members.push_back({.key = "note", .value = stringScalar("eth0 failed")});
     }
   } else if (isFault("policy word lost")) {
     ReportScalar& policy = *findScalar(report, "egressSelectionPolicy");
@@ -144,7 +147,7 @@ void spoilReport(EgressReport& report) {
     stale = !stale;
   } else if (isFault("flag always there")) {
     dropKey(report, "autoDetectInterfaceEnabled");
-    insertMember(report, "autoDetectInterfaceEnabled", booleanScalar(false));
+    report.members.push_back({.key = "autoDetectInterfaceEnabled", .value = booleanScalar(false)});
   } else if (isFault("only words")) {
     std::erase_if(report.members, [](const ReportMember& member) {
       const auto* const scalar = std::get_if<ReportScalar>(&member.value);
@@ -167,30 +170,31 @@ EgressReport diagnoseEgress(const DiagnosisInput& diagnosisInput) {
 
 Selection selectInterface(const SelectionInput& input) noexcept {
   SelectionInput spoilt = input;
-  if (isFault("ambiguity rule dropped") && spoilt.sources.anyAmbiguous) {
-    spoilt.sources.anyAmbiguous = false;
-    spoilt.sources.anyUnmapped = true;
+  if (isFault("ambiguity rule dropped") && spoilt.matches.anyAmbiguous) {
+    spoilt.matches.anyAmbiguous = false;
+    spoilt.matches.anyUnmapped = true;
   }
   const Selection selection = realSelectInterface(spoilt);
   if (!isFault("partial rule dropped")) return selection;
   if (selection.status != SelectionStatus::PARTIAL_SOCKET_SOURCE_MAPPING) return selection;
-  spoilt.sources.anyUnmapped = false;
+  spoilt.matches.anyUnmapped = false;
   return realSelectInterface(spoilt);
 }
 
 Resolution resolveActiveOutbound(const DiagnosisInput& diagnosisInput) {
   Resolution resolution = realResolveActiveOutbound(diagnosisInput);
   if (isFault("follow limit 7") && resolution.visitedTags.size() == kMaxFollowSteps + 1) {
-    resolution.leaf = nullptr;
+    resolution.leaf.reset();
     if (resolution.status == ActiveEndpointStatus::OK) {
       resolution.status = ActiveEndpointStatus::SELECTOR_DEPTH_EXCEEDED;
     }
   }
   if (!isFault("walk ends one follow early")) return resolution;
-  if (resolution.leaf == nullptr || resolution.visitedTags.size() < 2) return resolution;
+  if (!resolution.leaf || resolution.visitedTags.size() < 2) return resolution;
   resolution.visitedTags.pop_back();
-  resolution.leaf =
-      &*std::ranges::find(diagnosisInput.outbounds, resolution.visitedTags.back(), &Outbound::tag);
+  const auto leaf =
+      std::ranges::find(diagnosisInput.outbounds, resolution.visitedTags.back(), &Outbound::tag);
+  resolution.leaf = static_cast<std::size_t>(leaf - diagnosisInput.outbounds.begin());
   return resolution;
 }
 

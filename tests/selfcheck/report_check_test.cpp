@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/support/captured_output.h"
+#include "tests/support/report_builder.h"
 
 namespace egress::test {
 namespace {

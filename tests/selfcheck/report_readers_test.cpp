@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/support/report_builder.h"
+
 namespace egress::test {
 namespace {
 

@@ -1,4 +1,4 @@
-#include "egress/core/socket_sources.h"
+#include "egress/core/map_sockets.h"
 
 #include <cstdint>
 #include <string>
@@ -37,35 +37,34 @@ SocketSource socketTo(std::string_view remoteAddress, std::uint32_t remotePort,
 
 // The sources of sockets on a host with the default adapters: 10.0.0.7 is that of interface 1,
 // 192.168.1.50 that of interface 2.
-SocketSources sourcesOf(const std::vector<SocketSource>& rows, const ActiveEndpoint& endpoint) {
+MappedSockets mappedFrom(const std::vector<SocketSource>& rows, const ActiveEndpoint& endpoint) {
   const AdapterSnapshot adapters = makeDefaultAdapters();
   const OrdinalTable ordinalTable = makeOrdinalTable(adapters);
   SocketSnapshot sockets;
   sockets.rows = rows;
-  return findSocketSources(sockets, endpoint, makeAddressTable(adapters, ordinalTable),
-                           ordinalTable);
+  return mapSockets(sockets, endpoint, makeAddressTable(adapters, ordinalTable), ordinalTable);
 }
 
-SocketSources sourcesOf(const std::vector<SocketSource>& rows) {
-  return sourcesOf(rows, endpointAt(kEndpointAddress, kEndpointPort));
+MappedSockets mappedFrom(const std::vector<SocketSource>& rows) {
+  return mappedFrom(rows, endpointAt(kEndpointAddress, kEndpointPort));
 }
 
 bool matches(const ActiveEndpoint& endpoint, std::string_view remoteAddress,
              std::uint32_t remotePort) {
-  return sourcesOf({socketTo(remoteAddress, remotePort)}, endpoint).toEndpoint.anySocket;
+  return mappedFrom({socketTo(remoteAddress, remotePort)}, endpoint).matches.anySocket;
 }
 
 // What is known of the sockets to the endpoint, as one word each.
-std::string describe(const EndpointSources& sources) {
-  std::string text = sources.anySocket ? "some" : "none";
-  if (sources.anyUnmapped) text += " unmapped";
-  if (sources.anyAmbiguous) text += " ambiguous";
-  if (sources.several) text += " several";
-  if (sources.ordinal) text += " " + std::to_string(*sources.ordinal);
+std::string describe(const MatchSummary& matches) {
+  std::string text = matches.anySocket ? "some" : "none";
+  if (matches.anyUnmapped) text += " unmapped";
+  if (matches.anyAmbiguous) text += " ambiguous";
+  if (matches.severalInterfaces) text += " several";
+  if (matches.ordinal) text += " " + std::to_string(*matches.ordinal);
   return text;
 }
 
-TEST(SocketSources, ThePortHasToBeTheEndpointsToo) {
+TEST(MapSockets, ThePortHasToBeTheEndpointsToo) {
   struct Row {
     std::uint32_t endpointPort;
     std::uint32_t remotePort;
@@ -94,7 +93,7 @@ TEST(SocketSources, ThePortHasToBeTheEndpointsToo) {
   }
 }
 
-TEST(SocketSources, RemoteAddressesAreComparedByValueWithinOneFamily) {
+TEST(MapSockets, RemoteAddressesAreComparedByValueWithinOneFamily) {
   struct Row {
     std::string_view endpoint;
     std::string_view remote;
@@ -132,7 +131,7 @@ TEST(SocketSources, RemoteAddressesAreComparedByValueWithinOneFamily) {
   }
 }
 
-TEST(SocketSources, TextThatIsNoAddressIsNoRemoteEnd) {
+TEST(MapSockets, TextThatIsNoAddressIsNoRemoteEnd) {
   const std::vector<std::string> texts = {"",
                                           "<missing>",
                                           "host.example.com",
@@ -156,12 +155,12 @@ TEST(SocketSources, TextThatIsNoAddressIsNoRemoteEnd) {
   });
 }
 
-TEST(SocketSources, SocketsToAnotherPortOrToAnotherAddressDoNotMatch) {
+TEST(MapSockets, SocketsToAnotherPortOrToAnotherAddressDoNotMatch) {
   EXPECT_FALSE(matches(endpointAt(kEndpointAddress, 443), kEndpointAddress, 8443));
   EXPECT_FALSE(matches(endpointAt(kEndpointAddress, 443), "203.0.113.200", 443));
 }
 
-TEST(SocketSources, AnEndpointThatIsNotKnownHasNoSockets) {
+TEST(MapSockets, AnEndpointThatIsNotKnownHasNoSockets) {
   for (const std::string_view remote : {"", "0.0.0.0", "::", "198.51.100.10"}) {
     for (const std::uint32_t port : {0U, 443U}) {
       EXPECT_FALSE(matches(ActiveEndpoint{}, remote, port)) << remote << " " << port;
@@ -169,17 +168,17 @@ TEST(SocketSources, AnEndpointThatIsNotKnownHasNoSockets) {
   }
 }
 
-TEST(SocketSources, SocketsThatGoElsewhereAreObservedButHaveNoSay) {
+TEST(MapSockets, SocketsThatGoElsewhereAreObservedButHaveNoSay) {
   const SocketSource otherAddress = socketTo("203.0.113.200", kEndpointPort, "10.0.0.7");
   const SocketSource otherPort = socketTo(kEndpointAddress, kEndpointPort + 1, "10.0.0.7");
   const SocketSource toEndpoint = socketTo(kEndpointAddress, kEndpointPort, "192.168.1.50");
-  EXPECT_EQ(describe(sourcesOf({otherAddress, toEndpoint, otherPort}).toEndpoint), "some 2");
-  EXPECT_EQ(describe(sourcesOf({otherAddress, otherPort}).toEndpoint), "none");
-  EXPECT_THAT(sourcesOf({otherAddress, toEndpoint, otherPort}).observed, ElementsAre(1, 1));
-  EXPECT_THAT(sourcesOf({otherAddress, otherPort}).observed, ElementsAre(1, 0));
+  EXPECT_EQ(describe(mappedFrom({otherAddress, toEndpoint, otherPort}).matches), "some 2");
+  EXPECT_EQ(describe(mappedFrom({otherAddress, otherPort}).matches), "none");
+  EXPECT_THAT(mappedFrom({otherAddress, toEndpoint, otherPort}).observed, ElementsAre(1, 1));
+  EXPECT_THAT(mappedFrom({otherAddress, otherPort}).observed, ElementsAre(1, 0));
 }
 
-TEST(SocketSources, UnmappedAndAmbiguousSourcesAreNotObserved) {
+TEST(MapSockets, UnmappedAndAmbiguousSourcesAreNotObserved) {
   AdapterSnapshot adapters = makeDefaultAdapters();
   adapters.rows.push_back(makeInterfaceRow(20, 1, 1, {"10.0.0.7"}));
   const OrdinalTable ordinalTable = makeOrdinalTable(adapters);
@@ -187,15 +186,14 @@ TEST(SocketSources, UnmappedAndAmbiguousSourcesAreNotObserved) {
   sockets.rows = {socketTo(kEndpointAddress, kEndpointPort, "10.0.0.7"),
                   socketTo(kEndpointAddress, kEndpointPort, "172.16.9.9"),
                   socketTo(kEndpointAddress, kEndpointPort, "<missing>")};
-  const SocketSources sources =
-      findSocketSources(sockets, endpointAt(kEndpointAddress, kEndpointPort),
-                        makeAddressTable(adapters, ordinalTable), ordinalTable);
-  EXPECT_THAT(sources.observed, ElementsAre(0, 0, 0));
-  EXPECT_EQ(describe(sources.toEndpoint), "some unmapped ambiguous");
+  const MappedSockets mapped = mapSockets(sockets, endpointAt(kEndpointAddress, kEndpointPort),
+                                          makeAddressTable(adapters, ordinalTable), ordinalTable);
+  EXPECT_THAT(mapped.observed, ElementsAre(0, 0, 0));
+  EXPECT_EQ(describe(mapped.matches), "some unmapped ambiguous");
 }
 
 // The text of the last match is compared before it is parsed; what it matched must not linger.
-TEST(SocketSources, EverySpellingOfTheEndpointCountsWhateverCameBefore) {
+TEST(MapSockets, EverySpellingOfTheEndpointCountsWhateverCameBefore) {
   struct Row {
     std::vector<std::string_view> remotes;  // each from 10.0.0.7
     bool lastMatches;
@@ -218,20 +216,20 @@ TEST(SocketSources, EverySpellingOfTheEndpointCountsWhateverCameBefore) {
       sockets.push_back(socketTo(remote, kEndpointPort));
     }
     sockets.back().localAddress = "192.168.1.50";
-    const EndpointSources sources = sourcesOf(sockets).toEndpoint;
-    const bool has2 = sources.ordinal == 2 || sources.several;
+    const MatchSummary matches = mappedFrom(sockets).matches;
+    const bool has2 = matches.ordinal == 2 || matches.severalInterfaces;
     EXPECT_EQ(has2, row.lastMatches) << row.remotes.back();
   }
 }
 
-TEST(SocketSources, AMatchToAnotherPortLeavesNoTrace) {
-  EXPECT_EQ(describe(sourcesOf({socketTo("203.0.113.200", kEndpointPort + 1),
-                                socketTo("203.0.113.200", kEndpointPort)})
-                         .toEndpoint),
+TEST(MapSockets, AMatchToAnotherPortLeavesNoTrace) {
+  EXPECT_EQ(describe(mappedFrom({socketTo("203.0.113.200", kEndpointPort + 1),
+                                 socketTo("203.0.113.200", kEndpointPort)})
+                         .matches),
             "none");
 }
 
-TEST(SocketSources, AnInterfaceBeyondTheOrdinalTableIsNotObserved) {
+TEST(MapSockets, AnInterfaceBeyondTheOrdinalTableIsNotObserved) {
   const AdapterSnapshot adapters = makeDefaultAdapters();
   const AddressTable addressTable = makeAddressTable(adapters, makeOrdinalTable(adapters));
   SocketSnapshot sockets;
@@ -239,29 +237,29 @@ TEST(SocketSources, AnInterfaceBeyondTheOrdinalTableIsNotObserved) {
                   socketTo(kEndpointAddress, kEndpointPort, "192.168.1.50")};
   const ActiveEndpoint endpoint = endpointAt(kEndpointAddress, kEndpointPort);
   const OrdinalTable shorter = {.interfaceIndexes = {5}};
-  EXPECT_THAT(findSocketSources(sockets, endpoint, addressTable, shorter).observed, ElementsAre(1));
-  EXPECT_THAT(findSocketSources(sockets, endpoint, addressTable, {}).observed, IsEmpty());
+  EXPECT_THAT(mapSockets(sockets, endpoint, addressTable, shorter).observed, ElementsAre(1));
+  EXPECT_THAT(mapSockets(sockets, endpoint, addressTable, {}).observed, IsEmpty());
   const AddressTable odd = {.ipv4 = {{.address = 0x0A000007U, .ordinal = 0}}, .ipv6 = {}};
-  EXPECT_THAT(findSocketSources(sockets, endpoint, odd, shorter).observed, ElementsAre(0));
+  EXPECT_THAT(mapSockets(sockets, endpoint, odd, shorter).observed, ElementsAre(0));
 }
 
-TEST(SocketSources, NoSocketsHaveNoSources) {
-  EXPECT_EQ(describe(sourcesOf({}).toEndpoint), "none");
-  EXPECT_THAT(sourcesOf({}).observed, ElementsAre(0, 0));
+TEST(MapSockets, NoSocketsHaveNoSources) {
+  EXPECT_EQ(describe(mappedFrom({}).matches), "none");
+  EXPECT_THAT(mappedFrom({}).observed, ElementsAre(0, 0));
 }
 
-TEST(EndpointSources, KeepTheFirstOrdinalAndWhetherAnotherCame) {
-  EndpointSources sources;
-  EXPECT_EQ(describe(sources), "none");
-  addEndpointSource(sources, {.kind = MappingKind::Unique, .ordinal = 3});
-  EXPECT_EQ(describe(sources), "some 3");
-  addEndpointSource(sources, {.kind = MappingKind::Unique, .ordinal = 3});
-  EXPECT_EQ(describe(sources), "some 3");
-  addEndpointSource(sources, {.kind = MappingKind::Unique, .ordinal = 1});
-  EXPECT_EQ(describe(sources), "some several 3");
-  addEndpointSource(sources, {});
-  addEndpointSource(sources, {.kind = MappingKind::Ambiguous, .ordinal = 0});
-  EXPECT_EQ(describe(sources), "some unmapped ambiguous several 3");
+TEST(MatchSummary, KeepTheFirstOrdinalAndWhetherAnotherCame) {
+  MatchSummary matches;
+  EXPECT_EQ(describe(matches), "none");
+  addMatch(matches, {.kind = MappingKind::Unique, .ordinal = 3});
+  EXPECT_EQ(describe(matches), "some 3");
+  addMatch(matches, {.kind = MappingKind::Unique, .ordinal = 3});
+  EXPECT_EQ(describe(matches), "some 3");
+  addMatch(matches, {.kind = MappingKind::Unique, .ordinal = 1});
+  EXPECT_EQ(describe(matches), "some several 3");
+  addMatch(matches, {});
+  addMatch(matches, {.kind = MappingKind::Ambiguous, .ordinal = 0});
+  EXPECT_EQ(describe(matches), "some unmapped ambiguous several 3");
 }
 
 }  // namespace

@@ -1,0 +1,52 @@
+#include "egress/config/protocols.h"
+
+#include <string_view>
+#include <utility>
+
+#include <gtest/gtest.h>
+
+namespace egress::test {
+namespace {
+
+TEST(Protocols, EveryTypeHasItsClass) {
+  using enum OutboundType;
+  constexpr std::pair<std::string_view, OutboundType> kRows[] = {
+      {"selector", Selector},
+      {"urltest", Selector},
+      {"direct", NoEndpoint},
+      {"block", NoEndpoint},
+      {"dns", NoEndpoint},
+      {"vmess", Supported},
+      {"vless", Supported},
+      {"trojan", Supported},
+      {"anytls", Supported},
+      {"shadowsocks", Supported},
+      {"hysteria", Unsupported},
+      {"hysteria2", Unsupported},
+      {"tuic", Unsupported},
+      {"wireguard", Unknown},
+      {"socks", Unknown},
+      {"http", Unknown},
+      {"", Unknown},
+      {"Selector", Unknown},
+      {"VLESS", Unknown},
+      {"vless ", Unknown},
+      {"hysteria3", Unknown},
+      {"vles", Unknown},
+  };
+  for (const auto& [type, wanted] : kRows) EXPECT_EQ(outboundTypeOf(type), wanted) << type;
+}
+
+TEST(Protocols, EveryTransportHasItsClass) {
+  using enum TransportType;
+  constexpr std::pair<std::string_view, TransportType> kRows[] = {
+      {"", None},          {"ws", Supported},     {"grpc", Supported},
+      {"http", Supported}, {"quic", Unsupported}, {"kcp", Unknown},
+      {"WS", Unknown},     {"QUIC", Unknown},     {"ws ", Unknown},
+      {"w", Unknown},
+  };
+  for (const auto& [type, wanted] : kRows) EXPECT_EQ(transportTypeOf(type), wanted) << type;
+}
+
+}  // namespace
+}  // namespace egress::test
