@@ -17,6 +17,7 @@
 #include "egress/core/write_report.h"  // the report of a diagnosis that was made before
 
 #include "egress/json/json_fault.h"        // where a JSON text breaks off
+#include "egress/config/config_defects.h"  // what of a configuration cannot be used
 #include "egress/config/protocols.h"       // which types and transports are known
 #include "egress/config/numeric_address.h"
 

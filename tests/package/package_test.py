@@ -32,7 +32,7 @@ ENVIRONMENT = {name: value for name, value in os.environ.items() if not BENDING.
 ENVIRONMENT["LC_ALL"] = "C"  # messages are looked at
 
 HEADERS = """
-    egress.h export.h version.h config/numeric_address.h config/protocols.h
+    egress.h export.h version.h config/config_defects.h config/numeric_address.h config/protocols.h
     config/proxy_config.h config/selector_answer.h core/diagnose_egress.h core/diagnosis.h
     core/diagnosis_input.h core/egress_report.h core/report_table.h core/status_words.h
     core/write_report.h json/json_fault.h json/json_kind.h""".split()
