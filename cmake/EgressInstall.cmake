@@ -1,7 +1,7 @@
-# What an installation holds, and where. All of it finds its neighbours by relative paths, so that
-# an installed tree can be moved, unless one of its folders was given as an absolute path.
+# Installs the library, the self-check and the files for CMake and pkg-config. They refer to each other by
+# relative paths, so that an installed tree can be moved, unless an installation directory is absolute.
 
-# Only here, because this puts its variables into the cache of whoever embeds the project.
+# Included only here, because GNUInstallDirs adds cache variables to a parent project.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 

@@ -1,4 +1,4 @@
-# The test that egress_add_selfcheck_test adds. Given: program, checks, and an emulator or nothing.
+# The test that egress_add_selfcheck_test adds. Variables: program, checks, emulator (may be empty).
 cmake_minimum_required(VERSION 3.25)
 
 execute_process(
@@ -6,7 +6,7 @@ execute_process(
   RESULT_VARIABLE status
   OUTPUT_VARIABLE output
   ERROR_VARIABLE error)
-string(REPLACE "\r\n" "\n" output "${output}") # as Windows ends lines
+string(REPLACE "\r\n" "\n" output "${output}") # Windows line endings
 
 set(line "PASS: ${checks} checks, 0 failures")
 set(wrong "")
@@ -22,7 +22,7 @@ endif()
 
 if(wrong)
   list(JOIN wrong ", " wrong)
-  # NOTICE shows the texts as they are; an error would wrap their lines.
+  # Not in the error message, because CMake wraps its lines.
   message(NOTICE "${program}: ${wrong}\n"
                  "-- standard output:\n${output}\n-- standard error:\n${error}")
   message(FATAL_ERROR "the self-check did not pass")

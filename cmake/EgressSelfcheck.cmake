@@ -1,11 +1,11 @@
 # egress_add_selfcheck_test([NAME <test name>])
 #
-# Adds a test that runs egress::selfcheck and asks for all of this together: exit status 0, nothing
-# on standard error, and on standard output the one line that says that every check of this version
-# passed. CTest alone cannot: its PASS_REGULAR_EXPRESSION takes the place of the exit status and is
-# content with a part of the output. The test is called egress-selfcheck unless NAME says otherwise.
+# Adds a test, named egress-selfcheck by default, that runs egress::selfcheck. It passes if the exit status
+# is 0, standard error is empty, and standard output is exactly the line that reports that every check of
+# this version passed. CTest alone cannot test this: PASS_REGULAR_EXPRESSION replaces the check of the exit
+# status and matches a part of the output.
 function(egress_add_selfcheck_test)
-  set(checks 121) # what this version counts
+  set(checks 121) # in this version
   cmake_parse_arguments(PARSE_ARGV 0 arg "" NAME "")
   if(arg_UNPARSED_ARGUMENTS OR arg_KEYWORDS_MISSING_VALUES)
     message(FATAL_ERROR "Usage: egress_add_selfcheck_test([NAME <test name>])")
@@ -13,9 +13,9 @@ function(egress_add_selfcheck_test)
   if(NOT TARGET egress::selfcheck)
     message(
       FATAL_ERROR
-        "egress_add_selfcheck_test needs the program egress::selfcheck, which is not there. "
-        "Where egress is a subproject, set EGRESS_BUILD_SELFCHECK=ON before adding it; "
-        "where it is installed, it was built with EGRESS_BUILD_SELFCHECK=OFF.")
+        "egress_add_selfcheck_test needs the target egress::selfcheck, which does not exist. "
+        "If egress is a subproject, set EGRESS_BUILD_SELFCHECK=ON before adding it. "
+        "If it is installed, it was built with EGRESS_BUILD_SELFCHECK=OFF.")
   endif()
   if(NOT arg_NAME)
     set(arg_NAME egress-selfcheck)

@@ -1,5 +1,5 @@
-# What every target of this project has in common. Warnings are asked for only where this project is
-# the one being worked on, never in the build of somebody who embeds it.
+# Settings of every target. Warnings are enabled only if this project is the top level, never in the build
+# of a parent project.
 function(egress_configure_target target)
   target_compile_features(${target} PUBLIC cxx_std_20)
   set_target_properties(${target} PROPERTIES CXX_EXTENSIONS OFF)
@@ -12,9 +12,9 @@ function(egress_configure_target target)
   endif()
 endfunction()
 
-# The standard library declares itself visible, so whatever the compiler keeps of its templates and
-# constants is exported, too: next to nothing when optimising, a lot otherwise. The linker can keep
-# it in. Where it takes no such script, all that stays exported and does no harm.
+# libstdc++ templates have default visibility, so their instantiations would be exported: few with
+# optimisation, many without. A version script hides them. Linkers without version scripts export them,
+# which is harmless.
 function(egress_hide_standard_library target)
   include(CheckLinkerFlag)
   set(script ${PROJECT_SOURCE_DIR}/cmake/egress.map)

@@ -7,8 +7,8 @@
 
 namespace egress::fuzz {
 
-// The one function of a fuzz target: holds its laws on any bytes. A complaint ends the process, so
-// that the fuzzer keeps the bytes; see run_bytes.cpp.
+// Checks the laws of a fuzz target on any bytes. On a complaint, libfuzzer_entry.cpp aborts, so
+// that libFuzzer keeps the bytes; replay_main.cpp prints it.
 test::Complaint judge(std::string_view bytes);
 
 }  // namespace egress::fuzz
