@@ -1,201 +1,194 @@
 #include "bench/workloads.h"
 
+#include <arpa/inet.h>
+#include <cstddef>
 #include <memory>
+#include <stdexcept>
+#include <string_view>
 #include <utility>
+#include <vector>
 
 #include <benchmark/benchmark.h>
 
 #include "bench/address_texts.h"
 #include "bench/diagnosis_inputs.h"
 #include "bench/documents.h"
-#include "bench/peers/address_peers.h"
 #include "bench/peers/json_peers.h"
 #include "bench/whole_process.h"
 #include "egress/egress.h"
 #include "tests/laws/config_reading.h"
+#include "tests/laws/json_trees.h"
 #include "tests/support/joined.h"
 
 namespace egress::bench {
 namespace {
 
-JsonReader ourJsonReader() {
-  return {.name = "egress",
-          .library = "",
-          .readConfig = [](const std::string& text) { return readProxyConfig(text, true); },
-          .readAnswer = [](const std::string& text,
-                           std::string* now) { return readSelectorAnswer(text, now); }};
+using benchmark::internal::Benchmark;
+
+// A workload has `rows` outbounds, addresses or sockets. `run` is one operation and leaves nothing
+// behind; it is called directly, because a call through a pointer would be timed, too.
+template <typename Run>
+Benchmark* addContender(const std::string& workload, std::string_view contender, std::size_t rows,
+                        Run run) {
+  const std::string name = test::joined({workload, "/", contender});
+  return benchmark::RegisterBenchmark(name.c_str(), [rows, run](benchmark::State& state) {
+    for (auto _ : state) benchmark::DoNotOptimize(run());
+    state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(rows));
+  });
 }
 
-// Ours first: the others are compared with it.
-std::vector<JsonReader> jsonReaders() {
-  std::vector<JsonReader> readers = {ourJsonReader(), nlohmannDom(), nlohmannSax()};
+void requireSame(bool same, const std::string& workload, std::string_view contender) {
+  if (same) return;
+  throw std::runtime_error(test::joined({workload, ": the result of ", contender, " differs"}));
+}
+
+std::vector<JsonReader> jsonPeers() {
+  std::vector<JsonReader> peers = {nlohmannJson()};
 #ifdef EGRESS_BENCH_RAPIDJSON
-  readers.push_back(rapidJson());
-  readers.push_back(rapidJsonInSitu());
+  peers.push_back(rapidJson());
 #endif
 #ifdef EGRESS_BENCH_BOOST
-  readers.push_back(boostJson());
-  readers.push_back(boostJsonMonotonic());
+  peers.push_back(boostJson());
 #endif
 #ifdef EGRESS_BENCH_SIMDJSON
-  readers.push_back(simdjsonDom());
-  readers.push_back(simdjsonOnDemand());
+  peers.push_back(simdjsonDom());
 #endif
-  return readers;
+  return peers;
 }
 
-std::vector<std::string> missingLibraries() {
-  std::vector<std::string> missing;
-#ifndef EGRESS_BENCH_RAPIDJSON
-  missing.emplace_back("RapidJSON");
-#endif
-#ifndef EGRESS_BENCH_BOOST
-  missing.emplace_back("Boost.JSON and Boost.Asio");
-#endif
-#ifndef EGRESS_BENCH_SIMDJSON
-  missing.emplace_back("simdjson");
-#endif
-  return missing;
+// Reserves exactly what it needs, which no reader can.
+void copyTree(const JsonValue& from, JsonValue& to) {
+  to.kind = from.kind;
+  to.boolValue = from.boolValue;
+  to.intValue = from.intValue;
+  to.stringValue = from.stringValue;
+  to.items.reserve(from.items.size());
+  for (const JsonValue& item : from.items) copyTree(item, to.items.emplace_back());
+  to.memberKeys = from.memberKeys;
+  to.memberValues.reserve(from.memberValues.size());
+  for (const JsonValue& value : from.memberValues) copyTree(value, to.memberValues.emplace_back());
 }
 
-Workload makeConfigWorkload(std::size_t outbounds, Layout layout,
-                            std::vector<std::string>& complaints) {
+void addConfig(std::size_t outbounds, Layout layout) {
+  const std::string workload =
+      (layout == Layout::Line ? "line-" : "indented-") + std::to_string(outbounds);
   const auto text = std::make_shared<const std::string>(makeConfigText(outbounds, layout));
   const ProxyConfig ours = readProxyConfig(*text, /*hasText=*/true);
-  Workload workload{.rows = outbounds, .contenders = {}};
-  for (const JsonReader& reader : jsonReaders()) {
-    if (!test::sameConfig(reader.readConfig(*text), ours)) {
-      complaints.push_back(test::joined({reader.name, " reads the configuration in another way"}));
-    }
-    workload.contenders.push_back({.name = std::string(reader.name), .run = [text, reader] {
-                                     benchmark::DoNotOptimize(reader.readConfig(*text));
-                                   }});
+  addContender(workload, "egress", outbounds,
+               [text] { return readProxyConfig(*text, /*hasText=*/true); });
+  addContender(workload, "text-to-tree", outbounds, [text] {
+    JsonValue tree;
+    const bool parsed = parseJsonDocument(*text, tree);
+    benchmark::DoNotOptimize(tree);
+    return parsed;
+  });
+  const auto tree = std::make_shared<JsonValue>();
+  requireSame(parseJsonDocument(*text, *tree), workload, "text-to-tree");
+  JsonValue copy;
+  copyTree(*tree, copy);
+  requireSame(test::sameTree(copy, *tree), workload, "tree-alone");
+  addContender(workload, "tree-alone", outbounds, [tree] {
+    JsonValue built;
+    copyTree(*tree, built);
+    benchmark::DoNotOptimize(built);
+    return true;
+  });
+  for (const JsonReader& peer : jsonPeers()) {
+    requireSame(test::sameConfig(peer.readConfig(*text), ours), workload, peer.name);
+    addContender(workload, peer.name, outbounds,
+                 [text, read = peer.readConfig] { return read(*text); });
   }
-  return workload;
 }
 
-Workload makeAnswerWorkload(std::vector<std::string>& complaints) {
+void addAnswer() {
+  const std::string workload = "answer";
   const auto text = std::make_shared<const std::string>(kSelectorAnswerText);
-  Workload workload;
-  for (const JsonReader& reader : jsonReaders()) {
+  const auto add = [&](const std::string& contender, auto read) {
     std::string now;
-    if (reader.readAnswer(*text, &now) != SelectorAnswerStatus::Ok || now != "node_3") {
-      complaints.push_back(test::joined({reader.name, " reads the answer in another way"}));
-    }
-    workload.contenders.push_back({.name = std::string(reader.name), .run = [text, reader] {
-                                     std::string choice;
-                                     benchmark::DoNotOptimize(reader.readAnswer(*text, &choice));
-                                     benchmark::DoNotOptimize(choice);
-                                   }});
-  }
-  return workload;
+    requireSame(read(*text, &now) == SelectorAnswerStatus::Ok && now == "node_3", workload,
+                contender);
+    addContender(workload, contender, 1, [text, read] {
+      std::string choice;
+      const SelectorAnswerStatus status = read(*text, &choice);
+      benchmark::DoNotOptimize(choice);
+      return status;
+    });
+  };
+  add("egress", readSelectorAnswer);
+  for (const JsonReader& peer : jsonPeers()) add(peer.name, peer.readAnswer);
 }
 
-using AddressTexts = std::vector<std::string>;
+NumericAddress inetPtonIpv4(const std::string& text) {
+  NumericAddress address{.valid = true, .family = 4};
+  if (inet_pton(AF_INET, text.c_str(), address.bytes.data()) != 1) return {};
+  return address;
+}
 
-// Not by a function pointer: what is timed shall be the parser, not the way to it.
+NumericAddress inetPtonIpv6(const std::string& text) {
+  NumericAddress address{.valid = true, .family = 6};
+  if (inet_pton(AF_INET6, text.c_str(), address.bytes.data()) != 1) return {};
+  return address;
+}
+
+NumericAddress inetPton(const std::string& text) {
+  return text.find(':') == std::string::npos ? inetPtonIpv4(text) : inetPtonIpv6(text);
+}
+
+// `peer` knows the family where all texts are of one.
 template <typename Parse>
-void addAddressContender(const std::string& name, const std::shared_ptr<const AddressTexts>& texts,
-                         const Parse& parse, Workload& workload,
-                         std::vector<std::string>& complaints) {
-  for (const std::string& text : *texts) {
-    if (sameNumericAddress(parse(text), parseNumericAddress(text))) continue;
-    complaints.push_back(test::joined({name, " reads ", text, " in another way"}));
-  }
-  workload.contenders.push_back({.name = name, .run = [texts, parse] {
-                                   for (const std::string& text : *texts) {
-                                     benchmark::DoNotOptimize(parse(text));
-                                   }
-                                 }});
-}
-
-Workload makeAddressWorkload(std::size_t ipv4Percent, std::vector<std::string>& complaints) {
+void addAddresses(const std::string& workload, std::size_t ipv4Percent, Parse peer) {
   constexpr std::size_t kTexts = 2000;
-  const auto texts = std::make_shared<const AddressTexts>(makeAddressTexts(kTexts, ipv4Percent));
-  Workload workload{.rows = kTexts, .contenders = {}};
-  const auto add = [&](const std::string& name, const auto& parse) {
-    addAddressContender(name, texts, parse, workload, complaints);
+  const auto texts =
+      std::make_shared<const std::vector<std::string>>(makeAddressTexts(kTexts, ipv4Percent));
+  const auto add = [&](std::string_view contender, auto parse) {
+    for (const std::string& text : *texts) {
+      requireSame(sameNumericAddress(parse(text), parseNumericAddress(text)), workload, contender);
+    }
+    addContender(workload, contender, kTexts, [texts, parse] {
+      for (const std::string& text : *texts) benchmark::DoNotOptimize(parse(text));
+      return true;
+    });
   };
   add("egress", [](const std::string& text) { return parseNumericAddress(text); });
-  // Where there is one family alone, the system's parser is spared the question which it is.
-  if (ipv4Percent == 100) {
-    add("inet_pton", inetPtonIpv4);
-  } else if (ipv4Percent == 0) {
-    add("inet_pton", inetPtonIpv6);
-  } else {
-    add("inet_pton", inetPton);
-  }
-#ifdef EGRESS_BENCH_BOOST
-  add("boost-asio", asioMakeAddress);
-#endif
-  return workload;
+  add("inet_pton", peer);
 }
 
-Workload makeDiagnosisWorkload(std::size_t sockets, std::size_t adapters) {
+void addDiagnosis(std::size_t sockets, std::size_t adapters) {
+  const std::string workload = "sockets-" + std::to_string(sockets);
   const auto input = std::make_shared<const DiagnosisInput>(makeDiagnosisInput(sockets, adapters));
-  return {.rows = sockets,
-          .contenders = {{.name = "egress",
-                          .run = [input] { benchmark::DoNotOptimize(diagnoseEgress(*input)); }},
-                         {.name = "lower-bound",
-                          .run = [input] { benchmark::DoNotOptimize(touchEveryRow(*input)); }}}};
+  addContender(workload, "egress", sockets, [input] { return diagnoseEgress(*input); });
+  addContender(workload, "lower-bound", sockets, [input] { return touchEveryRow(*input); });
 }
 
-Workload makeProcessWorkload(const std::string& selfcheckProgram,
-                             std::vector<std::string>& complaints) {
-  Workload workload;
-  for (const auto& [name, program] :
-       {std::pair("egress", selfcheckProgram), std::pair("true", std::string("/bin/true"))}) {
-    if (runWholeProcess(program) != 0) complaints.push_back(program + " does not end with 0");
-    workload.contenders.push_back({.name = name, .run = [program = program] {
-                                     benchmark::DoNotOptimize(runWholeProcess(program));
-                                   }});
-  }
-  return workload;
+void addProcess(const std::string& contender, const std::string& program) {
+  requireSame(runWholeProcess(program) == 0, "process", program);
+  // By the clock: a child's processor time is not this thread's.
+  addContender("process", contender, 1, [program] {
+    return runWholeProcess(program);
+  })->UseRealTime();
 }
 
 }  // namespace
 
-Workloads makeWorkloads(const std::regex& only, const std::string& selfcheckProgram) {
-  Workloads all;
-  all.missing = missingLibraries();
-  for (const JsonReader& reader : jsonReaders()) {
-    const bool isOurs = reader.library.empty();
-    const bool isListed = !all.libraries.empty() && all.libraries.back() == reader.library;
-    if (!isOurs && !isListed) all.libraries.push_back(reader.library);
+void registerWorkloads(const std::string& selfcheckProgram) {
+  for (const JsonReader& peer : jsonPeers()) {
+    benchmark::AddCustomContext(peer.name, peer.version);
   }
-  const auto add = [&](std::string group, const auto& makeWorkload) {
-    if (!std::regex_search(group, only)) return;
-    std::vector<std::string> complaints;
-    Workload workload = makeWorkload(complaints);
-    for (const std::string& complaint : complaints) {
-      all.complaints.push_back(test::joined({group, ": ", complaint}));
-    }
-    workload.group = std::move(group);
-    all.workloads.push_back(std::move(workload));
-  };
   for (const std::size_t outbounds : {1U, 20U, 500U, 5000U}) {
-    add("config-line-" + std::to_string(outbounds), [outbounds](auto& complaints) {
-      return makeConfigWorkload(outbounds, Layout::Line, complaints);
-    });
-    add("config-indented-" + std::to_string(outbounds), [outbounds](auto& complaints) {
-      return makeConfigWorkload(outbounds, Layout::Indented, complaints);
-    });
+    addConfig(outbounds, Layout::Line);
+    addConfig(outbounds, Layout::Indented);
   }
-  add("answer", [](auto& complaints) { return makeAnswerWorkload(complaints); });
-  add("ipv4", [](auto& complaints) { return makeAddressWorkload(100, complaints); });
-  add("ipv6", [](auto& complaints) { return makeAddressWorkload(0, complaints); });
-  add("mixed", [](auto& complaints) { return makeAddressWorkload(70, complaints); });
-  for (const auto& [sockets, adapters] : {std::pair(50U, 6U), std::pair(1000U, 20U),
-                                          std::pair(10000U, 200U), std::pair(100000U, 1000U)}) {
-    add("diagnosis-" + std::to_string(sockets), [sockets = sockets, adapters = adapters](auto&) {
-      return makeDiagnosisWorkload(sockets, adapters);
-    });
-  }
-  if (!selfcheckProgram.empty()) {
-    add("process",
-        [&](auto& complaints) { return makeProcessWorkload(selfcheckProgram, complaints); });
-  }
-  return all;
+  addAnswer();
+  addAddresses("ipv4", 100, [](const std::string& text) { return inetPtonIpv4(text); });
+  addAddresses("ipv6", 0, [](const std::string& text) { return inetPtonIpv6(text); });
+  addAddresses("mixed", 70, [](const std::string& text) { return inetPton(text); });
+  addDiagnosis(50, 6);
+  addDiagnosis(1000, 20);
+  addDiagnosis(10000, 200);
+  addDiagnosis(100000, 1000);
+  if (selfcheckProgram.empty()) return;
+  addProcess("egress", selfcheckProgram);
+  addProcess("true", "/bin/true");
 }
 
 }  // namespace egress::bench

@@ -1,11 +1,11 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include <boost/json.hpp>
 #include <boost/version.hpp>
 
-#include "bench/peers/json_peers.h"
 #include "bench/peers/tree_walk.h"
 
 namespace egress::bench {
@@ -14,6 +14,10 @@ namespace {
 namespace json = boost::json;
 
 struct Tree {
+  static json::value parse(const std::string& text) {
+    json::error_code error;
+    return json::parse(text, error);  // null after an error
+  }
   static const json::value* find(const json::value& value, std::string_view key) {
     const json::object* const object = value.if_object();
     return object == nullptr ? nullptr : object->if_contains(key);
@@ -38,48 +42,11 @@ struct Tree {
   static const json::array& items(const json::value& value) { return value.get_array(); }
 };
 
-ProxyConfig readConfig(const std::string& text, const json::storage_ptr& storage) {
-  json::error_code error;
-  const json::value root = json::parse(text, error, storage);
-  return error ? unusable(ConfigStatus::JSON_PARSE_FAILED) : readConfigTree<Tree>(root);
-}
-
-SelectorAnswerStatus readAnswer(const std::string& text, std::string* now,
-                                const json::storage_ptr& storage) {
-  json::error_code error;
-  const json::value root = json::parse(text, error, storage);
-  return error ? SelectorAnswerStatus::Malformed : readAnswerTree<Tree>(root, now);
-}
-
-std::string version() {
-  return "Boost.JSON " + std::to_string(BOOST_VERSION / 100000) + "." +
-         std::to_string(BOOST_VERSION / 100 % 1000);
-}
-
 }  // namespace
 
 JsonReader boostJson() {
-  return {.name = "boost-json",
-          .library = version(),
-          .readConfig = [](const std::string& text) { return readConfig(text, {}); },
-          .readAnswer = [](const std::string& text,
-                           std::string* now) { return readAnswer(text, now, {}); }};
-}
-
-// With the storage that the library's documentation advises for a tree that is only read.
-JsonReader boostJsonMonotonic() {
-  return {.name = "boost-json-monotonic",
-          .library = version(),
-          .readConfig =
-              [](const std::string& text) {
-                json::monotonic_resource storage;
-                return readConfig(text, &storage);
-              },
-          .readAnswer =
-              [](const std::string& text, std::string* now) {
-                json::monotonic_resource storage;
-                return readAnswer(text, now, &storage);
-              }};
+  return treeReader<Tree>("boost-json", std::to_string(BOOST_VERSION / 100000) + "." +
+                                            std::to_string(BOOST_VERSION / 100 % 1000));
 }
 
 }  // namespace egress::bench

@@ -1,11 +1,11 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include <rapidjson/document.h>
 #include <rapidjson/rapidjson.h>
 
-#include "bench/peers/json_peers.h"
 #include "bench/peers/tree_walk.h"
 
 namespace egress::bench {
@@ -16,6 +16,11 @@ using rapidjson::SizeType;
 using rapidjson::Value;
 
 struct Tree {
+  static Document parse(const std::string& text) {
+    Document document;
+    document.Parse(text.data(), text.size());
+    return document;  // null after an error
+  }
   static const Value* find(const Value& value, std::string_view key) {
     if (!value.IsObject()) return nullptr;
     const Value name(rapidjson::StringRef(key.data(), static_cast<SizeType>(key.size())));
@@ -39,56 +44,10 @@ struct Tree {
   static auto items(const Value& value) { return value.GetArray(); }
 };
 
-// Hands the parsed document to `read`.
-template <typename Read>
-auto withDocument(const std::string& text, const Read& read) {
-  Document document;
-  document.Parse(text.data(), text.size());
-  return read(document);
-}
-
-// The same, parsed in a copy of the text, since the parser writes into it.
-template <typename Read>
-auto withDocumentInSitu(const std::string& text, const Read& read) {
-  std::string buffer = text;
-  Document document;
-  document.ParseInsitu(buffer.data());
-  return read(document);
-}
-
-ProxyConfig readConfig(const Document& document) {
-  return document.HasParseError() ? unusable(ConfigStatus::JSON_PARSE_FAILED)
-                                  : readConfigTree<Tree>(document);
-}
-
-SelectorAnswerStatus readAnswer(const Document& document, std::string* now) {
-  return document.HasParseError() ? SelectorAnswerStatus::Malformed
-                                  : readAnswerTree<Tree>(document, now);
-}
-
 }  // namespace
 
 JsonReader rapidJson() {
-  return {.name = "rapidjson",
-          .library = "RapidJSON " RAPIDJSON_VERSION_STRING,
-          .readConfig = [](const std::string& text) { return withDocument(text, readConfig); },
-          .readAnswer =
-              [](const std::string& text, std::string* now) {
-                return withDocument(
-                    text, [now](const Document& document) { return readAnswer(document, now); });
-              }};
-}
-
-JsonReader rapidJsonInSitu() {
-  return {
-      .name = "rapidjson-insitu",
-      .library = "RapidJSON " RAPIDJSON_VERSION_STRING,
-      .readConfig = [](const std::string& text) { return withDocumentInSitu(text, readConfig); },
-      .readAnswer =
-          [](const std::string& text, std::string* now) {
-            return withDocumentInSitu(
-                text, [now](const Document& document) { return readAnswer(document, now); });
-          }};
+  return treeReader<Tree>("rapidjson", RAPIDJSON_VERSION_STRING);
 }
 
 }  // namespace egress::bench

@@ -2,9 +2,9 @@
 #include <optional>
 #include <simdjson.h>
 #include <string>
+#include <string_view>
 #include <utility>
 
-#include "bench/peers/json_peers.h"
 #include "bench/peers/tree_walk.h"
 
 namespace egress::bench {
@@ -20,6 +20,11 @@ std::optional<T> asOptional(simdjson::simdjson_result<T>&& result) {
 }
 
 struct Tree {
+  // One parser for all documents, as the library advises; it keeps its buffers.
+  static element parse(const std::string& text) {
+    static simdjson::dom::parser parser;
+    return parser.parse(text).value();
+  }
   static std::optional<element> find(const element& value, std::string_view key) {
     return asOptional<element>(value.at_key(key));
   }
@@ -39,30 +44,12 @@ struct Tree {
   }
 };
 
-// One parser for all documents, as the library advises; it keeps its buffers.
-std::optional<element> parse(const std::string& text) {
-  static simdjson::dom::parser parser;
-  return asOptional<element>(parser.parse(text));
-}
-
 }  // namespace
 
 JsonReader simdjsonDom() {
-  return {.name = "simdjson-dom",
-          .library = "simdjson " + std::to_string(simdjson::SIMDJSON_VERSION_MAJOR) + "." +
-                     std::to_string(simdjson::SIMDJSON_VERSION_MINOR) + "." +
-                     std::to_string(simdjson::SIMDJSON_VERSION_REVISION),
-          .readConfig =
-              [](const std::string& text) {
-                const std::optional<element> root = parse(text);
-                return root ? readConfigTree<Tree>(*root)
-                            : unusable(ConfigStatus::JSON_PARSE_FAILED);
-              },
-          .readAnswer =
-              [](const std::string& text, std::string* now) {
-                const std::optional<element> root = parse(text);
-                return root ? readAnswerTree<Tree>(*root, now) : SelectorAnswerStatus::Malformed;
-              }};
+  return treeReader<Tree>("simdjson", std::to_string(simdjson::SIMDJSON_VERSION_MAJOR) + "." +
+                                          std::to_string(simdjson::SIMDJSON_VERSION_MINOR) + "." +
+                                          std::to_string(simdjson::SIMDJSON_VERSION_REVISION));
 }
 
 }  // namespace egress::bench

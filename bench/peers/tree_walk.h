@@ -2,20 +2,44 @@
 #define EGRESS_BENCH_PEERS_TREE_WALK_H
 
 #include <cstddef>
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
-#include "bench/peers/outbound_rules.h"
-#include "egress/config/proxy_config.h"
-#include "egress/config/selector_answer.h"
+#include "bench/peers/json_peers.h"
+#include "egress/json/decimal_integer.h"
 
 // From a tree that some library parsed to our records, by the look-ups that the library offers. A
 // `Tree` names them:
+//   parse(text)       the root; for a text that is not JSON, not an object, or an exception
 //   find(value, key)  pointer or optional: the member of an object, none for anything else
 //   string, integer, boolean (value)  optional: none for a value of another kind
 //   isObject, isArray (value)
 //   items(value)      the range of an array's elements
 namespace egress::bench {
+
+inline ProxyConfig unusable(ConfigStatus status) {
+  return {.configStatus = status, .autoDetectInterface = false, .outbounds = {}};
+}
+
+// A port, or nothing where there is no integer.
+inline void addPort(std::optional<std::int64_t> port, Outbound& outbound) {
+  if (port && *port >= 1 && *port <= 65535) {
+    outbound.ports.push_back(static_cast<std::uint32_t>(*port));
+  } else {
+    outbound.portMalformed = true;
+  }
+}
+
+// An entry of "server_ports", or nothing where there is no string.
+inline void addPortEntry(std::optional<std::string_view> entry, Outbound& outbound) {
+  if (entry && entry->find(':') != std::string_view::npos) {
+    outbound.portHopping = true;
+  } else {
+    addPort(entry ? parseDecimalInteger(*entry) : std::nullopt, outbound);
+  }
+}
 
 template <typename Tree, typename Value>
 void readString(const Value& object, std::string_view key, std::string& field) {
@@ -89,6 +113,16 @@ SelectorAnswerStatus readAnswerTree(const Value& root, std::string* now) {
   if (!choice || choice->empty()) return SelectorAnswerStatus::NowMissing;
   if (now != nullptr) *now = *choice;
   return SelectorAnswerStatus::Ok;
+}
+
+template <typename Tree>
+JsonReader treeReader(const std::string& name, const std::string& version) {
+  return {
+      .name = name,
+      .version = version,
+      .readConfig = [](const std::string& text) { return readConfigTree<Tree>(Tree::parse(text)); },
+      .readAnswer = [](const std::string& text,
+                       std::string* now) { return readAnswerTree<Tree>(Tree::parse(text), now); }};
 }
 
 }  // namespace egress::bench

@@ -1,9 +1,10 @@
 #include <cstdint>
 #include <optional>
+#include <string>
+#include <string_view>
 
 #include <nlohmann/json.hpp>
 
-#include "bench/peers/json_peers.h"
 #include "bench/peers/tree_walk.h"
 
 namespace egress::bench {
@@ -12,6 +13,9 @@ namespace {
 using nlohmann::json;
 
 struct Tree {
+  static json parse(const std::string& text) {
+    return json::parse(text, nullptr, /*allow_exceptions=*/false);
+  }
   static const json* find(const json& value, std::string_view key) {
     const auto found = value.find(key);
     return found == value.end() ? nullptr : &*found;
@@ -33,18 +37,10 @@ struct Tree {
   static const json& items(const json& value) { return value; }
 };
 
-json parse(const std::string& text) {
-  return json::parse(text, nullptr, /*allow_exceptions=*/false);
-}
-
 }  // namespace
 
-JsonReader nlohmannDom() {
-  return {.name = "nlohmann-dom",
-          .library = "nlohmann/json " + json::meta()["version"]["string"].get<std::string>(),
-          .readConfig = [](const std::string& text) { return readConfigTree<Tree>(parse(text)); },
-          .readAnswer = [](const std::string& text,
-                           std::string* now) { return readAnswerTree<Tree>(parse(text), now); }};
+JsonReader nlohmannJson() {
+  return treeReader<Tree>("nlohmann-json", json::meta()["version"]["string"].get<std::string>());
 }
 
 }  // namespace egress::bench
