@@ -22,5 +22,5 @@ set ylabel "time for one socket"
 set xtics (50, 1000, 10000, 100000)
 set xrange [30:200000]
 set yrange [10e-9:200e-9]
-plot for [name in "egress lower-bound"] \
+plot for [name in "egress diagnose lower-bound"] \
   data index "sockets/".name using 1:($2*1e-9) with linespoints title name

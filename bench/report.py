@@ -51,6 +51,7 @@ TOPICS = [
     }),
     Topic("Diagnosis", "socket",
           [f"sockets-{sockets}" for sockets in (50, 1000, 10000, 100000)], {
+        ("diagnose", "lower-bound"): [1.6, 1.35, None, None],
         ("egress", "lower-bound"): [2.7, 1.4, 1.7, 1.7],
         ("egress", "sockets-1000/egress"): [None, None, None, 1.5],
     }),

@@ -16,6 +16,7 @@
 #include "bench/peers/json_peers.h"
 #include "bench/whole_process.h"
 #include "egress/egress.h"
+#include "egress/json/json_reader.h"
 #include "tests/laws/config_reading.h"
 #include "tests/laws/json_trees.h"
 #include "tests/support/joined.h"
@@ -157,6 +158,7 @@ void addDiagnosis(std::size_t sockets, std::size_t adapters) {
   const std::string workload = "sockets-" + std::to_string(sockets);
   const auto input = std::make_shared<const DiagnosisInput>(makeDiagnosisInput(sockets, adapters));
   addContender(workload, "egress", sockets, [input] { return diagnoseEgress(*input); });
+  addContender(workload, "diagnose", sockets, [input] { return diagnose(*input); });
   addContender(workload, "lower-bound", sockets, [input] { return touchEveryRow(*input); });
 }
 
