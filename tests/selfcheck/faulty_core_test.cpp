@@ -1,435 +1,328 @@
 // The self-check is shown to fail: built against a core that is wrong in one way at a time, it must
-// end with status 1 and print exactly the lines that this fault brings.
+// end with status 1 and name the checks that this fault breaks.
 
-#include <array>
+#include <cstdio>
 #include <set>
 #include <sstream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "egress/selfcheck/totality_audit.h"
+#include "tests/support/joined.h"
 #include "tests/support/run_program.h"
 
 namespace egress::test {
 namespace {
 
 ProgramResult runFaulty(std::string_view fault) {
-  return runProgram("EGRESS_TEST_FAULT='" + std::string(fault) + "' '" EGRESS_FAULTY_PROGRAM "'");
+  return runProgram(joined({"EGRESS_TEST_FAULT='", fault, "' '" EGRESS_FAULTY_PROGRAM "'"}));
 }
 
-// Every check of the catalogue that compares a word of a report, in running order.
-struct WordCheck {
-  std::string label;
-  std::string key;
-  std::string expected;
+// A fault of the core and the failures that it brings, in their order: the labels of checks, and
+// for a failure of the string audit, which is not a check, the scenario's label and the reason.
+struct Fault {
+  std::string name;
+  std::vector<std::string> failures = {};
+  int checksNotMade = 0;  // checks of single rows and outbounds, where there are none
 };
 
-const std::vector<WordCheck>& wordChecks() {
-  static const std::vector<WordCheck> checks = {
-      {"config/ok status", "configStatus", "OK"},
-      {"config/no-config configStatus", "configStatus", "NO_CONFIG"},
-      {"config/no-config policy", "egressSelectionPolicy", "unknown"},
-      {"config/no-config endpoint", "activeEndpointStatus", "NOT_EVALUATED_CONFIG_UNAVAILABLE"},
-      {"config/parse-failed configStatus", "configStatus", "JSON_PARSE_FAILED"},
-      {"config/parse-failed policy", "egressSelectionPolicy", "unknown"},
-      {"config/parse-failed endpoint", "activeEndpointStatus", "NOT_EVALUATED_CONFIG_UNAVAILABLE"},
-      {"config/auto-detect-missing configStatus", "configStatus", "AUTO_DETECT_MISSING"},
-      {"config/auto-detect-missing policy", "egressSelectionPolicy", "unknown"},
-      {"config/auto-detect-missing endpoint", "activeEndpointStatus",
-       "NOT_EVALUATED_CONFIG_UNAVAILABLE"},
-      {"config/auto-detect-invalid configStatus", "configStatus", "AUTO_DETECT_INVALID"},
-      {"config/auto-detect-invalid policy", "egressSelectionPolicy", "unknown"},
-      {"config/auto-detect-invalid endpoint", "activeEndpointStatus",
-       "NOT_EVALUATED_CONFIG_UNAVAILABLE"},
-      {"policy/os-routed policy", "egressSelectionPolicy", "os_routed"},
-      {"policy/os-routed selectionStatus", "selectionStatus", "NOT_APPLICABLE_OS_ROUTED"},
-      {"selector/none endpoint", "activeEndpointStatus", "OK"},
-      {"selector/unified endpoint", "activeEndpointStatus", "OK"},
-      {"selector/unified selectionStatus", "selectionStatus", "OK"},
-      {"selector/chain endpoint", "activeEndpointStatus", "OK"},
-      {"selector/stale-hint endpoint", "activeEndpointStatus", "OK"},
-      {"selector/transport-failed endpoint", "activeEndpointStatus", "SELECTOR_TRANSPORT_FAILED"},
-      {"selector/transport-failed selectionStatus", "selectionStatus",
-       "NOT_EVALUATED_ENDPOINT_UNAVAILABLE"},
-      {"selector/malformed endpoint", "activeEndpointStatus", "SELECTOR_RESPONSE_MALFORMED"},
-      {"selector/malformed selectionStatus", "selectionStatus",
-       "NOT_EVALUATED_ENDPOINT_UNAVAILABLE"},
-      {"selector/now-missing endpoint", "activeEndpointStatus", "SELECTOR_NOW_MISSING"},
-      {"selector/now-missing selectionStatus", "selectionStatus",
-       "NOT_EVALUATED_ENDPOINT_UNAVAILABLE"},
-      {"selector/now-empty endpoint", "activeEndpointStatus", "SELECTOR_NOW_MISSING"},
-      {"selector/now-empty selectionStatus", "selectionStatus",
-       "NOT_EVALUATED_ENDPOINT_UNAVAILABLE"},
-      {"selector/now-unknown-tag endpoint", "activeEndpointStatus", "OUTBOUND_NOT_FOUND"},
-      {"selector/now-unknown-tag selectionStatus", "selectionStatus",
-       "NOT_EVALUATED_ENDPOINT_UNAVAILABLE"},
-      {"selector/not-queried endpoint", "activeEndpointStatus", "SELECTOR_TRANSPORT_FAILED"},
-      {"selector/cycle endpoint", "activeEndpointStatus", "SELECTOR_CYCLE"},
-      {"selector/depth endpoint", "activeEndpointStatus", "SELECTOR_DEPTH_EXCEEDED"},
-      {"detour/cycle endpoint", "activeEndpointStatus", "DETOUR_CYCLE"},
-      {"detour/depth endpoint", "activeEndpointStatus", "DETOUR_DEPTH_EXCEEDED"},
-      {"leaf/no-proxy endpoint", "activeEndpointStatus", "OUTBOUND_NOT_FOUND"},
-      {"endpoint/direct", "activeEndpointStatus", "LEAF_HAS_NO_REMOTE_ENDPOINT"},
-      {"endpoint/missing", "activeEndpointStatus", "ENDPOINT_MISSING"},
-      {"endpoint/invalid", "activeEndpointStatus", "ENDPOINT_INVALID"},
-      {"endpoint/not-numeric", "activeEndpointStatus", "ENDPOINT_NOT_NUMERIC"},
-      {"endpoint/port-range", "activeEndpointStatus", "ENDPOINT_NOT_SINGLETON"},
-      {"endpoint/quic", "activeEndpointStatus", "TRANSPORT_UNSUPPORTED"},
-      {"endpoint/unknown-type", "activeEndpointStatus", "TRANSPORT_UNKNOWN"},
-      {"endpoint/transport-ws", "activeEndpointStatus", "OK"},
-      {"endpoint/transport-grpc", "activeEndpointStatus", "OK"},
-      {"endpoint/transport-http", "activeEndpointStatus", "OK"},
-      {"endpoint/transport-quic", "activeEndpointStatus", "TRANSPORT_UNSUPPORTED"},
-      {"endpoint/transport-kcp", "activeEndpointStatus", "TRANSPORT_UNKNOWN"},
-      {"endpoint/ipv6 endpoint", "activeEndpointStatus", "OK"},
-      {"endpoint/ipv6 selectionStatus", "selectionStatus", "OK"},
-      {"selection/ok status", "selectionStatus", "OK"},
-      {"selection/socket-enum-failed status", "selectionStatus",
-       "NOT_EVALUATED_SOCKET_ENUM_FAILED"},
-      {"selection/socket-enum-failed socketSourcesStatus", "socketSourcesStatus",
-       "SOCKET_ENUM_FAILED"},
-      {"selection/adapter-enum-failed status", "selectionStatus",
-       "NOT_EVALUATED_ADAPTER_ENUM_FAILED"},
-      {"selection/adapter-enum-failed interfacesStatus", "interfacesStatus", "ADAPTER_ENUM_FAILED"},
-      {"selection/no-match status", "selectionStatus", "NO_MATCHING_SOCKET"},
-      {"selection/unmapped status", "selectionStatus", "SOCKET_SOURCE_ADDRESS_UNMAPPED"},
-      {"selection/partial status", "selectionStatus", "PARTIAL_SOCKET_SOURCE_MAPPING"},
-      {"selection/multiple status", "selectionStatus", "MULTIPLE_MATCHING_SOCKET_INTERFACES"},
-      {"selection/ambiguous status", "selectionStatus", "ADDRESS_INTERFACE_AMBIGUOUS"},
-      {"routes/status v6", "interfaceOrdinalStatus", "OK"},
-      {"routes/status ok", "defaultRoutesStatus", "OK"},
-      {"routes/enum-failed status", "defaultRoutesStatus", "ROUTE_ENUM_FAILED"},
-      {"routes/snapshot-inconsistent status", "defaultRoutesStatus", "SNAPSHOT_INCONSISTENT"},
-      {"routes/snapshot-inconsistent row status", "interfaceOrdinalStatus",
-       "ROUTE_INTERFACE_UNMAPPED"},
-  };
-  return checks;
-}
-
-// An exported key of a report, what a faulty core writes in its place, and the words that it should
-// have held, in byte order.
-struct KeyFault {
-  std::string key;
-  std::string exportedKey;
-  std::string foreignWord;
-  std::vector<std::string> sortedWords;
+// A status of the report that a faulty core leaves out, or for which it always gives a word of
+// another status; and the checks of this status.
+struct StatusFault {
+  std::string_view key;
+  std::string_view rowsOf = {};  // in front of the key in the label of the totality check
+  std::string_view foreignWord;
+  std::size_t words = 0;  // declared
+  std::vector<std::string> checks;
 };
 
-const std::vector<KeyFault>& keyFaults() {
-  static const std::vector<KeyFault> faults = {
+std::vector<StatusFault> statusFaults() {
+  return {
       {.key = "configStatus",
-       .exportedKey = "configStatus",
        .foreignWord = "os_routed",
-       .sortedWords = {"AUTO_DETECT_INVALID", "AUTO_DETECT_MISSING", "JSON_PARSE_FAILED",
-                       "NO_CONFIG", "OK"}},
+       .words = 5,
+       .checks = {"config/ok status", "config/no-config configStatus",
+                  "config/parse-failed configStatus", "config/auto-detect-missing configStatus",
+                  "config/auto-detect-invalid configStatus"}},
       {.key = "egressSelectionPolicy",
-       .exportedKey = "egressSelectionPolicy",
        .foreignWord = "OK",
-       .sortedWords = {"os_routed", "singbox_auto_detect", "unknown"}},
+       .words = 3,
+       .checks = {"config/no-config policy", "config/parse-failed policy",
+                  "config/auto-detect-missing policy", "config/auto-detect-invalid policy",
+                  "policy/os-routed policy"}},
       {.key = "activeEndpointStatus",
-       .exportedKey = "activeEndpointStatus",
        .foreignWord = "NO_MATCHING_SOCKET",
-       .sortedWords = {"DETOUR_CYCLE", "DETOUR_DEPTH_EXCEEDED", "ENDPOINT_INVALID",
-                       "ENDPOINT_MISSING", "ENDPOINT_NOT_NUMERIC", "ENDPOINT_NOT_SINGLETON",
-                       "LEAF_HAS_NO_REMOTE_ENDPOINT", "NOT_EVALUATED_CONFIG_UNAVAILABLE", "OK",
-                       "OUTBOUND_NOT_FOUND", "SELECTOR_CYCLE", "SELECTOR_DEPTH_EXCEEDED",
-                       "SELECTOR_NOW_MISSING", "SELECTOR_RESPONSE_MALFORMED",
-                       "SELECTOR_TRANSPORT_FAILED", "TRANSPORT_UNKNOWN", "TRANSPORT_UNSUPPORTED"}},
+       .words = 17,
+       .checks = {"config/no-config endpoint",
+                  "config/parse-failed endpoint",
+                  "config/auto-detect-missing endpoint",
+                  "config/auto-detect-invalid endpoint",
+                  "selector/none endpoint",
+                  "selector/unified endpoint",
+                  "selector/chain endpoint",
+                  "selector/stale-hint endpoint",
+                  "selector/transport-failed endpoint",
+                  "selector/malformed endpoint",
+                  "selector/now-missing endpoint",
+                  "selector/now-empty endpoint",
+                  "selector/now-unknown-tag endpoint",
+                  "selector/not-queried endpoint",
+                  "selector/cycle endpoint",
+                  "selector/depth endpoint",
+                  "detour/cycle endpoint",
+                  "detour/depth endpoint",
+                  "leaf/no-proxy endpoint",
+                  "endpoint/direct",
+                  "endpoint/missing",
+                  "endpoint/invalid",
+                  "endpoint/not-numeric",
+                  "endpoint/port-range",
+                  "endpoint/quic",
+                  "endpoint/unknown-type",
+                  "endpoint/transport-ws",
+                  "endpoint/transport-grpc",
+                  "endpoint/transport-http",
+                  "endpoint/transport-quic",
+                  "endpoint/transport-kcp",
+                  "endpoint/ipv6 endpoint"}},
       {.key = "selectionStatus",
-       .exportedKey = "selectionStatus",
        .foreignWord = "NO_CONFIG",
-       .sortedWords = {"ADDRESS_INTERFACE_AMBIGUOUS", "MULTIPLE_MATCHING_SOCKET_INTERFACES",
-                       "NOT_APPLICABLE_OS_ROUTED", "NOT_EVALUATED_ADAPTER_ENUM_FAILED",
-                       "NOT_EVALUATED_ENDPOINT_UNAVAILABLE", "NOT_EVALUATED_SOCKET_ENUM_FAILED",
-                       "NO_MATCHING_SOCKET", "OK", "PARTIAL_SOCKET_SOURCE_MAPPING",
-                       "SOCKET_SOURCE_ADDRESS_UNMAPPED"}},
+       .words = 10,
+       .checks = {"policy/os-routed selectionStatus", "selector/unified selectionStatus",
+                  "selector/transport-failed selectionStatus", "selector/malformed selectionStatus",
+                  "selector/now-missing selectionStatus", "selector/now-empty selectionStatus",
+                  "selector/now-unknown-tag selectionStatus", "endpoint/ipv6 selectionStatus",
+                  "selection/ok status", "selection/socket-enum-failed status",
+                  "selection/adapter-enum-failed status", "selection/no-match status",
+                  "selection/unmapped status", "selection/partial status",
+                  "selection/multiple status", "selection/ambiguous status"}},
       {.key = "interfacesStatus",
-       .exportedKey = "interfacesStatus",
        .foreignWord = "ROUTE_ENUM_FAILED",
-       .sortedWords = {"ADAPTER_ENUM_FAILED", "OK"}},
+       .words = 2,
+       .checks = {"selection/adapter-enum-failed interfacesStatus"}},
       {.key = "defaultRoutesStatus",
-       .exportedKey = "defaultRoutesStatus",
        .foreignWord = "SOCKET_ENUM_FAILED",
-       .sortedWords = {"OK", "ROUTE_ENUM_FAILED", "SNAPSHOT_INCONSISTENT"}},
+       .words = 3,
+       .checks = {"routes/status ok", "routes/enum-failed status",
+                  "routes/snapshot-inconsistent status"}},
       {.key = "socketSourcesStatus",
-       .exportedKey = "socketSourcesStatus",
        .foreignWord = "ADAPTER_ENUM_FAILED",
-       .sortedWords = {"OK", "SOCKET_ENUM_FAILED"}},
+       .words = 2,
+       .checks = {"selection/socket-enum-failed socketSourcesStatus"}},
       {.key = "interfaceOrdinalStatus",
-       .exportedKey = "defaultRoutes[].interfaceOrdinalStatus",
+       .rowsOf = "defaultRoutes[].",
        .foreignWord = "unknown",
-       .sortedWords = {"OK", "ROUTE_INTERFACE_UNMAPPED"}},
+       .words = 2,
+       .checks = {"routes/status v6", "routes/snapshot-inconsistent row status"}},
   };
+}
+
+std::vector<Fault> otherFaults() {
+  return {
+      {.name = "free text at the top",
+       .failures = {"selection/adapter-enum-failed: undeclared exported string",
+                    "selection/adapter-enum-failed interfacesStatus", "totality/interfacesStatus",
+                    "totality/interfacesStatus"}},
+      {.name = "free text in a row",
+       .failures = {"endpoint/ipv6: undeclared exported string",
+                    "selection/adapter-enum-failed: undeclared exported string",
+                    "selection/adapter-enum-failed: undeclared exported string",
+                    "routes/snapshot-inconsistent: undeclared exported string",
+                    "routes/snapshot-inconsistent row status",
+                    "totality/defaultRoutes[].interfaceOrdinalStatus",
+                    "totality/defaultRoutes[].interfaceOrdinalStatus"}},
+      {.name = "ordinals from 0",
+       .failures = {"endpoint/ipv6 ordinal", "selection/ok ordinal", "interfaces/ordinal 1",
+                    "interfaces/ordinal 2", "routes/ordinal v4"}},
+      {.name = "row integers raised",
+       .failures = {"interfaces/ordinal 1", "interfaces/metric 1", "interfaces/operStatus 1",
+                    "interfaces/ordinal 2", "interfaces/metric 2", "routes/family v4",
+                    "routes/ordinal v4", "routes/metric v4"}},
+      {.name = "interfaces unsorted",
+       .failures = {"interfaces/ordinal 1", "interfaces/metric 1", "interfaces/ordinal 2",
+                    "interfaces/metric 2"}},
+      {.name = "last rows lost",
+       .failures = {"policy/os-routed observedSocketSources present",
+                    "selection/ok observedSocketSources counts both adapters",
+                    "selection/adapter-enum-failed routes kept", "interfaces/ordinals count",
+                    "routes/count", "routes/snapshot-inconsistent count"},
+       .checksNotMade = 10},
+      {.name = "hint inverted",
+       .failures = {"selector/none hint fresh", "selector/unified hint fresh",
+                    "selector/chain hint fresh", "selector/stale-hint selectorHintStale true"}},
+      {.name = "flag always there",
+       .failures = {"config/ok autoDetectInterfaceEnabled true",
+                    "config/no-config autoDetectInterfaceEnabled omitted",
+                    "config/parse-failed autoDetectInterfaceEnabled omitted",
+                    "config/auto-detect-missing autoDetectInterfaceEnabled omitted",
+                    "config/auto-detect-invalid autoDetectInterfaceEnabled omitted"}},
+      {.name = "only words",
+       .failures = {"config/ok autoDetectInterfaceEnabled true", "policy/os-routed ordinal null",
+                    "policy/os-routed observedSocketSources present", "selector/none hint fresh",
+                    "selector/unified hint fresh", "selector/chain hint fresh",
+                    "selector/stale-hint selectorHintStale true", "endpoint/ipv6 ordinal",
+                    "selection/ok ordinal",
+                    "selection/ok observedSocketSources counts both adapters",
+                    "selection/adapter-enum-failed interfaces empty",
+                    "selection/adapter-enum-failed routes kept", "selection/partial ordinal null",
+                    "interfaces/ordinals count", "routes/count", "routes/enum-failed rows empty",
+                    "routes/snapshot-inconsistent count",
+                    "totality/defaultRoutes[].interfaceOrdinalStatus",
+                    "totality/defaultRoutes[].interfaceOrdinalStatus"},
+       .checksNotMade = 10},
+      {.name = "ambiguity rule dropped",
+       .failures = {"selection/ambiguous status", "totality/selectionStatus"}},
+      {.name = "partial rule dropped",
+       .failures = {"selection/partial status", "selection/partial ordinal null",
+                    "totality/selectionStatus"}},
+      {.name = "endpoint port rule dropped",
+       .failures = {"endpoint/invalid", "totality/activeEndpointStatus"}},
+      {.name = "walk ends one follow early",
+       .failures = {"selector/unified endpoint", "selector/unified selectionStatus",
+                    "selector/chain endpoint", "selector/stale-hint endpoint"}},
+      {.name = "every port accepted", .failures = {"parse/bad-port malformed"}},
+      {.name = "no port range seen", .failures = {"parse/hopping port range"}},
+      {.name = "no outbounds read",
+       .failures = {"parse/ok outbound count", "parse/hopping port range", "parse/transport count",
+                    "parse/bad-port malformed"},
+       .checksNotMade = 5},
+      {.name = "configuration misread",
+       .failures = {"parse/ok status",
+                    "parse/ok auto_detect true",
+                    "parse/ok tag",
+                    "parse/ok server",
+                    "parse/ok port",
+                    "config/ok status",
+                    "config/ok autoDetectInterfaceEnabled true",
+                    "config/no-config configStatus",
+                    "config/parse-failed configStatus",
+                    "config/auto-detect-missing configStatus",
+                    "config/auto-detect-invalid configStatus",
+                    "parse/hopping status",
+                    "parse/hopping port range",
+                    "parse/transport status",
+                    "parse/transport auto_detect false",
+                    "parse/transport type",
+                    "parse/transport detour",
+                    "parse/bad-port malformed",
+                    "totality/configStatus",
+                    "totality/configStatus"}},
+      {.name = "answers misread",
+       .failures = {"response/ok", "response/ok now", "response/malformed", "response/now-missing",
+                    "response/now-wrong-type"}},
+      {.name = "policy word lost", .failures = {"totality/egressSelectionPolicy"}},
+      {.name = "free text under a key of its own",
+       .failures = {"selection/adapter-enum-failed: undeclared exported string"}},
+      // Not seen: no scenario has a socket to another port of the endpoint, or a path of exactly
+      // eight follows. The unit tests of the core have both.
+      {.name = "socket port ignored"},
+      {.name = "follow limit 7"},
+  };
+}
+
+std::vector<Fault> allFaults() {
+  std::vector<Fault> faults = otherFaults();
+  for (const StatusFault& status : statusFaults()) {
+    // In the totality check each declared word is missing, and one undeclared word was produced.
+    std::vector<std::string> failures = status.checks;
+    failures.insert(failures.end(), status.words + 1,
+                    joined({"totality/", status.rowsOf, status.key}));
+    faults.push_back({.name = joined({"absent ", status.key}), .failures = failures});
+    faults.push_back(
+        {.name = joined({"foreign ", status.key, "=", status.foreignWord}), .failures = failures});
+  }
   return faults;
 }
 
-// What is printed when every report holds `got` under one key: each check of the key fails, none of
-// the key's words is exercised, and `got` is produced in their place.
-std::string outputWhenAlways(const KeyFault& fault, const std::string& got) {
-  std::ostringstream lines;
-  std::size_t failures = 0;
-  for (const WordCheck& check : wordChecks()) {
-    if (check.key != fault.key) continue;
-    lines << "FAIL " << check.label << ": expected '" << check.expected << "', got '" << got
-          << "'\n";
-    ++failures;
-  }
-  const std::string totality = "FAIL totality/" + fault.exportedKey + ": ";
-  for (const std::string& word : fault.sortedWords) {
-    lines << totality << "declared value never exercised: " << word << "\n";
-    ++failures;
-  }
-  lines << totality << "undeclared value produced: " << got << "\n";
-  ++failures;
-  lines << "FAILED: 121 checks, " << failures << " failures\n";
-  return lines.str();
+constexpr std::string_view kStringAudit = ": undeclared exported string";
+
+// "FAIL label: message" without its message; any other line as it is.
+std::string failureOf(const std::string& line) {
+  const std::size_t colon = line.find(": ");
+  if (!line.starts_with("FAIL ") || colon == std::string::npos) return line;
+  const bool isStringAudit = line.compare(colon, kStringAudit.size(), kStringAudit) == 0;
+  return line.substr(5, colon - 5 + (isStringAudit ? kStringAudit.size() : 0));
 }
 
-struct Fault {
-  std::string_view name;
-  std::string_view output;
+struct Outcome {
+  std::vector<std::string> failures;
+  std::string summary;  // the last line
 };
 
-constexpr auto kFaults = std::to_array<Fault>({
-    {.name = "free text at the top",
-     .output =
-         R"(FAIL selection/adapter-enum-failed: undeclared exported string 'eth0 failed' at key interfacesStatus
-FAIL selection/adapter-enum-failed interfacesStatus: expected 'ADAPTER_ENUM_FAILED', got 'eth0 failed'
-FAIL totality/interfacesStatus: declared value never exercised: ADAPTER_ENUM_FAILED
-FAIL totality/interfacesStatus: undeclared value produced: eth0 failed
-FAILED: 121 checks, 4 failures
-)"},
-    {.name = "free text in a row",  // in "endpoint/ipv6" no adapter has the second route's index
-     .output =
-         R"(FAIL endpoint/ipv6: undeclared exported string 'interface 99' in row key interfaceOrdinalStatus
+Outcome outcomeOf(const std::string& output) {
+  Outcome outcome;
+  std::istringstream lines(output);
+  for (std::string line; std::getline(lines, line);) outcome.failures.push_back(failureOf(line));
+  if (outcome.failures.empty()) return outcome;
+  outcome.summary = outcome.failures.back();
+  outcome.failures.pop_back();
+  return outcome;
+}
+
+std::string summaryOf(int checks, std::size_t failures) {
+  return joined({failures == 0 ? "PASS: " : "FAILED: ", std::to_string(checks), " checks, ",
+                 std::to_string(failures), " failures"});
+}
+
+// The number of checks of the self-check, as it says itself of a correct core.
+int countChecks() {
+  int checks = 0;
+  const ProgramResult result = runFaulty("");
+  EXPECT_EQ(std::sscanf(result.output.c_str(), "PASS: %d checks", &checks), 1) << result.output;
+  EXPECT_EQ(result.status, 0);
+  return checks;
+}
+
+TEST(FaultyCore, EachFaultFailsItsChecks) {
+  const int checks = countChecks();
+  for (const Fault& fault : allFaults()) {
+    SCOPED_TRACE(fault.name);
+    const ProgramResult result = runFaulty(fault.name);
+    const Outcome outcome = outcomeOf(result.output);
+    EXPECT_THAT(outcome.failures, testing::ElementsAreArray(fault.failures));
+    EXPECT_EQ(outcome.summary, summaryOf(checks - fault.checksNotMade, fault.failures.size()));
+    EXPECT_EQ(result.error, "");
+    EXPECT_EQ(result.status, fault.failures.empty() ? 0 : 1);
+  }
+}
+
+TEST(FaultyCore, WholeOutputs) {
+  const std::string checks = std::to_string(countChecks());
+  EXPECT_EQ(
+      runFaulty("free text in a row").output,  // in "endpoint/ipv6" a route has no adapter
+      joined(
+          {R"(FAIL endpoint/ipv6: undeclared exported string 'interface 99' in row key interfaceOrdinalStatus
 FAIL selection/adapter-enum-failed: undeclared exported string 'interface 99' in row key interfaceOrdinalStatus
 FAIL selection/adapter-enum-failed: undeclared exported string 'interface 99' in row key interfaceOrdinalStatus
 FAIL routes/snapshot-inconsistent: undeclared exported string 'interface 99' in row key interfaceOrdinalStatus
 FAIL routes/snapshot-inconsistent row status: expected 'ROUTE_INTERFACE_UNMAPPED', got 'interface 99'
 FAIL totality/defaultRoutes[].interfaceOrdinalStatus: declared value never exercised: ROUTE_INTERFACE_UNMAPPED
 FAIL totality/defaultRoutes[].interfaceOrdinalStatus: undeclared value produced: interface 99
-FAILED: 121 checks, 7 failures
-)"},
-    {.name = "ordinals from 0", .output = R"(FAIL endpoint/ipv6 ordinal: condition is false
-FAIL selection/ok ordinal: condition is false
-FAIL interfaces/ordinal 1: condition is false
-FAIL interfaces/ordinal 2: condition is false
-FAIL routes/ordinal v4: condition is false
-FAILED: 121 checks, 5 failures
-)"},
-    {.name = "row integers raised", .output = R"(FAIL interfaces/ordinal 1: condition is false
-FAIL interfaces/metric 1: condition is false
-FAIL interfaces/operStatus 1: condition is false
-FAIL interfaces/ordinal 2: condition is false
-FAIL interfaces/metric 2: condition is false
-FAIL routes/family v4: condition is false
-FAIL routes/ordinal v4: condition is false
-FAIL routes/metric v4: condition is false
-FAILED: 121 checks, 8 failures
-)"},
-    {.name = "interfaces unsorted", .output = R"(FAIL interfaces/ordinal 1: condition is false
-FAIL interfaces/metric 1: condition is false
-FAIL interfaces/ordinal 2: condition is false
-FAIL interfaces/metric 2: condition is false
-FAILED: 121 checks, 4 failures
-)"},
-    {.name = "last rows lost",  // checks of single rows are not made where one is missing
-     .output = R"(FAIL policy/os-routed observedSocketSources present: condition is false
-FAIL selection/ok observedSocketSources counts both adapters: condition is false
-FAIL selection/adapter-enum-failed routes kept: condition is false
-FAIL interfaces/ordinals count: condition is false
-FAIL routes/count: condition is false
-FAIL routes/snapshot-inconsistent count: condition is false
-FAILED: 111 checks, 6 failures
-)"},
-    {.name = "hint inverted", .output = R"(FAIL selector/none hint fresh: condition is false
-FAIL selector/unified hint fresh: condition is false
-FAIL selector/chain hint fresh: condition is false
-FAIL selector/stale-hint selectorHintStale true: condition is false
-FAILED: 121 checks, 4 failures
-)"},
-    {.name = "flag always there",
-     .output = R"(FAIL config/ok autoDetectInterfaceEnabled true: condition is false
-FAIL config/no-config autoDetectInterfaceEnabled omitted: condition is false
-FAIL config/parse-failed autoDetectInterfaceEnabled omitted: condition is false
-FAIL config/auto-detect-missing autoDetectInterfaceEnabled omitted: condition is false
-FAIL config/auto-detect-invalid autoDetectInterfaceEnabled omitted: condition is false
-FAILED: 121 checks, 5 failures
-)"},
-    {.name = "only words",  // checks of single rows are not made where the rows are missing
-     .output = R"(FAIL config/ok autoDetectInterfaceEnabled true: condition is false
-FAIL policy/os-routed ordinal null: condition is false
-FAIL policy/os-routed observedSocketSources present: condition is false
-FAIL selector/none hint fresh: condition is false
-FAIL selector/unified hint fresh: condition is false
-FAIL selector/chain hint fresh: condition is false
-FAIL selector/stale-hint selectorHintStale true: condition is false
-FAIL endpoint/ipv6 ordinal: condition is false
-FAIL selection/ok ordinal: condition is false
-FAIL selection/ok observedSocketSources counts both adapters: condition is false
-FAIL selection/adapter-enum-failed interfaces empty: condition is false
-FAIL selection/adapter-enum-failed routes kept: condition is false
-FAIL selection/partial ordinal null: condition is false
-FAIL interfaces/ordinals count: condition is false
-FAIL routes/count: condition is false
-FAIL routes/enum-failed rows empty: condition is false
-FAIL routes/snapshot-inconsistent count: condition is false
-FAIL totality/defaultRoutes[].interfaceOrdinalStatus: declared value never exercised: OK
-FAIL totality/defaultRoutes[].interfaceOrdinalStatus: declared value never exercised: ROUTE_INTERFACE_UNMAPPED
-FAILED: 111 checks, 19 failures
-)"},
-    {.name = "ambiguity rule dropped",
-     .output =
-         R"(FAIL selection/ambiguous status: expected 'ADDRESS_INTERFACE_AMBIGUOUS', got 'SOCKET_SOURCE_ADDRESS_UNMAPPED'
-FAIL totality/selectionStatus: declared value never exercised: ADDRESS_INTERFACE_AMBIGUOUS
-FAILED: 121 checks, 2 failures
-)"},
-    {.name = "partial rule dropped",
-     .output = R"(FAIL selection/partial status: expected 'PARTIAL_SOCKET_SOURCE_MAPPING', got 'OK'
+FAILED: )",
+           checks, " checks, 7 failures\n"}));
+  EXPECT_EQ(
+      runFaulty("partial rule dropped").output,
+      joined({R"(FAIL selection/partial status: expected 'PARTIAL_SOCKET_SOURCE_MAPPING', got 'OK'
 FAIL selection/partial ordinal null: condition is false
 FAIL totality/selectionStatus: declared value never exercised: PARTIAL_SOCKET_SOURCE_MAPPING
-FAILED: 121 checks, 3 failures
-)"},
-    {.name = "endpoint port rule dropped",
-     .output = R"(FAIL endpoint/invalid: expected 'ENDPOINT_INVALID', got 'ENDPOINT_NOT_SINGLETON'
-FAIL totality/activeEndpointStatus: declared value never exercised: ENDPOINT_INVALID
-FAILED: 121 checks, 2 failures
-)"},
-    {.name = "walk ends one follow early",
-     .output = R"(FAIL selector/unified endpoint: expected 'OK', got 'ENDPOINT_MISSING'
-FAIL selector/unified selectionStatus: expected 'OK', got 'NOT_EVALUATED_ENDPOINT_UNAVAILABLE'
-FAIL selector/chain endpoint: expected 'OK', got 'ENDPOINT_MISSING'
-FAIL selector/stale-hint endpoint: expected 'OK', got 'ENDPOINT_MISSING'
-FAILED: 121 checks, 4 failures
-)"},
-    {.name = "every port accepted", .output = R"(FAIL parse/bad-port malformed: condition is false
-FAILED: 121 checks, 1 failures
-)"},
-    {.name = "no port range seen", .output = R"(FAIL parse/hopping port range: condition is false
-FAILED: 121 checks, 1 failures
-)"},
-    {.name = "no outbounds read",  // checks of a single outbound are not made where it is missing
-     .output = R"(FAIL parse/ok outbound count: condition is false
-FAIL parse/hopping port range: condition is false
-FAIL parse/transport count: condition is false
-FAIL parse/bad-port malformed: condition is false
-FAILED: 116 checks, 4 failures
-)"},
-    {.name = "configuration misread", .output = R"(FAIL parse/ok status: condition is false
-FAIL parse/ok auto_detect true: condition is false
-FAIL parse/ok tag: expected 'proxy', got 'proxy?'
-FAIL parse/ok server: expected '198.51.100.10', got '198.51.100.10?'
-FAIL parse/ok port: condition is false
-FAIL config/ok status: expected 'OK', got 'JSON_PARSE_FAILED'
-FAIL config/ok autoDetectInterfaceEnabled true: condition is false
-FAIL config/no-config configStatus: expected 'NO_CONFIG', got 'JSON_PARSE_FAILED'
-FAIL config/parse-failed configStatus: expected 'JSON_PARSE_FAILED', got 'NO_CONFIG'
-FAIL config/auto-detect-missing configStatus: expected 'AUTO_DETECT_MISSING', got 'JSON_PARSE_FAILED'
-FAIL config/auto-detect-invalid configStatus: expected 'AUTO_DETECT_INVALID', got 'JSON_PARSE_FAILED'
-FAIL parse/hopping status: condition is false
-FAIL parse/hopping port range: condition is false
-FAIL parse/transport status: condition is false
-FAIL parse/transport auto_detect false: condition is false
-FAIL parse/transport type: expected 'ws', got 'ws?'
-FAIL parse/transport detour: expected 'front', got 'front?'
-FAIL parse/bad-port malformed: condition is false
-FAIL totality/configStatus: declared value never exercised: AUTO_DETECT_INVALID
-FAIL totality/configStatus: declared value never exercised: AUTO_DETECT_MISSING
-FAILED: 121 checks, 20 failures
-)"},
-    {.name = "answers misread", .output = R"(FAIL response/ok: condition is false
-FAIL response/ok now: expected 'node_3', got 'proxy'
-FAIL response/malformed: condition is false
-FAIL response/now-missing: condition is false
-FAIL response/now-wrong-type: condition is false
-FAILED: 121 checks, 5 failures
-)"},
-});
-
-TEST(FaultyCore, WithoutAFaultEverythingPasses) {
-  const ProgramResult result = runFaulty("");
-  EXPECT_EQ(result.output, "PASS: 121 checks, 0 failures\n");
-  EXPECT_EQ(result.status, 0);
+FAILED: )",
+              checks, " checks, 3 failures\n"}));
 }
 
-TEST(FaultyCore, AnAbsentStatusFailsItsChecksAndItsTotality) {
-  for (const KeyFault& fault : keyFaults()) {
-    SCOPED_TRACE(fault.key);
-    const ProgramResult result = runFaulty("absent " + fault.key);
-    EXPECT_EQ(result.output, outputWhenAlways(fault, "<missing>"));
-    EXPECT_EQ(result.error, "");
-    EXPECT_EQ(result.status, 1);
-  }
-}
-
-TEST(FaultyCore, AWordOfAnotherKeyFailsItsChecksAndItsTotality) {
-  for (const KeyFault& fault : keyFaults()) {
-    SCOPED_TRACE(fault.key);
-    const ProgramResult result = runFaulty("foreign " + fault.key + "=" + fault.foreignWord);
-    EXPECT_EQ(result.output, outputWhenAlways(fault, fault.foreignWord));
-    EXPECT_EQ(result.error, "");
-    EXPECT_EQ(result.status, 1);
-  }
-}
-
-TEST(FaultyCore, EveryOtherFaultPrintsExactlyItsLines) {
-  for (const Fault& fault : kFaults) {
-    SCOPED_TRACE(fault.name);
-    const ProgramResult result = runFaulty(fault.name);
-    EXPECT_EQ(result.output, fault.output);
-    EXPECT_EQ(result.error, "");
-    EXPECT_EQ(result.status, 1);
-  }
-}
-
-// The audit alone: every check of a scenario passes.
-TEST(FaultyCore, AnAuditFailureAloneFailsTheRun) {
-  const ProgramResult unexercised = runFaulty("policy word lost");
-  EXPECT_EQ(unexercised.output,
-            "FAIL totality/egressSelectionPolicy: declared value never exercised: "
-            "singbox_auto_detect\n"
-            "FAILED: 121 checks, 1 failures\n");
-  EXPECT_EQ(unexercised.status, 1);
-  const ProgramResult undeclared = runFaulty("free text under a key of its own");
-  EXPECT_EQ(undeclared.output,
-            "FAIL selection/adapter-enum-failed: undeclared exported string 'eth0 failed' at key "
-            "note\n"
-            "FAILED: 121 checks, 1 failures\n");
-  EXPECT_EQ(undeclared.status, 1);
-}
-
-// What the catalogue cannot see, because no scenario has a socket to another port of the endpoint
-// or a way of exactly eight follows. The unit tests of the core hold both.
-TEST(FaultyCore, TheCatalogueDoesNotSeeTheSocketPortNorTheExactFollowLimit) {
-  for (const std::string_view fault : {"socket port ignored", "follow limit 7"}) {
-    SCOPED_TRACE(fault);
-    EXPECT_EQ(runFaulty(fault).output, "PASS: 121 checks, 0 failures\n");
-  }
-}
-
-// The label of a failure line; nothing for any other line.
-std::string labelOf(const std::string& line) {
-  const std::string start = "FAIL ";
-  if (!line.starts_with(start)) return "";
-  return line.substr(start.size(), line.find(": ") - start.size());
-}
-
-TEST(FaultyCore, TheFaultsTogetherFailEachOfTheHundredAndThirteenScenarioChecks) {
+TEST(FaultyCore, EveryCheckOfAScenarioFailsForSomeFault) {
   std::set<std::string> labels;
-  const auto collect = [&labels](const std::string& fault) {
-    std::istringstream output(runFaulty(fault).output);
-    for (std::string line; std::getline(output, line);) {
-      // Totality lines and those of the string audit belong to no check of a scenario.
-      const bool isAudit = line.find(": undeclared exported string") != std::string::npos;
-      if (!isAudit && !line.starts_with("FAIL totality/")) labels.insert(labelOf(line));
+  for (const Fault& fault : allFaults()) {
+    for (const std::string& failure : fault.failures) {
+      const bool isAudit = failure.ends_with(kStringAudit) || failure.starts_with("totality/");
+      if (!isAudit) labels.insert(failure);
     }
-  };
-  for (const KeyFault& fault : keyFaults()) collect("absent " + fault.key);
-  for (const Fault& fault : kFaults) collect(std::string(fault.name));
-  labels.erase("");  // of the summary lines
-  EXPECT_EQ(labels.size(), 113U);
+  }
+  const std::size_t totalityChecks = kTopLevelStatuses.size() + 1;  // and that of the rows
+  EXPECT_EQ(labels.size() + totalityChecks, countChecks());
 }
 
 }  // namespace
