@@ -2,7 +2,6 @@
 
 #include <array>
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "tests/support/captured_output.h"
@@ -50,19 +49,6 @@ TEST(Scenarios, EveryGroupPassesOnItsOwnWithItsNumberOfChecks) {
     EXPECT_EQ(output.text(), "");
     EXPECT_EQ(!run.producedValues.empty(), group.diagnoses);
   }
-}
-
-TEST(Scenarios, TheSelectionGroupProducesEveryOutcomeButTwo) {
-  const CapturedOutput output;
-  SelfCheckRun run;
-  run.recorder.output = output.stream();
-  runSelectionScenarios(run);
-  EXPECT_THAT(
-      run.producedValues["selectionStatus"],
-      testing::ElementsAre("ADDRESS_INTERFACE_AMBIGUOUS", "MULTIPLE_MATCHING_SOCKET_INTERFACES",
-                           "NOT_EVALUATED_ADAPTER_ENUM_FAILED", "NOT_EVALUATED_SOCKET_ENUM_FAILED",
-                           "NO_MATCHING_SOCKET", "OK", "PARTIAL_SOCKET_SOURCE_MAPPING",
-                           "SOCKET_SOURCE_ADDRESS_UNMAPPED"));
 }
 
 }  // namespace

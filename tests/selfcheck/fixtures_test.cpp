@@ -66,16 +66,6 @@ TEST(MakeDefaultInput, GivesTheSameSmallHealthyHostWhateverTheFlag) {
   }
 }
 
-TEST(MakeDefaultProxyConfig, HoldsTheFlagAndTheOneOutbound) {
-  for (const bool autoDetect : {true, false}) {
-    const ProxyConfig config = makeDefaultProxyConfig(autoDetect);
-    EXPECT_EQ(config.configStatus, ConfigStatus::OK);
-    EXPECT_EQ(config.autoDetectInterface, autoDetect);
-    ASSERT_EQ(config.outbounds.size(), 1U);
-    EXPECT_EQ(config.outbounds[0].tag, "proxy");
-  }
-}
-
 TEST(MakeInputWithOutbound, ReplacesTheOutboundsAndNothingElse) {
   const DiagnosisInput input = makeInputWithOutbound(makeOutbound("a", "vmess", "192.0.2.1", 1));
   EXPECT_TRUE(input.autoDetectInterface);
