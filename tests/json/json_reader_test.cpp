@@ -3,6 +3,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
 #include <limits>
 #include <string>
 #include <string_view>
@@ -48,13 +49,6 @@ JsonValue accepted(std::string_view document) {
 
 std::string inQuotes(std::string_view bytes) {
   return joined({"\"", bytes, "\""});
-}
-
-std::string repeated(std::string_view part, std::size_t count) {
-  std::string text;
-  text.reserve(part.size() * count);
-  for (std::size_t i = 0; i < count; ++i) text += part;
-  return text;
 }
 
 // `leaf` inside `levels` containers, whose kinds follow the brackets of `pattern` in turn.
@@ -110,8 +104,8 @@ void expectReplaced(JsonValue& value, const FieldsRow& row) {
   EXPECT_TRUE(value.memberValues.empty());
 }
 
-TEST(JsonReader, EmptyTextAndBlanksAloneAreRefused) {
-  for (const std::string_view text : {"", " ", "\t", "\n", "\r", " \t\n\r "}) {
+void expectRefused(std::initializer_list<std::string_view> texts) {
+  for (const std::string_view text : texts) {
     EXPECT_FALSE(parses(text)) << testing::PrintToString(text);
   }
 }
@@ -126,7 +120,11 @@ void expectDescription(const DocumentRow& row) {
   EXPECT_EQ(describe(accepted(row.document)), row.description);
 }
 
-TEST(JsonReader, EveryKindMayBeTheRoot) {
+TEST(JsonReader, EmptyTextAndBlanksAloneAreRefused) {
+  expectRefused({"", " ", "\t", "\n", "\r", " \t\n\r "});
+}
+
+TEST(JsonReader, ReadsEveryKindAndKeepsItemsAndMembersInTheirOrder) {
   constexpr auto rows = std::to_array<DocumentRow>({
       {.document = "null", .description = "null"},
       {.document = "true", .description = "yes"},
@@ -134,37 +132,29 @@ TEST(JsonReader, EveryKindMayBeTheRoot) {
       {.document = "12", .description = "12"},
       {.document = "1.5", .description = "number"},
       {.document = R"("a")", .description = "<a>"},
+      {.document = R"("443")", .description = "<443>"},
+      {.document = R"("true")", .description = "<true>"},
       {.document = "[]", .description = "()"},
       {.document = "{}", .description = "{}"},
-  });
-  for (const DocumentRow& row : rows) expectDescription(row);
-}
-
-TEST(JsonReader, ItemsAndMembersStandInDocumentOrder) {
-  constexpr auto rows = std::to_array<DocumentRow>({
       {.document = R"({"route":{}})", .description = "{route={} }"},
       {.document = R"([2,"a",true,false,null,1.5,[1],{"k":3}])",
        .description = "(2 <a> yes no null number (1 ) {k=3 } )"},
-      {.document = R"({"b":1,"a":[{},[]],"":"x"})", .description = "{b=1 a=({} () ) =<x> }"},
-  });
-  for (const DocumentRow& row : rows) expectDescription(row);
-}
-
-TEST(JsonReader, EveryMemberOfARepeatedKeyIsKept) {
-  expectDescription(
-      {.document = R"({"a":1,"b":2,"a":3,"a":1})", .description = "{a=1 b=2 a=3 a=1 }"});
-}
-
-TEST(JsonReader, KeysAreReadLikeEveryOtherString) {
-  constexpr auto rows = std::to_array<DocumentRow>({
+      {.document = R"({"b":null,"a":[{},[]],"":"x","c":true,"d":false})",
+       .description = "{b=null a=({} () ) =<x> c=yes d=no }"},
+      // Every member of a repeated key is kept.
+      {.document = R"({"a":1,"b":2,"a":3,"a":1})", .description = "{a=1 b=2 a=3 a=1 }"},
+      // Keys are read like every other string.
       {.document = R"({"\u0061\n":1})", .description = "{a\n=1 }"},
       {.document = R"({"\ud83d":1,"\ud83d\ude00":2})",
        .description = "{\xED\xA0\xBD=1 \xF0\x9F\x98\x80=2 }"},
       {.document = "{\"\0\xFF\":1,\"\":2}"sv, .description = "{\0\xFF=1 =2 }"sv},
+      // A number ends at the first byte that cannot continue it.
+      {.document = R"([1,-2 ,3.5,4e1,{"a":5},6])", .description = "(1 -2 number number {a=5 } 6 )"},
+      {.document = "12\n", .description = "12"},
+      {.document = "1.5 ", .description = "number"},
+      {.document = "null \n", .description = "null"},
   });
   for (const DocumentRow& row : rows) expectDescription(row);
-  EXPECT_FALSE(parses(R"({"\x":1})"));
-  EXPECT_FALSE(parses(R"({"\u12":1})"));
 }
 
 // Every piece of a document between which blanks may stand.
@@ -183,7 +173,6 @@ std::string filledAt(std::size_t gap, std::string_view filler) {
 }
 
 TEST(JsonReader, TheFourBlanksMayStandBetweenAnyTwoTokensAndAroundTheRoot) {
-  EXPECT_EQ(describe(accepted(R"( {"now":123} )")), "{now=123 }");
   for (const std::string_view filler : {" ", "\t", "\n", "\r", " \t\n\r\r\n\t "}) {
     for (std::size_t gap = 0; gap <= kTokens.size(); ++gap) {
       const std::string document = filledAt(gap, filler);
@@ -203,73 +192,43 @@ TEST(JsonReader, NoOtherByteIsABlank) {
       EXPECT_FALSE(parses(document)) << testing::PrintToString(document);
     }
   }
-  EXPECT_FALSE(parses("\x0C 1"));
-  EXPECT_FALSE(parses("\xEF\xBB\xBF{}"));
 }
 
 TEST(JsonReader, NothingButBlanksMayFollowTheRoot) {
-  constexpr auto texts = std::to_array<std::string_view>(
-      {"{} x", "{}{}", "{}}", "[]]", "[],", "1 2", "12abc", "1,", "nullx", "null null", "truefalse",
-       "true1", "falsee", R"("a""b")", R"("a"b)", "{}\0"sv, "1\0"sv});
-  for (const std::string_view text : texts) {
-    EXPECT_FALSE(parses(text)) << testing::PrintToString(text);
-  }
+  expectRefused({"{} x", "{}{}", "{}}", "[]]", "[],", "1 2", "1,", "null null", R"("a""b")",
+                 R"("a"b)", "{}\0"sv, "1\0"sv});
 }
 
-TEST(JsonReader, LiteralsAreMatchedByteForByte) {
-  constexpr auto texts = std::to_array<std::string_view>(
-      {"not json", "t",    "tru",  "True",  "tRue",  "trUe",     "truE",  "trve",
-       "t rue",    "f",    "fals", "False", "falsE", "faLse",    "fake!", "n",
-       "nul",      "Null", "nulL", "nil ",  "nan",   "undefined"});
-  for (const std::string_view text : texts) EXPECT_FALSE(parses(text)) << text;
-}
-
-TEST(JsonReader, WhatFollowsALiteralIsJudgedByItsSurroundings) {
-  EXPECT_EQ(describe(accepted(R"([null,true,false,{"a":null,"b":true,"c":false}])")),
-            "(null yes no {a=null b=yes c=no } )");
-  EXPECT_EQ(describe(accepted("null \n")), "null");
-  for (const std::string_view text : {"[nullx]", "[truefalse]", "[true1]", "[falsefalse]",
-                                      R"({"a":nullx})", R"({"a":true"b":1})", "[null null]"}) {
-    EXPECT_FALSE(parses(text)) << text;
-  }
+TEST(JsonReader, LiteralsAreMatchedByteForByteAndEndWithTheirLastLetter) {
+  expectRefused({"not json",    "True",           "tRue",
+                 "trUe",        "truE",           "trve",
+                 "t rue",       "False",          "falsE",
+                 "faLse",       "fake!",          "Null",
+                 "nulL",        "nil ",           "nan",
+                 "undefined",   "nullx",          "truefalse",
+                 "true1",       "falsee",         "[nullx]",
+                 "[truefalse]", "[true1]",        "[falsefalse]",
+                 "[null null]", R"({"a":nullx})", R"({"a":true"b":1})"});
 }
 
 TEST(JsonReader, ArraysNeedOneCommaBetweenTwoItemsAndABracketAtTheEnd) {
-  for (const std::string_view text :
-       {"[1 2]", "[1,]", "[,1]", "[,]", "[1,,2]", "[", "[1", "[1,", "[1 ", "]", "[1}", "[}",
-        "[1:2]", "[1;2]", R"([1"a"])", "[1[]]", "[[1,2]", "(1)", R"(["a":1])"}) {
-    EXPECT_FALSE(parses(text)) << text;
-  }
+  expectRefused({"[1 2]", "[1,]", "[,1]", "[,]", "[1,,2]", "]", "[1}", "[}", "[1:2]", "[1;2]",
+                 R"([1"a"])", "[1[]]", "[[1,2]", "(1)", R"(["a":1])"});
 }
 
 TEST(JsonReader, MemberKeysAreStringsWithAColonBehindThem) {
-  for (const std::string_view text :
-       {R"({"a" 1})",   R"({"a"})",       R"({"a":})",      R"({"a",1})",       R"({"a"=1})",
-        R"({"a"::1})",  R"({1:2})",       R"({a:1})",       R"({a":1})",        R"({"a":1,b":2})",
-        R"({"a:1})",    R"({'a':1})",     R"({null:1})",    R"({[]:1})",        R"({:1})",
-        R"({"a":1,2})", R"({"a":1,b:2})", R"({"a":1,"b"})", R"({"a":1,"b" 2})", R"({"a)",
-        R"({"a")",      R"({"a":)"}) {
-    EXPECT_FALSE(parses(text)) << text;
-  }
+  expectRefused({R"({"a" 1})",     R"({"a"})",        R"({"a":})",        R"({"a",1})",
+                 R"({"a"=1})",     R"({"a"::1})",     R"({1:2})",         R"({a:1})",
+                 R"({a":1})",      R"({"a":1,b":2})", R"({"a:1})",        R"({'a':1})",
+                 R"({null:1})",    R"({[]:1})",       R"({:1})",          R"({"a":1,2})",
+                 R"({"a":1,b:2})", R"({"a":1,"b"})",  R"({"a":1,"b" 2})", R"({"\x":1})",
+                 R"({"\u12":1})"});
 }
 
 TEST(JsonReader, ObjectsNeedOneCommaBetweenTwoMembersAndABraceAtTheEnd) {
-  for (const std::string_view text :
-       {R"({"route":)", R"({"a":1,})", R"({,})", R"({,"a":1})", R"({"a":1 "b":2})", R"({"a":1])",
-        R"({"a":1;"b":2})", R"({"a":1:"b":2})", R"({"a":1,,"b":2})", R"({"a":1)", R"({"a":1,)",
-        R"({"a":{"b":1})", "{", "}", "{]"}) {
-    EXPECT_FALSE(parses(text)) << text;
-  }
-}
-
-TEST(JsonReader, SixtyFiveNestedEmptyArraysAreReadAndSixtySixAreNot) {
-  EXPECT_EQ(accepted(repeated("[", 65) + repeated("]", 65)).kind, JsonKind::Array);
-  EXPECT_FALSE(parses(repeated("[", 66) + repeated("]", 66)));
-}
-
-TEST(JsonReader, AScalarInsideSixtyFourArraysIsReadAndInsideSixtyFiveNot) {
-  EXPECT_EQ(accepted(repeated("[", 64) + "1" + repeated("]", 64)).kind, JsonKind::Array);
-  EXPECT_FALSE(parses(repeated("[", 65) + "1" + repeated("]", 65)));
+  expectRefused({R"({"a":1,})", R"({,})", R"({,"a":1})", R"({"a":1 "b":2})", R"({"a":1])",
+                 R"({"a":1;"b":2})", R"({"a":1:"b":2})", R"({"a":1,,"b":2})", R"({"a":{"b":1})",
+                 "}", "{]"});
 }
 
 TEST(JsonReader, AnyValueMayStartAtLevelSixtyFourAndNoneAtSixtyFive) {
@@ -296,8 +255,7 @@ TEST(JsonReader, ReadsWhatStandsAtTheDeepestLevel) {
 
 TEST(JsonReader, AMissingValueBelowTheDeepestLevelIsNotTakenForOne) {
   for (const std::string_view leaf : {"[,]", "[ ,]", R"({"a":})", R"({"a":,"b":})"}) {
-    EXPECT_FALSE(parses(nested("[", kMaxJsonDepth, leaf))) << leaf;
-    EXPECT_FALSE(parses(leaf)) << leaf;
+    expectRefused({leaf, nested("[", kMaxJsonDepth, leaf)});
   }
 }
 
@@ -309,28 +267,9 @@ TEST(JsonReader, SiblingsDoNotAddToTheDepth) {
   EXPECT_FALSE(parses(joined({R"({"a":)", deepest, R"(,"b":[)", deepest, "]}"})));
 }
 
-TEST(JsonReader, NoLengthOfTextExhaustsTheStack) {
-  constexpr std::size_t count = 1'000'000;
-  for (const std::string_view opening : {"[", R"({"a":)", R"([{"a":)"}) {
-    EXPECT_FALSE(parses(repeated(opening, count))) << opening;
-  }
-  EXPECT_FALSE(parses(repeated("[", count) + repeated("]", count)));
-  EXPECT_FALSE(parses(repeated(R"({"a":)", count) + "1" + repeated("}", count)));
-}
-
-TEST(JsonReader, LongDocumentsThatAreNotDeepAreRead) {
-  constexpr std::size_t count = 50'000;
-  EXPECT_TRUE(parses(joined({"[", repeated("1,", count), "1]"})));
-  EXPECT_TRUE(parses(joined({"[", repeated("[],", count), "{}]"})));
-  EXPECT_TRUE(parses(joined({R"({"a":1)", repeated(R"(,"a":1)", count), "}"})));
-  EXPECT_TRUE(parses(inQuotes(repeated(R"(\ud83d)", count))));
-  EXPECT_TRUE(parses(repeated(" \n", count) + "1" + repeated("\t\r", count)));
-  EXPECT_TRUE(parses(repeated("1", count)));
-}
-
 TEST(JsonReader, ASecondDocumentReplacesTheFirstCompletely) {
   constexpr auto rows = std::to_array<FieldsRow>({
-      {.document = R"("text")", .kind = JsonKind::String, .bytes = "text"},
+      {.document = R"("443")", .kind = JsonKind::String, .bytes = "443"},
       {.document = "[1,2]", .kind = JsonKind::Array, .itemCount = 2},
       {.document = "[3]", .kind = JsonKind::Array, .itemCount = 1},
       {.document = "7", .kind = JsonKind::Integer, .intValue = 7},
@@ -357,15 +296,23 @@ TEST(JsonReader, ARefusedDocumentLeavesNothingBehindForTheNext) {
   }
 }
 
+struct EscapeRow {
+  std::string_view escaped;
+  std::string_view bytes;
+};
+
+void expectBytes(const EscapeRow& row) {
+  SCOPED_TRACE(row.escaped);
+  EXPECT_EQ(accepted(inQuotes(row.escaped)).stringValue, row.bytes);
+}
+
 TEST(JsonReader, StringsEndAtTheFirstQuoteThatIsNotEscaped) {
-  EXPECT_EQ(accepted(R"("")").stringValue, "");
-  EXPECT_EQ(accepted(R"("\"")").stringValue, R"(")");
-  EXPECT_EQ(accepted(R"("\\")").stringValue, R"(\)");
-  EXPECT_EQ(accepted(R"("\\\"")").stringValue, R"(\")");
-  for (const std::string_view text :
-       {R"(")", R"("abc)", R"("\")", R"("\)", R"("\\\")", R"("\\"")", R"(""")", "'a'", "a"}) {
-    EXPECT_FALSE(parses(text)) << text;
-  }
+  expectBytes({.escaped = "", .bytes = ""});
+  expectBytes({.escaped = R"(\")", .bytes = R"(")"});
+  expectBytes({.escaped = R"(\\)", .bytes = R"(\)"});
+  expectBytes({.escaped = R"(\\\")", .bytes = R"(\")"});
+  expectRefused(
+      {R"(")", R"("abc)", R"("\")", R"("\)", R"("\\\")", R"("\\"")", R"(""")", "'a'", "a"});
 }
 
 TEST(JsonReader, EveryRawByteOfAStringIsKeptAsItIs) {
@@ -397,16 +344,6 @@ TEST(JsonReader, TheNineEscapesAreResolvedAndEveryOtherByteAfterABackslashIsRefu
   }
 }
 
-struct EscapeRow {
-  std::string_view escaped;
-  std::string_view bytes;
-};
-
-void expectBytes(const EscapeRow& row) {
-  SCOPED_TRACE(row.escaped);
-  EXPECT_EQ(accepted(inQuotes(row.escaped)).stringValue, row.bytes);
-}
-
 TEST(JsonReader, UnicodeEscapesBecomeUtf8) {
   constexpr auto rows = std::to_array<EscapeRow>({
       {.escaped = R"(\u0000)", .bytes = "\0"sv},
@@ -428,12 +365,7 @@ TEST(JsonReader, UnicodeEscapesBecomeUtf8) {
       {.escaped = R"(\uffff)", .bytes = "\xEF\xBF\xBF"},
       {.escaped = R"(\u00410)", .bytes = "A0"},
       {.escaped = R"(\u0041\u0042)", .bytes = "AB"},
-  });
-  for (const EscapeRow& row : rows) expectBytes(row);
-}
-
-TEST(JsonReader, ASurrogatePairBecomesOneCodePointOfFourBytes) {
-  constexpr auto rows = std::to_array<EscapeRow>({
+      // A surrogate pair becomes one code point of four bytes.
       {.escaped = R"(\ud83d\ude00)", .bytes = "\xF0\x9F\x98\x80"},
       {.escaped = R"(\uD83D\uDE00)", .bytes = "\xF0\x9F\x98\x80"},
       {.escaped = R"(\ud800\udc00)", .bytes = "\xF0\x90\x80\x80"},
@@ -441,12 +373,7 @@ TEST(JsonReader, ASurrogatePairBecomesOneCodePointOfFourBytes) {
       {.escaped = R"(\udbff\udc00)", .bytes = "\xF4\x8F\xB0\x80"},
       {.escaped = R"(\udbff\udfff)", .bytes = "\xF4\x8F\xBF\xBF"},
       {.escaped = R"(a\ud83d\ude00z)", .bytes = "a\xF0\x9F\x98\x80z"},
-  });
-  for (const EscapeRow& row : rows) expectBytes(row);
-}
-
-TEST(JsonReader, AnUnpairedSurrogateIsEncodedOnItsOwn) {
-  constexpr auto rows = std::to_array<EscapeRow>({
+      // An unpaired surrogate is encoded on its own.
       {.escaped = R"(\ud83d)", .bytes = "\xED\xA0\xBD"},
       {.escaped = R"(\ud800)", .bytes = "\xED\xA0\x80"},
       {.escaped = R"(\udbff)", .bytes = "\xED\xAF\xBF"},
@@ -455,12 +382,7 @@ TEST(JsonReader, AnUnpairedSurrogateIsEncodedOnItsOwn) {
       {.escaped = R"(\ude00\ud83d)", .bytes = "\xED\xB8\x80\xED\xA0\xBD"},
       {.escaped = R"(\udc00\udc00)", .bytes = "\xED\xB0\x80\xED\xB0\x80"},
       {.escaped = R"(\ud7ff\udc00)", .bytes = "\xED\x9F\xBF\xED\xB0\x80"},
-  });
-  for (const EscapeRow& row : rows) expectBytes(row);
-}
-
-TEST(JsonReader, WhatFollowsAnUnpairedHighSurrogateIsReadAsIfItCameFirst) {
-  constexpr auto rows = std::to_array<EscapeRow>({
+      // What follows an unpaired high surrogate is read as if it came first.
       {.escaped = R"(\ud83dx)", .bytes = "\xED\xA0\xBDx"},
       {.escaped = R"(\ud83d\u0041)", .bytes = "\xED\xA0\xBD\x41"},
       {.escaped = R"(\ud83d\ue000)", .bytes = "\xED\xA0\xBD\xEE\x80\x80"},
@@ -472,6 +394,7 @@ TEST(JsonReader, WhatFollowsAnUnpairedHighSurrogateIsReadAsIfItCameFirst) {
       {.escaped = R"(\ud83d\\ude00)", .bytes = "\xED\xA0\xBD\\ude00"},
       {.escaped = R"(\ud83d\"\ude00)", .bytes = "\xED\xA0\xBD\"\xED\xB8\x80"},
       {.escaped = R"(\ud83dude00)", .bytes = "\xED\xA0\xBDude00"},
+      {.escaped = R"(\ud83ddc00)", .bytes = "\xED\xA0\xBD\x64\x63\x30\x30"},
       {.escaped = R"(\ud83d \ude00)", .bytes = "\xED\xA0\xBD \xED\xB8\x80"},
   });
   for (const EscapeRow& row : rows) expectBytes(row);
@@ -479,7 +402,7 @@ TEST(JsonReader, WhatFollowsAnUnpairedHighSurrogateIsReadAsIfItCameFirst) {
 
 TEST(JsonReader, AHighSurrogateDoesNotExcuseABadEscapeBehindIt) {
   for (const std::string_view bad : {R"(\u12)", R"(\u)", R"(\uzzzz)", R"(\ude0g)", R"(\ude0)",
-                                     R"(\uDE0 )", R"(\x)", R"(\Ude00)", R"(\)"}) {
+                                     R"(\uDE0 )", R"(\x)", R"(\dc00)", R"(\Ude00)", R"(\)"}) {
     EXPECT_FALSE(parses(inQuotes(joined({R"(\ud83d)", bad})))) << bad;
   }
 }
@@ -528,46 +451,31 @@ TEST(JsonReader, IntegersOfSixtyFourBitsAreKept) {
   }
 }
 
-void expectKindAlone(std::string_view text) {
-  SCOPED_TRACE(text);
-  const JsonValue value = accepted(text);
-  EXPECT_EQ(value.kind, JsonKind::Number);
-  EXPECT_EQ(value.intValue, 0);
-}
-
-TEST(JsonReader, AnIntegerBeyondSixtyFourBitsKeepsItsKindAlone) {
-  for (const std::string_view text :
-       {"9223372036854775808", "-9223372036854775809", "18446744073709551615",
-        "18446744073709551617", "99999999999999999999999999", "-0009223372036854775809"}) {
-    expectKindAlone(text);
+void expectKindAlone(std::initializer_list<std::string_view> texts) {
+  for (const std::string_view text : texts) {
+    SCOPED_TRACE(text);
+    const JsonValue value = accepted(text);
+    EXPECT_EQ(value.kind, JsonKind::Number);
+    EXPECT_EQ(value.intValue, 0);
   }
 }
 
-TEST(JsonReader, ANumberWithAFractionOrAnExponentKeepsItsKindAlone) {
-  for (const std::string_view text : {"1.0", "0.0", "-1.5", "443.0", "00.5", "1e5", "1E5", "1e+5",
-                                      "1E-2", "1e05", "0e0", "1.5e3", "-12.5E+30", "1e999999"}) {
-    expectKindAlone(text);
-  }
+TEST(JsonReader, OfEveryOtherNumberOnlyTheKindIsKept) {
+  expectKindAlone({"9223372036854775808", "-9223372036854775809", "18446744073709551615",
+                   "18446744073709551617", "99999999999999999999999999",
+                   "-0009223372036854775809"});
+  expectKindAlone({"1.0", "0.0", "-1.5", "443.0", "00.5", "1e5", "1E5", "1e+5", "1E-2", "1e05",
+                   "0e0", "1.5e3", "-12.5E+30", "1e999999"});
 }
 
 TEST(JsonReader, ANumberNeedsDigitsInEachOfItsParts) {
   for (const std::string_view text :
-       {"1.",    "1e",    "1E",    "1e+",  "1e-",  "-",     "+1",       ".5",  "-.5",
-        "1.e5",  "1e+-5", "1e++5", "1e 5", "1e.5", "1.-5",  "--1",      "- 1", "-+1",
-        "1.2.3", "1e5.0", "1e5e5", "1eE5", "0x10", "1_000", "Infinity", "e5",  "-Infinity",
-        "-e5",   "1f",    "1-2",   "1+2",  "1/",   "1:",    "1. 5",     "-a",  "1 .5"}) {
-    EXPECT_FALSE(parses(text)) << text;
-    EXPECT_FALSE(parses(joined({"[", text, "]"}))) << text;
-    EXPECT_FALSE(parses(joined({R"({"a":)", text, "}"}))) << text;
+       {"1.",    "1e",    "1E",   "1e+",   "1e-",      "-",   "+1",        ".5",  "-.5",   "1.e5",
+        "1e+-5", "1e++5", "1e 5", "1e.5",  "1.-5",     "--1", "- 1",       "-+1", "1.2.3", "1e5.0",
+        "1e5e5", "1eE5",  "0x10", "1_000", "Infinity", "e5",  "-Infinity", "-e5", "1f",    "12abc",
+        "1-2",   "1+2",   "1/",   "1:",    "1. 5",     "-a",  "1 .5"}) {
+    expectRefused({text, joined({"[", text, "]"}), joined({R"({"a":)", text, "}"})});
   }
-}
-
-TEST(JsonReader, ANumberEndsAtTheFirstByteThatCannotContinueIt) {
-  EXPECT_EQ(describe(accepted(R"([1,-2 ,3.5,4e1,{"a":5},6])")), "(1 -2 number number {a=5 } 6 )");
-  EXPECT_EQ(describe(accepted("12\n")), "12");
-  EXPECT_EQ(describe(accepted("1.5 ")), "number");
-  EXPECT_FALSE(parses("12abc"));
-  EXPECT_FALSE(parses("[12abc]"));
 }
 
 }  // namespace

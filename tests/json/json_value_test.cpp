@@ -27,19 +27,9 @@ static_assert(std::is_nothrow_move_constructible_v<JsonValue>);
 static_assert(std::is_nothrow_move_assignable_v<JsonValue>);
 static_assert(noexcept(findMember(std::declval<const JsonValue&>(), std::string_view{})));
 
-bool parses(std::string_view text) {
-  JsonValue value;
-  return parseJsonDocument(text, value);
-}
-
-// The document of an accepted text, which is also cut at every length: what stands behind a text in
-// memory plays no part.
 JsonValue documentOf(std::string_view text) {
   JsonValue document;
-  EXPECT_TRUE(parseJsonDocument(ExactText(text).view(), document)) << text;
-  forEveryCut(text, [text](std::string_view cut) {
-    EXPECT_EQ(parses(cut), parses(text.substr(0, cut.size()))) << cut;
-  });
+  EXPECT_TRUE(parseJsonDocument(text, document)) << text;
   return document;
 }
 
@@ -106,20 +96,10 @@ constexpr auto kShortAndLongText =
     std::to_array<std::string_view>({"short", "a text that is too long to be held in place"});
 
 TEST(JsonValue, KindsAreNumberedInTheirOrder) {
-  struct Row {
-    JsonKind kind;
-    std::int32_t number;
-  };
-  constexpr auto rows = std::to_array<Row>({
-      {.kind = JsonKind::Null, .number = 0},
-      {.kind = JsonKind::Bool, .number = 1},
-      {.kind = JsonKind::Integer, .number = 2},
-      {.kind = JsonKind::Number, .number = 3},
-      {.kind = JsonKind::String, .number = 4},
-      {.kind = JsonKind::Array, .number = 5},
-      {.kind = JsonKind::Object, .number = 6},
-  });
-  for (const Row& row : rows) EXPECT_EQ(static_cast<std::int32_t>(row.kind), row.number);
+  constexpr auto kinds =
+      std::to_array<JsonKind>({JsonKind::Null, JsonKind::Bool, JsonKind::Integer, JsonKind::Number,
+                               JsonKind::String, JsonKind::Array, JsonKind::Object});
+  for (std::size_t i = 0; i < kinds.size(); ++i) EXPECT_EQ(static_cast<std::size_t>(kinds[i]), i);
 }
 
 TEST(JsonValue, AFreshValueIsNullAndEmpty) {
@@ -164,38 +144,7 @@ TEST(JsonValue, MovingKeepsTheSubtreeWhereItIs) {
   EXPECT_EQ(target.memberValues.data(), member);
 }
 
-TEST(FindMember, OfARepeatedKeyTheFirstMemberIsFoundAndAllAreKept) {
-  const JsonValue root = documentOf(R"({"a":1,"a":2})");
-  const JsonValue* const found = findMember(root, "a");
-  ASSERT_NE(found, nullptr);
-  EXPECT_EQ(found->kind, JsonKind::Integer);
-  EXPECT_EQ(found->intValue, 1);
-
-  ASSERT_EQ(root.memberKeys.size(), 2U);
-  EXPECT_EQ(root.memberKeys[0], "a");
-  EXPECT_EQ(root.memberKeys[1], "a");
-  ASSERT_EQ(root.memberValues.size(), 2U);
-  EXPECT_EQ(root.memberValues[0].intValue, 1);
-  EXPECT_EQ(root.memberValues[1].intValue, 2);
-}
-
-TEST(FindMember, AnEmptyObjectHasNoMember) {
-  const JsonValue root = documentOf("{}");
-  EXPECT_EQ(root.kind, JsonKind::Object);
-  EXPECT_EQ(findMember(root, "a"), nullptr);
-  EXPECT_EQ(findMember(root, ""), nullptr);
-}
-
-TEST(FindMember, AKeyThatDiffersOnlyInCaseIsAnother) {
-  EXPECT_EQ(findMember(documentOf(R"({"Route":1})"), "route"), nullptr);
-  EXPECT_EQ(findMember(documentOf(R"({"route":1})"), "Route"), nullptr);
-
-  const JsonValue both = documentOf(R"({"Route":1,"route":2})");
-  ASSERT_NE(findMember(both, "route"), nullptr);
-  EXPECT_EQ(findMember(both, "route")->intValue, 2);
-}
-
-TEST(FindMember, ReturnsTheStoredValueOfEveryPlace) {
+TEST(FindMember, FindsTheFirstMemberOfEachKeyWhereItIsStored) {
   JsonValue object;
   appendMember(object, "first", 1);
   appendMember(object, "middle", 2);
@@ -203,6 +152,8 @@ TEST(FindMember, ReturnsTheStoredValueOfEveryPlace) {
   for (std::size_t i = 0; i < object.memberKeys.size(); ++i) {
     EXPECT_EQ(findMember(object, object.memberKeys[i]), &object.memberValues[i]) << i;
   }
+  appendMember(object, "first", 4);
+  EXPECT_EQ(findMember(object, "first"), object.memberValues.data());
   EXPECT_EQ(findMember(object, "other"), nullptr);
 }
 
@@ -216,6 +167,8 @@ TEST(FindMember, KeysAreComparedByLengthAndByBytes) {
       {.stored = "route", .asked = "route", .same = true},
       {.stored = "route", .asked = "rout", .same = false},
       {.stored = "route", .asked = "routes", .same = false},
+      {.stored = "route", .asked = "Route", .same = false},
+      {.stored = "Route", .asked = "route", .same = false},
       {.stored = "route", .asked = "routf", .same = false},
       {.stored = "route", .asked = "soute", .same = false},
       {.stored = "route", .asked = "", .same = false},
@@ -249,9 +202,9 @@ TEST(FindMember, MembersOfMembersAreNotSearched) {
   EXPECT_EQ(findMember(*outer, "inner")->intValue, 1);
 }
 
-TEST(FindMember, AValueThatIsNoObjectHasNoMember) {
+TEST(FindMember, AnEmptyObjectAndAValueThatIsNoObjectHaveNoMember) {
   constexpr auto texts =
-      std::to_array<std::string_view>({"null", "true", "1", "1.5", R"("a")", R"(["a"])"});
+      std::to_array<std::string_view>({"null", "true", "1", "1.5", R"("a")", R"(["a"])", "{}"});
   for (const std::string_view text : texts) {
     SCOPED_TRACE(text);
     EXPECT_EQ(findMember(documentOf(text), "a"), nullptr);
@@ -261,77 +214,6 @@ TEST(FindMember, AValueThatIsNoObjectHasNoMember) {
   appendMember(list, "a", 1);
   list.kind = JsonKind::Array;  // what it holds as an object then means nothing
   EXPECT_EQ(findMember(list, "a"), nullptr);
-}
-
-TEST(JsonValue, SixtyFourBitIntegersAreKeptExactlyAndOtherNumbersNotAtAll) {
-  struct Row {
-    std::string_view text;
-    JsonKind kind = JsonKind::Number;
-    std::int64_t intValue = 0;
-  };
-  constexpr auto rows = std::to_array<Row>({
-      {.text = "1.5"},
-      {.text = "1e3"},
-      {.text = "443.0"},
-      {.text = "9223372036854775808"},
-      {.text = "-9223372036854775808",
-       .kind = JsonKind::Integer,
-       .intValue = std::numeric_limits<std::int64_t>::min()},
-      {.text = "9223372036854775807",
-       .kind = JsonKind::Integer,
-       .intValue = std::numeric_limits<std::int64_t>::max()},
-      {.text = "443", .kind = JsonKind::Integer, .intValue = 443},
-  });
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.text);
-    const JsonValue value = documentOf(row.text);
-    EXPECT_EQ(value.kind, row.kind);
-    EXPECT_EQ(value.intValue, row.intValue);
-    EXPECT_EQ(value.stringValue, "");
-  }
-}
-
-TEST(JsonValue, AStringIsNeverReadAsAnythingElse) {
-  struct Row {
-    std::string_view text;
-    std::string_view bytes;
-  };
-  constexpr auto rows = std::to_array<Row>({
-      {.text = R"("443")", .bytes = "443"},
-      {.text = R"("true")", .bytes = "true"},
-      {.text = R"("null")", .bytes = "null"},
-      {.text = R"("[]")", .bytes = "[]"},
-  });
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.text);
-    const JsonValue value = documentOf(row.text);
-    EXPECT_EQ(value.kind, JsonKind::String);
-    EXPECT_EQ(value.stringValue, row.bytes);
-    EXPECT_FALSE(value.boolValue);
-    EXPECT_EQ(value.intValue, 0);
-    EXPECT_TRUE(value.items.empty());
-  }
-}
-
-TEST(JsonValue, ALiteralIsNeverReadAsAString) {
-  struct Row {
-    std::string_view text;
-    JsonKind kind = JsonKind::Bool;
-    bool boolValue = false;
-  };
-  constexpr auto rows = std::to_array<Row>({
-      {.text = "true", .boolValue = true},
-      {.text = "false"},
-      {.text = "null", .kind = JsonKind::Null},
-  });
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.text);
-    const JsonValue value = documentOf(row.text);
-    EXPECT_EQ(value.kind, row.kind);
-    EXPECT_EQ(value.boolValue, row.boolValue);
-    EXPECT_EQ(value.intValue, 0);
-    EXPECT_EQ(value.stringValue, "");
-  }
 }
 
 }  // namespace
