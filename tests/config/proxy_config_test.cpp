@@ -304,26 +304,32 @@ void expectEntry(std::string_view entry, PortFlags flags, const Ports& ports) {
   expectPorts(joined({R"("server_ports":[")", entry, R"("])"}), flags, ports);
 }
 
-// A number as "server_port", and as the only entry of "server_ports".
+// A number, also behind zeros, as "server_port" and as the only entry of "server_ports".
 void expectNumber(std::string_view number, PortFlags flags, const Ports& ports) {
-  expectPorts(member("server_port", number), flags, ports);
-  expectEntry(number, flags, ports);
+  const std::string_view sign = number.starts_with('-') ? "-" : "";
+  for (const std::string_view zeros : {"", "0", "0000000000000000000000000"}) {
+    const std::string text = joined({sign, zeros, number.substr(sign.size())});
+    expectPorts(member("server_port", text), flags, ports);
+    expectEntry(text, flags, ports);
+  }
 }
 
 TEST(ProxyConfig, ANumberFrom1To65535IsASinglePort) {
-  const std::vector<std::pair<std::string_view, std::uint32_t>> rows = {
-      {"443", 443},     {"1", 1},         {"2", 2},       {"9", 9},
-      {"65534", 65534}, {"65535", 65535}, {"00443", 443}, {"000000000000000000001", 1}};
-  for (const auto& [text, port] : rows) expectNumber(text, PortFlags::None, {port});
+  for (const std::uint32_t port :
+       {1U, 2U, 9U, 127U, 128U, 255U, 256U, 443U, 32767U, 32768U, 65534U, 65535U}) {
+    expectNumber(std::to_string(port), PortFlags::None, {port});
+  }
 }
 
 TEST(ProxyConfig, ANumberOutOfRangeOrThatIsNoIntegerIsMalformed) {
   for (const std::string_view text :
-       {"0", "00", "-0", "-1", "-5", "-443", "-65535", "65536", "70000", "2147483647", "2147483648",
-        "-2147483648", "-2147483649", "9223372036854775807", "9223372036854775808",
-        "-9223372036854775808",
-        // 0 and 443 in 32 bits, 443 in 64.
-        "4294967296", "4294967739", "-4294966853", "18446744073709552059",
+       {"0", "-0", "-1", "-5", "-443", "65536", "70000", "-32768", "-32769", "2147483647",
+        "2147483648", "-2147483648", "-2147483649", "4294967295", "4294967296",
+        "9223372036854775807", "9223372036854775808", "-9223372036854775808",
+        "-9223372036854775809", "18446744073709551615", "18446744073709551616",
+        // 1 in 16, 32 and 64 bits; 443 in 32 and 64.
+        "65537", "-65535", "4294967297", "-4294967295", "18446744073709551617",
+        "-18446744073709551615", "4294967739", "-4294966853", "18446744073709552059",
         // No integers.
         "443.0", "4.43e2", "443e0"}) {
     expectNumber(text, PortFlags::Malformed, {});

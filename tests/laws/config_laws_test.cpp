@@ -3,9 +3,7 @@
 
 #include "tests/laws/config_laws.h"
 
-#include <array>
 #include <cstddef>
-#include <cstdint>
 #include <iostream>
 #include <string>
 #include <string_view>
@@ -158,73 +156,6 @@ TEST(ConfigLaws, EveryShortServerPortIsReadAsByThePlainReading) {
   });
   expectEach(census, 20, {"JSON_PARSE_FAILED"});
   expectEach(census, 20, eachWith({"malformed", "one port"}, kYesAndNo));
-}
-
-// A number at the edge of some integer type, or one that a narrower type would take for a port.
-struct Edge {
-  std::string_view sign;
-  std::string_view digits;
-  bool isPort = false;
-};
-
-constexpr auto kEdges = std::to_array<Edge>({
-    {.sign = "", .digits = "0"},
-    {.sign = "-", .digits = "0"},
-    {.sign = "", .digits = "1", .isPort = true},
-    {.sign = "-", .digits = "1"},
-    {.sign = "", .digits = "127", .isPort = true},
-    {.sign = "", .digits = "128", .isPort = true},
-    {.sign = "", .digits = "255", .isPort = true},
-    {.sign = "", .digits = "256", .isPort = true},
-    {.sign = "", .digits = "32767", .isPort = true},
-    {.sign = "", .digits = "32768", .isPort = true},
-    {.sign = "-", .digits = "32768"},
-    {.sign = "-", .digits = "32769"},
-    {.sign = "", .digits = "65535", .isPort = true},
-    {.sign = "-", .digits = "65535"},  // 1 in 16 bits
-    {.sign = "", .digits = "65536"},
-    {.sign = "", .digits = "65537"},  // 1 in 16 bits
-    {.sign = "", .digits = "2147483647"},
-    {.sign = "", .digits = "2147483648"},
-    {.sign = "-", .digits = "2147483648"},
-    {.sign = "-", .digits = "2147483649"},
-    {.sign = "-", .digits = "4294967295"},  // 1 in 32 bits
-    {.sign = "", .digits = "4294967295"},
-    {.sign = "", .digits = "4294967296"},
-    {.sign = "", .digits = "4294967297"},  // 1 in 32 bits
-    {.sign = "", .digits = "9223372036854775807"},
-    {.sign = "", .digits = "9223372036854775808"},
-    {.sign = "-", .digits = "9223372036854775808"},
-    {.sign = "-", .digits = "9223372036854775809"},
-    {.sign = "-", .digits = "18446744073709551615"},  // 1 in 64 bits
-    {.sign = "", .digits = "18446744073709551615"},
-    {.sign = "", .digits = "18446744073709551616"},
-    {.sign = "", .digits = "18446744073709551617"},  // 1 in 64 bits
-});
-
-void expectEdge(const std::string& member, const Edge& edge) {
-  SCOPED_TRACE(member);
-  const ProxyConfig config = readProxyConfig(configOf(member), true);
-  ASSERT_EQ(config.configStatus, ConfigStatus::OK);
-  ASSERT_EQ(config.outbounds.size(), 1);
-  const Outbound& outbound = config.outbounds.front();
-  std::vector<std::uint32_t> ports;
-  if (edge.isPort) ports = {static_cast<std::uint32_t>(std::stoul(std::string(edge.digits)))};
-  EXPECT_TRUE(outbound.portSpecified);
-  EXPECT_EQ(outbound.portMalformed, !edge.isPort);
-  EXPECT_FALSE(outbound.portHopping);
-  EXPECT_EQ(outbound.ports, ports);
-}
-
-TEST(ConfigLaws, NumbersAtTheEdgesOfAllIntegerTypesKeepTheirValueBehindAnyNumberOfZeros) {
-  for (const Edge& edge : kEdges) {
-    for (const std::size_t count : {0U, 1U, 2U, 5U, 19U, 1000U}) {
-      const std::string zeros(count, '0');
-      const std::string number = joined({edge.sign, zeros, edge.digits});
-      expectEdge(joined({R"("server_port":)", number}), edge);
-      expectEdge(joined({R"("server_ports":[")", number, R"("])"}), edge);
-    }
-  }
 }
 
 TEST(ConfigLaws, AnUnknownKeyInAnyPlaceOfAConfigurationChangesNothing) {
