@@ -6,7 +6,6 @@
 #include <span>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -14,7 +13,6 @@
 #include "egress/config/classify_endpoint.h"
 #include "egress/config/numeric_address.h"
 #include "egress/config/proxy_config.h"
-#include "egress/config/resolve_active_outbound.h"
 #include "egress/config/selector_answer.h"
 #include "tests/memory/fail_each_allocation.h"
 #include "tests/memory/hefty_input.h"
@@ -65,21 +63,6 @@ TEST(ConfigMemory, AFailedReadOfAnAnswerLeavesTheChoiceAsItWas) {
     EXPECT_EQ(status, SelectorAnswerStatus::Ok);
     EXPECT_EQ(now, nodeTag(3));
   }
-}
-
-TEST(ConfigMemory, EveryFailureOnTheWayToTheLeafComesOut) {
-  const DiagnosisInput input = heftyInput(4, 1);
-  const DiagnosisInput before = input;
-  Resolution resolution;
-  const std::size_t failures =
-      failEachAllocation([&] { resolution = resolveActiveOutbound(input); },
-                         [&] {
-                           EXPECT_TRUE(sameInput(input, before));
-                           EXPECT_TRUE(resolution.visitedTags.empty());
-                         });
-  EXPECT_GT(failures, 3U);
-  EXPECT_EQ(resolution.status, ActiveEndpointStatus::OK);
-  EXPECT_EQ(resolution.visitedTags, (std::vector<std::string>{"proxy", nodeTag(0), nodeTag(1)}));
 }
 
 TEST(ConfigMemory, AnEndpointIsClassifiedWithoutAnAllocation) {

@@ -24,7 +24,8 @@ namespace {
 
 constexpr std::string_view kLongText = "a text that is too long to be held in place";
 
-// Enough rows of each kind that every list grows, and adapters in pairs of one index to be sorted.
+// Enough rows of each kind that every list and table grows, and adapters in pairs of one index, to
+// be sorted.
 TEST(CoreMemory, EveryFailureDuringADiagnosisComesOut) {
   const DiagnosisInput input = heftyInput(4, 20);
   const DiagnosisInput before = input;
@@ -61,20 +62,6 @@ TEST(CoreMemory, AConfigurationIsMovedInWithoutAnAllocation) {
                         .outbounds = heftyInput(5, 1).outbounds};
   EXPECT_EQ(allocationsOf([&] { setProxyConfig(input, std::move(config)); }), 0U);
   EXPECT_EQ(input.outbounds.size(), 6U);
-}
-
-TEST(CoreMemory, EveryFailureWhileATableIsMadeComesOut) {
-  const DiagnosisInput input = heftyInput(1, 20);
-  const DiagnosisInput before = input;
-  const auto check = [&] { EXPECT_TRUE(sameInput(input, before)); };
-  OrdinalTable ordinals;
-  EXPECT_GT(failEachAllocation([&] { ordinals = makeOrdinalTable(input.adapters); }, check), 0U);
-  ASSERT_EQ(ordinals.interfaceIndexes.size(), 11U);
-  AddressTable addresses;
-  EXPECT_GT(
-      failEachAllocation([&] { addresses = makeAddressTable(input.adapters, ordinals); }, check),
-      3U);
-  EXPECT_EQ(addresses.ipv4.size() + addresses.ipv6.size(), 11U);
 }
 
 TEST(CoreMemory, ALookUpInATableAllocatesNothingAndOneInASnapshotComesOut) {
