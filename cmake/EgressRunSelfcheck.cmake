@@ -6,7 +6,6 @@ execute_process(
   RESULT_VARIABLE status
   OUTPUT_VARIABLE output
   ERROR_VARIABLE error)
-string(REPLACE "\r\n" "\n" output "${output}") # Windows line endings
 
 set(line "PASS: ${checks} checks, 0 failures")
 set(wrong "")

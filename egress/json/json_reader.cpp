@@ -13,12 +13,10 @@
 namespace egress {
 namespace {
 
-// Growing a list moves 120-byte values, so lists reserve room before their first element: arrays
-// for a short list, objects by the running average of earlier objects at their depth.
-constexpr std::size_t kItemRoom = 2;
+// Growing a list moves 120-byte values, so an object reserves room before its first member, by the
+// running average of earlier objects at its depth.
 constexpr std::uint8_t kFirstMemberRoom = 8;
-constexpr std::size_t kMaxMemberRoom =
-    32;  // limits what one huge object makes the next ones reserve
+constexpr std::size_t kMaxMemberRoom = 32;  // so that one huge object does not inflate the next
 
 using RoomByLevel = std::array<std::uint8_t, kMaxJsonDepth + 1>;
 
@@ -29,8 +27,7 @@ RoomByLevel firstMemberRooms() {
 }
 
 struct JsonCursor {
-  const char* position =
-      nullptr;  // after a failure: the first byte that no accepted text has there
+  const char* position = nullptr;  // after a failure: the faulty byte
   const char* end = nullptr;
   NumberText numberText = NumberText::Drop;
   JsonFaultKind fault = JsonFaultKind::END_OF_TEXT;  // set by the production that fails
@@ -178,10 +175,8 @@ std::string_view takePlainRun(JsonCursor& cursor) {
   return {start, end};
 }
 
-// Reads a string into `bytes`, which are empty. Most strings have no escape and end after one run.
-bool parseJsonString(JsonCursor& cursor, std::string& bytes) {
-  if (!consume(cursor, '"')) return fail(cursor, JsonFaultKind::NO_KEY);
-  bytes += takePlainRun(cursor);
+// The rest of a string after its first run of plain bytes. Most strings have no escape and end here.
+bool finishJsonString(JsonCursor& cursor, std::string& bytes) {
   while (!consume(cursor, '"')) {
     if (atEnd(cursor)) return fail(cursor, JsonFaultKind::END_OF_TEXT);
     ++cursor.position;  // the backslash
@@ -189,6 +184,19 @@ bool parseJsonString(JsonCursor& cursor, std::string& bytes) {
     bytes += takePlainRun(cursor);
   }
   return true;
+}
+
+bool parseJsonString(JsonCursor& cursor, std::string& bytes) {
+  consume(cursor, '"');
+  bytes = takePlainRun(cursor);
+  return finishJsonString(cursor, bytes);
+}
+
+// Constructs the key from its first run; assigning to an empty key takes measurably longer.
+bool parseMemberKey(JsonCursor& cursor, std::vector<std::string>& keys) {
+  if (!consume(cursor, '"')) return fail(cursor, JsonFaultKind::NO_KEY);
+  keys.emplace_back(takePlainRun(cursor));
+  return finishJsonString(cursor, keys.back());
 }
 
 // One or more decimal digits.
@@ -227,7 +235,6 @@ bool parseJsonArray(JsonCursor& cursor, JsonValue& value, std::size_t depth) {
   skipBlanks(cursor);
   if (consume(cursor, ']')) return true;
   if (depth == kMaxJsonDepth) return fail(cursor, JsonFaultKind::TOO_DEEP);
-  value.items.reserve(kItemRoom);
   do {
     if (!parseJsonValue(cursor, value.items.emplace_back(), depth + 1)) return false;
     skipBlanks(cursor);
@@ -246,7 +253,7 @@ bool parseJsonObject(JsonCursor& cursor, JsonValue& value, std::size_t depth) {
   value.memberValues.reserve(room);
   do {
     skipBlanks(cursor);
-    if (!parseJsonString(cursor, value.memberKeys.emplace_back())) return false;
+    if (!parseMemberKey(cursor, value.memberKeys)) return false;
     skipBlanks(cursor);
     if (!consume(cursor, ':')) return fail(cursor, JsonFaultKind::NO_COLON);
     if (!parseJsonValue(cursor, value.memberValues.emplace_back(), depth + 1)) return false;

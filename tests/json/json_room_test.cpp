@@ -72,11 +72,5 @@ TEST(JsonRoom, EmptyContainersTakeNone) {
   }
 }
 
-TEST(JsonRoom, AShortArrayTakesTwoAtMost) {
-  JsonValue value;
-  ASSERT_TRUE(parseJsonDocument("[[1],[1,2]]", value));
-  for (const JsonValue& item : value.items) EXPECT_EQ(item.items.capacity(), 2U);
-}
-
 }  // namespace
 }  // namespace egress::test
