@@ -5,10 +5,9 @@
 #error "egress needs C++20"
 #endif
 
-// EGRESS_EXPORT stands before each function that a shared library shows to its users, who define
-// EGRESS_SHARED; its own build defines EGRESS_BUILDING, too. CMake and pkg-config see to both. It
-// is empty for a static library, so that a host's own shared library does not show these functions
-// as if they were the host's.
+// EGRESS_EXPORT marks the functions that a shared library exports. Its users define EGRESS_SHARED,
+// its own build also EGRESS_BUILDING; CMake and pkg-config do this. For a static library the macro
+// is empty, so that a host's own shared library does not re-export these functions.
 #if !defined(EGRESS_SHARED)
 #define EGRESS_EXPORT
 #elif !defined(_WIN32)

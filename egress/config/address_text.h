@@ -9,7 +9,7 @@
 
 namespace egress {
 
-// The steps of parseNumericAddress; they stand in its source file, where the compiler can inline
+// The steps of parseNumericAddress, defined in its source file so that the compiler can inline
 // them.
 
 // The 16-bit groups of a piece of IPv6 text.

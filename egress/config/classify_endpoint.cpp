@@ -25,7 +25,7 @@ ActiveEndpointStatus classifyEndpoint(const Outbound& leaf, NumericAddress& addr
   const OutboundType type = outboundTypeOf(leaf.type);
   if (type == OutboundType::NoEndpoint) return LEAF_HAS_NO_REMOTE_ENDPOINT;
   if (!leaf.hasServer || leaf.server.empty() || !leaf.portSpecified) return ENDPOINT_MISSING;
-  // Before the singleton rule: a range on its own leaves no single port, so no usable port at all.
+  // Must precede the singleton rule: a range alone leaves `ports` empty.
   if (leaf.portMalformed || leaf.ports.empty()) return ENDPOINT_INVALID;
   const NumericAddress server = parseNumericAddress(leaf.server);
   if (!server.valid) return ENDPOINT_NOT_NUMERIC;

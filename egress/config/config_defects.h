@@ -16,17 +16,17 @@ namespace egress {
 
 // Why the diagnosis cannot use something in a configuration.
 enum class ConfigDefectKind : std::uint32_t {
-  NOT_JSON,        // the text is refused; findJsonFault says where
-  KEY_MISSING,     // nothing stands under `key`
-  VALUE_UNUSABLE,  // the wrong kind of value, or one that the diagnosis cannot follow
+  NOT_JSON,        // findJsonFault gives the position
+  KEY_MISSING,     // `key` is absent
+  VALUE_UNUSABLE,  // the value has the wrong kind, or the diagnosis cannot follow it
   SEVERAL_PORTS,   // the port keys hold a range, or more than one port
-  TAG_REPEATED,    // an earlier outbound has this tag, and only that one is used
+  TAG_REPEATED,    // an earlier outbound has this tag, and only the first is used
   SELECTOR_WITHOUT_ANSWER,
-  ANSWER_WITHOUT_SELECTOR,  // no selector has the tag that the answer is for
+  ANSWER_WITHOUT_SELECTOR,  // the answer's tag is not that of a selector
   HINT_UNKNOWN,             // no outbound has the hint's tag
 };
 
-// One defect. A field that says nothing about it is empty.
+// One defect. Fields that do not apply to it are empty.
 struct ConfigDefect {
   ConfigDefectKind kind = ConfigDefectKind::NOT_JSON;
   std::optional<std::size_t> position;  // in the text's "outbounds", from 0
@@ -37,7 +37,7 @@ struct ConfigDefect {
   std::string value;  // a number or a boolean as JSON, or a string's first kMaxDefectText bytes
 };
 
-// So that a list of defects stays small.
+// Limits the size of a list of defects.
 inline constexpr std::size_t kMaxDefectText = 80;
 
 // Lists what one configuration, with the answers and the hint of the same diagnosis, holds that the

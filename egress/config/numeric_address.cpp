@@ -35,10 +35,10 @@ std::uint32_t decimalDigitValue(char byte) noexcept {
   return static_cast<std::uint32_t>(static_cast<unsigned char>(byte)) - '0';
 }
 
-// One of the first three parts of a dotted quad and the dot behind it; advances past both and
-// shifts the part into `quad`. Behind its first digit stand at least two more bytes in any address.
-// So they may be looked at, and how many of them are digits is computed: the processor
-// would often guess wrong at a branch.
+// Reads one of the first three parts of a dotted quad and its dot, and shifts the part into `quad`.
+// In any address at least two more bytes follow the part's first digit, so they can be read before
+// the length is known. The length is computed: part lengths are unpredictable, so branches
+// mispredict.
 bool takePart(const char*& position, const char* end, std::uint32_t& quad) noexcept {
   if (end - position < kMaxDecimalDigits) return false;
   const std::uint32_t first = decimalDigitValue(position[0]);
@@ -56,7 +56,7 @@ bool takePart(const char*& position, const char* end, std::uint32_t& quad) noexc
   return true;
 }
 
-// The last part, up to the end, into `quad`.
+// Reads the last part, which ends with the text, and shifts it into `quad`.
 bool takeLastPart(const char* position, const char* end, std::uint32_t& quad) noexcept {
   if (position == end || end - position > kMaxDecimalDigits) return false;
   std::uint32_t number = 0;
@@ -84,8 +84,8 @@ bool appendDottedQuad(std::string_view text, HexGroups& groups) noexcept {
   return true;
 }
 
-// Appends groups up to the end or up to a "::", and returns where it stopped, or nullptr when what
-// stands there is no group.
+// Appends groups up to the end or up to a "::". Returns the position of either, or nullptr for text
+// that is not a group.
 const char* appendHexGroups(const char* position, const char* end, bool mayEndWithIpv4,
                             HexGroups& groups) noexcept {
   for (;;) {
@@ -106,7 +106,7 @@ const char* appendHexGroups(const char* position, const char* end, bool mayEndWi
   }
 }
 
-// No text is both: an IPv6 address has a colon, which no dotted quad has.
+// The order does not matter: only IPv6 addresses contain a colon.
 bool parseEitherFamily(std::string_view text, NumericAddress& address) noexcept {
   const std::span<std::uint8_t, 16> bytes = address.bytes;
   if (parseIpv4Text(text, bytes.first<4>())) {
@@ -171,7 +171,7 @@ NumericAddress parseNumericAddress(std::string_view text) noexcept {
   }
   NumericAddress address;
   if (parseEitherFamily(text, address)) return address;
-  // Only now, because no address holds a '%' and few have a zone.
+  // Zones are rare, so search for one only after the whole text was refused.
   const std::size_t zone = text.find('%');
   if (zone != std::string_view::npos) parseEitherFamily(text.substr(0, zone), address);
   return address;

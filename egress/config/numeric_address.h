@@ -9,7 +9,7 @@
 
 namespace egress {
 
-// An IPv4 or IPv6 address as bytes in network order; all zero when it is not valid. An IPv4 address
+// An IPv4 or IPv6 address as bytes in network order; all zero if it is not valid. An IPv4 address
 // fills bytes 0 to 3 and is never written as an IPv4-mapped IPv6 address.
 struct NumericAddress {
   bool valid = false;
@@ -21,12 +21,12 @@ struct NumericAddress {
 // "fe80::1%eth0".
 //
 // One pair of brackets around the text is dropped, then everything from the first '%' on (a zone);
-// text with a colon is IPv6, other text IPv4. Names are never looked up. Anything else, blanks
-// included, gives an invalid address.
+// text with a colon is IPv6, other text IPv4. Names are never looked up. Any other text, including
+// blanks, gives an invalid address.
 [[nodiscard]] EGRESS_EXPORT NumericAddress parseNumericAddress(std::string_view text) noexcept;
 
-// Whether both are valid and the same address; text forms play no part. An IPv4 address is never
-// the same as an IPv6 one, not even as its IPv4-mapped form.
+// Whether both are valid and the same address; their texts may differ. An IPv4 address never
+// equals an IPv6 address, not even its IPv4-mapped form.
 [[nodiscard]] EGRESS_EXPORT bool sameNumericAddress(const NumericAddress& a,
                                                     const NumericAddress& b) noexcept;
 

@@ -15,7 +15,7 @@ namespace egress {
 // "20000:40000". The bounds of a range do not matter, because any range means more than one port.
 struct PortEntry {
   bool isRange = false;
-  std::optional<std::uint32_t> port;  // neither a range nor a port: the entry cannot be used
+  std::optional<std::uint32_t> port;  // neither a range nor a port: the entry is unusable
 };
 
 [[nodiscard]] PortEntry portEntryOf(const JsonValue& entry) noexcept;

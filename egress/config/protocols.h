@@ -8,16 +8,16 @@
 
 namespace egress {
 
-// What the diagnosis makes of an outbound's "type".
+// How the diagnosis treats an outbound's "type".
 enum class OutboundType : std::uint32_t {
   Selector,     // chooses another outbound at run time
   NoEndpoint,   // has no remote endpoint
   Supported,    // its sockets can be followed
-  Unsupported,  // known, but it runs over QUIC, and its sockets cannot be followed
+  Unsupported,  // runs over QUIC, so its sockets cannot be followed
   Unknown,
 };
 
-// What the diagnosis makes of the "type" inside an outbound's "transport".
+// How the diagnosis treats the "type" inside an outbound's "transport".
 enum class TransportType : std::uint32_t {
   None,  // the empty string
   Supported,

@@ -14,11 +14,11 @@ struct Target {
   std::string_view tag;
 };
 
-// Without a choice, the selector itself is what the walk looked for: an answer to its query.
+// If the selector has no choice, the tag is its own: the walk looked for its answer.
 Target choiceOf(const Outbound& selector, const std::vector<SelectorAnswer>& answers) {
   using enum ActiveEndpointStatus;
   const auto answer = std::ranges::find(answers, selector.tag, &SelectorAnswer::selectorTag);
-  // A selector that was never asked counts as one that failed to answer.
+  // A selector that was never queried counts as a failed query.
   if (answer == answers.end()) return {.status = SELECTOR_TRANSPORT_FAILED, .tag = selector.tag};
   switch (answer->status) {
     case SelectorAnswerStatus::TransportFailed:

@@ -12,27 +12,26 @@ namespace egress {
 
 enum class SelectorAnswerStatus : std::int32_t {
   Ok,               // the answer names a choice
-  TransportFailed,  // there is no answer; set by the caller that fetches answers, never by the
-                    // reader
-  Malformed,        // no JSON, or its root is no object
-  NowMissing,       // "now" is absent, no string, or empty
+  TransportFailed,  // there is no answer; set by the host, never by the reader
+  Malformed,        // not JSON, or its root is not an object
+  NowMissing,       // "now" is absent, empty or not a string
 };
 
-// The proxy engine's answer to the question which outbound one of its selectors uses now.
+// The proxy engine's answer to a query for the outbound that a selector uses.
 struct SelectorAnswer {
   std::string selectorTag;  // tag of the selector that was asked
   SelectorAnswerStatus status = SelectorAnswerStatus::Ok;
-  std::string now;  // tag of the outbound in use; means something only when status is Ok
+  std::string now;  // tag of the outbound in use; meaningful only if status is Ok
 };
 
-// Reads the text of one answer, a JSON object such as {"name":"proxy","now":"node_3"}; every member
-// but the first "now" is ignored. On Ok the choice is stored into `now`, if given; on every other
-// result `now` stays as it was. Throws only when memory runs out.
+// Reads the text of one answer, a JSON object such as {"name":"proxy","now":"node_3"}; only the
+// first "now" is read. On Ok it is stored in `*now`, unless `now` is null; on every other result
+// `*now` is unchanged. Throws only when memory runs out.
 [[nodiscard]] EGRESS_EXPORT SelectorAnswerStatus readSelectorAnswer(std::string_view text,
                                                                     std::string* now);
 
-// The enumerator's name; constant text, never null. A value outside the enumeration gives "Ok", as
-// which the diagnosis takes it.
+// The enumerator's name; constant text, never null. A value outside the enumeration gives "Ok":
+// the diagnosis treats it so.
 [[nodiscard]] EGRESS_EXPORT const char* toString(SelectorAnswerStatus status) noexcept;
 
 // The inverse: the enumerator with exactly this name, or nothing.

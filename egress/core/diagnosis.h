@@ -14,19 +14,18 @@
 
 namespace egress {
 
-// The tag of the outbound that the proxy engine sends its traffic to; the walk to the leaf starts
-// there.
+// The tag of the outbound where the proxy engine's traffic enters and the walk to the leaf starts.
 inline constexpr std::string_view kStartTag = "proxy";
 
-// The most follows from there to the leaf, selectors and detours together: more than a sensible
-// configuration has.
+// Maximum number of selectors and detours followed from there to the leaf. Real configurations have
+// fewer.
 inline constexpr std::size_t kMaxFollowSteps = 8;
 
 // The walk to the leaf, the outbound that carries the traffic.
 struct Resolution {
   ActiveEndpointStatus status = ActiveEndpointStatus::OUTBOUND_NOT_FOUND;
   std::optional<std::size_t> leaf;       // position in DiagnosisInput::outbounds; only on OK
-  std::vector<std::string> visitedTags;  // of every outbound entered, in order, on failure too
+  std::vector<std::string> visitedTags;  // of every outbound entered, in order; also on failure
   // What the walk looked for when it failed: the tag that no outbound has, the selector that gave
   // no choice, or the target that closed a cycle or was too deep. Empty on OK.
   std::string soughtTag;
@@ -47,7 +46,7 @@ struct Selection {
 
 // One adapter row. Rows of one interface share its ordinal.
 struct DiagnosedInterface {
-  std::int64_t ordinal = 0;          // from 1, by ascending interfaceIndex
+  std::int64_t ordinal = 0;          // from 1, in the order of interfaceIndex
   std::uint32_t interfaceIndex = 0;  // the system's own; the report leaves it out
   std::int32_t operStatus = 0;
   std::uint32_t interfaceMetric = 0;
@@ -61,14 +60,14 @@ struct DiagnosedRoute {
   std::uint32_t routeMetric = 0;
 };
 
-// Everything that one diagnosis decides. It owns all it holds and refers to the input only by
-// position. A fresh one is the diagnosis of a fresh DiagnosisInput.
+// Everything that one diagnosis decides. Owns its data, and refers to the input only by position. A
+// fresh one is the diagnosis of a fresh DiagnosisInput.
 struct Diagnosis {
   ConfigStatus configStatus = ConfigStatus::NO_CONFIG;
-  bool autoDetectInterface = false;  // means something only if configStatus is OK
+  bool autoDetectInterface = false;  // meaningful only if configStatus is OK
   EgressSelectionPolicy policy = EgressSelectionPolicy::unknown;
 
-  Resolution resolution;  // means something only if configStatus is OK
+  Resolution resolution;  // meaningful only if configStatus is OK
   ActiveEndpoint endpoint;
   bool selectorHintStale = false;  // the walk entered no outbound with the hint's tag
 

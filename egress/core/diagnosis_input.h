@@ -14,9 +14,9 @@ namespace egress {
 
 // One network adapter.
 struct InterfaceRow {
-  std::uint32_t interfaceIndex = 0;    // the system's own; never shown in a report, may repeat
-  std::int32_t operStatus = 0;         // operational status in RFC 2863 numbers (1 is up)
-  std::uint32_t interfaceMetric = 0;   // added to its routes' metrics by systems that have one
+  std::uint32_t interfaceIndex = 0;    // the system's own, never in a report; may repeat
+  std::int32_t operStatus = 0;         // ifOperStatus of RFC 2863; 1 is up
+  std::uint32_t interfaceMetric = 0;   // on systems that add it to the metrics of its routes
   std::vector<std::string> addresses;  // unicast, numeric text; any other text matches nothing
 };
 
@@ -35,10 +35,10 @@ struct SocketSource {
   std::uint32_t remotePort = 0;
 };
 
-// Rows of one kind, all taken at one moment, in any order.
+// Rows of one kind, taken at one moment, in any order.
 template <typename Row>
 struct Snapshot {
-  bool enumFailed = false;  // the snapshot could not be taken: its rows are not to be believed
+  bool enumFailed = false;  // the snapshot could not be taken; rows are ignored
   std::vector<Row> rows;
 };
 
@@ -46,7 +46,7 @@ using AdapterSnapshot = Snapshot<InterfaceRow>;
 using RouteSnapshot = Snapshot<RouteRow>;
 using SocketSnapshot = Snapshot<SocketSource>;
 
-// Everything that one diagnosis looks at; a fresh one stands for a host without a configuration.
+// The input of one diagnosis. A fresh one is a host without a configuration.
 struct DiagnosisInput {
   ConfigStatus configStatus = ConfigStatus::NO_CONFIG;
   bool autoDetectInterface = false;
@@ -54,11 +54,11 @@ struct DiagnosisInput {
   AdapterSnapshot adapters;
   RouteSnapshot routes;
   SocketSnapshot sockets;
-  std::vector<SelectorAnswer> selectorAnswers;  // one a selector; of several the first counts
-  std::string selectorHint;  // tag of the choice that the caller last knew of; empty: no hint
+  std::vector<SelectorAnswer> selectorAnswers;  // of several for one selector, the first is used
+  std::string selectorHint;  // tag of the selector choice last known to the host; empty: no hint
 };
 
-// Moves a read configuration into the three members that hold it.
+// Moves a configuration into its three members.
 inline void setProxyConfig(DiagnosisInput& diagnosisInput, ProxyConfig config) {
   diagnosisInput.configStatus = config.configStatus;
   diagnosisInput.autoDetectInterface = config.autoDetectInterface;

@@ -14,8 +14,7 @@ namespace egress {
 
 enum class ReportKind : std::uint32_t { Null, Boolean, Integer, String };
 
-// One value of a report. Only the field that the kind names means something; the others stay zero
-// or empty.
+// One value of a report. Only the field of its kind is meaningful; the others are zero or empty.
 struct ReportScalar {
   ReportKind kind = ReportKind::Null;
   bool boolValue = false;
@@ -38,8 +37,8 @@ struct ReportMember {
   friend bool operator==(const ReportMember&, const ReportMember&) = default;
 };
 
-// The report of one diagnosis, shaped like a JSON object: a host that wants JSON text writes the
-// members, and the pairs of each row, in the order in which they stand.
+// The report of one diagnosis, shaped like a JSON object: a host that writes JSON text keeps the
+// order of the members and of the pairs in each row.
 struct EgressReport {
   std::vector<ReportMember> members;
 

@@ -6,7 +6,7 @@
 namespace egress {
 namespace {
 
-// Four bytes from `first` on, as one number.
+// Four bytes, starting at `first`, as one number.
 std::uint32_t wordAt(const NumericAddress& address, std::size_t first) noexcept {
   const std::uint8_t* const bytes = address.bytes.data() + first;
   return (std::uint32_t{bytes[0]} << 24) | (std::uint32_t{bytes[1]} << 16) |
@@ -37,9 +37,8 @@ void sortWithoutRepeats(std::vector<AddressOwner<Address>>& owners) {
   owners.erase(std::unique(owners.begin(), owners.end(), isRepeat), owners.end());
 }
 
-// The first of the sorted owners whose address is not below the wanted one, or the end. Takes half
-// of the rest or leaves it, without a branch: nobody can foretell where a look-up goes, and so
-// the processor often guesses wrong at those of std::lower_bound.
+// Branch-free lower_bound: look-ups are unpredictable, so the branches of std::lower_bound
+// mispredict.
 template <typename Address>
 const AddressOwner<Address>* firstNotBelow(const std::vector<AddressOwner<Address>>& owners,
                                            const Address& wanted) noexcept {

@@ -12,17 +12,17 @@
 
 namespace egress {
 
-// The distinct interface indexes of a snapshot, ascending. An interface's ordinal, the number that
-// a report shows in place of the system's index, is its place in this list, counted from 1; it
-// means something inside one report only.
+// The distinct interface indexes of a snapshot, ascending. The ordinal of an interface is its
+// 1-based position in this list. Reports show it instead of the system's index, and it is valid
+// only inside one report.
 struct OrdinalTable {
   std::vector<std::uint32_t> interfaceIndexes;
 };
 
-// Takes every row, whether the snapshot failed or not.
+// Uses every row, even of a failed snapshot.
 [[nodiscard]] OrdinalTable makeOrdinalTable(const AdapterSnapshot& adapters);
 
-// The ordinal of an index, or nothing when the table does not hold it.
+// The ordinal of an index, or nothing if it is not in the table.
 [[nodiscard]] std::optional<std::int64_t> ordinalOf(const OrdinalTable& ordinalTable,
                                                     std::uint32_t interfaceIndex) noexcept;
 
@@ -46,25 +46,25 @@ struct AddressOwner {
 };
 
 using Ipv4Owner = AddressOwner<std::uint32_t>;                 // the address as a number
-using Ipv6Owner = AddressOwner<std::array<std::uint64_t, 2>>;  // its high half and its low half
+using Ipv6Owner = AddressOwner<std::array<std::uint64_t, 2>>;  // high half, low half
 
-// All addresses of a snapshot's adapters, parsed once for any number of look-ups; each list by
-// address, then by ordinal, without repeats.
+// All addresses of a snapshot's adapters, parsed once for all look-ups. Each list is sorted by
+// address, then by ordinal, and has no duplicates.
 struct AddressTable {
   std::vector<Ipv4Owner> ipv4;
   std::vector<Ipv6Owner> ipv6;
 };
 
-// Leaves out addresses that are not numeric and adapters that `ordinalTable` does not hold.
+// Skips addresses that are not numeric and adapters that are not in `ordinalTable`.
 [[nodiscard]] AddressTable makeAddressTable(const AdapterSnapshot& adapters,
                                             const OrdinalTable& ordinalTable);
 
-// Which interface owns the address that `addressText` spells. Rows that share an interface index
-// are one interface. Text that is no numeric address is unmapped.
+// The interface that owns the address in `addressText`. Rows with the same interface index are one
+// interface. Text that is not a numeric address is unmapped.
 [[nodiscard]] InterfaceMapping mapAddressToInterface(const AddressTable& addressTable,
                                                      std::string_view addressText) noexcept;
 
-// The same for a single look-up, straight from the snapshot; every call parses all its addresses.
+// The same for a single look-up: every call parses all addresses of the snapshot.
 // Throws only when memory runs out.
 [[nodiscard]] InterfaceMapping mapAddressToInterface(const AdapterSnapshot& adapters,
                                                      const OrdinalTable& ordinalTable,

@@ -11,7 +11,7 @@
 
 namespace egress {
 
-// A summary of the matching sockets, those that go to the endpoint.
+// A summary of the matching sockets, those whose remote end is the endpoint.
 struct MatchSummary {
   bool anySocket = false;
   bool anyUnmapped = false;
@@ -29,9 +29,9 @@ struct MappedSockets {
   MatchSummary matches;
 };
 
-// Takes every row, whether the snapshot failed or not. A socket matches if its remote port equals
-// the endpoint's and its remote address does by value. The two tables are those of one adapter
-// snapshot; an ordinal above those of `ordinalTable` is not observed. Throws only when memory runs
+// Uses every row, even of a failed snapshot. A socket matches if its remote port equals the
+// endpoint's and its remote address equals the endpoint's by value. Both tables are of one adapter
+// snapshot; an ordinal that is not in `ordinalTable` is not observed. Throws only when memory runs
 // out.
 [[nodiscard]] MappedSockets mapSockets(const SocketSnapshot& sockets,
                                        const ActiveEndpoint& endpoint,

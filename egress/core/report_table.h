@@ -23,7 +23,7 @@ struct ReportField {
 
 // A member of the report: a field, or an array of rows with these columns.
 struct ReportMemberField {
-  ReportField field;                          // `key` alone counts where there are columns
+  ReportField field;                          // if there are columns, only `key` is used
   std::span<const ReportField> columns = {};  // empty for a field
   bool onlyWithConfig = false;                // absent unless "configStatus" is "OK"
 };

@@ -16,7 +16,7 @@ struct SelectionInput {
 };
 
 // The interface that the sockets to the endpoint leave through, or the first reason why there is
-// not exactly one. Routes, metrics and operational states play no part.
+// not exactly one. Does not depend on routes, metrics and operational states.
 [[nodiscard]] Selection selectInterface(const SelectionInput& input) noexcept;
 
 }  // namespace egress

@@ -5,9 +5,9 @@
 
 namespace egress {
 
-// Each switch is its vocabulary's one table. None has a default, so that the compiler names an
-// enumerator without a word; the last enumerator breaks out to the word that also serves every
-// value outside the enumeration.
+// Each switch is the only table of its vocabulary. It has no default, so that the compiler reports
+// an enumerator without a word. The last enumerator breaks to the word of all values outside the
+// enumeration.
 
 const char* toString(ConfigStatus status) noexcept {
   using enum ConfigStatus;

@@ -11,15 +11,15 @@
 
 namespace egress {
 
-// The closed vocabularies of the report. An enumerator is spelled as the word that it exports; the
-// numbers are fixed but never exported. The last word of each vocabulary is its catch-all.
+// The closed vocabularies of the report. Each enumerator is spelled like its word; numbers are
+// fixed but never exported. The last word of each vocabulary is its catch-all.
 
 enum class ConfigStatus : std::uint32_t {
   OK,
   NO_CONFIG,            // no text, or an empty one
-  JSON_PARSE_FAILED,    // no JSON, or its root is no object
+  JSON_PARSE_FAILED,    // not JSON, or its root is not an object
   AUTO_DETECT_MISSING,  // no "route" object, or no "auto_detect_interface" in it
-  AUTO_DETECT_INVALID,  // "auto_detect_interface" is no boolean
+  AUTO_DETECT_INVALID,  // "auto_detect_interface" is not a boolean
 };
 
 enum class EgressSelectionPolicy : std::uint32_t {
@@ -31,18 +31,18 @@ enum class EgressSelectionPolicy : std::uint32_t {
 enum class ActiveEndpointStatus : std::uint32_t {
   OK,
   NOT_EVALUATED_CONFIG_UNAVAILABLE,
-  SELECTOR_TRANSPORT_FAILED,    // a selector on the way has no answer
-  SELECTOR_RESPONSE_MALFORMED,  // its answer is no JSON object
+  SELECTOR_TRANSPORT_FAILED,    // a selector on the walk has no answer
+  SELECTOR_RESPONSE_MALFORMED,  // its answer is not a JSON object
   SELECTOR_NOW_MISSING,         // its answer names no choice
-  SELECTOR_CYCLE,               // its choice was visited before
+  SELECTOR_CYCLE,               // its choice was already visited
   SELECTOR_DEPTH_EXCEEDED,      // its choice would be one follow too many
   DETOUR_CYCLE,
   DETOUR_DEPTH_EXCEEDED,
-  OUTBOUND_NOT_FOUND,           // no outbound has the tag that the way leads to
-  LEAF_HAS_NO_REMOTE_ENDPOINT,  // the leaf connects nowhere by its type
+  OUTBOUND_NOT_FOUND,           // no outbound has the tag that comes next
+  LEAF_HAS_NO_REMOTE_ENDPOINT,  // outbounds of the leaf's type have no endpoint
   ENDPOINT_MISSING,             // no server, or no port at all
   ENDPOINT_INVALID,             // no usable port
-  ENDPOINT_NOT_NUMERIC,         // the server is no literal address
+  ENDPOINT_NOT_NUMERIC,         // the server is not a literal address
   ENDPOINT_NOT_SINGLETON,       // more than one port
   TRANSPORT_UNSUPPORTED,        // known, but its sockets cannot be followed
   TRANSPORT_UNKNOWN,
@@ -56,7 +56,7 @@ enum class SelectionStatus : std::uint32_t {
   NOT_EVALUATED_ADAPTER_ENUM_FAILED,
   NO_MATCHING_SOCKET,                   // no socket goes to the endpoint
   SOCKET_SOURCE_ADDRESS_UNMAPPED,       // no adapter owns a source address
-  PARTIAL_SOCKET_SOURCE_MAPPING,        // adapters own some source addresses, not all
+  PARTIAL_SOCKET_SOURCE_MAPPING,        // adapters own only some of the source addresses
   MULTIPLE_MATCHING_SOCKET_INTERFACES,  // the sockets leave through several interfaces
   ADDRESS_INTERFACE_AMBIGUOUS,          // several interfaces own one source address
 };
@@ -66,7 +66,7 @@ enum class InterfacesStatus : std::uint32_t { OK, ADAPTER_ENUM_FAILED };
 enum class DefaultRoutesStatus : std::uint32_t {
   OK,
   ROUTE_ENUM_FAILED,
-  SNAPSHOT_INCONSISTENT,  // a route names an interface that no adapter row has
+  SNAPSHOT_INCONSISTENT,  // no adapter row has the interface of a route
 };
 
 enum class SocketSourcesStatus : std::uint32_t { OK, SOCKET_ENUM_FAILED };

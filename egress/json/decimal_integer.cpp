@@ -10,7 +10,7 @@ std::optional<std::int64_t> parseDecimalInteger(std::string_view text) noexcept 
   if (negative) text.remove_prefix(1);
   if (text.empty()) return std::nullopt;
 
-  std::int64_t value = 0;  // kept negative, because there is one more negative value than positive
+  std::int64_t value = 0;  // accumulated as a negative number: the range has one more of those
   for (const char byte : text) {
     if (byte < '0' || byte > '9') return std::nullopt;
     const int digit = byte - '0';

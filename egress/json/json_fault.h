@@ -16,16 +16,16 @@ inline constexpr std::size_t kMaxJsonDepth = 64;
 
 // Why the readers refuse a JSON text.
 enum class JsonFaultKind : std::uint32_t {
-  END_OF_TEXT,       // the text ends too early; an empty one, too
-  NO_VALUE,          // no value can begin with this byte
-  BAD_LITERAL,       // neither true, false nor null
-  BAD_NUMBER,        // a digit must stand here
-  BAD_ESCAPE,        // no such escape, or no hexadecimal digit
-  NO_KEY,            // a member's key, a string, must stand here
-  NO_COLON,          // a colon must stand between a key and its value
-  NO_COMMA,          // a comma or the closing bracket must follow an element
-  TOO_DEEP,          // a value would start below kMaxJsonDepth
-  BYTES_AFTER_ROOT,  // only blanks may follow the value
+  END_OF_TEXT,       // the text ends too early, or is empty
+  NO_VALUE,          // expected a value
+  BAD_LITERAL,       // expected true, false or null
+  BAD_NUMBER,        // expected a digit
+  BAD_ESCAPE,        // unknown escape, or expected a hexadecimal digit
+  NO_KEY,            // expected a member's key, a string
+  NO_COLON,          // expected a colon after a key
+  NO_COMMA,          // expected a comma or the closing bracket after an element
+  TOO_DEEP,          // a value would start deeper than kMaxJsonDepth
+  BYTES_AFTER_ROOT,  // expected nothing but blanks after the document's value
 };
 
 struct JsonFault {

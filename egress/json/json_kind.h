@@ -9,9 +9,9 @@ namespace egress {
 
 // The kind of a JSON value.
 enum class JsonKind : std::int32_t {
-  Null,     // the literal null; also a freshly made value
+  Null,     // also the kind of a fresh value
   Bool,     // true or false
-  Integer,  // no fraction, no exponent, fits a signed 64-bit integer
+  Integer,  // without fraction and exponent, and fits a signed 64-bit integer
   Number,   // every other number
   String,
   Array,

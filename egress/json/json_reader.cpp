@@ -40,7 +40,7 @@ bool atEnd(const JsonCursor& cursor) {
   return cursor.position == cursor.end;
 }
 
-// Only these four: a form feed or a byte-order mark is no blank.
+// Only these four; a form feed or a byte-order mark is not a blank.
 bool isBlank(char byte) {
   return byte == ' ' || byte == '\t' || byte == '\n' || byte == '\r';
 }
@@ -49,7 +49,7 @@ bool isDigit(char byte) {
   return byte >= '0' && byte <= '9';
 }
 
-// Every failure of a production ends here, with the position on the faulty byte.
+// Every production that fails returns through here, with the position on the faulty byte.
 bool fail(JsonCursor& cursor, JsonFaultKind fault) {
   cursor.fault = atEnd(cursor) ? JsonFaultKind::END_OF_TEXT : fault;
   return false;
@@ -142,7 +142,7 @@ bool parseUnicodeEscape(JsonCursor& cursor, std::string& bytes) {
       appendUtf8(bytes, 0x10000 + ((unit - 0xD800) << 10) + (low - 0xDC00));
       return true;
     }
-    // An unpaired high surrogate is kept as it is; what follows it is read on its own.
+    // Keep an unpaired high surrogate, and read what follows it on its own.
     cursor.position = afterFirst;
   }
   appendUtf8(bytes, unit);
@@ -175,7 +175,8 @@ std::string_view takePlainRun(JsonCursor& cursor) {
   return {start, end};
 }
 
-// The rest of a string after its first run of plain bytes. Most strings have no escape and end here.
+// The rest of a string after its first run of plain bytes. Most strings have no escape and end
+// here.
 bool finishJsonString(JsonCursor& cursor, std::string& bytes) {
   while (!consume(cursor, '"')) {
     if (atEnd(cursor)) return fail(cursor, JsonFaultKind::END_OF_TEXT);

@@ -12,18 +12,18 @@ namespace egress {
 
 // One value of a JSON document (RFC 8259), owning everything below it.
 //
-// A flat record: every value has every field, and only those of its kind mean something. A number
-// that is no 64-bit integer keeps only its kind. An object's members are in document order,
-// including repeated keys. Moving empties the source except for kind, boolValue and intValue. A
-// value cannot be copied, because a document is read, inspected and dropped.
+// A flat record: every value has every field, and only the fields of its kind are meaningful. A
+// number that is not a 64-bit integer keeps only its kind. An object's members are in document
+// order, including repeated keys. Moving empties the source except for kind, boolValue and
+// intValue. A value cannot be copied, because a document is read, inspected and dropped.
 struct JsonValue {
   JsonKind kind = JsonKind::Null;
   bool boolValue = false;               // Bool
   std::int64_t intValue = 0;            // Integer
-  std::string stringValue;              // String: unescaped bytes, zero bytes included
+  std::string stringValue;              // String: unescaped bytes, may include zero bytes
   std::vector<JsonValue> items;         // Array
   std::vector<std::string> memberKeys;  // Object: memberKeys[i] is the key of memberValues[i]
-  std::vector<JsonValue> memberValues;  // Object: as long as memberKeys
+  std::vector<JsonValue> memberValues;  // Object: same size as memberKeys
 
   JsonValue() noexcept;
   JsonValue(JsonValue&&) noexcept = default;

@@ -10,14 +10,14 @@ namespace {
 
 void keepPlain(Outbound& /*outbound*/) {}
 
-// A port key is there, but nothing in it can be used.
+// A port key is present, but its value is unusable.
 void malformPort(Outbound& outbound) {
   outbound.portSpecified = true;
   outbound.portMalformed = true;
   outbound.ports.clear();
 }
 
-// Keeps one single port, so that the hopping and not an empty list decides.
+// Keeps one port, so that the hopping flag decides and not an empty list.
 void hopPorts(Outbound& outbound) {
   outbound.portSpecified = true;
   outbound.portHopping = true;
@@ -112,7 +112,7 @@ constexpr auto kIpv6Checks = std::to_array<ReportCheck>({
     {.label = "endpoint/ipv6 ordinal", .key = "selectedInterfaceOrdinal", .expected = IsInteger{1}},
 });
 
-// Every address is spelled in two ways, so that only a comparison by value finds the match.
+// Each address is written in two forms, so that only a comparison by value matches.
 void runIpv6(SelfCheckRun& run) {
   DiagnosisInput input =
       makeInputWithOutbound(makeOutbound("proxy", "shadowsocks", "2001:db8::1", 443));

@@ -28,8 +28,8 @@ constexpr auto kRouteRowChecks = std::to_array<RowIntegerCheck>({
     {.label = "routes/metric v4", .row = 1, .key = "routeMetric", .value = 0},
 });
 
-// Checks that the member has exactly `count` rows, and gives them only then: checks of single rows
-// make no sense otherwise.
+// Checks that the member has exactly `count` rows. Returns nullptr otherwise, because its rows
+// cannot be checked then.
 const std::vector<ReportRow>* checkRowCount(CheckRecorder& recorder, const EgressReport& report,
                                             std::string_view key, std::size_t count,
                                             std::string_view label) {

@@ -40,7 +40,7 @@ constexpr auto kConfigFailures = std::to_array<ConfigFailureCase>({
      .configStatus = "AUTO_DETECT_INVALID"},
 });
 
-// The only outbound of a configuration, or nullptr when it has another number of them.
+// The only outbound of a configuration, or nullptr if it does not have exactly one.
 const Outbound* onlyOutbound(const ProxyConfig& config) {
   return config.outbounds.size() == 1 ? &config.outbounds.front() : nullptr;
 }

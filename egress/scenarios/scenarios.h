@@ -6,8 +6,8 @@
 namespace egress {
 
 // The groups of the built-in catalogue, in running order. Each makes its checks in a fixed order
-// and goes on after a failure. Most labels are the scenario's name
-// ("group/case") and what is checked.
+// and continues after a failure. Most labels are the scenario's name ("group/case") and what is
+// checked.
 
 void runConfigScenarios(SelfCheckRun& run);               // "parse/ok", "config/"
 void runPolicyScenarios(SelfCheckRun& run);               // "policy/"

@@ -8,7 +8,7 @@
 namespace egress {
 namespace {
 
-constexpr int kChainLinks = 12;  // any number above the limit of eight follows does
+constexpr int kChainLinks = 12;  // any number above the limit of eight follows works
 
 Outbound makeLeaf(std::string_view tag) {
   return makeOutbound(tag, "shadowsocks", "198.51.100.10", 443);
@@ -153,7 +153,7 @@ std::string chainTag(std::string_view prefix, int index) {
   return std::string(prefix) + std::to_string(index);
 }
 
-// "proxy", then "sel_0" to "sel_12", each answered with the next one but for the last.
+// "proxy", then "sel_0" to "sel_12", each answered with the next one except the last.
 WalkFailureCase selectorDepthCase() {
   WalkFailureCase row{.label = "selector/depth",
                       .outbounds = {makeSelectorOutbound("proxy")},
@@ -167,7 +167,7 @@ WalkFailureCase selectorDepthCase() {
   return row;
 }
 
-// "proxy", then "hop_0" to "hop_12", each with a detour through the next one but for the last.
+// "proxy", then "hop_0" to "hop_12", each with a detour to the next one except the last.
 WalkFailureCase detourDepthCase() {
   WalkFailureCase row{.label = "detour/depth",
                       .outbounds = {makeDetourOutbound("proxy", "hop_0")},

@@ -6,7 +6,7 @@
 namespace egress {
 namespace {
 
-// Writes the parts as one line, flushed so that the lines of a run that crashes are not lost.
+// Writes the parts as one line, flushed so that a crash later loses none.
 void writeLine(std::FILE* output, std::initializer_list<std::string_view> parts) {
   std::string line;
   for (const std::string_view part : parts) line += part;

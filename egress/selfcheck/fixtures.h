@@ -23,7 +23,7 @@ namespace egress {
 [[nodiscard]] ProxyConfig makeDefaultProxyConfig(bool autoDetectInterface);
 [[nodiscard]] AdapterSnapshot makeDefaultAdapters();
 
-// An empty `server` leaves the server out, a `port` below 1 the port.
+// An empty `server` omits the server, a `port` below 1 the port.
 [[nodiscard]] Outbound makeOutbound(std::string_view tag, std::string_view type,
                                     std::string_view server, std::int32_t port);
 

@@ -11,8 +11,8 @@
 
 namespace egress {
 
-// What a check expects of a report's member. An absent one reads as kMissingText
-// or kMissingInteger, which no check expects, and meets nothing else.
+// What a check expects of a report's member. An absent member reads as kMissingText or
+// kMissingInteger, which no check expects, and fails every other expectation.
 struct IsWord {
   std::string_view word;
 };
@@ -35,7 +35,7 @@ struct ReportCheck {
   Expectation expected;
 };
 
-// Makes one check. That of a word shows both texts when it fails; all others are conditions.
+// Makes one check: an equality check for a word, otherwise a condition.
 void checkReport(CheckRecorder& recorder, const EgressReport& report, const ReportCheck& check);
 
 }  // namespace egress

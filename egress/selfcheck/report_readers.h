@@ -10,14 +10,13 @@
 
 namespace egress {
 
-// Readers that never fail: what is absent or of another kind reads as a text or a number that no
-// check expects.
+// Readers that never fail: a value that is absent or of another kind reads as a text or number that
+// no check expects.
 
 inline constexpr std::string_view kMissingText = "<missing>";
 inline constexpr std::int64_t kMissingInteger = -1;
 
-// The value of the first member with this key, and of that one only; nullptr when there is none or
-// it holds rows.
+// The value of the first member with this key, or nullptr if there is none or it holds rows.
 [[nodiscard]] const ReportScalar* findReportScalar(const EgressReport& report,
                                                    std::string_view key) noexcept;
 
@@ -25,11 +24,11 @@ inline constexpr std::int64_t kMissingInteger = -1;
 [[nodiscard]] std::int64_t reportInteger(const EgressReport& report, std::string_view key) noexcept;
 [[nodiscard]] bool reportIsNull(const EgressReport& report, std::string_view key) noexcept;
 
-// The rows of the first member with this key, or nullptr when it is absent or holds no array.
+// The rows of the first member with this key, or nullptr if it is absent or not an array.
 [[nodiscard]] const std::vector<ReportRow>* reportRows(const EgressReport& report,
                                                        std::string_view key) noexcept;
 
-// The first value in the row with this key and of this kind; others with the key are passed over.
+// The first value in the row with this key and of this kind; values of another kind are skipped.
 [[nodiscard]] std::string rowString(const ReportRow& row, std::string_view key);
 [[nodiscard]] std::int64_t rowInteger(const ReportRow& row, std::string_view key) noexcept;
 

@@ -19,7 +19,7 @@ int runSelfCheck(std::FILE* output) {
   runSelectorAnswerScenarios(run);
   runParseScenarios(run);
 
-  // After the scenarios, because it judges what they produced together.
+  // After the scenarios: it covers everything that they produced.
   auditAllTotalities(run);
   writeSummary(run.recorder);
   return run.recorder.failureCount != 0 ? 1 : 0;

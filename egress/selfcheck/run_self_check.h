@@ -5,9 +5,9 @@
 
 namespace egress {
 
-// Runs all scenarios and the totality audits, and writes to `output` a line for each failure and at
-// the end the summary line. Gives the exit status: 1 when anything failed, otherwise 0. Running out
-// of memory is not caught.
+// Runs all scenarios and the totality audits. Writes a line for each failure to `output`, then the
+// summary line. Returns the exit status: 1 if anything failed, otherwise 0. std::bad_alloc is not
+// caught.
 [[nodiscard]] int runSelfCheck(std::FILE* output);
 
 }  // namespace egress

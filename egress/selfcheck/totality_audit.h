@@ -15,7 +15,7 @@
 
 namespace egress {
 
-// A key under which reports export words, and the words declared for it.
+// A key whose value is a status word, and the words declared for it.
 struct ExportedKey {
   std::string key;          // "selectionStatus"; "defaultRoutes[].interfaceOrdinalStatus" in rows
   std::string_view member;  // of the report
@@ -23,14 +23,14 @@ struct ExportedKey {
   const WordList& (*declaredWords)() = nullptr;
 };
 
-// All of them, from the table of the report: first those of the report itself, then those of rows.
+// All exported keys, from the report table: first those of the report itself, then those of rows.
 [[nodiscard]] const std::vector<ExportedKey>& exportedKeys();
 
-// Words in plain byte order, a shorter word first on a common prefix.
+// Words in byte order, a prefix before the longer word.
 using WordSet = std::set<std::string, std::less<>>;
 
 // One run of the self-check: its counters, and for each exported key the words that its diagnoses
-// have produced, with "<missing>" for a status that was absent or no string.
+// have produced, with "<missing>" for a status that was absent or not a string.
 struct SelfCheckRun {
   CheckRecorder recorder;
   std::map<std::string_view, WordSet> producedValues;
@@ -39,17 +39,17 @@ struct SelfCheckRun {
 // Adds the words that a report holds under the exported keys to the produced ones.
 void recordProducedValues(SelfCheckRun& run, const EgressReport& report);
 
-// Records a failure for every string, anywhere in the report, that no vocabulary declares. Checks
-// that nothing is free text; whether a word stands under its own key shows in the totality audit.
+// Records a failure for every string in the report that no vocabulary declares. The totality audit
+// checks that each word belongs to its key.
 void auditExportedStrings(SelfCheckRun& run, std::string_view label, const EgressReport& report);
 
-// Diagnoses, then does both of the above under the scenario's name. Every diagnosis of a scenario
-// goes through here.
+// Diagnoses, then does both of the above under the scenario's name. All scenarios diagnose through
+// this function.
 [[nodiscard]] EgressReport diagnoseAndAudit(SelfCheckRun& run, std::string_view label,
                                             const DiagnosisInput& diagnosisInput);
 
-// One check: that the words produced under a key are exactly the declared ones. Each declared word
-// that is missing and each other word that was produced is a failure of its own.
+// One check: that the words produced under a key are exactly the declared ones. Each missing
+// declared word and each undeclared word is a failure of its own.
 void auditTotality(CheckRecorder& recorder, std::string_view key, const WordSet& produced,
                    const WordList& declared);
 
