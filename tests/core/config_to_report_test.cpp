@@ -1,4 +1,4 @@
-// From configuration text to the report's words, through the reader and the diagnosis together.
+// Tests the configuration reader and the diagnosis together.
 
 #include <array>
 
@@ -13,7 +13,7 @@
 namespace egress::test {
 namespace {
 
-// The diagnosis of the default host with this configuration.
+// The report of the default input with this configuration.
 EgressReport diagnoseConfig(std::string_view text) {
   DiagnosisInput input = makeDefaultInput(/*autoDetectInterface=*/false);
   setProxyConfig(input, readProxyConfig(ExactText(text).view(), /*hasText=*/true));
@@ -21,7 +21,7 @@ EgressReport diagnoseConfig(std::string_view text) {
 }
 
 struct Row {
-  std::string_view outbound;  // its members, but for the tag "proxy"
+  std::string_view outbound;  // its members except the tag "proxy"
   std::string_view endpoint;
 };
 
@@ -55,7 +55,7 @@ constexpr auto kRows = std::to_array<Row>({
     {.outbound = R"("detour":"nowhere")", .endpoint = "OUTBOUND_NOT_FOUND"},
 });
 
-TEST(ConfigToReport, EachOutboundTextGivesItsEndpointWord) {
+TEST(ConfigToReport, EachOutboundGivesItsEndpointStatus) {
   for (const Row& row : kRows) {
     SCOPED_TRACE(row.outbound);
     const std::string text =

@@ -23,7 +23,7 @@ constexpr std::uint32_t kMaxUnsigned = 4294967295U;
 constexpr std::int32_t kMinSigned = std::numeric_limits<std::int32_t>::min();
 constexpr std::int32_t kMaxSigned = std::numeric_limits<std::int32_t>::max();
 
-// The rows of an array member, each as its keys and values in order.
+// The rows of an array member, each formatted as KEY=VALUE pairs in order.
 std::vector<std::string> rowsOf(const EgressReport& report, std::string_view key) {
   const std::vector<ReportRow>* const rows = reportRows(report, key);
   if (rows == nullptr) return {"no array"};
@@ -42,7 +42,7 @@ std::vector<std::string> rowsOf(const DiagnosisInput& input, std::string_view ke
   return rowsOf(diagnoseEgress(input), key);
 }
 
-// One member of each row, where every other one is covered by a whole line elsewhere.
+// The values of one column; other tests compare whole rows.
 std::vector<std::int64_t> integersOf(const EgressReport& report, std::string_view key,
                                      std::string_view name) {
   std::vector<std::int64_t> integers;
@@ -66,13 +66,13 @@ DiagnosisInput makeInputWithSocket() {
   return input;
 }
 
-TEST(InterfaceRows, HaveTheirThreeMembersInOrder) {
+TEST(InterfaceRows, HaveThreeMembersInOrder) {
   EXPECT_THAT(rowsOf(makeDefaultInput(true), "interfaces"),
               ElementsAre("ordinal=1 operStatus=1 interfaceMetric=5",
                           "ordinal=2 operStatus=1 interfaceMetric=25"));
 }
 
-TEST(InterfaceRows, AdapterIndexes11And4GiveOrdinals2And1AndTheIndex4AdapterComesFirst) {
+TEST(InterfaceRows, AdaptersWithIndexes11And4HaveOrdinals2And1AndAreSorted) {
   DiagnosisInput input;
   input.adapters.rows = {makeInterfaceRow(11, 2, 30, {}), makeInterfaceRow(4, 3, 40, {})};
   input.routes.rows = {{4, 11, 0}, {4, 4, 0}};
@@ -83,7 +83,7 @@ TEST(InterfaceRows, AdapterIndexes11And4GiveOrdinals2And1AndTheIndex4AdapterCome
   EXPECT_THAT(integersOf(report, "defaultRoutes", "interfaceOrdinal"), ElementsAre(2, 1));
 }
 
-TEST(InterfaceRows, AdaptersAreOrderedByUnsignedIndexWhateverTheirOrder) {
+TEST(InterfaceRows, AreSortedByUnsignedIndexForEveryInputOrder) {
   DiagnosisInput input;
   input.adapters.rows = {makeInterfaceRow(0, 1, 1, {}), makeInterfaceRow(0x7FFFFFFFU, 1, 2, {}),
                          makeInterfaceRow(0x80000000U, 1, 3, {}),
@@ -98,7 +98,7 @@ TEST(InterfaceRows, AdaptersAreOrderedByUnsignedIndexWhateverTheirOrder) {
   } while (std::next_permutation(input.adapters.rows.begin(), input.adapters.rows.end(), byMetric));
 }
 
-TEST(InterfaceRows, RowsWithEqualIndexesAllStayAndShareOneOrdinal) {
+TEST(InterfaceRows, RowsWithEqualIndexesAreAllKeptAndShareAnOrdinal) {
   DiagnosisInput input;
   input.adapters.rows = {makeInterfaceRow(9, 1, 90, {}), makeInterfaceRow(7, 1, 70, {}),
                          makeInterfaceRow(9, 2, 91, {}), makeInterfaceRow(9, 1, 90, {}),
@@ -113,8 +113,8 @@ TEST(InterfaceRows, RowsWithEqualIndexesAllStayAndShareOneOrdinal) {
   EXPECT_EQ(rows.back(), "ordinal=3 operStatus=1 interfaceMetric=120");
 }
 
-// So many that a sort would move them about.
-TEST(InterfaceRows, RowsWithEqualIndexesKeepTheSnapshotOrder) {
+// Enough rows that an unstable sort would reorder equal ones.
+TEST(InterfaceRows, RowsWithEqualIndexesKeepTheirOrder) {
   DiagnosisInput input;
   std::vector<std::int64_t> expected;
   for (std::uint32_t metric = 0; metric < 100; ++metric) {
@@ -125,7 +125,7 @@ TEST(InterfaceRows, RowsWithEqualIndexesKeepTheSnapshotOrder) {
   EXPECT_EQ(integersOf(diagnoseEgress(input), "interfaces", "interfaceMetric"), expected);
 }
 
-TEST(InterfaceRows, StatesAreWidenedSignedAndMetricsUnsigned) {
+TEST(InterfaceRows, StatusIsSignedAndMetricIsUnsigned) {
   DiagnosisInput input;
   input.adapters.rows = {makeInterfaceRow(1, kMinSigned, kMaxUnsigned, {}),
                          makeInterfaceRow(2, -1, 0x80000000U, {}),
@@ -136,7 +136,7 @@ TEST(InterfaceRows, StatesAreWidenedSignedAndMetricsUnsigned) {
                           "ordinal=3 operStatus=2147483647 interfaceMetric=0"));
 }
 
-TEST(RouteRows, HaveTheirFourMembersInOrderMappedOrNot) {
+TEST(RouteRows, HaveFourMembersInOrderWhetherMappedOrNot) {
   DiagnosisInput input = makeDefaultInput(true);
   input.routes.rows.push_back({4, 99, 5});
   EXPECT_THAT(
@@ -158,7 +158,7 @@ TEST(RouteRows, AreNeitherSortedNorFilteredNorDeduplicated) {
   EXPECT_EQ(reportString(report, "defaultRoutesStatus"), "OK");
 }
 
-TEST(RouteRows, FamiliesAreWidenedSignedAndMetricsUnsigned) {
+TEST(RouteRows, FamilyIsSignedAndMetricIsUnsigned) {
   DiagnosisInput input = makeDefaultInput(true);
   input.routes.rows = {{kMinSigned, 5, kMaxUnsigned}, {-1, 5, 0x80000000U}, {kMaxSigned, 5, 0}};
   EXPECT_THAT(rowsOf(input, "defaultRoutes"),
@@ -170,10 +170,10 @@ TEST(RouteRows, FamiliesAreWidenedSignedAndMetricsUnsigned) {
                           "routeMetric=0"));
 }
 
-TEST(RouteRows, ARouteWhoseIndexNoAdapterHasStaysAndMakesTheSnapshotInconsistentWhereverItStands) {
+TEST(RouteRows, ARouteWithAnUnknownIndexIsKeptAndMakesTheSnapshotInconsistent) {
   struct Row {
     std::vector<std::uint32_t> indexes;
-    std::vector<std::int64_t> ordinals;  // -1 where there is none
+    std::vector<std::int64_t> ordinals;  // -1 if there is none
     std::string_view status;
   };
   const std::vector<Row> rows = {
@@ -197,7 +197,7 @@ TEST(RouteRows, ARouteWhoseIndexNoAdapterHasStaysAndMakesTheSnapshotInconsistent
   }
 }
 
-TEST(RouteRows, AGoodSnapshotWithoutAdaptersContradictsEveryRoute) {
+TEST(RouteRows, WithoutAdapterRowsTheSnapshotIsInconsistent) {
   DiagnosisInput input = makeDefaultInput(true);
   input.adapters.rows.clear();
   const EgressReport report = diagnoseEgress(input);
@@ -209,7 +209,7 @@ TEST(RouteRows, AGoodSnapshotWithoutAdaptersContradictsEveryRoute) {
                           R"(interfaceOrdinalStatus="ROUTE_INTERFACE_UNMAPPED" routeMetric=256)"));
 }
 
-TEST(RouteRows, AFailedAdapterSnapshotUnmapsEveryRouteWhileTheStatusStaysOk) {
+TEST(RouteRows, AFailedAdapterSnapshotUnmapsEveryRouteButTheStatusStaysOk) {
   DiagnosisInput input = makeDefaultInput(true);
   input.routes.rows.push_back({4, 99, 5});
   input.adapters.enumFailed = true;
@@ -236,7 +236,7 @@ TEST(RouteRows, AFailedRouteSnapshotIsNeverInconsistent) {
   }
 }
 
-TEST(SnapshotFlags, EachSnapshotIsJudgedByItsOwnFlag) {
+TEST(SnapshotFlags, EachFlagAffectsOnlyItsSnapshot) {
   for (unsigned mask = 0; mask < 8; ++mask) {
     SCOPED_TRACE(mask);
     DiagnosisInput input = makeInputWithSocket();
@@ -255,13 +255,14 @@ TEST(SnapshotFlags, EachSnapshotIsJudgedByItsOwnFlag) {
     EXPECT_EQ(rowsOf(report, "observedSocketSources").size(),
               socketsFailed || adaptersFailed ? 0U : 1U);
     EXPECT_EQ(reportString(report, "activeEndpointStatus"), "OK");
-    const std::string_view onAdapters = adaptersFailed ? "NOT_EVALUATED_ADAPTER_ENUM_FAILED" : "OK";
+    const std::string_view adapterStatus =
+        adaptersFailed ? "NOT_EVALUATED_ADAPTER_ENUM_FAILED" : "OK";
     EXPECT_EQ(reportString(report, "selectionStatus"),
-              socketsFailed ? "NOT_EVALUATED_SOCKET_ENUM_FAILED" : onAdapters);
+              socketsFailed ? "NOT_EVALUATED_SOCKET_ENUM_FAILED" : adapterStatus);
   }
 }
 
-TEST(ObservedSocketSources, AreDistinctAndAscendingWhateverTheSocketOrder) {
+TEST(ObservedSocketSources, AreDistinctAndAscendingForEverySocketOrder) {
   DiagnosisInput input = makeDefaultInput(true);
   input.adapters.rows.push_back(makeInterfaceRow(20, 1, 1, {"10.0.0.20"}));
   std::vector<std::string_view> sources = {"10.0.0.20", "10.0.0.7", "10.0.0.7", "192.168.1.50"};
@@ -288,14 +289,14 @@ TEST(ObservedSocketSources, AreCompleteForAnyNumberOfInterfaces) {
   }
 }
 
-TEST(ObservedSocketSources, LeaveOutInterfacesThatNoSocketLeavesThrough) {
+TEST(ObservedSocketSources, OmitInterfacesWithoutSockets) {
   DiagnosisInput input = makeDefaultInput(true);
   EXPECT_THAT(observedOrdinals(input), IsEmpty());
   input.sockets.rows = {socketFrom("192.168.1.50")};
   EXPECT_THAT(observedOrdinals(input), ElementsAre(2));
 }
 
-TEST(ObservedSocketSources, DoNotDependOnTheRemoteEnd) {
+TEST(ObservedSocketSources, DoNotDependOnTheRemoteAddressOrPort) {
   for (const std::string_view remote : {"198.51.100.10", "203.0.113.200", "", "<missing>", "::1"}) {
     DiagnosisInput input = makeDefaultInput(true);
     input.sockets.rows = {makeSocketSource("10.0.0.7", 0, remote, kMaxUnsigned)};
@@ -306,10 +307,10 @@ TEST(ObservedSocketSources, DoNotDependOnTheRemoteEnd) {
 TEST(ObservedSocketSources, AmbiguousAndUnmappedSourcesAddNothing) {
   DiagnosisInput input = makeDefaultInput(true);
   for (InterfaceRow& adapter : input.adapters.rows) adapter.addresses.emplace_back("10.9.9.9");
-  const std::vector<SocketSource> nothing = {socketFrom("10.9.9.9"), socketFrom("172.16.9.9"),
+  const std::vector<SocketSource> ignored = {socketFrom("10.9.9.9"), socketFrom("172.16.9.9"),
                                              socketFrom(""), socketFrom("host.example.com"),
                                              socketFrom("::ffff:10.0.0.7")};
-  input.sockets.rows = nothing;
+  input.sockets.rows = ignored;
   EXPECT_THAT(observedOrdinals(input), IsEmpty());
   input.sockets.rows.push_back(socketFrom("192.168.1.50"));
   EXPECT_THAT(observedOrdinals(input), ElementsAre(2));
@@ -322,7 +323,7 @@ TEST(ObservedSocketSources, AdapterRowsThatShareAnIndexAreOneSource) {
   EXPECT_THAT(observedOrdinals(input), ElementsAre(1));
 }
 
-TEST(ObservedSocketSources, AreFilledWhateverThePolicyAndTheConfiguration) {
+TEST(ObservedSocketSources, DoNotDependOnThePolicyOrTheConfiguration) {
   for (const std::uint32_t configStatus : {0U, 1U, 4U, 1000U}) {
     for (const bool autoDetectInterface : {false, true}) {
       DiagnosisInput input = makeDefaultInput(autoDetectInterface);
@@ -333,7 +334,7 @@ TEST(ObservedSocketSources, AreFilledWhateverThePolicyAndTheConfiguration) {
   }
 }
 
-TEST(DiagnoseEgressReport, NeverShowsASystemsInterfaceIndex) {
+TEST(DiagnoseEgressReport, NeverContainsAnInterfaceIndex) {
   DiagnosisInput input = makeInputWithSocket();
   for (InterfaceRow& adapter : input.adapters.rows) adapter.interfaceIndex += 1000000;
   input.routes.rows = {{4, 1000005, 0}, {4, 1000099, 0}};
@@ -346,7 +347,7 @@ TEST(DiagnoseEgressReport, NeverShowsASystemsInterfaceIndex) {
   EXPECT_EQ(reportInteger(report, "selectedInterfaceOrdinal"), 1);
 }
 
-TEST(DiagnoseEgressReport, EqualInputsGiveEqualReportsAndTheInputStaysAsItWas) {
+TEST(DiagnoseEgressReport, EqualInputsGiveEqualReports) {
   const DiagnosisInput input = makeInputWithSocket();
   const EgressReport first = diagnoseEgress(input);
   EXPECT_TRUE(diagnoseEgress(input) == first);

@@ -34,7 +34,7 @@ std::string textOf(const std::vector<ReportRow>& rows) {
   return '[' + text + ']';
 }
 
-// A report as one line a member.
+// A report, one line per member.
 std::vector<std::string> linesOf(const EgressReport& report) {
   std::vector<std::string> lines;
   for (const ReportMember& member : report.members) {
@@ -60,7 +60,7 @@ SocketSource socketToEndpoint(std::string_view localAddress) {
   return makeSocketSource(localAddress, 51000, "198.51.100.10", 443);
 }
 
-// The default input with a socket from each adapter, the first of them to the endpoint.
+// The default input with a socket from each adapter; only the first goes to the endpoint.
 DiagnosisInput makeInputWithSockets(bool autoDetectInterface) {
   DiagnosisInput input = makeDefaultInput(autoDetectInterface);
   input.sockets.rows = {socketToEndpoint("10.0.0.7"),
@@ -68,7 +68,7 @@ DiagnosisInput makeInputWithSockets(bool autoDetectInterface) {
   return input;
 }
 
-// A selector "proxy" that uses "mid", which dials through "leaf"; "aside" is not on the way.
+// The selector "proxy" chooses "mid", which has the detour "leaf"; "aside" is not on the walk.
 DiagnosisInput makeInputWithWalk() {
   DiagnosisInput input = makeInputWithSockets(true);
   input.outbounds = {makeOutbound("aside", "vmess", "192.0.2.1", 1), makeSelectorOutbound("proxy"),
@@ -78,7 +78,7 @@ DiagnosisInput makeInputWithWalk() {
   return input;
 }
 
-TEST(DiagnoseEgress, ADefaultInputHasNoConfigAndNoAutoDetectKeyAndPolicyUnknown) {
+TEST(DiagnoseEgress, AnEmptyInputHasNoConfigNoAutoDetectMemberAndPolicyUnknown) {
   EXPECT_THAT(linesOf(diagnoseEgress(DiagnosisInput{})),
               ElementsAre(R"(configStatus: "NO_CONFIG")", R"(egressSelectionPolicy: "unknown")",
                           R"(activeEndpointStatus: "NOT_EVALUATED_CONFIG_UNAVAILABLE")",
@@ -89,7 +89,7 @@ TEST(DiagnoseEgress, ADefaultInputHasNoConfigAndNoAutoDetectKeyAndPolicyUnknown)
                           R"(socketSourcesStatus: "OK")", "observedSocketSources: []"));
 }
 
-TEST(DiagnoseEgress, AGoodInputHasAllThirteenMembersInOrder) {
+TEST(DiagnoseEgress, AValidInputGivesAllThirteenMembersInOrder) {
   EXPECT_THAT(
       linesOf(diagnoseEgress(makeInputWithSockets(true))),
       ElementsAre(
@@ -107,7 +107,7 @@ TEST(DiagnoseEgress, AGoodInputHasAllThirteenMembersInOrder) {
           "observedSocketSources: [{interfaceOrdinal: 1}{interfaceOrdinal: 2}]"));
 }
 
-TEST(DiagnoseEgress, WithEverySnapshotFailedAllMembersAreStillThere) {
+TEST(DiagnoseEgress, FailedSnapshotsKeepAllMembers) {
   DiagnosisInput input = makeInputWithSockets(true);
   input.adapters.enumFailed = true;
   input.routes.enumFailed = true;
@@ -124,7 +124,7 @@ TEST(DiagnoseEgress, WithEverySnapshotFailedAllMembersAreStillThere) {
                   R"(socketSourcesStatus: "SOCKET_ENUM_FAILED")", "observedSocketSources: []"));
 }
 
-TEST(DiagnoseEgress, AnUnusableConfigurationLeavesTheSnapshotsReported) {
+TEST(DiagnoseEgress, AnUnusableConfigurationDoesNotAffectTheSnapshots) {
   struct Row {
     std::uint32_t number;
     std::string_view word;
@@ -157,7 +157,7 @@ TEST(DiagnoseEgress, AnUnusableConfigurationLeavesTheSnapshotsReported) {
   }
 }
 
-TEST(DiagnoseEgress, AutoDetectOffIsOsRoutedWithoutAnOrdinalYetWithObservedSources) {
+TEST(DiagnoseEgress, WithoutAutoDetectThePolicyIsOsRoutedAndSourcesAreObserved) {
   const EgressReport report = diagnoseEgress(makeInputWithSockets(false));
   EXPECT_EQ(lineOf(report, "autoDetectInterfaceEnabled"), "false");
   EXPECT_EQ(lineOf(report, "egressSelectionPolicy"), R"("os_routed")");
@@ -168,7 +168,7 @@ TEST(DiagnoseEgress, AutoDetectOffIsOsRoutedWithoutAnOrdinalYetWithObservedSourc
             "[{interfaceOrdinal: 1}{interfaceOrdinal: 2}]");
 }
 
-TEST(DiagnoseEgress, UnderOsRoutedTheEndpointIsResolvedAndTheHintJudgedAllTheSame) {
+TEST(DiagnoseEgress, OsRoutedStillResolvesTheEndpointAndChecksTheHint) {
   DiagnosisInput input = makeInputWithWalk();
   input.autoDetectInterface = false;
   EXPECT_EQ(lineOf(input, "activeEndpointStatus"), R"("OK")");
@@ -179,7 +179,7 @@ TEST(DiagnoseEgress, UnderOsRoutedTheEndpointIsResolvedAndTheHintJudgedAllTheSam
   EXPECT_EQ(lineOf(input, "selectionStatus"), R"("NOT_APPLICABLE_OS_ROUTED")");
 }
 
-TEST(DiagnoseEgress, TwoSocketsFromTwoAdaptersOnlyOneToTheEndpointSelectThatOneAndObserveBoth) {
+TEST(DiagnoseEgress, OnlySocketsToTheEndpointSelectButAllAreObserved) {
   const EgressReport report = diagnoseEgress(makeInputWithSockets(true));
   EXPECT_EQ(lineOf(report, "selectionStatus"), R"("OK")");
   EXPECT_EQ(lineOf(report, "selectedInterfaceOrdinal"), "1");
@@ -187,7 +187,7 @@ TEST(DiagnoseEgress, TwoSocketsFromTwoAdaptersOnlyOneToTheEndpointSelectThatOneA
             "[{interfaceOrdinal: 1}{interfaceOrdinal: 2}]");
 }
 
-TEST(DiagnoseEgress, TheSelectedOrdinalIsAnIntegerOnlyWhenSelectionIsOk) {
+TEST(DiagnoseEgress, TheSelectedOrdinalIsAnIntegerOnlyIfSelectionIsOk) {
   struct Row {
     std::vector<std::string_view> sources;
     std::string_view status;
@@ -221,7 +221,7 @@ TEST(DiagnoseEgress, TheSelectedOrdinalIsAnIntegerOnlyWhenSelectionIsOk) {
   }
 }
 
-TEST(DiagnoseEgress, TheEndpointIsTheLeafsAndNoOtherOutbounds) {
+TEST(DiagnoseEgress, TheEndpointIsThatOfTheLeaf) {
   DiagnosisInput input = makeInputWithWalk();
   EXPECT_EQ(lineOf(input, "selectedInterfaceOrdinal"), "1");
   input.outbounds.back().server = "203.0.113.200";
@@ -291,7 +291,7 @@ TEST(DiagnoseEgress, TheLeafsClassificationIsTheEndpointStatus) {
   }
 }
 
-TEST(DiagnoseEgress, AHintIsStaleExactlyWhenNoVisitedTagHasItsBytes) {
+TEST(DiagnoseEgress, AHintIsStaleIfAndOnlyIfItEqualsNoVisitedTag) {
   struct Row {
     std::string hint;
     std::string_view stale;
@@ -312,7 +312,7 @@ TEST(DiagnoseEgress, AHintIsStaleExactlyWhenNoVisitedTagHasItsBytes) {
   }
 }
 
-TEST(DiagnoseEgress, ACutTagIsAStaleHintAndAnEmptyHintIsNeverStale) {
+TEST(DiagnoseEgress, ATruncatedTagIsAStaleHintAndAnEmptyHintIsNotStale) {
   for (const std::string_view tag : {"proxy", "mid", "leaf"}) {
     forEveryCut(tag, [](std::string_view cut) {
       DiagnosisInput input = makeInputWithWalk();
@@ -345,7 +345,7 @@ TEST(DiagnoseEgress, AfterAFailedWalkTheHintIsComparedWithTheTagsUpToTheFailure)
   expectStale("", "false");
 }
 
-TEST(DiagnoseEgress, WhenTheWalkIsTooDeepTheNinthTagIsStillFreshAndTheTenthStale) {
+TEST(DiagnoseEgress, IfTheWalkIsTooDeepTheNinthTagIsFreshAndTheTenthIsStale) {
   DiagnosisInput input = makeDefaultInput(true);
   input.outbounds = {makeDetourOutbound("proxy", "d1")};
   for (int i = 1; i <= 9; ++i) {
@@ -359,7 +359,7 @@ TEST(DiagnoseEgress, WhenTheWalkIsTooDeepTheNinthTagIsStillFreshAndTheTenthStale
   EXPECT_EQ(lineOf(input, "selectorHintStale"), "true");
 }
 
-TEST(DiagnoseEgress, AHintIsFreshOnAnUnusableEndpointAsLongAsItsTagWasVisited) {
+TEST(DiagnoseEgress, AHintIsFreshIfItsTagWasVisitedEvenIfTheEndpointIsUnusable) {
   DiagnosisInput input = makeInputWithWalk();
   input.outbounds.back().type = "direct";
   input.selectorHint = "leaf";
@@ -377,7 +377,7 @@ TEST(DiagnoseEgress, WithoutAUsableConfigurationNoHintIsStale) {
   }
 }
 
-TEST(DiagnoseEgress, LocalPortsInterfaceStateMetricsAndRoutesChangeNeitherEndpointNorSelection) {
+TEST(DiagnoseEgress, LocalPortsInterfaceStatusMetricsAndRoutesDoNotAffectEndpointOrSelection) {
   DiagnosisInput input = makeInputWithSockets(true);
   for (InterfaceRow& adapter : input.adapters.rows) {
     adapter.operStatus = -1;

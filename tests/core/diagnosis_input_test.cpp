@@ -34,7 +34,7 @@ std::size_t rowCount(const EgressReport& report, std::string_view key) {
   return rows == nullptr ? 999 : rows->size();
 }
 
-TEST(DiagnosisInput, AFreshRecordHoldsNoConfigurationAndNoRows) {
+TEST(DiagnosisInput, DefaultsAreNoConfigurationAndNoRows) {
   const DiagnosisInput input;
   EXPECT_EQ(input.configStatus, ConfigStatus::NO_CONFIG);
   EXPECT_EQ(static_cast<std::uint32_t>(input.configStatus), 1U);
@@ -50,7 +50,7 @@ TEST(DiagnosisInput, AFreshRecordHoldsNoConfigurationAndNoRows) {
   EXPECT_THAT(input.selectorHint, IsEmpty());
 }
 
-TEST(DiagnosisInput, MembersStandInTheirOrderWithTheirTypes) {
+TEST(DiagnosisInput, MembersHaveTheirOrderAndTypes) {
   const DiagnosisInput input;
   const auto& [configStatus, autoDetectInterface, outbounds, adapters, routes, sockets,
                selectorAnswers, selectorHint] = input;
@@ -66,7 +66,7 @@ TEST(DiagnosisInput, MembersStandInTheirOrderWithTheirTypes) {
   EXPECT_EQ(&adapters, &input.adapters);
 }
 
-TEST(DiagnosisInput, FreshRowsAreZeroAndEmpty) {
+TEST(DiagnosisInput, DefaultRowsAreZeroAndEmpty) {
   const InterfaceRow adapter;
   EXPECT_EQ(adapter.interfaceIndex, 0U);
   EXPECT_EQ(adapter.operStatus, 0);
@@ -85,7 +85,7 @@ TEST(DiagnosisInput, FreshRowsAreZeroAndEmpty) {
   EXPECT_EQ(socket.remotePort, 0U);
 }
 
-TEST(DiagnosisInput, FieldsOfRowsStandInTheirOrderAndHoldTheirExtremes) {
+TEST(DiagnosisInput, RowsHaveTheirFieldOrderAndHoldExtremeValues) {
   const InterfaceRow adapter{4294967295U, -2147483647 - 1, 4294967294U, {"10.0.0.7"}};
   EXPECT_EQ(adapter.interfaceIndex, 4294967295U);
   EXPECT_EQ(adapter.operStatus, -2147483647 - 1);
@@ -104,7 +104,7 @@ TEST(DiagnosisInput, FieldsOfRowsStandInTheirOrderAndHoldTheirExtremes) {
   EXPECT_EQ(socket.remotePort, 4294967294U);
 }
 
-TEST(DiagnosisInput, ASnapshotIsItsFlagAndThenItsRows) {
+TEST(DiagnosisInput, ASnapshotHasAFlagAndThenRows) {
   const AdapterSnapshot adapters{true, {InterfaceRow{}, InterfaceRow{}}};
   EXPECT_TRUE(adapters.enumFailed);
   EXPECT_EQ(adapters.rows.size(), 2U);
@@ -116,7 +116,7 @@ TEST(DiagnosisInput, ASnapshotIsItsFlagAndThenItsRows) {
   EXPECT_EQ(sockets.rows.size(), 1U);
 }
 
-TEST(DiagnosisInput, AConfigurationMovesIntoTheFirstThreeMembers) {
+TEST(DiagnosisInput, SetProxyConfigMovesTheConfigurationIntoThreeMembers) {
   ProxyConfig config = {.configStatus = ConfigStatus::AUTO_DETECT_INVALID,
                         .autoDetectInterface = true,
                         .outbounds = {makeOutbound("a", "vmess", "192.0.2.1", 1),
@@ -132,7 +132,7 @@ TEST(DiagnosisInput, AConfigurationMovesIntoTheFirstThreeMembers) {
   EXPECT_EQ(input.outbounds.data(), storage) << "copied instead of moved";
 }
 
-TEST(DiagnosisInput, AConfigurationReplacesTheOneBeforeAndLeavesTheOtherMembersAlone) {
+TEST(DiagnosisInput, SetProxyConfigKeepsTheOtherMembers) {
   DiagnosisInput input = makeDefaultInput(true);
   input.sockets.rows.push_back(makeSocketSource("10.0.0.7", 51000, "198.51.100.10", 443));
   input.selectorAnswers.push_back(makeSelectorAnswer("s", SelectorAnswerStatus::Ok, "x"));
@@ -164,13 +164,13 @@ TEST(DiagnosisInput, ACopyOwnsAllItsStringsAndRows) {
   EXPECT_EQ(copy.selectorHint, "a hint that is too long for the string object itself");
 }
 
-TEST(DiagnosisInput, ARecordLeftAtItsDefaultsDiagnosesAsNoConfigWithPolicyUnknown) {
+TEST(DiagnosisInput, DefaultsGiveNoConfigAndPolicyUnknown) {
   const EgressReport report = diagnoseEgress(DiagnosisInput{});
   EXPECT_EQ(reportString(report, "configStatus"), "NO_CONFIG");
   EXPECT_EQ(reportString(report, "egressSelectionPolicy"), "unknown");
 }
 
-TEST(DiagnosisInput, RowsWithEqualInterfaceIndexesProduceOneOrdinal) {
+TEST(DiagnosisInput, RowsWithEqualInterfaceIndexesShareAnOrdinal) {
   DiagnosisInput input;
   input.adapters.rows = {makeInterfaceRow(7, 1, 10, {}), makeInterfaceRow(7, 1, 10, {}),
                          makeInterfaceRow(8, 1, 10, {})};
@@ -183,7 +183,7 @@ TEST(DiagnosisInput, RowsWithEqualInterfaceIndexesProduceOneOrdinal) {
   EXPECT_THAT(ordinals, ElementsAre(1, 1, 2));
 }
 
-TEST(DiagnosisInput, TextThatIsNoAddressIsKeptAsItIsAndNeverMatches) {
+TEST(DiagnosisInput, InvalidAddressesAreKeptAndNeverMatch) {
   const std::vector<std::string> texts = {"<missing>", "host.example.com", "", "10.0.0.7 ",
                                           std::string("10.0.0.7\0", 9)};
   for (const std::string& text : texts) {
@@ -199,14 +199,14 @@ TEST(DiagnosisInput, TextThatIsNoAddressIsKeptAsItIsAndNeverMatches) {
   }
 }
 
-TEST(DiagnosisInput, ARowWithTextThatIsNoAddressStillMatchesByItsOthers) {
+TEST(DiagnosisInput, ARowWithInvalidAddressesMatchesByItsValidOnes) {
   DiagnosisInput input = makeDefaultInput(true);
   input.adapters.rows[1].addresses = {"<missing>", "host.example.com", "10.0.0.7"};
   input.sockets.rows = {makeSocketSource("10.0.0.7", 51000, "198.51.100.10", 443)};
   EXPECT_EQ(reportInteger(diagnoseEgress(input), "selectedInterfaceOrdinal"), 1);
 }
 
-TEST(DiagnosisInput, AFailedSnapshotMayStillHoldRowsThatAreNotBelieved) {
+TEST(DiagnosisInput, RowsOfAFailedSnapshotAreIgnored) {
   DiagnosisInput input = makeDefaultInput(true);
   input.sockets.rows = {makeSocketSource("10.0.0.7", 51000, "198.51.100.10", 443)};
   input.adapters.enumFailed = true;
@@ -255,7 +255,7 @@ std::string repeated(std::string_view pattern) {
 constexpr std::uint32_t kMaxUnsigned = std::numeric_limits<std::uint32_t>::max();
 constexpr std::int32_t kMinSigned = std::numeric_limits<std::int32_t>::min();
 
-// Every text is `junk`, rows come in thousands, and every number is an extreme.
+// Every text is `junk`, every number is an extreme value, and there are thousands of rows.
 DiagnosisInput makeHostileInput(const std::string& junk) {
   constexpr std::size_t kRows = 2000;
   DiagnosisInput input;
@@ -277,7 +277,7 @@ DiagnosisInput makeHostileInput(const std::string& junk) {
   return input;
 }
 
-TEST(DiagnosisInput, ACompletelyHostileOneGivesAReportOfDeclaredWordsOnly) {
+TEST(DiagnosisInput, AHostileInputGivesOnlyDeclaredWords) {
   const std::string allBytes = "\x01\x7F\x80\xFE\xFF \"\\\n<missing>%[" + std::string(3, '\0');
   for (const std::string& pattern : {allBytes, std::string(1, '\0'), std::string("1:")}) {
     SCOPED_TRACE(testing::PrintToString(pattern));

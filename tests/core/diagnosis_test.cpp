@@ -18,8 +18,8 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-// A selector "proxy" that uses "leaf", the third outbound; one socket to its endpoint and one that
-// goes elsewhere; a route through each adapter and one through none.
+// The selector "proxy" chooses "leaf", the third outbound. There is one socket to its endpoint and
+// one to another host, a route through each adapter and one through an unknown interface.
 DiagnosisInput makeInput() {
   DiagnosisInput input = makeDefaultInput(/*autoDetectInterface=*/true);
   input.outbounds = {makeSelectorOutbound("proxy"), makeOutbound("aside", "direct", "", 0),
@@ -31,7 +31,7 @@ DiagnosisInput makeInput() {
   return input;
 }
 
-TEST(Diagnosis, AFreshOneIsThatOfAFreshInput) {
+TEST(Diagnosis, DefaultsEqualTheDiagnosisOfAnEmptyInput) {
   const Diagnosis fresh;
   const Diagnosis diagnosis = diagnose(DiagnosisInput{});
   EXPECT_EQ(writeReport(fresh), writeReport(diagnosis));
@@ -43,7 +43,7 @@ TEST(Diagnosis, AFreshOneIsThatOfAFreshInput) {
   EXPECT_EQ(diagnosis.selection.status, SelectionStatus::NOT_EVALUATED_ENDPOINT_UNAVAILABLE);
 }
 
-TEST(Diagnosis, HoldsEverythingThatWasDecided) {
+TEST(Diagnosis, ContainsEveryResult) {
   const Diagnosis diagnosis = diagnose(makeInput());
   EXPECT_EQ(diagnosis.configStatus, ConfigStatus::OK);
   EXPECT_TRUE(diagnosis.autoDetectInterface);
@@ -63,7 +63,7 @@ TEST(Diagnosis, HoldsEverythingThatWasDecided) {
   EXPECT_THAT(diagnosis.observedOrdinals, ElementsAre(1, 2));
 }
 
-TEST(Diagnosis, InterfaceRowsHaveOrdinalsByAscendingIndexAndRowsOfOneIndexShareTheirs) {
+TEST(Diagnosis, OrdinalsAscendWithTheIndexAndRowsWithEqualIndexesShareOne) {
   DiagnosisInput input;
   input.adapters.rows = {makeInterfaceRow(11, 1, 25, {}), makeInterfaceRow(4, -2, 5, {}),
                          makeInterfaceRow(11, 6, 4294967295U, {})};
@@ -81,7 +81,7 @@ TEST(Diagnosis, InterfaceRowsHaveOrdinalsByAscendingIndexAndRowsOfOneIndexShareT
   expectRow(rows[2], 2, 11, 6, 4294967295U);
 }
 
-TEST(Diagnosis, RouteRowsKeepTheirOrderWithOrdinalAndStatus) {
+TEST(Diagnosis, RouteRowsKeepTheirOrder) {
   const std::vector<DiagnosedRoute> rows = diagnose(makeInput()).defaultRoutes;
   ASSERT_EQ(rows.size(), 3U);
   EXPECT_EQ(rows[1].family, 6);
@@ -113,7 +113,7 @@ TEST(Diagnosis, AFailedSnapshotHasNoRows) {
   EXPECT_EQ(withoutAny.selection.status, SelectionStatus::NOT_EVALUATED_SOCKET_ENUM_FAILED);
 }
 
-TEST(Diagnosis, WithoutAUsableConfigurationNothingOfItIsDecided) {
+TEST(Diagnosis, AnUnusableConfigurationGivesDefaults) {
   DiagnosisInput input = makeInput();
   input.configStatus = ConfigStatus::AUTO_DETECT_INVALID;
   input.selectorHint = "aside";
@@ -126,7 +126,6 @@ TEST(Diagnosis, WithoutAUsableConfigurationNothingOfItIsDecided) {
   EXPECT_THAT(diagnosis.observedOrdinals, ElementsAre(1, 2));
 }
 
-// The edge case of a stale hint with an intermediate selector: it is fresh, because it was entered.
 TEST(Diagnosis, AHintThatNamesAnIntermediateSelectorIsFresh) {
   DiagnosisInput input = makeInput();
   input.outbounds[1] = makeSelectorOutbound("middle");
@@ -140,7 +139,7 @@ TEST(Diagnosis, AHintThatNamesAnIntermediateSelectorIsFresh) {
   EXPECT_EQ(diagnosis.endpoint.status, ActiveEndpointStatus::OK);
 }
 
-TEST(Diagnosis, UnderOsRoutedASocketToTheEndpointIsObservedAsExactlyOneRowAndNotSelected) {
+TEST(Diagnosis, OsRoutedObservesASocketToTheEndpointButDoesNotSelectIt) {
   DiagnosisInput input = makeInput();
   input.sockets.rows.pop_back();
   EXPECT_EQ(diagnose(input).selection.ordinal, 1);
@@ -152,19 +151,19 @@ TEST(Diagnosis, UnderOsRoutedASocketToTheEndpointIsObservedAsExactlyOneRowAndNot
   EXPECT_THAT(diagnosis.observedOrdinals, ElementsAre(1));
 }
 
-TEST(Diagnosis, ASocketToTheEndpointsAddressOnAnotherPortIsNoMatch) {
+TEST(Diagnosis, ASocketToAnotherPortDoesNotMatch) {
   DiagnosisInput input = makeInput();
   input.sockets.rows = {makeSocketSource("10.0.0.7", 51000, "198.51.100.10", 444)};
   EXPECT_EQ(diagnose(input).selection.status, SelectionStatus::NO_MATCHING_SOCKET);
 }
 
-TEST(Diagnosis, ASocketToAnotherAddressOnTheEndpointsPortIsNoMatch) {
+TEST(Diagnosis, ASocketToAnotherAddressDoesNotMatch) {
   DiagnosisInput input = makeInput();
   input.sockets.rows = {makeSocketSource("10.0.0.7", 51000, "198.51.100.11", 443)};
   EXPECT_EQ(diagnose(input).selection.status, SelectionStatus::NO_MATCHING_SOCKET);
 }
 
-TEST(InterfaceIndexOf, GivesTheIndexOfEveryOrdinalAndOfNoOtherNumber) {
+TEST(InterfaceIndexOf, ReturnsTheIndexOfAnOrdinalOrNothing) {
   DiagnosisInput input;
   for (const std::uint32_t index : {4294967295U, 7U, 0U, 7U}) {
     input.adapters.rows.push_back(makeInterfaceRow(index, 1, 1, {}));

@@ -30,7 +30,7 @@ void expectScalar(const ReportScalar& scalar, ReportKind kind, bool boolValue,
   EXPECT_EQ(scalar.stringValue, stringValue);
 }
 
-// The integer that a look-up finds, or -1.
+// The integer value of a member, or -1.
 std::int64_t integerAt(const EgressReport& report, std::string_view key) {
   const ReportMember* const member = findReportMember(report, ExactText(key).view());
   if (member == nullptr) return -1;
@@ -38,7 +38,7 @@ std::int64_t integerAt(const EgressReport& report, std::string_view key) {
   return scalar == nullptr ? -1 : scalar->intValue;
 }
 
-TEST(ReportScalar, KindsHaveTheseNumbers) {
+TEST(ReportScalar, KindsHaveStableNumbers) {
   static_assert(std::is_same_v<std::underlying_type_t<ReportKind>, std::uint32_t>);
   EXPECT_EQ(static_cast<std::uint32_t>(ReportKind::Null), 0U);
   EXPECT_EQ(static_cast<std::uint32_t>(ReportKind::Boolean), 1U);
@@ -46,11 +46,11 @@ TEST(ReportScalar, KindsHaveTheseNumbers) {
   EXPECT_EQ(static_cast<std::uint32_t>(ReportKind::String), 3U);
 }
 
-TEST(ReportScalar, AFreshOneIsNull) {
+TEST(ReportScalar, TheDefaultIsNull) {
   expectScalar(ReportScalar{}, ReportKind::Null, false, 0, "");
 }
 
-TEST(ReportScalar, TheMembersThatTheKindDoesNotNameStayZeroOrEmpty) {
+TEST(ReportScalar, UnusedMembersAreZeroOrEmpty) {
   expectScalar(nullScalar(), ReportKind::Null, false, 0, "");
   expectScalar(booleanScalar(true), ReportKind::Boolean, true, 0, "");
   expectScalar(booleanScalar(false), ReportKind::Boolean, false, 0, "");
@@ -74,7 +74,7 @@ TEST(ReportScalar, StringsKeepEveryByteAndAreCopied) {
               [](std::string_view cut) { EXPECT_EQ(stringScalar(cut).stringValue, cut); });
 }
 
-TEST(ReportScalar, ADifferenceInAnyMemberMakesTwoDiffer) {
+TEST(ReportScalar, DiffersIfAnyMemberDiffers) {
   const ReportScalar scalar = integerScalar(7);
   ReportScalar otherKind = scalar;
   otherKind.kind = ReportKind::Null;
@@ -90,7 +90,7 @@ TEST(ReportScalar, ADifferenceInAnyMemberMakesTwoDiffer) {
   }
 }
 
-TEST(ReportMember, ADifferenceInKeyOrValueMakesTwoDiffer) {
+TEST(ReportMember, DiffersIfKeyOrValueDiffers) {
   const ReportMember member{.key = "a", .value = integerScalar(7)};
   EXPECT_EQ(member, (ReportMember{.key = "a", .value = integerScalar(7)}));
   EXPECT_NE(member, (ReportMember{.key = "b", .value = integerScalar(7)}));
@@ -110,14 +110,14 @@ TEST(ReportScalar, ValuesOfDifferentKindsDiffer) {
   }
 }
 
-TEST(EgressReport, AFreshOneHasNoMembers) {
+TEST(EgressReport, TheDefaultHasNoMembers) {
   const EgressReport report;
   EXPECT_TRUE(report.members.empty());
   EXPECT_EQ(findReportMember(report, ""), nullptr);
   EXPECT_EQ(findReportMember(report, "configStatus"), nullptr);
 }
 
-TEST(EgressReport, TheFirstMemberWithAKeyIsFoundWhateverItHolds) {
+TEST(EgressReport, FindsTheFirstMemberWithAKey) {
   EgressReport report;
   insertMember(report, "key", nullScalar());
   insertMember(report, "key", integerScalar(3));
@@ -126,7 +126,7 @@ TEST(EgressReport, TheFirstMemberWithAKeyIsFoundWhateverItHolds) {
   EXPECT_EQ(std::get<ReportScalar>(found->value), nullScalar());
 }
 
-TEST(EgressReport, KeysAreFoundAtEveryPlace) {
+TEST(EgressReport, FindsKeysAtEveryPosition) {
   EgressReport report;
   insertMember(report, "first", integerScalar(1));
   insertMember(report, "middle", integerScalar(2));
@@ -152,7 +152,7 @@ TEST(EgressReport, KeysAreComparedByteForByte) {
   }
 }
 
-TEST(EgressReport, ACutKeyIsAnotherKey) {
+TEST(EgressReport, DoesNotFindATruncatedKey) {
   EgressReport report;
   insertMember(report, "selectedInterfaceOrdinal", integerScalar(1));
   forEveryCut("selectedInterfaceOrdinal", [&report](std::string_view cut) {
@@ -160,7 +160,7 @@ TEST(EgressReport, ACutKeyIsAnotherKey) {
   });
 }
 
-TEST(EgressReport, RowsAndTheirPairsKeepTheirOrderAndTheirRepeats) {
+TEST(EgressReport, RowsAndPairsKeepOrderAndDuplicates) {
   const std::vector<ReportRow> rows = {
       {{"z", integerScalar(1)}, {"a", nullScalar()}, {"z", stringScalar("again")}},
       {},
@@ -183,7 +183,7 @@ TEST(EgressReport, AnEmptyArrayIsNeitherNullNorAbsent) {
   EXPECT_FALSE(withArray == EgressReport{});
 }
 
-TEST(EgressReport, ReportsAreEqualOnlyMemberByMemberInOrder) {
+TEST(EgressReport, EqualityComparesMembersInOrder) {
   const ReportRow rowA = {{"a", integerScalar(1)}, {"b", integerScalar(2)}};
   const ReportRow rowB = {{"b", integerScalar(2)}, {"a", integerScalar(1)}};
   EgressReport report;
@@ -209,7 +209,7 @@ TEST(EgressReport, ReportsAreEqualOnlyMemberByMemberInOrder) {
   EXPECT_FALSE(oneMore == report);
 }
 
-TEST(EgressReport, OfEveryScalarOfADiagnosisOnlyTheMemberThatItsKindNamesIsSet) {
+TEST(EgressReport, DiagnosisSetsOnlyTheMemberOfEachScalarsKind) {
   const auto isClean = [](const ReportScalar& scalar) {
     switch (scalar.kind) {
       case ReportKind::Null: return scalar == nullScalar();

@@ -29,7 +29,7 @@ AdapterSnapshot adaptersWith(const std::vector<std::uint32_t>& indexes) {
   return adapters;
 }
 
-// A mapping as one word: "unmapped", "ambiguous", or the ordinal of the one interface.
+// Formats a mapping as one word: "unmapped", "ambiguous", or the ordinal of its interface.
 std::string wordOf(const InterfaceMapping& mapping) {
   switch (mapping.kind) {
     case MappingKind::Unique: return std::to_string(mapping.ordinal);
@@ -39,7 +39,7 @@ std::string wordOf(const InterfaceMapping& mapping) {
   return mapping.ordinal == 0 ? "ambiguous" : "ambiguous, ordinal set";
 }
 
-// Asks both overloads, which must agree.
+// Calls both overloads, which must agree.
 std::string mapped(const AdapterSnapshot& adapters, const OrdinalTable& ordinalTable,
                    std::string_view addressText) {
   const ExactText text(addressText);
@@ -53,7 +53,7 @@ std::string mapped(const AdapterSnapshot& adapters, std::string_view addressText
   return mapped(adapters, makeOrdinalTable(adapters), addressText);
 }
 
-// What every order of the rows gives, if it is the same.
+// The mapping for every order of the rows, which must be the same.
 std::string mappedInEveryOrder(AdapterSnapshot adapters, std::string_view addressText) {
   std::ranges::sort(adapters.rows, {}, &InterfaceRow::interfaceMetric);
   std::string first = mapped(adapters, addressText);
@@ -66,7 +66,7 @@ std::string mappedInEveryOrder(AdapterSnapshot adapters, std::string_view addres
   return first;
 }
 
-TEST(OrdinalTable, HoldsTheDistinctIndexesInUnsignedOrder) {
+TEST(OrdinalTable, ContainsTheDistinctIndexesInUnsignedOrder) {
   struct Row {
     std::string_view name;
     std::vector<std::uint32_t> indexes;
@@ -77,8 +77,8 @@ TEST(OrdinalTable, HoldsTheDistinctIndexesInUnsignedOrder) {
       {.name = "one", .indexes = {7}, .table = {7}},
       {.name = "sorted", .indexes = {4, 11}, .table = {4, 11}},
       {.name = "unsorted", .indexes = {11, 4}, .table = {4, 11}},
-      {.name = "repeated side by side", .indexes = {4, 4, 4}, .table = {4}},
-      {.name = "repeated apart", .indexes = {11, 4, 11, 7, 4}, .table = {4, 7, 11}},
+      {.name = "adjacent duplicates", .indexes = {4, 4, 4}, .table = {4}},
+      {.name = "scattered duplicates", .indexes = {11, 4, 11, 7, 4}, .table = {4, 7, 11}},
       {.name = "extremes", .indexes = {kMaxIndex, 0}, .table = {0, kMaxIndex}},
       {.name = "around the sign bit",
        .indexes = {0x80000000U, 1, kMaxIndex, 0x7FFFFFFFU, 0},
@@ -90,33 +90,33 @@ TEST(OrdinalTable, HoldsTheDistinctIndexesInUnsignedOrder) {
   }
 }
 
-TEST(OrdinalTable, IsBuiltFromAllRowsEvenWhenTheSnapshotFailed) {
+TEST(OrdinalTable, IsBuiltFromAllRowsEvenIfTheSnapshotFailed) {
   AdapterSnapshot adapters = adaptersWith({11, 4});
   adapters.enumFailed = true;
   EXPECT_THAT(makeOrdinalTable(adapters).interfaceIndexes, ElementsAre(4, 11));
 }
 
-TEST(OrdinalTable, AnOrdinalIsThePlaceCountedFromOne) {
+TEST(OrdinalTable, OrdinalsCountFromOne) {
   const OrdinalTable table = makeOrdinalTable(adaptersWith({11, 4}));
   EXPECT_EQ(ordinalOf(table, 4), 1);
   EXPECT_EQ(ordinalOf(table, 11), 2);
 }
 
-TEST(OrdinalTable, RowsThatShareAnIndexShareItsOrdinalAndLeaveNoGap) {
+TEST(OrdinalTable, DuplicateIndexesShareAnOrdinalWithoutGaps) {
   const OrdinalTable table = makeOrdinalTable(adaptersWith({5, 3, 5, 9, 3}));
   EXPECT_EQ(ordinalOf(table, 3), 1);
   EXPECT_EQ(ordinalOf(table, 5), 2);
   EXPECT_EQ(ordinalOf(table, 9), 3);
 }
 
-TEST(OrdinalTable, TheExtremesHaveOrdinals) {
+TEST(OrdinalTable, ExtremeIndexesHaveOrdinals) {
   const OrdinalTable table = makeOrdinalTable(adaptersWith({kMaxIndex, 0x80000000U, 0}));
   EXPECT_EQ(ordinalOf(table, 0), 1);
   EXPECT_EQ(ordinalOf(table, 0x80000000U), 2);
   EXPECT_EQ(ordinalOf(table, kMaxIndex), 3);
 }
 
-TEST(OrdinalTable, AnIndexThatIsNotInItHasNoOrdinal) {
+TEST(OrdinalTable, UnknownIndexesHaveNoOrdinal) {
   const OrdinalTable table = makeOrdinalTable(adaptersWith({4, 11}));
   for (const std::uint32_t index : {0U, 1U, 3U, 5U, 10U, 12U, 0x80000004U, kMaxIndex}) {
     EXPECT_EQ(ordinalOf(table, index), std::nullopt) << index;
@@ -124,7 +124,7 @@ TEST(OrdinalTable, AnIndexThatIsNotInItHasNoOrdinal) {
   EXPECT_EQ(ordinalOf(OrdinalTable{}, 0), std::nullopt);
 }
 
-TEST(AddressTable, LeavesOutTextThatIsNoAddressAndAdaptersWithoutAnOrdinal) {
+TEST(AddressTable, OmitsInvalidAddressesAndAdaptersWithoutAnOrdinal) {
   AdapterSnapshot adapters;
   adapters.rows = {makeInterfaceRow(5, 1, 1, {"<missing>", "10.0.0.7", "", "host.example.com"}),
                    makeInterfaceRow(11, 1, 2, {"192.168.1.50"})};
@@ -135,7 +135,7 @@ TEST(AddressTable, LeavesOutTextThatIsNoAddressAndAdaptersWithoutAnOrdinal) {
   EXPECT_THAT(table.ipv6, IsEmpty());
 }
 
-TEST(AddressTable, HoldsAnAddressOnceForEachOfItsInterfaces) {
+TEST(AddressTable, ContainsAnAddressOncePerInterface) {
   AdapterSnapshot adapters;
   adapters.rows = {makeInterfaceRow(5, 1, 1, {"2001:db8::1", "2001:DB8:0::1", "2001:db8::1%eth0"}),
                    makeInterfaceRow(5, 1, 2, {"2001:db8::1"}),
@@ -148,8 +148,8 @@ TEST(AddressTable, HoldsAnAddressOnceForEachOfItsInterfaces) {
   EXPECT_THAT(table.ipv4, IsEmpty());
 }
 
-// Every place of a table, in tables of every small size, and what lies before, between and behind.
-TEST(MapAddressToInterface, FindsEveryAddressOfATableAndNoOther) {
+// Every position in tables of every small size, and the positions before, between and after them.
+TEST(MapAddressToInterface, FindsExactlyTheAddressesOfATable) {
   for (std::uint32_t size = 0; size <= 20; ++size) {
     AdapterSnapshot adapters;
     for (std::uint32_t i = 0; i < size; ++i) {
@@ -169,17 +169,17 @@ TEST(MapAddressToInterface, FindsEveryAddressOfATableAndNoOther) {
   }
 }
 
-TEST(MapAddressToInterface, AFreshMappingIsUnmapped) {
+TEST(MapAddressToInterface, TheDefaultMappingIsUnmapped) {
   EXPECT_EQ(wordOf(InterfaceMapping{}), "unmapped");
 }
 
-TEST(MapAddressToInterface, AnAddressOfOneAdapterGivesItsOrdinal) {
+TEST(MapAddressToInterface, AnAddressOfOneAdapterMapsToItsOrdinal) {
   const AdapterSnapshot adapters = makeDefaultAdapters();
   EXPECT_EQ(mapped(adapters, "10.0.0.7"), "1");
   EXPECT_EQ(mapped(adapters, "192.168.1.50"), "2");
 }
 
-TEST(MapAddressToInterface, AnAddressThatNobodyOwnsIsUnmapped) {
+TEST(MapAddressToInterface, AnUnknownAddressIsUnmapped) {
   const AdapterSnapshot adapters = makeDefaultAdapters();
   for (const std::string_view text : {"172.16.9.9", "10.0.0.6", "10.0.0.8", "11.0.0.7",
                                       "192.168.1.51", "0.0.0.0", "255.255.255.255", "::"}) {
@@ -188,7 +188,7 @@ TEST(MapAddressToInterface, AnAddressThatNobodyOwnsIsUnmapped) {
   EXPECT_EQ(mapped(AdapterSnapshot{}, "10.0.0.7"), "unmapped");
 }
 
-TEST(MapAddressToInterface, ASourceThatIsNoAddressIsUnmappedEvenWhereAnAdapterListsTheSameText) {
+TEST(MapAddressToInterface, AnInvalidAddressIsUnmappedEvenIfAnAdapterListsTheSameText) {
   const std::vector<std::string> texts = {"",          "<missing>",    "host.example.com",
                                           " 10.0.0.7", "10.0.0.7 ",    "10.0.0",
                                           "10.0.0.7.", "10.0.0.256",   "[10.0.0.7",
@@ -205,7 +205,7 @@ TEST(MapAddressToInterface, ASourceThatIsNoAddressIsUnmappedEvenWhereAnAdapterLi
   }
 }
 
-TEST(MapAddressToInterface, ACutSourceIsAnotherAddressOrNone) {
+TEST(MapAddressToInterface, ATruncatedAddressDoesNotMatch) {
   AdapterSnapshot adapters = makeDefaultAdapters();
   adapters.rows[0].addresses.emplace_back("2001:db8::20");
   for (const std::string_view text : {"10.0.0.7", "192.168.1.50", "2001:db8::20"}) {
@@ -216,7 +216,7 @@ TEST(MapAddressToInterface, ACutSourceIsAnotherAddressOrNone) {
   }
 }
 
-TEST(MapAddressToInterface, ACutZoneIsStillAZone) {
+TEST(MapAddressToInterface, ATruncatedZoneIsAlsoIgnored) {
   AdapterSnapshot adapters;
   adapters.rows = {makeInterfaceRow(3, 1, 1, {"fe80::1"})};
   const std::string_view address = "fe80::1";
@@ -261,7 +261,7 @@ TEST(MapAddressToInterface, AnIpv4AddressNeverEqualsAnIpv6One) {
   EXPECT_EQ(mappedInEveryOrder(adapters, "::10.0.0.7"), "4");
 }
 
-TEST(MapAddressToInterface, AllSixteenBytesOfAnIpv6AddressCount) {
+TEST(MapAddressToInterface, AllSixteenBytesOfAnIpv6AddressAreCompared) {
   AdapterSnapshot adapters;
   adapters.rows = {makeInterfaceRow(1, 1, 1, {"102:304:506:708:90a:b0c:d0e:f10"})};
   EXPECT_EQ(mapped(adapters, "102:304:506:708:90a:b0c:d0e:f10"), "1");
@@ -278,7 +278,7 @@ TEST(MapAddressToInterface, AllSixteenBytesOfAnIpv6AddressCount) {
   }
 }
 
-TEST(MapAddressToInterface, EveryAddressOfAnAdapterIsLookedAt) {
+TEST(MapAddressToInterface, EveryAddressOfAnAdapterIsFound) {
   AdapterSnapshot adapters;
   adapters.rows = {makeInterfaceRow(9, 1, 1, {"10.0.0.1", "2001:db8::1", "10.0.0.2"}),
                    makeInterfaceRow(2, 1, 2, {"10.0.0.3", "10.0.0.4"})};
@@ -289,7 +289,7 @@ TEST(MapAddressToInterface, EveryAddressOfAnAdapterIsLookedAt) {
   EXPECT_EQ(mappedInEveryOrder(adapters, "10.0.0.4"), "1");
 }
 
-TEST(MapAddressToInterface, OneAdapterThatListsTheAddressTwiceOrAThousandTimesIsOneInterface) {
+TEST(MapAddressToInterface, DuplicateAddressesOfOneAdapterAreNotAmbiguous) {
   AdapterSnapshot adapters;
   adapters.rows = {makeInterfaceRow(9, 1, 1, {"10.0.0.1", "10.0.0.1", "010.0.0.1"})};
   EXPECT_EQ(mapped(adapters, "10.0.0.1"), "1");
@@ -297,14 +297,14 @@ TEST(MapAddressToInterface, OneAdapterThatListsTheAddressTwiceOrAThousandTimesIs
   EXPECT_EQ(mapped(adapters, "10.0.0.1"), "1");
 }
 
-TEST(MapAddressToInterface, RowsThatShareAnIndexAndAnAddressAreOneInterface) {
+TEST(MapAddressToInterface, RowsWithOneIndexAndOneAddressAreOneInterface) {
   AdapterSnapshot adapters;
   adapters.rows = {makeInterfaceRow(9, 1, 1, {"10.0.0.1"}), makeInterfaceRow(9, 2, 2, {"10.0.0.1"}),
                    makeInterfaceRow(4, 1, 3, {"10.0.0.2"})};
   EXPECT_EQ(mappedInEveryOrder(adapters, "10.0.0.1"), "2");
 }
 
-TEST(MapAddressToInterface, RowsThatShareAnIndexOwnTheAddressesOfAllOfThem) {
+TEST(MapAddressToInterface, RowsWithOneIndexHaveTheAddressesOfAll) {
   AdapterSnapshot adapters;
   adapters.rows = {makeInterfaceRow(9, 1, 1, {"10.0.0.1"}),
                    makeInterfaceRow(9, 1, 2, {"10.0.0.2"})};
@@ -323,7 +323,7 @@ TEST(MapAddressToInterface, AnAddressOfTwoInterfacesIsAmbiguousInEveryOrder) {
   EXPECT_EQ(mappedInEveryOrder(adapters, "10.0.0.7"), "1");
 }
 
-TEST(MapAddressToInterface, ThreeInterfacesAreAmbiguousToo) {
+TEST(MapAddressToInterface, AnAddressOfThreeInterfacesIsAmbiguous) {
   AdapterSnapshot adapters;
   adapters.rows = {makeInterfaceRow(1, 1, 1, {"fe80::1%a"}),
                    makeInterfaceRow(2, 1, 2, {"fe80::1%b"}),
@@ -331,7 +331,7 @@ TEST(MapAddressToInterface, ThreeInterfacesAreAmbiguousToo) {
   EXPECT_EQ(mappedInEveryOrder(adapters, "fe80::1%b"), "ambiguous");
 }
 
-TEST(MapAddressToInterface, AnAdapterThatTheOrdinalTableLacksOwnsNothing) {
+TEST(MapAddressToInterface, AnAdapterWithoutAnOrdinalHasNoAddresses) {
   AdapterSnapshot adapters;
   adapters.rows = {makeInterfaceRow(5, 1, 1, {"10.0.0.7", "10.0.0.1"}),
                    makeInterfaceRow(11, 1, 2, {"10.0.0.7", "10.0.0.2"})};
@@ -342,13 +342,13 @@ TEST(MapAddressToInterface, AnAdapterThatTheOrdinalTableLacksOwnsNothing) {
   EXPECT_EQ(mapped(adapters, OrdinalTable{}, "10.0.0.7"), "unmapped");
 }
 
-TEST(MapAddressToInterface, MappingDoesNotAskWhetherTheSnapshotFailed) {
+TEST(MapAddressToInterface, IgnoresWhetherTheSnapshotFailed) {
   AdapterSnapshot adapters = makeDefaultAdapters();
   adapters.enumFailed = true;
   EXPECT_EQ(mapped(adapters, "10.0.0.7"), "1");
 }
 
-TEST(MapAddressToInterface, AnAdapterWithoutAddressesOwnsNothing) {
+TEST(MapAddressToInterface, AnAdapterWithoutAddressesMatchesNothing) {
   const AdapterSnapshot adapters = adaptersWith({0, 1, kMaxIndex});
   const AddressTable table = makeAddressTable(adapters, makeOrdinalTable(adapters));
   EXPECT_THAT(table.ipv4, IsEmpty());

@@ -35,8 +35,8 @@ SocketSource socketTo(std::string_view remoteAddress, std::uint32_t remotePort,
   return socket;
 }
 
-// The sources of sockets on a host with the default adapters: 10.0.0.7 is that of interface 1,
-// 192.168.1.50 that of interface 2.
+// Maps sockets with the default adapters: 10.0.0.7 belongs to interface 1, 192.168.1.50 to
+// interface 2.
 MappedSockets mappedFrom(const std::vector<SocketSource>& rows, const ActiveEndpoint& endpoint) {
   const AdapterSnapshot adapters = makeDefaultAdapters();
   const OrdinalTable ordinalTable = makeOrdinalTable(adapters);
@@ -54,7 +54,7 @@ bool matches(const ActiveEndpoint& endpoint, std::string_view remoteAddress,
   return mappedFrom({socketTo(remoteAddress, remotePort)}, endpoint).matches.anySocket;
 }
 
-// What is known of the sockets to the endpoint, as one word each.
+// Formats a summary, one word per property.
 std::string describe(const MatchSummary& matches) {
   std::string text = matches.anySocket ? "some" : "none";
   if (matches.anyUnmapped) text += " unmapped";
@@ -64,7 +64,7 @@ std::string describe(const MatchSummary& matches) {
   return text;
 }
 
-TEST(MapSockets, ThePortHasToBeTheEndpointsToo) {
+TEST(MapSockets, ThePortMustMatch) {
   struct Row {
     std::uint32_t endpointPort;
     std::uint32_t remotePort;
@@ -131,7 +131,7 @@ TEST(MapSockets, RemoteAddressesAreComparedByValueWithinOneFamily) {
   }
 }
 
-TEST(MapSockets, TextThatIsNoAddressIsNoRemoteEnd) {
+TEST(MapSockets, InvalidRemoteAddressesDoNotMatch) {
   const std::vector<std::string> texts = {"",
                                           "<missing>",
                                           "host.example.com",
@@ -155,12 +155,12 @@ TEST(MapSockets, TextThatIsNoAddressIsNoRemoteEnd) {
   });
 }
 
-TEST(MapSockets, SocketsToAnotherPortOrToAnotherAddressDoNotMatch) {
+TEST(MapSockets, SocketsToAnotherPortOrAddressDoNotMatch) {
   EXPECT_FALSE(matches(endpointAt(kEndpointAddress, 443), kEndpointAddress, 8443));
   EXPECT_FALSE(matches(endpointAt(kEndpointAddress, 443), "203.0.113.200", 443));
 }
 
-TEST(MapSockets, AnEndpointThatIsNotKnownHasNoSockets) {
+TEST(MapSockets, AnUnknownEndpointMatchesNoSockets) {
   for (const std::string_view remote : {"", "0.0.0.0", "::", "198.51.100.10"}) {
     for (const std::uint32_t port : {0U, 443U}) {
       EXPECT_FALSE(matches(ActiveEndpoint{}, remote, port)) << remote << " " << port;
@@ -168,7 +168,7 @@ TEST(MapSockets, AnEndpointThatIsNotKnownHasNoSockets) {
   }
 }
 
-TEST(MapSockets, SocketsThatGoElsewhereAreObservedButHaveNoSay) {
+TEST(MapSockets, SocketsToOtherEndpointsAreOnlyObserved) {
   const SocketSource otherAddress = socketTo("203.0.113.200", kEndpointPort, "10.0.0.7");
   const SocketSource otherPort = socketTo(kEndpointAddress, kEndpointPort + 1, "10.0.0.7");
   const SocketSource toEndpoint = socketTo(kEndpointAddress, kEndpointPort, "192.168.1.50");
@@ -192,8 +192,8 @@ TEST(MapSockets, UnmappedAndAmbiguousSourcesAreNotObserved) {
   EXPECT_EQ(describe(mapped.matches), "some unmapped ambiguous");
 }
 
-// The text of the last match is compared before it is parsed; what it matched must not linger.
-TEST(MapSockets, EverySpellingOfTheEndpointCountsWhateverCameBefore) {
+// mapSockets caches the text of the last match; a stale cache must not match.
+TEST(MapSockets, EverySpellingOfTheEndpointMatchesAfterAnyOtherSocket) {
   struct Row {
     std::vector<std::string_view> remotes;  // each from 10.0.0.7
     bool lastMatches;
@@ -222,14 +222,14 @@ TEST(MapSockets, EverySpellingOfTheEndpointCountsWhateverCameBefore) {
   }
 }
 
-TEST(MapSockets, AMatchToAnotherPortLeavesNoTrace) {
+TEST(MapSockets, ASocketToAnotherPortDoesNotAffectTheNextOne) {
   EXPECT_EQ(describe(mappedFrom({socketTo("203.0.113.200", kEndpointPort + 1),
                                  socketTo("203.0.113.200", kEndpointPort)})
                          .matches),
             "none");
 }
 
-TEST(MapSockets, AnInterfaceBeyondTheOrdinalTableIsNotObserved) {
+TEST(MapSockets, AnOrdinalOutsideTheTableIsNotObserved) {
   const AdapterSnapshot adapters = makeDefaultAdapters();
   const AddressTable addressTable = makeAddressTable(adapters, makeOrdinalTable(adapters));
   SocketSnapshot sockets;
@@ -239,16 +239,16 @@ TEST(MapSockets, AnInterfaceBeyondTheOrdinalTableIsNotObserved) {
   const OrdinalTable shorter = {.interfaceIndexes = {5}};
   EXPECT_THAT(mapSockets(sockets, endpoint, addressTable, shorter).observed, ElementsAre(1));
   EXPECT_THAT(mapSockets(sockets, endpoint, addressTable, {}).observed, IsEmpty());
-  const AddressTable odd = {.ipv4 = {{.address = 0x0A000007U, .ordinal = 0}}, .ipv6 = {}};
-  EXPECT_THAT(mapSockets(sockets, endpoint, odd, shorter).observed, ElementsAre(0));
+  const AddressTable zeroOrdinal = {.ipv4 = {{.address = 0x0A000007U, .ordinal = 0}}, .ipv6 = {}};
+  EXPECT_THAT(mapSockets(sockets, endpoint, zeroOrdinal, shorter).observed, ElementsAre(0));
 }
 
-TEST(MapSockets, NoSocketsHaveNoSources) {
+TEST(MapSockets, WithoutSocketsThereAreNoSources) {
   EXPECT_EQ(describe(mappedFrom({}).matches), "none");
   EXPECT_THAT(mappedFrom({}).observed, ElementsAre(0, 0));
 }
 
-TEST(MatchSummary, KeepTheFirstOrdinalAndWhetherAnotherCame) {
+TEST(MatchSummary, KeepsTheFirstOrdinalAndWhetherOthersFollowed) {
   MatchSummary matches;
   EXPECT_EQ(describe(matches), "none");
   addMatch(matches, {.kind = MappingKind::Unique, .ordinal = 3});

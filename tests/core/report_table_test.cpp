@@ -23,7 +23,7 @@ std::vector<std::string_view> keysOf(const Fields& fields) {
   return keys;
 }
 
-TEST(ReportTable, KeysStandInTheOrderOfTheReport) {
+TEST(ReportTable, KeysHaveTheOrderOfTheReport) {
   std::vector<std::string_view> keys;
   for (const ReportMemberField& member : kReportMembers) keys.push_back(member.field.key);
   EXPECT_THAT(
@@ -37,17 +37,17 @@ TEST(ReportTable, KeysStandInTheOrderOfTheReport) {
   EXPECT_THAT(keysOf(kSourceColumns), ElementsAre("interfaceOrdinal"));
 }
 
-TEST(ReportTable, EveryWordFieldHasItsOwnVocabulary) {
-  std::vector<const WordList*> vocabularies;
-  const auto add = [&vocabularies](const ReportField& field) {
+TEST(ReportTable, EveryStringFieldHasItsOwnWordList) {
+  std::vector<const WordList*> wordLists;
+  const auto add = [&wordLists](const ReportField& field) {
     EXPECT_EQ(field.declaredWords != nullptr, field.kind == ReportKind::String) << field.key;
-    if (field.declaredWords != nullptr) vocabularies.push_back(&field.declaredWords());
+    if (field.declaredWords != nullptr) wordLists.push_back(&field.declaredWords());
   };
   for (const ReportMemberField& member : kReportMembers) {
     add(member.field);
     std::ranges::for_each(member.columns, add);
   }
-  EXPECT_THAT(vocabularies,
+  EXPECT_THAT(wordLists,
               ElementsAre(&declaredConfigStatus(), &declaredEgressSelectionPolicy(),
                           &declaredActiveEndpointStatus(), &declaredSelectionStatus(),
                           &declaredInterfacesStatus(), &declaredDefaultRoutesStatus(),
@@ -67,7 +67,7 @@ void expectField(const ReportField& field, std::string_view key, const ReportSca
   EXPECT_NE(std::ranges::find(words, value.stringValue), words.end()) << value.stringValue;
 }
 
-// Holds a report against the table; gives the number of its rows.
+// Compares a report with the table and returns the number of its rows.
 std::size_t expectTable(const EgressReport& report, bool hasConfig) {
   std::size_t rows = 0;
   auto member = report.members.begin();
@@ -96,7 +96,7 @@ std::size_t expectTable(const EgressReport& report, bool hasConfig) {
   return rows;
 }
 
-TEST(ReportTable, ReportsHaveItsMembersAndColumns) {
+TEST(ReportTable, ReportsHaveTheMembersAndColumnsOfTheTable) {
   DiagnosisInput input = makeDefaultInput(/*autoDetectInterface=*/true);
   input.routes.rows.push_back({.family = 4, .interfaceIndex = 99});
   input.sockets.rows = {makeSocketSource("10.0.0.7", 51000, "198.51.100.10", 443)};

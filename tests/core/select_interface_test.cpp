@@ -23,7 +23,8 @@ InterfaceMapping unique(std::int64_t ordinal) {
   return {.kind = MappingKind::Unique, .ordinal = ordinal};
 }
 
-// Nothing failed, the policy applies, the endpoint is known, and sockets from there go to it.
+// An input without failures: the policy applies, and the endpoint is known and has sockets from
+// `sources`.
 SelectionInput inputWith(const std::vector<InterfaceMapping>& sources) {
   SelectionInput input;
   input.policy = EgressSelectionPolicy::singbox_auto_detect;
@@ -32,7 +33,7 @@ SelectionInput inputWith(const std::vector<InterfaceMapping>& sources) {
   return input;
 }
 
-// The status word, followed by the ordinal where one is set.
+// The status word, followed by the ordinal if there is one.
 std::string wordOf(const Selection& selection) {
   std::string word = toString(selection.status);
   if (selection.ordinal) word.append(" ").append(std::to_string(*selection.ordinal));
@@ -44,7 +45,7 @@ std::string selected(const SelectionInput& input) {
   return wordOf(selectInterface(input));
 }
 
-// Maps the sources of sockets to the endpoint onto `adapters`, as a diagnosis does.
+// Maps the source addresses to `adapters` and selects.
 std::string selectedFrom(const AdapterSnapshot& adapters,
                          const std::vector<std::string_view>& addresses) {
   const OrdinalTable table = makeOrdinalTable(adapters);
@@ -56,42 +57,42 @@ std::string selectedFrom(const AdapterSnapshot& adapters,
   return selected(inputWith(sources));
 }
 
-TEST(SelectInterface, AFreshInputHasNoEndpoint) {
+TEST(SelectInterface, TheDefaultInputHasNoEndpoint) {
   EXPECT_EQ(selected(SelectionInput{}), "NOT_EVALUATED_ENDPOINT_UNAVAILABLE");
 }
 
-// Conditions 1 to 5 in their order; bit i of a mask says whether condition i holds.
+// Conditions 1 to 5 in order; bit i of a mask is set if condition i is true.
 constexpr std::array<std::string_view, 5> kReasonsInOrder = {
     "NOT_APPLICABLE_OS_ROUTED", "NOT_EVALUATED_ENDPOINT_UNAVAILABLE",
     "NOT_EVALUATED_SOCKET_ENUM_FAILED", "NOT_EVALUATED_ADAPTER_ENUM_FAILED", "NO_MATCHING_SOCKET"};
 
-bool holds(std::size_t mask, std::size_t condition) {
+bool isSet(std::size_t mask, std::size_t condition) {
   return ((mask >> condition) & 1U) != 0;
 }
 
-SelectionInput inputWhereConditionsHold(std::size_t mask) {
+SelectionInput inputWithConditions(std::size_t mask) {
   SelectionInput input = inputWith({unique(2)});
-  if (holds(mask, 0)) input.policy = EgressSelectionPolicy::os_routed;
-  if (holds(mask, 1)) input.endpoint = ActiveEndpointStatus::ENDPOINT_NOT_NUMERIC;
-  input.socketsFailed = holds(mask, 2);
-  input.adaptersFailed = holds(mask, 3);
-  if (holds(mask, 4)) input.matches = {};
+  if (isSet(mask, 0)) input.policy = EgressSelectionPolicy::os_routed;
+  if (isSet(mask, 1)) input.endpoint = ActiveEndpointStatus::ENDPOINT_NOT_NUMERIC;
+  input.socketsFailed = isSet(mask, 2);
+  input.adaptersFailed = isSet(mask, 3);
+  if (isSet(mask, 4)) input.matches = {};
   return input;
 }
 
-TEST(SelectInterface, TheFirstConditionThatHoldsDecidesWhateverHoldsAfterIt) {
+TEST(SelectInterface, TheFirstTrueConditionDecides) {
   for (std::size_t mask = 1; mask < 32; ++mask) {
     SCOPED_TRACE(mask);
     std::size_t first = 0;
-    while (!holds(mask, first)) ++first;
-    EXPECT_EQ(selected(inputWhereConditionsHold(mask)), kReasonsInOrder.at(first));
+    while (!isSet(mask, first)) ++first;
+    EXPECT_EQ(selected(inputWithConditions(mask)), kReasonsInOrder.at(first));
   }
-  EXPECT_EQ(selected(inputWhereConditionsHold(0)), "OK 2");
+  EXPECT_EQ(selected(inputWithConditions(0)), "OK 2");
 }
 
-TEST(SelectInterface, TheFirstFourConditionsPrecedeEveryVerdictOnSources) {
+TEST(SelectInterface, TheFirstFourConditionsPrecedeTheSources) {
   for (std::size_t condition = 0; condition < 4; ++condition) {
-    SelectionInput input = inputWhereConditionsHold(std::size_t{1} << condition);
+    SelectionInput input = inputWithConditions(std::size_t{1} << condition);
     for (const std::vector<InterfaceMapping>& sources : {std::vector<InterfaceMapping>{},
                                                          {kAmbiguous},
                                                          {kUnmapped},
@@ -103,7 +104,7 @@ TEST(SelectInterface, TheFirstFourConditionsPrecedeEveryVerdictOnSources) {
   }
 }
 
-TEST(SelectInterface, WhenSocketAndAdapterSnapshotBothFailedTheSocketsAreTheReason) {
+TEST(SelectInterface, AFailedSocketSnapshotPrecedesAFailedAdapterSnapshot) {
   SelectionInput input = inputWith({unique(1)});
   input.socketsFailed = true;
   input.adaptersFailed = true;
@@ -120,7 +121,7 @@ TEST(SelectInterface, OnlyOsRoutedMakesSelectionNotApplicable) {
   EXPECT_EQ(selected(input), "NOT_APPLICABLE_OS_ROUTED");
 }
 
-TEST(SelectInterface, ThePolicyUnknownIsCaughtByTheMissingEndpoint) {
+TEST(SelectInterface, ThePolicyUnknownWithoutEndpointGivesEndpointUnavailable) {
   SelectionInput input = inputWith({unique(1)});
   input.policy = EgressSelectionPolicy::unknown;
   input.endpoint = ActiveEndpointStatus::NOT_EVALUATED_CONFIG_UNAVAILABLE;
@@ -138,7 +139,7 @@ TEST(SelectInterface, EveryEndpointStatusButOkMakesTheEndpointUnavailable) {
   EXPECT_EQ(selected(input), "NOT_EVALUATED_ENDPOINT_UNAVAILABLE");
 }
 
-// One letter a socket to the endpoint: U unmapped, A ambiguous, a digit the ordinal of its source.
+// One letter per socket to the endpoint: U is unmapped, A is ambiguous, a digit is the ordinal.
 std::vector<InterfaceMapping> sourcesOf(std::string_view letters) {
   std::vector<InterfaceMapping> sources;
   for (const char letter : letters) {
@@ -149,7 +150,7 @@ std::vector<InterfaceMapping> sourcesOf(std::string_view letters) {
   return sources;
 }
 
-TEST(SelectInterface, SourcesAreJudgedTogetherInWhateverOrderTheyCome) {
+TEST(SelectInterface, TheOrderOfSourcesDoesNotMatter) {
   struct Row {
     std::string_view sources;
     std::string_view expected;
@@ -189,13 +190,13 @@ TEST(SelectInterface, PartialMappingPrecedesMultipleInterfaces) {
   EXPECT_EQ(selected(inputWith(sourcesOf("12U"))), "PARTIAL_SOCKET_SOURCE_MAPPING");
 }
 
-TEST(SelectInterface, AmbiguityPrecedesEveryOtherVerdictOnSources) {
+TEST(SelectInterface, AmbiguityPrecedesEveryOtherSourceStatus) {
   for (const std::string_view letters : {"A", "AU", "A1", "A12", "A1U", "A12U"}) {
     EXPECT_EQ(selected(inputWith(sourcesOf(letters))), "ADDRESS_INTERFACE_AMBIGUOUS") << letters;
   }
 }
 
-TEST(SelectInterface, ASourceOfNoKnownKindCountsAsUnmapped) {
+TEST(SelectInterface, AnUnknownMappingKindCountsAsUnmapped) {
   const InterfaceMapping unknown = {.kind = MappingKind{3}, .ordinal = 1};
   EXPECT_EQ(selected(inputWith({unknown})), "SOCKET_SOURCE_ADDRESS_UNMAPPED");
 }
@@ -207,26 +208,26 @@ TEST(SelectInterface, AnOrdinalKeepsAll64Bits) {
             "MULTIPLE_MATCHING_SOCKET_INTERFACES");
 }
 
-TEST(SelectInterface, OneMatchingSocketFromAnAddressOfOneAdapterSelectsIt) {
+TEST(SelectInterface, OneSocketSelectsItsInterface) {
   EXPECT_EQ(selectedFrom(makeDefaultAdapters(), {"10.0.0.7"}), "OK 1");
   EXPECT_EQ(selectedFrom(makeDefaultAdapters(), {"192.168.1.50"}), "OK 2");
 }
 
-TEST(SelectInterface, SeveralMatchingSocketsFromOneInterfaceSelectIt) {
+TEST(SelectInterface, SeveralSocketsOfOneInterfaceSelectIt) {
   EXPECT_EQ(selectedFrom(makeDefaultAdapters(), {"10.0.0.7", "10.0.0.7", "[10.0.0.7]"}), "OK 1");
 }
 
-TEST(SelectInterface, MatchingSocketsFromTwoAdaptersAreMultipleWithoutAnOrdinal) {
+TEST(SelectInterface, SocketsOfTwoInterfacesAreMultipleWithoutAnOrdinal) {
   EXPECT_EQ(selectedFrom(makeDefaultAdapters(), {"10.0.0.7", "192.168.1.50"}),
             "MULTIPLE_MATCHING_SOCKET_INTERFACES");
 }
 
-TEST(SelectInterface, OneMappedSocketAndOneWhoseSourceNoAdapterOwnsArePartialWithoutAnOrdinal) {
+TEST(SelectInterface, AMappedAndAnUnmappedSocketArePartialWithoutAnOrdinal) {
   EXPECT_EQ(selectedFrom(makeDefaultAdapters(), {"10.0.0.7", "172.16.9.9"}),
             "PARTIAL_SOCKET_SOURCE_MAPPING");
 }
 
-TEST(SelectInterface, ASourceHeldByTwoAdaptersIsAmbiguousEvenBesideOneThatMapsCleanly) {
+TEST(SelectInterface, AnAddressOfTwoAdaptersIsAmbiguousEvenIfAnotherSocketIsMapped) {
   AdapterSnapshot adapters = makeDefaultAdapters();
   adapters.rows.push_back(makeInterfaceRow(20, 1, 1, {"10.0.0.7", "10.0.0.9"}));
   EXPECT_EQ(selectedFrom(adapters, {"10.0.0.7"}), "ADDRESS_INTERFACE_AMBIGUOUS");

@@ -29,7 +29,7 @@ struct WordRow {
   std::string_view word;
 };
 
-// The rows are a whole vocabulary, by number.
+// Checks all words of an enumeration; the index of a row is its number.
 template <typename Status>
 void expectVocabulary(const std::vector<WordRow<Status>>& rows,
                       const std::vector<std::string>& declared) {
@@ -45,7 +45,7 @@ void expectVocabulary(const std::vector<WordRow<Status>>& rows,
   }
 }
 
-TEST(StatusWords, ConfigStatusHasTheseNumbersAndWordsInThisOrder) {
+TEST(StatusWords, ConfigStatusHasItsNumbersAndWords) {
   using enum ConfigStatus;
   const std::vector<WordRow<ConfigStatus>> rows = {
       {.number = 0, .status = OK, .word = "OK"},
@@ -57,7 +57,7 @@ TEST(StatusWords, ConfigStatusHasTheseNumbersAndWordsInThisOrder) {
   expectVocabulary(rows, declaredConfigStatus());
 }
 
-TEST(StatusWords, EgressSelectionPolicyHasTheseNumbersAndWordsInThisOrder) {
+TEST(StatusWords, EgressSelectionPolicyHasItsNumbersAndWords) {
   using enum EgressSelectionPolicy;
   const std::vector<WordRow<EgressSelectionPolicy>> rows = {
       {.number = 0, .status = singbox_auto_detect, .word = "singbox_auto_detect"},
@@ -67,7 +67,7 @@ TEST(StatusWords, EgressSelectionPolicyHasTheseNumbersAndWordsInThisOrder) {
   expectVocabulary(rows, declaredEgressSelectionPolicy());
 }
 
-TEST(StatusWords, ActiveEndpointStatusHasTheseNumbersAndWordsInThisOrder) {
+TEST(StatusWords, ActiveEndpointStatusHasItsNumbersAndWords) {
   using enum ActiveEndpointStatus;
   const std::vector<WordRow<ActiveEndpointStatus>> rows = {
       {.number = 0, .status = OK, .word = "OK"},
@@ -93,7 +93,7 @@ TEST(StatusWords, ActiveEndpointStatusHasTheseNumbersAndWordsInThisOrder) {
   expectVocabulary(rows, declaredActiveEndpointStatus());
 }
 
-TEST(StatusWords, SelectionStatusHasTheseNumbersAndWordsInThisOrder) {
+TEST(StatusWords, SelectionStatusHasItsNumbersAndWords) {
   using enum SelectionStatus;
   const std::vector<WordRow<SelectionStatus>> rows = {
       {.number = 0, .status = OK, .word = "OK"},
@@ -122,7 +122,7 @@ TEST(StatusWords, SelectionStatusHasTheseNumbersAndWordsInThisOrder) {
   expectVocabulary(rows, declaredSelectionStatus());
 }
 
-TEST(StatusWords, SnapshotStatusesHaveTheseNumbersAndWordsInThisOrder) {
+TEST(StatusWords, SnapshotStatusesHaveTheirNumbersAndWords) {
   const std::vector<WordRow<InterfacesStatus>> interfaces = {
       {.number = 0, .status = InterfacesStatus::OK, .word = "OK"},
       {.number = 1, .status = InterfacesStatus::ADAPTER_ENUM_FAILED, .word = "ADAPTER_ENUM_FAILED"},
@@ -167,7 +167,7 @@ void expectCatchAll(std::uint32_t lastNumber, std::string_view lastWord) {
   }
 }
 
-TEST(StatusWords, ValuesOutsideAnEnumerationGiveItsLastWord) {
+TEST(StatusWords, UnknownValuesGiveTheLastWord) {
   expectCatchAll<ConfigStatus>(4, "AUTO_DETECT_INVALID");
   expectCatchAll<EgressSelectionPolicy>(2, "unknown");
   expectCatchAll<ActiveEndpointStatus>(16, "TRANSPORT_UNKNOWN");
@@ -178,7 +178,7 @@ TEST(StatusWords, ValuesOutsideAnEnumerationGiveItsLastWord) {
   expectCatchAll<InterfaceOrdinalStatus>(1, "ROUTE_INTERFACE_UNMAPPED");
 }
 
-TEST(StatusWords, TheLastValueAndOneFarOutsideGiveTheSameWord) {
+TEST(StatusWords, TheLastValueAndAnUnknownOneGiveTheSameWord) {
   EXPECT_STREQ(toString(ActiveEndpointStatus{16}), "TRANSPORT_UNKNOWN");
   EXPECT_STREQ(toString(ActiveEndpointStatus{1000}), "TRANSPORT_UNKNOWN");
   EXPECT_STREQ(toString(ConfigStatus{4}), "AUTO_DETECT_INVALID");
@@ -201,7 +201,7 @@ void expectProducedWordsAreTheDeclaredOnes(const std::vector<std::string>& decla
   EXPECT_EQ(producedWords<Status>(), distinct);
 }
 
-TEST(StatusWords, EveryProducedWordIsDeclaredAndEveryDeclaredWordIsProduced) {
+TEST(StatusWords, ProducedWordsAreExactlyTheDeclaredOnes) {
   expectProducedWordsAreTheDeclaredOnes<ConfigStatus>(declaredConfigStatus());
   expectProducedWordsAreTheDeclaredOnes<EgressSelectionPolicy>(declaredEgressSelectionPolicy());
   expectProducedWordsAreTheDeclaredOnes<ActiveEndpointStatus>(declaredActiveEndpointStatus());
@@ -240,13 +240,13 @@ TEST(StatusWords, AGetterReturnsTheSameListTwice) {
   }
 }
 
-TEST(StatusWords, EveryGetterHasAListOfItsOwn) {
+TEST(StatusWords, EveryGetterHasItsOwnList) {
   std::set<const std::vector<std::string>*> lists;
   for (const GetterRow& row : kGetters) lists.insert(&row.getter());
   EXPECT_EQ(lists.size(), kGetters.size());
 }
 
-TEST(StatusWords, ThreadsThatAskTogetherGetTheSameList) {
+TEST(StatusWords, ConcurrentCallsReturnTheSameList) {
   for (const GetterRow& row : kGetters) {
     SCOPED_TRACE(row.key);
     std::array<const std::vector<std::string>*, 8> lists{};
@@ -260,7 +260,7 @@ TEST(StatusWords, ThreadsThatAskTogetherGetTheSameList) {
   }
 }
 
-TEST(StatusWords, EveryVocabularyButThePolicyStartsWithTheSharedOk) {
+TEST(StatusWords, EveryListExceptThePolicyStartsWithOk) {
   for (const GetterRow& row : kGetters) {
     SCOPED_TRACE(row.key);
     const std::vector<std::string>& words = row.getter();
@@ -284,7 +284,7 @@ bool isUpperCaseWord(std::string_view word) {
                      [](unsigned char c) { return std::isupper(c) != 0 || c == '_'; });
 }
 
-TEST(StatusWords, PolicyWordsAreLowerCaseAndAllOthersUpperCase) {
+TEST(StatusWords, PolicyWordsAreLowerCaseAndOthersUpperCase) {
   for (const GetterRow& row : kGetters) {
     for (const std::string& word : row.getter()) {
       SCOPED_TRACE(word);
@@ -294,8 +294,7 @@ TEST(StatusWords, PolicyWordsAreLowerCaseAndAllOthersUpperCase) {
   }
 }
 
-// Every declared word leads back to the value that it was made from, and nothing else leads
-// anywhere.
+// Every declared word parses to its value; other texts are rejected.
 template <typename Status>
 void expectInverse(const WordList& declared, std::optional<Status> (*parse)(std::string_view)) {
   for (std::uint32_t number = 0; number < declared.size(); ++number) {
@@ -306,7 +305,7 @@ void expectInverse(const WordList& declared, std::optional<Status> (*parse)(std:
   }
 }
 
-TEST(StatusWords, EveryWordLeadsBackToItsValue) {
+TEST(StatusWords, EveryWordParsesToItsValue) {
   expectInverse(declaredConfigStatus(), parseConfigStatus);
   expectInverse(declaredEgressSelectionPolicy(), parseEgressSelectionPolicy);
   expectInverse(declaredActiveEndpointStatus(), parseActiveEndpointStatus);
@@ -317,7 +316,7 @@ TEST(StatusWords, EveryWordLeadsBackToItsValue) {
   expectInverse(declaredInterfaceOrdinalStatus(), parseInterfaceOrdinalStatus);
 }
 
-TEST(StatusWords, AnswerStatusesHaveTheirNamesBothWays) {
+TEST(StatusWords, AnswerStatusesConvertToNamesAndBack) {
   using enum SelectorAnswerStatus;
   constexpr std::pair<SelectorAnswerStatus, std::string_view> kRows[] = {
       {Ok, "Ok"},
@@ -329,7 +328,7 @@ TEST(StatusWords, AnswerStatusesHaveTheirNamesBothWays) {
     EXPECT_EQ(toString(status), name);
     EXPECT_EQ(parseSelectorAnswerStatus(name), status);
   }
-  // The diagnosis takes any other value as Ok.
+  // The diagnosis treats any other value as Ok.
   for (const int number : {-1, 4, 1000}) {
     EXPECT_STREQ(toString(static_cast<SelectorAnswerStatus>(number)), "Ok");
   }
@@ -348,7 +347,7 @@ TEST(StatusWords, JsonKindsHaveTheirNames) {
   EXPECT_STREQ(toString(JsonKind{7}), "Object");
 }
 
-TEST(StatusWords, AWordIsConstantText) {
+TEST(StatusWords, ToStringReturnsConstants) {
   const char* const first = toString(SelectionStatus::NO_MATCHING_SOCKET);
   EXPECT_EQ(toString(SelectionStatus::NO_MATCHING_SOCKET), first);
   EXPECT_EQ(toString(SelectionStatus{1000}),

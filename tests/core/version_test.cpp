@@ -7,7 +7,7 @@
 namespace egress::test {
 namespace {
 
-TEST(Version, NumberAndTextAreThoseOfTheThreeParts) {
+TEST(Version, NumberAndTextMatchTheThreeParts) {
   EXPECT_EQ(EGRESS_VERSION / 10000, EGRESS_VERSION_MAJOR);
   EXPECT_EQ(EGRESS_VERSION / 100 % 100, EGRESS_VERSION_MINOR);
   EXPECT_EQ(EGRESS_VERSION % 100, EGRESS_VERSION_PATCH);
