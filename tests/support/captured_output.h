@@ -9,7 +9,7 @@
 
 namespace egress::test {
 
-// A stream to write to, and what has been written to it so far.
+// A temporary file as an output stream, and the text written to it so far.
 class CapturedOutput {
  public:
   CapturedOutput() : file_(std::tmpfile(), &std::fclose) { EXPECT_NE(file_, nullptr); }

@@ -7,8 +7,8 @@
 
 namespace egress::test {
 
-// A copy of a text in a heap allocation of exactly its size, so that a sanitizer sees one byte of
-// over-reading.
+// A copy of a text in a heap allocation of exactly its size, so that a sanitizer detects a read
+// past the end.
 class ExactText {
  public:
   explicit ExactText(std::string_view text) : bytes_(text.begin(), text.end()) {}
@@ -19,8 +19,8 @@ class ExactText {
   std::vector<char> bytes_;
 };
 
-// Calls `use` with every proper prefix of `text`, the empty one first, each in an allocation of
-// exactly its size.
+// Calls `use` with every proper prefix of `text`, shortest first, each in an allocation of exactly
+// its size.
 template <typename Use>
 void forEveryCut(std::string_view text, Use use) {
   for (std::size_t length = 0; length < text.size(); ++length) {

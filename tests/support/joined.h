@@ -7,8 +7,8 @@
 
 namespace egress::test {
 
-// The parts, one after the other. (For a literal plus a temporary text, g++ 12 gives a false
-// warning when it optimises.)
+// Concatenates the parts. For `literal + std::string()`, optimising g++ 12 reports a false
+// -Wrestrict.
 inline std::string joined(std::initializer_list<std::string_view> parts) {
   std::string text;
   for (const std::string_view part : parts) text += part;

@@ -9,7 +9,6 @@
 
 namespace egress::test {
 
-// Appends a member to a report that a test makes.
 inline void insertMember(EgressReport& report, std::string_view key, ReportValue value) {
   report.members.push_back({.key = std::string(key), .value = std::move(value)});
 }

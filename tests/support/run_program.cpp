@@ -19,7 +19,7 @@ std::string readFile(const std::string& path) {
 }  // namespace
 
 ProgramResult runProgram(const std::string& command) {
-  // Named after the test, because tests run side by side.
+  // Named after the test, because tests run in parallel.
   const testing::TestInfo* const test = testing::UnitTest::GetInstance()->current_test_info();
   const std::string base =
       std::string(EGRESS_TEST_OUTPUT_DIR "/") + test->test_suite_name() + "." + test->name();

@@ -6,12 +6,12 @@
 namespace egress::test {
 
 struct ProgramResult {
-  int status = -1;  // exit status; -1 when the program did not exit by itself
+  int status = -1;  // exit status; -1 if a signal ended the program
   std::string output;
   std::string error;
 };
 
-// Runs a command of the POSIX shell and waits for it.
+// Runs a command in the POSIX shell and waits for it to end.
 ProgramResult runProgram(const std::string& command);
 
 }  // namespace egress::test

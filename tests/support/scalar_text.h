@@ -7,7 +7,7 @@
 
 namespace egress::test {
 
-// A value of a report as a test shows and compares it; only strings stand in quotes.
+// Formats a report value as JSON does, but without escapes.
 inline std::string textOf(const ReportScalar& scalar) {
   switch (scalar.kind) {
     case ReportKind::Null: return "null";

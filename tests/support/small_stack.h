@@ -9,8 +9,8 @@
 
 namespace egress::test {
 
-// Runs `use` to its end in a thread whose stack has this many bytes. When that is too little, the
-// program dies, by the guard page that the system puts at the end of the stack.
+// Runs `use` in a thread with a stack of `bytes` bytes and waits for it. A stack overflow hits the
+// guard page and crashes the program.
 inline void runWithStack(std::size_t bytes, const std::function<void()>& use) {
   pthread_attr_t attributes;
   ASSERT_EQ(pthread_attr_init(&attributes), 0);
