@@ -1,4 +1,4 @@
-// The include table of docs/architecture.md, held against the source files.
+// Compares the include table of docs/architecture.md with the source files.
 
 #include <filesystem>
 #include <fstream>
@@ -19,11 +19,10 @@ using Includes = std::map<std::string, std::set<std::string>>;
 const fs::path kSourceDir = EGRESS_SOURCE_DIR;
 const std::set<std::string> kLibraryFolders = {"json", "config", "core"};
 
-// What any header may include, so that the table does not name it.
+// Every header may include it, so the table omits it.
 const std::string kExportHeader = "export";
 
-// What the library uses of the standard library. Nothing here prints, reads a clock, starts a
-// thread or calls the system.
+// The standard headers that the library uses: none for I/O, clocks, threads or system calls.
 const std::set<std::string> kStandardHeaders = {
     "algorithm", "array",    "charconv", "cstddef", "cstdint", "initializer_list",
     "limits",    "optional", "span",     "string",  "tuple",   "string_view",
@@ -37,7 +36,7 @@ std::vector<std::string> linesOf(const fs::path& path) {
   return lines;
 }
 
-// All texts of a line that stand between `opening` and the next `closing`.
+// All parts of a line between `opening` and the next `closing`.
 std::vector<std::string> between(const std::string& line, const std::string& opening,
                                  const std::string& closing) {
   std::vector<std::string> found;
@@ -95,22 +94,22 @@ Includes includesInDocumentation() {
   return result;
 }
 
-TEST(Architecture, TheDocumentedIncludesAreExactlyThoseOfTheSources) {
+TEST(Architecture, DocumentedIncludesMatchTheSources) {
   const Includes documented = includesInDocumentation();
   const Includes found = includesInSources();
   EXPECT_FALSE(found.empty());
   EXPECT_EQ(documented, found);
 }
 
-TEST(Architecture, TheHeaderThatAnyMayIncludeIncludesNothing) {
+TEST(Architecture, TheExportHeaderIncludesNothing) {
   for (const std::string& line : linesOf(kSourceDir / "egress" / (kExportHeader + ".h"))) {
     EXPECT_FALSE(line.starts_with("#include")) << line;
   }
 }
 
-TEST(Architecture, TheIncludesHaveNoCircle) {
+TEST(Architecture, IncludesAreAcyclic) {
   Includes rest = includesInSources();
-  // Takes away, again and again, the files that include none of the remaining ones.
+  // Removes files that include none of the remaining ones until nothing changes.
   for (bool changed = true; changed;) {
     changed = std::erase_if(rest, [&rest](const auto& file) {
                 return std::ranges::none_of(
@@ -120,7 +119,7 @@ TEST(Architecture, TheIncludesHaveNoCircle) {
   EXPECT_EQ(rest, Includes{});
 }
 
-TEST(Architecture, TheLibraryUsesOnlyHarmlessStandardHeaders) {
+TEST(Architecture, TheLibraryUsesOnlyAllowedStandardHeaders) {
   for (const std::string& folder : kLibraryFolders) {
     for (const fs::path& file : sourceFilesIn(folder)) {
       for (const std::string& line : linesOf(file)) {
@@ -132,7 +131,7 @@ TEST(Architecture, TheLibraryUsesOnlyHarmlessStandardHeaders) {
   }
 }
 
-TEST(Architecture, OnlyTheRunKnowsTheScenarios) {
+TEST(Architecture, OnlyRunSelfCheckIncludesTheScenarios) {
   for (const fs::path& file : sourceFilesIn("selfcheck")) {
     if (file.filename() == "run_self_check.cpp") continue;
     for (const std::string& include : ownIncludesOf(file)) {
@@ -141,7 +140,7 @@ TEST(Architecture, OnlyTheRunKnowsTheScenarios) {
   }
 }
 
-// The headers that the build installs, as "core/status_words".
+// The installed headers, as "core/status_words".
 std::set<std::string> publicHeaders() {
   std::set<std::string> headers;
   bool inList = false;

@@ -1,4 +1,4 @@
-// What README.md shows, held against what the library does.
+// Compares the output shown in README.md with the real one.
 
 #include <fstream>
 #include <iterator>
@@ -21,7 +21,7 @@ std::string contentOf(const std::string& name) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
-// The first block of README.md that is marked as written in `language`.
+// The first code block of README.md in `language`.
 std::string readmeBlock(const std::string& language) {
   const std::string text = contentOf("README.md");
   const std::string opening = "```" + language + "\n";
@@ -31,26 +31,25 @@ std::string readmeBlock(const std::string& language) {
   return text.substr(first, text.find("```", first) - first);
 }
 
-TEST(Readme, TheReportIsThatOfAHealthyHostWithASecondSocketElsewhere) {
+TEST(Readme, ShowsTheReportOfTheDefaultInputWithASecondSocketElsewhere) {
   DiagnosisInput input = makeDefaultInput(true);
   input.sockets.rows = {makeSocketSource("10.0.0.7", 51000, "198.51.100.10", 443),
                         makeSocketSource("192.168.1.50", 51001, "203.0.113.200", 443)};
-  // Compared as text, because the order of the members counts.
+  // Compared as text, because the order of members matters.
   EXPECT_EQ(linux_host::reportJson(diagnoseEgress(input)),
             nlohmann::ordered_json::parse(readmeBlock("json")).dump(2));
 }
 
-// The first of the two commands.
-TEST(Readme, TheSelfCheckPrintsWhatIsShown) {
+TEST(Readme, ShowsTheOutputOfTheSelfCheck) {
   const ProgramResult result = runProgram("'" EGRESS_SELFCHECK_PROGRAM "'");
   EXPECT_EQ("$ scripts/selfcheck\n" + result.output, readmeBlock("console"));
 }
 
-TEST(Readme, TheEmbeddingExampleIsTheModelForHosts) {
+TEST(Readme, ShowsTheEmbeddingExample) {
   EXPECT_EQ(readmeBlock("cpp"), contentOf("examples/embed/main.cpp"));
 }
 
-TEST(Readme, TheEmbeddingExamplePrintsWhatIsShown) {
+TEST(Readme, ShowsTheOutputOfTheEmbeddingExample) {
   const ProgramResult result = runProgram("'" EGRESS_EMBED_PROGRAM "'");
   EXPECT_EQ(result.output, readmeBlock("text"));
   EXPECT_EQ(result.error, "");

@@ -1,4 +1,4 @@
-// docs/report.schema.json, compared with the table of the report.
+// Compares docs/report.schema.json with the report table.
 
 #include <fstream>
 #include <string>
@@ -13,7 +13,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-// What the schema says of a field, with references resolved.
+// The types or words of a field in the schema, with references resolved.
 Json typesOf(const Json& schema, const Json& field) {
   if (field.contains("$ref")) {
     return typesOf(schema,
@@ -33,7 +33,7 @@ Json typesOf(const ReportField& field) {
   return field.mayBeNull ? Json::array({type, "null"}) : type;
 }
 
-TEST(ReportSchema, HasTheMembersColumnsTypesAndWordsOfTheTableInItsOrder) {
+TEST(ReportSchema, MatchesTheMembersColumnsTypesWordsAndOrderOfTheReportTable) {
   std::ifstream file(EGRESS_SOURCE_DIR "/docs/report.schema.json");
   const Json schema = Json::parse(file);
 
