@@ -1,10 +1,10 @@
 #!/usr/bin/python3
-"""Builds and installs the project, static and shared, and uses it as hosts do.
+"""Builds and installs the project as a static and as a shared library, and uses it in host projects.
 
 Usage: package_test.py SCRATCH COMPILER [UNITTEST_ARGUMENT...]
 
-SCRATCH is a folder for everything that is built. What was built there before is built again only
-where a source changed; installations are always made anew."""
+SCRATCH is a directory for build trees and installations. Build trees are reused, installations are
+not."""
 
 import json
 import os
@@ -25,11 +25,11 @@ if len(sys.argv) < 3:
     sys.exit(__doc__)
 SCRATCH, COMPILER = Path(sys.argv[1]).resolve(), sys.argv[2]
 
-# Whatever would bend the builds or hide that a program cannot find its library.
-BENDING = re.compile(
+# Variables that would affect a build, or hide that a program does not find its library.
+IGNORED = re.compile(
     "CXXFLAGS|LDFLAGS|DESTDIR|LD_LIBRARY_PATH|(CMAKE|CTEST|PKG_CONFIG|EGRESS)_.*")
-ENVIRONMENT = {name: value for name, value in os.environ.items() if not BENDING.fullmatch(name)}
-ENVIRONMENT["LC_ALL"] = "C"  # messages are looked at
+ENVIRONMENT = {name: value for name, value in os.environ.items() if not IGNORED.fullmatch(name)}
+ENVIRONMENT["LC_ALL"] = "C"  # the tests compare messages
 
 HEADERS = """
     egress.h export.h version.h config/config_defects.h config/numeric_address.h config/protocols.h
@@ -48,7 +48,7 @@ LIBRARIES = {
 
 
 def attempt(*command, **environment):
-    """Runs a command; its output and its errors come as one text."""
+    """Runs a command. stdout also contains its standard error."""
     return subprocess.run([str(word) for word in command], text=True, stdout=subprocess.PIPE,
                           stderr=subprocess.STDOUT, stdin=subprocess.DEVNULL, check=False,
                           env=ENVIRONMENT | environment)
@@ -59,10 +59,10 @@ def show(result):
 
 
 def run(*command, **environment):
-    """The output of a command that must succeed."""
+    """Runs a command that must succeed; returns its output."""
     result = attempt(*command, **environment)
     if result.returncode != 0:
-        raise AssertionError(f"this failed:\n{show(result)}")
+        raise AssertionError(f"command failed:\n{show(result)}")
     return result.stdout
 
 
@@ -105,13 +105,13 @@ def readme_blocks(language):
     return re.findall(rf"```{language}\n(.*?)```", (SOURCE / "README.md").read_text(), re.DOTALL)
 
 
-# What a host writes to get the library, in README's words.
+# The host's build files and commands from README.md.
 README_FIND, README_ADD, README_FETCH = readme_blocks("cmake")
 README_COMPILE, = readme_blocks("sh")
 
 
 def dynamic_symbols(option, file):
-    """Type and name of each, sorted by name."""
+    """The type and name of each symbol, sorted by name."""
     lines = run("nm", "-D", "-C", option, file).splitlines()
     found = [re.fullmatch(r"[0-9a-f ]*([a-zA-Z]) (.*)", line).groups() for line in lines]
     return sorted(found, key=lambda symbol: symbol[1])
@@ -133,24 +133,24 @@ class PackageTest(unittest.TestCase):
     def expect_linked_as(self, kind, program):
         uses = any(name.startswith("egress::diagnoseEgress(")
                    for _, name in dynamic_symbols("--undefined-only", program))
-        self.assertEqual(uses, kind == "shared", f"{program} takes egress from a shared library")
+        self.assertEqual(uses, kind == "shared", f"{program} links the shared library")
 
     def expect_all_pass(self, build, tests):
         output = run("ctest", "--test-dir", build, "--output-on-failure", "--no-tests=error")
         self.assertEqual(re.findall(r"Test +#\d+: (\S+) \.+ +Passed", output), tests, output)
 
     def move_installation(self, kind):
-        """Leaves nothing where the installation was meant to stay, until the test is over."""
+        """Moves an installation away from its prefix until the end of the test."""
         moved = SCRATCH / f"{kind}-moved"
         shutil.rmtree(moved, ignore_errors=True)
         self.addCleanup(install, kind, prefix_of(kind))
         return prefix_of(kind).rename(moved)
 
-    def expect_told_whether_shared(self, kind, flags):
+    def expect_shared_flag_if_shared(self, kind, flags):
         self.assertEqual("-DEGRESS_SHARED" in flags, kind == "shared", flags)
 
     def build_embed(self, name, *settings):
-        """The model for hosts, through find_package."""
+        """Builds examples/embed, which uses find_package."""
         build = fresh_folder(name)
         configure(EMBED, build, "-DCMAKE_EXPORT_COMPILE_COMMANDS=ON", *settings)
         run("cmake", "--build", build)
@@ -158,14 +158,14 @@ class PackageTest(unittest.TestCase):
 
 
 class InstalledTest(PackageTest):
-    def test_exactly_these_files(self):
+    def test_installs_exactly_the_listed_files(self):
         headers = [f"include/egress/{header}" for header in HEADERS]
         for kind in KINDS:
             with self.subTest(kind):
                 self.assertEqual(installed_files(prefix_of(kind)),
                                  sorted(INSTALLED + headers + LIBRARIES[kind]))
 
-    def test_no_file_knows_where_it_was_made(self):
+    def test_no_file_contains_a_path_of_the_build(self):
         for kind in KINDS:
             prefix = prefix_of(kind)
             for file in installed_files(prefix):
@@ -174,18 +174,18 @@ class InstalledTest(PackageTest):
                     with self.subTest(kind=kind, file=file):
                         self.assertNotIn(str(place).encode(), content)
 
-    def test_the_shared_library_exports_what_is_listed(self):
+    def test_the_shared_library_exports_exactly_the_listed_symbols(self):
         library = prefix_of("shared") / "lib" / "libegress.so"
         self.assertEqual(dynamic_symbols("--defined-only", library),
                          [("T", name) for name in SYMBOLS.read_text().splitlines()])
 
-    def test_the_shared_library_is_asked_for_by_its_major_version(self):
+    def test_the_soname_contains_the_major_version(self):
         headers = run("objdump", "-p", prefix_of("shared") / "lib" / "libegress.so")
         self.assertRegex(headers, r"SONAME +libegress\.so\.1\n")
 
 
 class FindPackageTest(PackageTest):
-    def test_the_model_for_hosts_finds_it_as_the_readme_says(self):
+    def test_the_embedding_example_uses_the_find_package_line_of_the_readme(self):
         self.assertIn(README_FIND, (EMBED / "CMakeLists.txt").read_text())
 
     def test_works_with_either_library(self):
@@ -194,10 +194,10 @@ class FindPackageTest(PackageTest):
                 build = self.build_embed(f"{kind}-found", f"-DCMAKE_PREFIX_PATH={prefix_of(kind)}")
                 self.expect_embed_works(build / "embed")
                 self.expect_linked_as(kind, build / "embed")
-                self.expect_told_whether_shared(kind, (build / "compile_commands.json").read_text())
+                self.expect_shared_flag_if_shared(kind, (build / "compile_commands.json").read_text())
                 self.expect_all_pass(build, ["embed", "egress-selfcheck"])
 
-    def test_works_when_the_installation_was_moved(self):
+    def test_works_after_the_installation_was_moved(self):
         for kind in KINDS:
             with self.subTest(kind):
                 moved = self.move_installation(kind)
@@ -206,7 +206,7 @@ class FindPackageTest(PackageTest):
                 self.expect_embed_works(build / "embed")
                 self.expect_all_pass(build, ["embed", "egress-selfcheck"])
 
-    def test_takes_no_other_major_version_and_no_newer_one(self):
+    def test_rejects_other_major_versions_and_newer_ones(self):
         folder = fresh_folder("version")
         (folder / "CMakeLists.txt").write_text(
             "cmake_minimum_required(VERSION 3.25)\nproject(version LANGUAGES NONE)\n"
@@ -227,7 +227,7 @@ class PkgConfigTest(PackageTest):
                    PKG_CONFIG_LIBDIR=str(prefix / "lib" / "pkgconfig"))
 
     def compile_embed(self, prefix, libdir):
-        """By README's command, which calls the compiler c++."""
+        """Compiles the example with README's command, in which c++ is COMPILER."""
         folder = fresh_folder("pkg-config")
         shutil.copy(EMBED / "main.cpp", folder)
         (folder / "c++").symlink_to(shutil.which(COMPILER))
@@ -241,44 +241,44 @@ class PkgConfigTest(PackageTest):
             with self.subTest(kind):
                 program = self.compile_embed(prefix_of(kind), "lib")
                 self.expect_linked_as(kind, program)
-                self.expect_told_whether_shared(kind, self.ask(prefix_of(kind), "--cflags"))
+                self.expect_shared_flag_if_shared(kind, self.ask(prefix_of(kind), "--cflags"))
                 self.expect_embed_works(program, LD_LIBRARY_PATH=str(prefix_of(kind) / "lib"))
 
-    def test_works_when_the_installation_was_moved(self):
+    def test_works_after_the_installation_was_moved(self):
         for kind in KINDS:
             with self.subTest(kind):
                 moved = self.move_installation(kind)
                 program = self.compile_embed(moved, "lib")
                 self.expect_embed_works(program, LD_LIBRARY_PATH=str(moved / "lib"))
 
-    def test_works_from_a_deeper_library_folder(self):
+    def test_works_with_a_nested_library_directory(self):
         libdir = "lib/some/where"
         self.addCleanup(build_project, "shared", "lib")
         build_project("shared", libdir)
-        prefix = install("shared", SCRATCH / "deeper-prefix")
+        prefix = install("shared", SCRATCH / "nested-prefix")
         self.assertEqual(run(prefix / "bin" / "egress-selfcheck"), PASS)
         program = self.compile_embed(prefix, libdir)
         self.expect_embed_works(program, LD_LIBRARY_PATH=str(prefix / libdir))
 
-    def test_knows_the_version(self):
+    def test_has_the_version(self):
         self.assertEqual(self.ask(prefix_of("static"), "--modversion"), "1.0.0\n")
 
 
-# A parent project that writes down what it is, before and after, one thing a line. It has a
-# version, because CMake gives a parent without one that of a subproject.
+# A parent project that dumps its variables and properties before and after it adds egress. It needs a
+# version: without one, CMake gives the parent the version of the subproject.
 PARENT = """\
 cmake_minimum_required(VERSION 3.25)
 project(parent VERSION 0.1 LANGUAGES CXX)
 enable_testing()
 
-function(write_down file)
+function(dump_state file)
   set(text "")
   get_cmake_property(names CACHE_VARIABLES)
   foreach(name IN LISTS names)
     string(APPEND text "cache $CACHE{${name}} ${name}\\n")
   endforeach()
   get_cmake_property(names VARIABLES)
-  # Left out: what a function call itself brings, and names that this function uses.
+  # Ignore variables that the function call and this function set.
   list(FILTER names EXCLUDE REGEX "^(ARG[CNV0-9]*|CMAKE_CURRENT_FUNCTION.*|file|text|names?)$")
   foreach(name IN LISTS names)
     string(APPEND text "variable ${${name}} ${name}\\n")
@@ -299,9 +299,9 @@ function(write_down file)
   file(WRITE ${CMAKE_BINARY_DIR}/${file} "${text}")
 endfunction()
 
-write_down(before.txt)
+dump_state(before.txt)
 %s
-write_down(after.txt)
+dump_state(after.txt)
 """
 EMBED_IN_PARENT = f"""
 add_executable(embed "{EMBED}/main.cpp")
@@ -311,7 +311,7 @@ target_link_libraries(embed PRIVATE egress::egress)
 
 class SubprojectTest(PackageTest):
     def build_parent(self, name, lines, *settings):
-        """Objects of an earlier run serve again, what cmake knew then does not."""
+        """Reuses object files of an earlier run, but not its CMake cache."""
         folder = SCRATCH / name
         folder.mkdir(exist_ok=True)
         (folder / "CMakeLists.txt").write_text(lines)
@@ -322,7 +322,7 @@ class SubprojectTest(PackageTest):
         run("cmake", "--build", folder / "build", "-j2")
         return folder / "build"
 
-    def test_adds_what_is_linked_and_leaves_the_parent_alone(self):
+    def test_builds_only_the_library_and_does_not_change_the_parent(self):
         for kind in KINDS:
             with self.subTest(kind):
                 shared = "ON" if kind == "shared" else "OFF"
@@ -341,7 +341,7 @@ class SubprojectTest(PackageTest):
     def expect_only_own_cache_variables(self, build):
         before, after = [(build / name).read_text().splitlines()
                          for name in ["before.txt", "after.txt"]]
-        # A cache variable can be read as a variable, too.
+        # A cache variable is also a variable.
         own = re.compile("(cache|variable) .*(EGRESS|egress)_[A-Za-z_]+")
         changes = sorted(set(before) ^ set(after))
         self.assertIn("cache OFF EGRESS_INSTALL", changes)
@@ -354,13 +354,13 @@ class SubprojectTest(PackageTest):
         self.assertEqual([command for command in ours if " -W" in command], [])
         sources = [path for folder in ("json", "config", "core")
                    for path in (SOURCE / "egress" / folder).glob("*.cpp")]
-        self.assertEqual(len(ours), len(sources), "the library's sources and nothing else")
+        self.assertEqual(len(ours), len(sources), "only the library's sources are compiled")
 
     def test_works_through_fetch_content(self):
         build = self.build_parent("fetching", PARENT % README_FETCH + EMBED_IN_PARENT)
         self.expect_embed_works(build / "embed")
 
-    def test_the_parent_may_ask_for_the_self_check(self):
+    def test_the_parent_can_enable_the_self_check(self):
         build = self.build_parent("checking", PARENT % f"""
 set(EGRESS_BUILD_SELFCHECK ON)
 {README_ADD}
@@ -369,8 +369,8 @@ egress_add_selfcheck_test(NAME by-another-name)
 """)
         self.expect_all_pass(build, ["egress-selfcheck", "by-another-name"])
 
-    def test_the_self_check_is_asked_for_in_vain_where_it_is_not_built(self):
-        folder = fresh_folder("asking-in-vain")
+    def test_adding_the_self_check_test_fails_if_the_self_check_is_not_built(self):
+        folder = fresh_folder("selfcheck-not-built")
         (folder / "CMakeLists.txt").write_text(
             PARENT % f'add_subdirectory("{SOURCE}" egress)\negress_add_selfcheck_test()')
         result = configure(folder, folder / "build", attempting=attempt)
@@ -378,7 +378,7 @@ egress_add_selfcheck_test(NAME by-another-name)
                       " ".join(result.stdout.split()), show(result))
         self.assertNotEqual(result.returncode, 0)
 
-    def test_a_shared_library_of_the_host_exports_nothing_of_a_static_one(self):
+    def test_a_host_library_does_not_export_symbols_of_static_egress(self):
         folder = fresh_folder("plugin-source")
         (folder / "plugin.cpp").write_text(
             '#include "egress/egress.h"\n'
@@ -397,51 +397,51 @@ set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 
 
 class SelfcheckTest(PackageTest):
-    def judge(self, script, checks=121):
+    def run_fake(self, script, checks=121):
         program = fresh_folder("fake") / "egress-selfcheck"
         program.write_text(f"#!/bin/sh\n{script}\n")
         program.chmod(0o755)
         return attempt("cmake", f"-Dprogram={program}", f"-Dchecks={checks}", "-P",
                        prefix_of("static") / "lib/cmake/egress/EgressRunSelfcheck.cmake")
 
-    def test_only_all_signs_together_pass(self):
+    def test_passes_only_if_status_and_both_outputs_are_right(self):
         line = "echo 'PASS: 121 checks, 0 failures'"
-        not_the_line = "its standard output is not the one line 'PASS: 121 checks, 0 failures'"
+        wrong_output = "its standard output is not the one line 'PASS: 121 checks, 0 failures'"
         rows = [
             (f"{line}; exit 1", ["its exit status is not 0 but 1"]),
             (f"{line}; kill -SEGV $$", ["its exit status is not 0 but Segmentation fault"]),
-            (f"{line}; {line}", [not_the_line]),
-            (f"echo FAIL: one thing; {line}", [not_the_line]),
-            ("echo 'PASS: 120 checks, 0 failures'", [not_the_line]),
-            ("echo 'PASS: 1210 checks, 0 failures'", [not_the_line]),
-            ("printf 'PASS: 121 checks, 0 failures'", [not_the_line]),
-            (f"printf ' '; {line}", [not_the_line]),
-            ("exit 0", [not_the_line]),
+            (f"{line}; {line}", [wrong_output]),
+            (f"echo FAIL: one thing; {line}", [wrong_output]),
+            ("echo 'PASS: 120 checks, 0 failures'", [wrong_output]),
+            ("echo 'PASS: 1210 checks, 0 failures'", [wrong_output]),
+            ("printf 'PASS: 121 checks, 0 failures'", [wrong_output]),
+            (f"printf ' '; {line}", [wrong_output]),
+            ("exit 0", [wrong_output]),
             (f"{line}; echo a warning >&2", ["its standard error is not empty"]),
-            ("echo ';' >&2; exit 3", ["its exit status is not 0 but 3", not_the_line,
+            ("echo ';' >&2; exit 3", ["its exit status is not 0 but 3", wrong_output,
                                       "its standard error is not empty"]),
         ]
-        result = self.judge(line)
+        result = self.run_fake(line)
         self.assertEqual((result.stdout, result.returncode), ("", 0), show(result))
         for script, wrong in rows:
             with self.subTest(script):
-                result = self.judge(script)
+                result = self.run_fake(script)
                 self.assertNotEqual(result.returncode, 0, show(result))
                 self.assertIn(f"egress-selfcheck: {', '.join(wrong)}\n", result.stdout)
 
-    def test_a_failure_shows_what_was_printed(self):
-        result = self.judge("echo 'FAIL: a  thing;'; echo oops >&2; exit 1")
+    def test_a_failure_shows_the_output(self):
+        result = self.run_fake("echo 'FAIL: a  thing;'; echo oops >&2; exit 1")
         self.assertIn("-- standard output:\nFAIL: a  thing;\n\n-- standard error:\noops\n",
                       result.stdout)
 
-    def test_a_program_that_is_not_there_fails(self):
-        result = self.judge("")
+    def test_a_missing_program_fails(self):
+        result = self.run_fake("")
         shutil.rmtree(SCRATCH / "fake")
         result = attempt(*result.args)
         self.assertIn("No such file or directory", result.stdout)
         self.assertNotEqual(result.returncode, 0)
 
-    def test_runs_through_the_emulator_of_a_cross_compiler(self):
+    def test_runs_with_the_cross_compiling_emulator(self):
         emulator = fresh_folder("emulator") / "emulator"
         emulator.write_text(f'#!/bin/sh\necho "$@" >>{emulator}.log\nshift\nexec "$@"\n')
         emulator.chmod(0o755)
