@@ -1,4 +1,5 @@
-// Any bytes as an address text: read as by the system's inet_pton, but for the known liberties.
+// Arbitrary bytes as an address: the result equals that of inet_pton, except for the documented
+// extensions.
 
 #include "fuzz/fuzz_target.h"
 #include "tests/laws/address_laws.h"

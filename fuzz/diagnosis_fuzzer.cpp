@@ -1,5 +1,5 @@
-// Any bytes as a whole diagnosis input: the report is the naive core's, shaped as documented, and
-// a change of the input that must not show does not show.
+// Arbitrary bytes as a diagnosis input: the report equals that of the naive core and has the
+// documented structure. Changes of the input that must not affect the report do not affect it.
 
 #include <cstddef>
 

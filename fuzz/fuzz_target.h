@@ -7,8 +7,8 @@
 
 namespace egress::fuzz {
 
-// Checks the laws of a fuzz target on any bytes. On a complaint, libfuzzer_entry.cpp aborts, so
-// that libFuzzer keeps the bytes; replay_main.cpp prints it.
+// Checks the laws of a fuzz target on `bytes` and returns the first violation. libfuzzer_entry.cpp
+// then aborts, so that libFuzzer saves the bytes; replay_main.cpp prints the violation.
 test::Complaint judge(std::string_view bytes);
 
 }  // namespace egress::fuzz

@@ -1,5 +1,6 @@
-// Any bytes as a JSON document: nlohmann/json's verdict and tree; no prefix of an accepted object or
-// array is accepted; a refused text has a fault at the first byte that cannot be continued.
+// Arbitrary bytes as a JSON document: the verdict and the tree equal those of nlohmann/json. No
+// proper prefix of an accepted object or array is accepted. A rejected document has its fault at
+// the first byte that makes every continuation invalid.
 
 #include <cstddef>
 
@@ -9,11 +10,11 @@
 namespace egress::fuzz {
 
 test::Complaint judge(std::string_view bytes) {
-  constexpr std::size_t kLongestCut = 200;  // the time for all cuts grows with its square
+  constexpr std::size_t kMaxCutSize = 200;  // checking all cuts takes quadratic time
   const test::JsonVerdict verdict = test::judgeJsonText(bytes);
   if (!verdict.complaint.empty()) return verdict.complaint;
   if (!verdict.accepted) return test::judgeFault(bytes);
-  return bytes.size() > kLongestCut ? test::Complaint{} : test::judgeCuts(bytes);
+  return bytes.size() > kMaxCutSize ? test::Complaint{} : test::judgeCuts(bytes);
 }
 
 }  // namespace egress::fuzz

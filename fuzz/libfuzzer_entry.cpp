@@ -1,4 +1,4 @@
-// Where clang's libFuzzer hands its bytes over.
+// The entry point for libFuzzer.
 
 #include <cstddef>
 #include <cstdint>

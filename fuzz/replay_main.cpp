@@ -1,8 +1,8 @@
-// Runs one fuzz target over files of bytes, without a fuzzer, with any compiler.
+// Replays files through one fuzz target without libFuzzer.
 //
-// Usage: PROGRAM FILE_OR_FOLDER...
-// Exit status: 0 every law held on at least one file, 1 a law was broken, 2 wrong usage, or nothing
-// to read.
+// Usage: PROGRAM FILE_OR_DIRECTORY...
+// Exit status: 0 if all laws hold for every file, 1 if a law is broken, 2 if the usage is wrong or
+// a file cannot be read.
 
 #include <algorithm>
 #include <cstdio>
@@ -18,23 +18,23 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Sorted, so that two runs print the same.
-std::vector<fs::path> filesIn(const fs::path& place) {
-  if (!fs::is_directory(place)) return {place};
+// Sorted, so that the output is reproducible.
+std::vector<fs::path> filesIn(const fs::path& path) {
+  if (!fs::is_directory(path)) return {path};
   std::vector<fs::path> files;
-  for (const fs::directory_entry& entry : fs::directory_iterator(place)) {
+  for (const fs::directory_entry& entry : fs::directory_iterator(path)) {
     if (entry.is_regular_file()) files.push_back(entry.path());
   }
   std::ranges::sort(files);
   return files;
 }
 
-// Whether the file could be read and the laws hold on it.
+// Returns the exit status for one file.
 int replay(const fs::path& path) {
   std::ifstream file(path, std::ios::binary);
   const std::string bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
   if (!file) {
-    std::fprintf(stderr, "%s: cannot be read\n", path.c_str());
+    std::fprintf(stderr, "cannot read '%s'\n", path.c_str());
     return 2;
   }
   const auto complaint = egress::fuzz::judge(bytes);
@@ -49,7 +49,7 @@ int main(int argc, char** argv) {
   std::vector<fs::path> files;
   for (int i = 1; i < argc; ++i) std::ranges::move(filesIn(argv[i]), std::back_inserter(files));
   if (files.empty()) {
-    std::fprintf(stderr, "usage: %s FILE_OR_FOLDER...; at least one file\n", argv[0]);
+    std::fprintf(stderr, "usage: %s FILE_OR_DIRECTORY..., with at least one file\n", argv[0]);
     return 2;
   }
   int worst = 0;

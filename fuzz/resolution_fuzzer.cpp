@@ -1,5 +1,5 @@
-// Any bytes as outbounds and selector answers: the walk ends as the naive core's, and its leaf, or
-// any other outbound taken for one, is judged as by the decision table.
+// Arbitrary bytes as outbounds and selector answers: the walk has the same result as that of the
+// naive core, and the classification of every outbound as a leaf matches the decision table.
 
 #include "fuzz/fuzz_target.h"
 #include "tests/laws/core_laws.h"

@@ -1,4 +1,4 @@
-// Any bytes as a selector's answer: read as by a plain transcription of the rules.
+// Arbitrary bytes as a selector's answer: the result equals that of a second, simple reader.
 
 #include "fuzz/fuzz_target.h"
 #include "tests/laws/config_laws.h"
