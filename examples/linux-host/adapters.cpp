@@ -12,12 +12,12 @@
 namespace linux_host {
 namespace {
 
-// An interface may come between the two dumps that belong together.
+// An interface added between the two dumps appears only in the second; both are then repeated.
 constexpr int kAttempts = 5;
 
 using RowsByIndex = std::map<std::uint32_t, egress::InterfaceRow>;
 
-// The number that RFC 2863 gives to an operational state; Linux counts in another order.
+// Maps IF_OPER_* to ifOperStatus of RFC 2863, which numbers the states differently.
 std::int32_t rfc2863Status(std::uint8_t linuxStatus) {
   switch (linuxStatus) {
     case IF_OPER_UP: return 1;
@@ -26,7 +26,7 @@ std::int32_t rfc2863Status(std::uint8_t linuxStatus) {
     case IF_OPER_DORMANT: return 5;
     case IF_OPER_NOTPRESENT: return 6;
     case IF_OPER_LOWERLAYERDOWN: return 7;
-    default: return 4;  // unknown, as drivers leave it that never say
+    default: return 4;  // unknown: the driver does not report it
   }
 }
 
@@ -44,11 +44,11 @@ void addLink(const nlmsghdr& message, RowsByIndex& rows, Adapters& adapters) {
   }
 }
 
-// Adds the address that a message holds; false when its interface is not among the rows.
+// Adds the address in a message. Returns false if `rows` lacks its interface.
 bool addAddress(const nlmsghdr& message, RowsByIndex& rows) {
   const auto& header = payloadOf<ifaddrmsg>(message);
   if (header.ifa_family != AF_INET && header.ifa_family != AF_INET6) return true;
-  // On a link between two hosts IFA_ADDRESS is the other one's.
+  // On a point-to-point link IFA_ADDRESS is the peer's address.
   const nlattr* address = findAttribute(message, sizeof(header), IFA_LOCAL);
   if (address == nullptr) address = findAttribute(message, sizeof(header), IFA_ADDRESS);
   if (address == nullptr) return true;
@@ -59,17 +59,18 @@ bool addAddress(const nlmsghdr& message, RowsByIndex& rows) {
   return true;
 }
 
-// Nothing when an interface came meanwhile.
+// Returns nothing if an interface was added between the dumps.
 std::optional<Adapters> tryToTakeAdapters() {
   const NetlinkReply links = dumpNetlink("links", NETLINK_ROUTE, RTM_GETLINK, ifinfomsg{});
   const NetlinkReply addresses = dumpNetlink("addresses", NETLINK_ROUTE, RTM_GETADDR, ifaddrmsg{});
   Adapters adapters;
   RowsByIndex rows;
-  bool isWhole = true;
+  bool isConsistent = true;
   forEachMessage(links, [&](const nlmsghdr& message) { addLink(message, rows, adapters); });
-  forEachMessage(addresses,
-                 [&](const nlmsghdr& message) { isWhole = addAddress(message, rows) && isWhole; });
-  if (!isWhole) return std::nullopt;
+  forEachMessage(addresses, [&](const nlmsghdr& message) {
+    isConsistent = addAddress(message, rows) && isConsistent;
+  });
+  if (!isConsistent) return std::nullopt;
   adapters.rows.reserve(rows.size());
   for (auto& [index, row] : rows) adapters.rows.push_back(std::move(row));
   return adapters;
@@ -81,7 +82,7 @@ Adapters takeAdapters() {
   for (int attempt = 0; attempt < kAttempts; ++attempt) {
     if (std::optional<Adapters> adapters = tryToTakeAdapters()) return *std::move(adapters);
   }
-  throw EnumerationError("interfaces come faster than they can be read");
+  throw EnumerationError("a new interface appeared during every attempt");
 }
 
 }  // namespace linux_host

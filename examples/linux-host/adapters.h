@@ -12,11 +12,11 @@ namespace linux_host {
 
 struct Adapters {
   std::vector<egress::InterfaceRow> rows;
-  std::map<std::uint32_t, std::string> names;  // by interface index; for this machine's screen only
+  std::map<std::uint32_t, std::string> names;  // by interface index; printed, but never saved
 };
 
-// All network interfaces of this network namespace with their unicast addresses, from rtnetlink.
-// Linux keeps no metric of an interface: it is 0. Throws EnumerationError.
+// All interfaces of this network namespace with their unicast addresses, from rtnetlink.
+// interfaceMetric is 0: Linux has no interface metric. Throws EnumerationError.
 [[nodiscard]] Adapters takeAdapters();
 
 }  // namespace linux_host

@@ -20,23 +20,24 @@
 namespace linux_host {
 namespace {
 
-// New names for old ones, by the order in which they are asked for.
-template <typename Old>
+// Numbers values from 0 in the order of their first look-up.
+template <typename Value>
 class Numbering {
  public:
-  std::size_t numberOf(const Old& old) {
-    return numbers_.try_emplace(old, numbers_.size()).first->second;
+  std::size_t numberOf(const Value& value) {
+    return numbers_.try_emplace(value, numbers_.size()).first->second;
   }
 
  private:
-  std::map<Old, std::size_t> numbers_;
+  std::map<Value, std::size_t> numbers_;
 };
 
 using AddressBytes = std::array<std::uint8_t, 16>;
 
 // The documentation prefixes of RFC 5737, each of 256 addresses.
 constexpr std::array<std::string_view, 3> kIpv4Prefixes = {"192.0.2.", "198.51.100.", "203.0.113."};
-// The last two are shared by what finds no other one left: by adapters' addresses, and by the rest.
+// When the others are used up, all further adapter addresses share one, all other addresses
+// another.
 constexpr std::size_t kIpv4ForAdapters = kIpv4Prefixes.size() * 256 - 2;
 constexpr std::size_t kIpv4ForOthers = kIpv4ForAdapters + 1;
 
@@ -51,16 +52,17 @@ std::string hexText(std::size_t number) {
   return {digits.data(), std::to_chars(digits.begin(), digits.end(), number, 16).ptr};
 }
 
-// Of the prefix of RFC 3849, in its last two groups.
+// In the prefix of RFC 3849; the number is in the last two groups.
 std::string documentationIpv6(std::size_t number) {
   return "2001:db8::" + hexText(number >> 16U & 0xFFFFU) + ':' + hexText(number & 0xFFFFU);
 }
 
 using Addresses = std::set<AddressBytes>;
 
-class Names {
+// The replacements assigned so far.
+class Pseudonyms {
  public:
-  explicit Names(Addresses adapterIpv4) : adapterIpv4_(std::move(adapterIpv4)) {}
+  explicit Pseudonyms(Addresses adapterIpv4) : adapterIpv4_(std::move(adapterIpv4)) {}
 
   std::string address(const std::string& text) {
     const egress::NumericAddress parsed = egress::parseNumericAddress(text);
@@ -84,17 +86,17 @@ class Names {
   Numbering<std::string> tags_;
 };
 
-// The place of each interface index among all that the input names, from 1.
+// The rank, from 1, of each interface index in the input.
 std::map<std::uint32_t, std::uint32_t> ranksOfIndexes(const egress::DiagnosisInput& input) {
   std::map<std::uint32_t, std::uint32_t> ranks;
   for (const egress::InterfaceRow& row : input.adapters.rows) ranks[row.interfaceIndex] = 0;
   for (const egress::RouteRow& row : input.routes.rows) ranks[row.interfaceIndex] = 0;
   std::uint32_t rank = 0;
-  for (auto& [index, place] : ranks) place = ++rank;
+  for (auto& entry : ranks) entry.second = ++rank;
   return ranks;
 }
 
-void renameInterfaces(egress::DiagnosisInput& input) {
+void replaceIndexes(egress::DiagnosisInput& input) {
   const std::map<std::uint32_t, std::uint32_t> ranks = ranksOfIndexes(input);
   for (egress::InterfaceRow& row : input.adapters.rows) {
     row.interfaceIndex = ranks.at(row.interfaceIndex);
@@ -115,34 +117,35 @@ Addresses ipv4OfAdapters(const egress::DiagnosisInput& input) {
   return addresses;
 }
 
-// Assigns replacements first to the addresses that the report depends on: the endpoint's and, of
-// the sockets' source addresses, those that adapters own. Whether two others are the same changes
-// no report.
-void nameWhatDecides(const egress::DiagnosisInput& input, const Addresses& adapters, Names& names) {
+// Assigns replacements first to the addresses that the report depends on: the endpoint's address
+// and the source addresses that adapters own. Other addresses may share one without changing the
+// report.
+void assignDecisiveAddresses(const egress::DiagnosisInput& input, const Addresses& adapters,
+                             Pseudonyms& pseudonyms) {
   const egress::Diagnosis diagnosis = egress::diagnose(input);
   const std::optional<std::size_t>& leaf = diagnosis.resolution.leaf;
-  if (leaf) names.address(input.outbounds[*leaf].server);
+  if (leaf) pseudonyms.address(input.outbounds[*leaf].server);
   for (const egress::SocketSource& row : input.sockets.rows) {
     const egress::NumericAddress source = egress::parseNumericAddress(row.localAddress);
-    if (adapters.contains(source.bytes)) names.address(row.localAddress);
+    if (adapters.contains(source.bytes)) pseudonyms.address(row.localAddress);
   }
 }
 
-void renameAddresses(egress::DiagnosisInput& input, Names& names) {
+void replaceAddresses(egress::DiagnosisInput& input, Pseudonyms& pseudonyms) {
   for (egress::InterfaceRow& row : input.adapters.rows) {
-    for (std::string& address : row.addresses) address = names.address(address);
+    for (std::string& address : row.addresses) address = pseudonyms.address(address);
   }
   for (egress::SocketSource& row : input.sockets.rows) {
-    row.localAddress = names.address(row.localAddress);
-    row.remoteAddress = names.address(row.remoteAddress);
+    row.localAddress = pseudonyms.address(row.localAddress);
+    row.remoteAddress = pseudonyms.address(row.remoteAddress);
   }
   for (egress::Outbound& outbound : input.outbounds) {
-    outbound.server = names.address(outbound.server);
+    outbound.server = pseudonyms.address(outbound.server);
   }
 }
 
-// An unknown type may be any text, and one unknown type is diagnosed like another.
-void renameTypes(egress::DiagnosisInput& input) {
+// An unknown type may contain private text; all unknown types give the same diagnosis.
+void replaceTypes(egress::DiagnosisInput& input) {
   for (egress::Outbound& outbound : input.outbounds) {
     const bool isUnknown = egress::outboundTypeOf(outbound.type) == egress::OutboundType::Unknown;
     if (isUnknown && !outbound.type.empty()) outbound.type = "other";
@@ -152,16 +155,16 @@ void renameTypes(egress::DiagnosisInput& input) {
   }
 }
 
-void renameTags(egress::DiagnosisInput& input, Names& names) {
+void replaceTags(egress::DiagnosisInput& input, Pseudonyms& pseudonyms) {
   for (egress::Outbound& outbound : input.outbounds) {
-    outbound.tag = names.tag(outbound.tag);
-    outbound.detour = names.tag(outbound.detour);
+    outbound.tag = pseudonyms.tag(outbound.tag);
+    outbound.detour = pseudonyms.tag(outbound.detour);
   }
   for (egress::SelectorAnswer& answer : input.selectorAnswers) {
-    answer.selectorTag = names.tag(answer.selectorTag);
-    answer.now = names.tag(answer.now);
+    answer.selectorTag = pseudonyms.tag(answer.selectorTag);
+    answer.now = pseudonyms.tag(answer.now);
   }
-  input.selectorHint = names.tag(input.selectorHint);
+  input.selectorHint = pseudonyms.tag(input.selectorHint);
 }
 
 }  // namespace
@@ -169,15 +172,15 @@ void renameTags(egress::DiagnosisInput& input, Names& names) {
 egress::DiagnosisInput anonymized(const egress::DiagnosisInput& input) {
   egress::DiagnosisInput result = input;
   const Addresses adapters = ipv4OfAdapters(input);
-  Names names(adapters);
-  nameWhatDecides(input, adapters, names);
-  renameAddresses(result, names);
-  renameTypes(result);
-  renameTags(result, names);
-  renameInterfaces(result);
+  Pseudonyms pseudonyms(adapters);
+  assignDecisiveAddresses(input, adapters, pseudonyms);
+  replaceAddresses(result, pseudonyms);
+  replaceTypes(result);
+  replaceTags(result, pseudonyms);
+  replaceIndexes(result);
   if (egress::diagnoseEgress(result) != egress::diagnoseEgress(input)) {
-    throw CannotRun("--anonymize: the report would change: the sockets leave from more IPv4 " +
-                    std::string("addresses than there are for documentation"));
+    throw CannotRun("--anonymize: the report would change: the sockets have more IPv4 source " +
+                    std::string("addresses than there are documentation addresses"));
   }
   return result;
 }

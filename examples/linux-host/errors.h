@@ -6,17 +6,17 @@
 
 namespace linux_host {
 
-// A snapshot cannot be taken. The diagnosis goes on without it.
+// A snapshot cannot be taken. The diagnosis continues without it.
 struct EnumerationError : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// There is nothing to diagnose: a wrong option, an unreadable file, no such process.
+// The program cannot run: an invalid option, an unreadable file, no such process.
 struct CannotRun : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// "what: text of the error number", the number being errno's unless given.
+// Returns "what: strerror", for errno unless an error number is given.
 [[nodiscard]] std::string withSystemError(const std::string& what);
 [[nodiscard]] std::string withSystemError(const std::string& what, int errorNumber);
 

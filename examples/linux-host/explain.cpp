@@ -21,7 +21,7 @@ using egress::ReportScalar;
 
 constexpr std::string_view kAnswerKey = "selectionStatus";
 
-// A sentence below the word that it explains, in lines that a terminal holds.
+// Appends "label: sentence", indented and wrapped at 80 columns.
 void addWrapped(std::string& text, const std::string& label, const std::string& sentence) {
   constexpr std::size_t kWidth = 80;
   constexpr std::string_view kIndent = "    ";
@@ -80,7 +80,7 @@ void addAnswer(std::string& text, const EgressReport& report, const NamesByOrdin
   text += '\n';
 }
 
-// "OK" and "false" need no words.
+// "OK", "false" and numbers are not explained.
 bool needsExplanation(const ReportScalar& value) {
   if (value.kind == ReportKind::String) return value.stringValue != "OK";
   return value.kind == ReportKind::Boolean && value.boolValue;
@@ -102,7 +102,7 @@ void addRow(std::string& text, const ReportRow& row, const NamesByOrdinal& names
   text += '\n';
 }
 
-// Explains each word that is not "OK" once, below all rows.
+// Explains each word other than "OK" once, after all rows.
 void addRows(std::string& text, const ReportMember& member, const NamesByOrdinal& names) {
   const auto& rows = std::get<std::vector<ReportRow>>(member.value);
   text.append(member.key).append(rows.empty() ? ": none\n" : ":\n");

@@ -11,9 +11,9 @@ namespace linux_host {
 
 using NamesByOrdinal = std::map<std::int64_t, std::string>;
 
-// A report in words for people: the answer first, then every status; those that are not "OK" with
-// their meaning, usual cause and what to do; then the rows. Names of interfaces are shown where
-// they are known.
+// Formats a report as text: selectionStatus first, then the other members in the report's order.
+// Each status other than "OK" comes with its meaning, usual cause and what to do. Interfaces are
+// shown with their names if those are known.
 [[nodiscard]] std::string explain(const egress::EgressReport& report, const NamesByOrdinal& names);
 
 }  // namespace linux_host

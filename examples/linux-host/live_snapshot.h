@@ -11,14 +11,15 @@
 
 namespace linux_host {
 
-// What a look at this machine adds to the snapshots.
+// What takeLiveSnapshots returns in addition to the snapshots.
 struct LiveNotes {
   std::map<std::uint32_t, std::string> interfaceNames;  // by interface index
   std::vector<std::string> failures;                    // why a snapshot failed, one line each
 };
 
-// Takes the three snapshots of this network namespace, one after the other, into `input`. Each is
-// complete, or failed and without rows. Throws CannotRun when no such process is there.
+// Takes the three snapshots of this network namespace, one after the other, and stores them in
+// `input`. Each is complete, or failed and without rows. Throws CannotRun if there is no such
+// process.
 [[nodiscard]] LiveNotes takeLiveSnapshots(const ProcessChoice& choice,
                                           egress::DiagnosisInput& input);
 

@@ -1,4 +1,4 @@
-// egress-report: diagnoses this machine, or a saved snapshot of one.
+// egress-report: diagnoses this machine or a saved snapshot.
 
 #include <algorithm>
 #include <array>
@@ -32,7 +32,7 @@ std::string readAll(std::istream& stream, const std::string& option, const std::
     stream.read(part.data(), part.size());
     text.append(part.data(), static_cast<std::size_t>(stream.gcount()));
   } while (stream);
-  if (!stream.eof()) throw CannotRun(withSystemError(option + ": cannot read " + path));
+  if (!stream.eof()) throw CannotRun(withSystemError(option + ": cannot read '" + path + "'"));
   return text;
 }
 
@@ -41,13 +41,13 @@ std::string readFile(const std::string& option, const std::string& path) {
   return readAll(file, option, path);
 }
 
-// Readable for its owner alone: a snapshot holds addresses.
+// Readable only by the owner: a snapshot contains addresses.
 void writeFile(const std::string& option, const std::string& path, const std::string& text) {
   umask(S_IRWXG | S_IRWXO);
   std::ofstream file(path, std::ios::binary);
   file << text;
   file.close();
-  if (!file) throw CannotRun(withSystemError(option + ": cannot write " + path));
+  if (!file) throw CannotRun(withSystemError(option + ": cannot write '" + path + "'"));
 }
 
 void readConfig(const std::string& path, egress::DiagnosisInput& input) {
@@ -56,7 +56,7 @@ void readConfig(const std::string& path, egress::DiagnosisInput& input) {
   egress::setProxyConfig(input, egress::readProxyConfig(text, /*hasText=*/true));
 }
 
-// Before the answers that are there already, because the first one of a selector counts.
+// Inserts the answers before those of the snapshot: the first answer for a selector is used.
 void readAnswers(const std::vector<AnswerOption>& options, egress::DiagnosisInput& input) {
   std::vector<egress::SelectorAnswer> answers;
   for (const AnswerOption& option : options) {
@@ -87,19 +87,18 @@ NamesByOrdinal namesByOrdinal(const LiveNotes& notes, const egress::Diagnosis& d
   return names;
 }
 
-// Warns of answers whose tag no outbound has: most likely it is misspelt.
+// Warns about answers for a tag that no outbound has, probably a misspelt one.
 void warnUnknownTags(const Options& options, const egress::DiagnosisInput& input) {
   for (const AnswerOption& option : options.answers) {
     const auto outbound =
         std::ranges::find(input.outbounds, option.selectorTag, &egress::Outbound::tag);
     if (outbound == input.outbounds.end()) {
-      printError("--answer: the configuration has no outbound '" + option.selectorTag + "'");
+      printError("--answer: the configuration has no outbound tagged '" + option.selectorTag + "'");
     }
   }
 }
 
-// Everything that the diagnosis looks at.
-egress::DiagnosisInput gather(const Options& options, LiveNotes& notes) {
+egress::DiagnosisInput readInput(const Options& options, LiveNotes& notes) {
   egress::DiagnosisInput input;
   if (options.snapshotPath) {
     input = readSnapshot(*options.snapshotPath);
@@ -113,16 +112,16 @@ egress::DiagnosisInput gather(const Options& options, LiveNotes& notes) {
   return input;
 }
 
-bool isAnswered(const egress::Diagnosis& diagnosis) {
+bool hasAnswer(const egress::Diagnosis& diagnosis) {
   using enum egress::SelectionStatus;
   const egress::SelectionStatus status = diagnosis.selection.status;
   return status == OK || status == NOT_APPLICABLE_OS_ROUTED;
 }
 
-// The exit status.
+// Returns the exit status.
 int run(const Options& options) {
   LiveNotes notes;
-  const egress::DiagnosisInput input = gather(options, notes);
+  const egress::DiagnosisInput input = readInput(options, notes);
   for (const std::string& failure : notes.failures) printError(failure);
   const egress::Diagnosis diagnosis = egress::diagnose(input);
   const egress::EgressReport report = egress::writeReport(diagnosis);
@@ -132,14 +131,14 @@ int run(const Options& options) {
   }
   std::cout << (options.explain ? explain(report, namesByOrdinal(notes, diagnosis))
                                 : reportJson(report) + '\n');
-  return isAnswered(diagnosis) ? 0 : 1;
+  return hasAnswer(diagnosis) ? 0 : 1;
 }
 
 }  // namespace
 }  // namespace linux_host
 
 int main(int argc, char** argv) {
-  // Together with C's streams, standard input cannot tell an error from its end.
+  // While synchronised with stdio, std::cin reports a read error as end of file.
   std::ios::sync_with_stdio(false);
   try {
     const auto options = linux_host::readOptions(argc, argv);

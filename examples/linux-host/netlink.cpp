@@ -13,9 +13,9 @@ namespace {
 
 using Socket = std::unique_ptr<mnl_socket, int (*)(mnl_socket*)>;
 
-constexpr unsigned kSequence = 1;  // one request a socket
-constexpr int kAttempts = 5;       // a host that changes all the time is no reason to wait forever
-constexpr std::size_t kReceiveSize = 65536;  // more than the kernel puts into one part
+constexpr unsigned kSequence = 1;  // one request per socket
+constexpr int kAttempts = 5;       // limits the retries on a host that changes all the time
+constexpr std::size_t kReceiveSize = 65536;  // larger than any message that the kernel sends
 
 Socket openSocket(const std::string& what, int bus) {
   Socket socket(mnl_socket_open2(bus, SOCK_CLOEXEC), &mnl_socket_close);
@@ -39,13 +39,13 @@ void sendRequest(const std::string& what, const Socket& socket, std::uint16_t ty
   header->nlmsg_seq = kSequence;
   std::memcpy(mnl_nlmsg_put_extra_header(header, payload.size()), payload.data(), payload.size());
   if (mnl_socket_sendto(socket.get(), header, header->nlmsg_len) < 0) {
-    throw EnumerationError(withSystemError(what + ": cannot ask the kernel"));
+    throw EnumerationError(withSystemError(what + ": cannot send a request to the kernel"));
   }
 }
 
-// The error that ends a reply: 0 or a negative number. It stands in the message for the end, too,
-// when the kernel fails in the middle of a dump.
-int endingError(const nlmsghdr& message) {
+// The error in NLMSG_ERROR or NLMSG_DONE: 0 or a negated errno. NLMSG_DONE contains one if the
+// kernel fails in the middle of a dump.
+int errorIn(const nlmsghdr& message) {
   return payloadOf<int>(message);
 }
 
@@ -57,7 +57,7 @@ void append(const nlmsghdr& message, NetlinkReply& reply) {
 
 enum class Progress : std::uint8_t { More, Complete, Interrupted };
 
-// Adds the data messages of one part of a reply.
+// Appends the data messages of one part of a reply.
 Progress addPart(const std::string& what, std::span<const std::byte> part, NetlinkReply& reply) {
   const void* at = part.data();
   int left = static_cast<int>(part.size());
@@ -68,11 +68,11 @@ Progress addPart(const std::string& what, std::span<const std::byte> part, Netli
       case NLMSG_NOOP: break;
       case NLMSG_ERROR:
       case NLMSG_DONE:
-        if (const int error = endingError(*message); error != 0) {
-          throw EnumerationError(withSystemError(what + ": the kernel refuses", -error));
+        if (const int error = errorIn(*message); error != 0) {
+          throw EnumerationError(withSystemError(what + ": the kernel returned an error", -error));
         }
         return Progress::Complete;
-      case NLMSG_OVERRUN: throw EnumerationError(what + ": the kernel lost a part of its answer");
+      case NLMSG_OVERRUN: throw EnumerationError(what + ": the kernel lost data (NLMSG_OVERRUN)");
       default: append(*message, reply); break;
     }
   }
@@ -84,8 +84,9 @@ Progress receiveReply(const std::string& what, const Socket& socket, NetlinkRepl
   Progress progress = Progress::More;
   while (progress == Progress::More) {
     const auto size = mnl_socket_recvfrom(socket.get(), buffer.data(), buffer.size());
-    if (size < 0) throw EnumerationError(withSystemError(what + ": cannot hear the kernel"));
-    if (size == 0) throw EnumerationError(what + ": the kernel's answer ends early");
+    if (size < 0)
+      throw EnumerationError(withSystemError(what + ": cannot receive from the kernel"));
+    if (size == 0) throw EnumerationError(what + ": the reply is incomplete");
     progress = addPart(what, std::span(buffer).first(static_cast<std::size_t>(size)), reply);
   }
   return progress;
@@ -101,7 +102,7 @@ NetlinkReply dumpNetlink(const std::string& what, int bus, std::uint16_t type, c
     NetlinkReply reply;
     if (receiveReply(what, socket, reply) == Progress::Complete) return reply;
   }
-  throw EnumerationError(what + ": changes faster than it can be read");
+  throw EnumerationError(what + ": a change interrupted every attempt");
 }
 
 const nlattr* findAttribute(const nlmsghdr& message, std::size_t fixedSize, std::uint16_t type) {

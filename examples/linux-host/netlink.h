@@ -14,14 +14,14 @@
 
 namespace linux_host {
 
-// The data messages of one complete netlink dump (RFC 3549), in the kernel's order.
+// The data messages of one complete netlink dump (RFC 3549), in the order received.
 struct NetlinkReply {
   std::vector<std::byte> bytes;
 };
 
-// Asks for a dump and waits for its end. `payload` is what follows the message header. A dump that
-// the kernel marks as interrupted by a change is asked for again a few times. Throws
-// EnumerationError when there is no complete reply.
+// Requests a dump and receives all of it. `payload` follows the message header. Retries a few times
+// if the kernel marks the dump as interrupted (NLM_F_DUMP_INTR). Throws EnumerationError if no
+// complete reply arrives; the message begins with `what`.
 [[nodiscard]] NetlinkReply dumpNetlink(const std::string& what, int bus, std::uint16_t type,
                                        const void* payload, std::size_t payloadSize);
 
@@ -31,7 +31,6 @@ template <typename Payload>
   return dumpNetlink(what, bus, type, &payload, sizeof(payload));
 }
 
-// Calls `handle` with each message.
 template <typename Handle>
 void forEachMessage(const NetlinkReply& reply, Handle handle) {
   const void* at = reply.bytes.data();
@@ -42,7 +41,8 @@ void forEachMessage(const NetlinkReply& reply, Handle handle) {
   }
 }
 
-// The fixed part that a message begins with. Throws EnumerationError when the message is too short.
+// The fixed-size header of a message's payload. Throws EnumerationError if the message is too
+// short.
 template <typename Payload>
 [[nodiscard]] const Payload& payloadOf(const nlmsghdr& message) {
   if (mnl_nlmsg_get_payload_len(&message) < sizeof(Payload)) {
@@ -51,11 +51,12 @@ template <typename Payload>
   return *static_cast<const Payload*>(mnl_nlmsg_get_payload(&message));
 }
 
-// The first attribute of a type behind the fixed part, or nullptr. Lives as long as the reply.
+// The first attribute of a type after the fixed-size header, or nullptr. Valid as long as the
+// reply.
 [[nodiscard]] const nlattr* findAttribute(const nlmsghdr& message, std::size_t fixedSize,
                                           std::uint16_t type);
 
-// The value of an attribute. Throws EnumerationError when the attribute is shorter.
+// The value of an attribute. Throws EnumerationError if the attribute is too short.
 template <typename Value>
 [[nodiscard]] Value valueOf(const nlattr& attribute) {
   if (mnl_attr_get_payload_len(&attribute) < sizeof(Value)) {
@@ -66,9 +67,9 @@ template <typename Value>
   return value;
 }
 
-// The numeric text of an address that an attribute or a socket's row holds: 4 or 16 bytes in
-// network order. An IPv4-mapped IPv6 address (RFC 4291, section 2.5.5.2) gives the text of its
-// IPv4 address, which is how the packets travel. Throws EnumerationError when `size` is too small.
+// The text of a binary address in network byte order, as inet_ntop formats it. An IPv4-mapped IPv6
+// address (RFC 4291, section 2.5.5.2) is formatted as the IPv4 address that the packets contain.
+// Throws EnumerationError if `size` is too small.
 [[nodiscard]] std::string addressText(int family, const void* bytes, std::size_t size);
 
 }  // namespace linux_host

@@ -12,22 +12,23 @@ namespace linux_host {
 namespace {
 
 constexpr const char* kDescription =
-    "Says through which network interface the local proxy engine's traffic to its active endpoint\n"
-    "leaves this host, or why that cannot be told: as JSON, or in words with --explain.";
+    "Reports the network interface through which the local proxy engine's traffic to its active\n"
+    "endpoint leaves this host, or why it cannot be determined. Prints JSON, or text with\n"
+    "--explain.";
 
 constexpr const char* kFooter = R"(
 Example:
   egress-report --config config.json --answer proxy=answer.json --process engine --explain
 
-Run it as root, or as the engine's user where the engine has no capabilities, in the engine's network
-namespace.
+Run it in the engine's network namespace, as root, or as the engine's user if the engine has no
+capabilities.
 
 Exit status:
   0  the interface was determined, or the policy makes it not applicable
-  1  diagnosed, but the interface could not be determined
-  2  could not run: a wrong option, an unreadable file, no such process)";
+  1  the interface could not be determined; the report gives the reason
+  2  error: an invalid option, an unreadable file, no such process)";
 
-// Those that mean something only together.
+// Option values before validation.
 struct RawOptions {
   std::vector<std::string> answers;
   std::vector<std::string> failedAnswers;
@@ -35,49 +36,50 @@ struct RawOptions {
   std::optional<std::string> processName;
 };
 
-// What the engine was told, and what it says.
 void addEngineOptions(CLI::App& app, Options& options, RawOptions& raw) {
-  app.add_option("--config", options.configPath,
-                 "The engine's configuration, '-' for standard input; without it there is none.\n"
-                 "Its main outbound must be tagged 'proxy'")
+  app.add_option(
+         "--config", options.configPath,
+         "The engine's configuration; '-' reads standard input. Its main outbound must be tagged\n"
+         "'proxy'")
       ->type_name("FILE");
   app.add_option(
          "--answer", raw.answers,
-         R"(What the engine answers about its selector TAG, such as {"now":"TAG"}; repeatable)")
+         R"(The engine's answer for selector TAG, for example {"now":"CHOICE"}; repeatable)")
       ->type_name("TAG=FILE")
       ->allow_extra_args(false);
   app.add_option("--answer-failed", raw.failedAnswers,
-                 "The engine was asked about selector TAG and gave no answer; repeatable")
+                 "Selector TAG was queried, but the engine did not answer; repeatable")
       ->type_name("TAG")
       ->allow_extra_args(false);
-  app.add_option("--hint", options.hint, "Tag of the selector choice that was last known of")
-      ->type_name("TAG");
+  app.add_option("--hint", options.hint, "Last known choice of the selector")->type_name("TAG");
 }
 
-// What is looked at, and what becomes of it.
 void addSnapshotOptions(CLI::App& app, Options& options, RawOptions& raw) {
-  auto* const pid =
-      app.add_option("--pid", raw.process, "The process whose sockets count")->type_name("N");
+  auto* const pid = app.add_option("--pid", raw.process, "The engine's process ID")->type_name("N");
   auto* const name =
-      app.add_option("--process", raw.processName,
-                     "All processes of this name instead, as in /proc/PID/comm; a name of more\n"
-                     "than 15 bytes is that of the program's file, too")
+      app.add_option(
+             "--process", raw.processName,
+             "The engine's process name, as in /proc/PID/comm; may match several processes.\n"
+             "A name longer than 15 bytes must also match the executable's file name")
           ->type_name("NAME")
           ->excludes(pid);
   app.add_option(
          "--snapshot", options.snapshotPath,
          "Diagnose a saved snapshot instead of this machine; --config, --answer and --hint\n"
-         "then replace what it holds")
+         "override what it contains")
       ->type_name("FILE")
       ->excludes(pid)
       ->excludes(name);
   auto* const save = app.add_option("--save-snapshot", options.saveSnapshotPath,
-                                    "Write everything that the diagnosis looked at to a file, too")
+                                    "Also write the complete input of the diagnosis to a file")
                          ->type_name("FILE");
-  app.add_flag("--anonymize", options.anonymize,
-               "Save it without addresses, names, tags and interface indexes, with the same report")
+  app.add_flag(
+         "--anonymize", options.anonymize,
+         "Replace addresses, names, tags and interface indexes in the saved file; the report\n"
+         "stays the same")
       ->needs(save);
-  app.add_flag("--explain", options.explain, "Explain the report in words instead of JSON");
+  app.add_flag("--explain", options.explain,
+               "Print the report as text with explanations instead of JSON");
 }
 
 void addAnswer(Options& options, AnswerOption answer) {
@@ -85,31 +87,32 @@ void addAnswer(Options& options, AnswerOption answer) {
     return other.selectorTag == answer.selectorTag;
   };
   if (std::ranges::any_of(options.answers, isSame)) {
-    throw CannotRun("--answer: selector '" + answer.selectorTag + "' has two answers");
+    throw CannotRun("--answer: selector '" + answer.selectorTag + "' has more than one answer");
   }
   options.answers.push_back(std::move(answer));
 }
 
-pid_t processNumberIn(const std::string& text) {
+pid_t processIdIn(const std::string& text) {
   const std::optional<pid_t> number = numberIn<pid_t>(text);
-  if (!number || *number < 1) throw CannotRun("--pid: '" + text + "' is no number of a process");
+  if (!number || *number < 1) throw CannotRun("--pid: '" + text + "' is not a process ID");
   return *number;
 }
 
 void checkAndComplete(const RawOptions& raw, Options& options) {
   for (const std::string& answer : raw.answers) {
-    const std::size_t equals = answer.rfind('=');  // a file can be renamed, a tag cannot
-    if (equals == std::string::npos) throw CannotRun("--answer: '" + answer + "' has no '='");
+    const std::size_t equals = answer.rfind('=');  // tags may contain '='
+    if (equals == std::string::npos)
+      throw CannotRun("--answer: '" + answer + "' is not of the form TAG=FILE");
     addAnswer(options,
               {.selectorTag = answer.substr(0, equals), .path = answer.substr(equals + 1)});
   }
   for (const std::string& tag : raw.failedAnswers) {
     addAnswer(options, {.selectorTag = tag, .path = std::nullopt});
   }
-  if (raw.process) options.processes = processNumberIn(*raw.process);
+  if (raw.process) options.processes = processIdIn(*raw.process);
   if (raw.processName) options.processes = *raw.processName;
   if (!options.processes && !options.snapshotPath) {
-    throw CannotRun("whose sockets? give --pid, --process or --snapshot");
+    throw CannotRun("one of --pid, --process and --snapshot is required");
   }
 }
 

@@ -9,26 +9,25 @@
 
 namespace linux_host {
 
-// Where the answer of a selector is.
+// The source of a selector's answer.
 struct AnswerOption {
   std::string selectorTag;
-  std::optional<std::string> path;  // none: the engine gave no answer
+  std::optional<std::string> path;  // none: the engine did not answer
 };
 
-// What the command line asks for.
 struct Options {
   std::optional<std::string> configPath;  // "-": standard input
   std::vector<AnswerOption> answers;
   std::optional<std::string> hint;
-  std::optional<ProcessChoice> processes;  // given exactly when snapshotPath is not
+  std::optional<ProcessChoice> processes;  // set unless snapshotPath is
   std::optional<std::string> snapshotPath;
   std::optional<std::string> saveSnapshotPath;
   bool anonymize = false;
   bool explain = false;
 };
 
-// The options, or nothing after --help or --version, which it prints. Throws CannotRun for options
-// that are wrong.
+// Parses the command line. Prints --help or --version itself and then returns nothing. Throws
+// CannotRun if an option is invalid.
 [[nodiscard]] std::optional<Options> readOptions(int argumentCount, const char* const* arguments);
 
 }  // namespace linux_host

@@ -22,15 +22,15 @@ fs::path procPath(pid_t process) {
 }
 
 [[noreturn]] void failToRead(const fs::path& path, const std::error_code& error) {
-  throw EnumerationError("cannot read " + path.string() + ": " + error.message());
+  throw EnumerationError("cannot read '" + path.string() + "': " + error.message());
 }
 
-// As after the process has ended: its folder is gone, or was when the file in it was opened.
+// ENOENT if the process's directory is gone, ESRCH if the process ended after the file was opened.
 bool hasEnded(const std::error_code& error) {
   return error == std::errc::no_such_file_or_directory || error == std::errc::no_such_process;
 }
 
-// Where a link of a process leads to; nothing when the process has ended.
+// The target of a link in /proc/PID; nothing if the process has ended.
 std::optional<std::string> linkOf(const fs::path& link) {
   std::error_code error;
   std::string target = fs::read_symlink(link, error).string();
@@ -39,12 +39,12 @@ std::optional<std::string> linkOf(const fs::path& link) {
   return target;
 }
 
-// Nothing when the process has ended, also while its parent has yet to hear of that.
+// Nothing if the process has ended or is a zombie.
 std::optional<std::string> networkNamespaceOf(const fs::path& process) {
   return linkOf(process / "ns/net");
 }
 
-// The name that the kernel keeps; nothing when the process has ended.
+// /proc/PID/comm; nothing if the process has ended.
 std::optional<std::string> commOf(pid_t process) {
   const fs::path path = procPath(process) / "comm";
   std::ifstream file(path);
@@ -55,7 +55,7 @@ std::optional<std::string> commOf(pid_t process) {
   failToRead(path, error);
 }
 
-// The file name of the program, also after an update has removed the file.
+// The file name of the executable, even if it was deleted, for example by an update.
 std::string programNameOf(pid_t process) {
   constexpr std::string_view kRemoved = " (deleted)";
   std::string path = linkOf(procPath(process) / "exe").value_or("");
@@ -84,10 +84,10 @@ std::vector<pid_t> allProcesses() {
 std::vector<pid_t> findProcess(pid_t process) {
   const std::string number = std::to_string(process);
   const std::optional<std::string> network = networkNamespaceOf(procPath(process));
-  if (!network) throw CannotRun("--pid: there is no process " + number + " that this user may see");
+  if (!network) throw CannotRun("--pid: no process " + number + " is visible to this user");
   if (network != networkNamespaceOf("/proc/self")) {
-    throw CannotRun("--pid: process " + number + " is in another network namespace; run this " +
-                    "there (nsenter --net --target " + number + " ...)");
+    throw CannotRun("--pid: process " + number + " is in another network namespace; use " +
+                    "nsenter --net --target " + number + " egress-report ...");
   }
   return {process};
 }
@@ -99,31 +99,31 @@ std::vector<pid_t> findProcessesNamed(const std::string& name) {
     return !hasName(process, name) || networkNamespaceOf(procPath(process)) != network;
   });
   if (processes.empty()) {
-    throw CannotRun("--process: no process that this user may see in this network namespace is " +
-                    ("named '" + name + "'"));
+    throw CannotRun("--process: no process named '" + name + "' is visible to this user in this " +
+                    "network namespace");
   }
   return processes;
 }
 
-// The number in "socket:[123]".
+// The inode in "socket:[INODE]".
 std::optional<std::uint32_t> socketInodeIn(std::string_view target) {
-  constexpr std::string_view kOpening = "socket:[";
-  if (!target.starts_with(kOpening) || !target.ends_with(']')) return std::nullopt;
-  target.remove_prefix(kOpening.size());
+  constexpr std::string_view kPrefix = "socket:[";
+  if (!target.starts_with(kPrefix) || !target.ends_with(']')) return std::nullopt;
+  target.remove_prefix(kPrefix.size());
   target.remove_suffix(1);
   return numberIn<std::uint32_t>(target);
 }
 
 void addSocketInodes(pid_t process, std::set<std::uint32_t>& inodes) {
-  const fs::path folder = procPath(process) / "fd";
+  const fs::path directory = procPath(process) / "fd";
   std::error_code error;
-  for (fs::directory_iterator entry(folder, error), end; !error && entry != end;
+  for (fs::directory_iterator entry(directory, error), end; !error && entry != end;
        entry.increment(error)) {
-    const std::optional<std::string> target = linkOf(entry->path());  // none once it is closed
+    const std::optional<std::string> target = linkOf(entry->path());  // none if closed meanwhile
     if (!target) continue;
     if (const auto inode = socketInodeIn(*target)) inodes.insert(*inode);
   }
-  if (error && !hasEnded(error)) failToRead(folder, error);
+  if (error && !hasEnded(error)) failToRead(directory, error);
 }
 
 }  // namespace

@@ -10,16 +10,17 @@
 
 namespace linux_host {
 
-// Whose sockets count: one process, or all processes of a name.
+// The engine's processes: one process ID, or all processes with a name.
 using ProcessChoice = std::variant<pid_t, std::string>;
 
-// The chosen processes of this network namespace; at least one. A name is compared with that of
-// /proc/PID/comm, which the kernel cuts to 15 bytes, and, where it is longer, with the file name of
-// the program. Throws CannotRun when there is none, EnumerationError when that cannot be told.
+// The chosen processes in this network namespace, at least one. A name is compared with
+// /proc/PID/comm, which the kernel truncates to 15 bytes; a longer name is also compared with the
+// file name of the executable. Throws CannotRun if there is no such process, EnumerationError if
+// /proc cannot be read.
 [[nodiscard]] std::vector<pid_t> findProcesses(const ProcessChoice& choice);
 
-// The inode numbers of all sockets that the processes hold. A process that has ended meanwhile
-// holds none. Throws EnumerationError when a process does not let its files be seen.
+// The inode numbers of all sockets that the processes have open. A process that has ended has none.
+// Throws EnumerationError if the file descriptors of a process cannot be read.
 [[nodiscard]] std::set<std::uint32_t> socketInodesOf(const std::vector<pid_t>& processes);
 
 }  // namespace linux_host

@@ -7,8 +7,8 @@
 
 namespace linux_host {
 
-// A report as JSON text (RFC 8259), indented, its members in the report's order; no line end after
-// it. docs/report.schema.json describes it.
+// Formats a report as indented JSON (RFC 8259) without a trailing newline. Members keep the
+// report's order. docs/report.schema.json is its schema.
 [[nodiscard]] std::string reportJson(const egress::EgressReport& report);
 
 }  // namespace linux_host

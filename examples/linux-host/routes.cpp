@@ -21,7 +21,7 @@ void addNextHops(const nlattr& multipath, egress::RouteRow row, Rows& rows) {
   }
 }
 
-// A kernel without a family answers with the routes of all others.
+// A kernel that lacks the requested family dumps the routes of all families.
 void addRoute(const nlmsghdr& message, int family, Rows& rows) {
   const auto& route = payloadOf<rtmsg>(message);
   if (route.rtm_family != family) return;
@@ -39,7 +39,7 @@ void addRoute(const nlmsghdr& message, int family, Rows& rows) {
   }
   const nlattr* const interfaceIndex = attribute(RTA_OIF);
   if (interfaceIndex == nullptr) {
-    throw EnumerationError("a default route names no interface");
+    throw EnumerationError("a default route has no interface");
   }
   row.interfaceIndex = valueOf<std::uint32_t>(*interfaceIndex);
   rows.push_back(row);

@@ -7,10 +7,10 @@
 
 namespace linux_host {
 
-// The default routes (destination length 0) of both families from all routing tables, from
-// rtnetlink; each next hop of a multipath route is a row of its own. Routes that lead nowhere
-// (unreachable, blackhole, ...) leave through no interface and are no rows. Throws
-// EnumerationError, also for a route whose interface the kernel does not name.
+// The default routes (prefix length 0) of both families from all routing tables, from rtnetlink.
+// Each next hop of a multipath route gives one row. Only unicast routes are listed: unreachable,
+// blackhole and similar routes have no interface. Throws EnumerationError, also if a route has no
+// RTA_OIF.
 [[nodiscard]] std::vector<egress::RouteRow> takeDefaultRoutes();
 
 }  // namespace linux_host

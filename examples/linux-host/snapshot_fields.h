@@ -12,8 +12,8 @@
 
 namespace linux_host {
 
-// The values that stand in a saved snapshot's fields, as text. What reads one throws CannotRun for
-// text that is none.
+// Convert the values of a saved snapshot to text and back. readField throws CannotRun if the text
+// is invalid.
 [[nodiscard]] std::string fieldText(const std::string& value);
 [[nodiscard]] std::string fieldText(bool value);
 [[nodiscard]] std::string fieldText(std::int32_t value);
@@ -28,11 +28,13 @@ void readField(std::string_view text, std::uint32_t& value);
 void readField(std::string_view text, egress::ConfigStatus& value);
 void readField(std::string_view text, egress::SelectorAnswerStatus& value);
 
-// Throws CannotRun: "'text' is no wanted". The text may come from anybody, so it is shown
-// printable and cut.
-[[noreturn]] void refuse(std::string_view text, std::string_view wanted);
+// Throws CannotRun: "'TEXT' is not EXPECTED".
+[[noreturn]] void rejectValue(std::string_view text, std::string_view expected);
 
-// Lists are joined by commas. An item that is empty is lost, which changes no diagnosis: it is
+// Throws CannotRun: "unknown KIND 'NAME'".
+[[noreturn]] void rejectUnknown(std::string_view kind, std::string_view name);
+
+// Lists are separated by commas. Empty items are lost, which changes no diagnosis: an empty item is
 // neither an address nor a port.
 template <typename Item>
 [[nodiscard]] std::string fieldText(const std::vector<Item>& items) {
@@ -54,10 +56,10 @@ void readField(std::string_view text, std::vector<Item>& items) {
   }
 }
 
-// Writes the fields that it is shown.
+// Writes one line of a saved snapshot.
 class FieldWriter {
  public:
-  explicit FieldWriter(std::string_view word) : line_(word) {}
+  explicit FieldWriter(std::string_view record) : line_(record) {}
 
   template <typename Value>
   void field(std::string_view key, const Value& value) {
@@ -70,10 +72,10 @@ class FieldWriter {
   std::string line_;
 };
 
-// Reads the fields that it is shown, in any order.
+// Reads the fields of one line, in any order.
 class FieldReader {
  public:
-  // `fields` is a line without its word.
+  // `fields` is the line without the record's name.
   explicit FieldReader(std::string_view fields);
 
   template <typename Value>
@@ -86,7 +88,7 @@ class FieldReader {
     }
   }
 
-  // Throws CannotRun when a field is left that nobody wanted, or that stands there twice.
+  // Throws CannotRun if a field is unknown or duplicate.
   void finish() const;
 
  private:

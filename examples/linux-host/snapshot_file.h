@@ -8,7 +8,7 @@
 
 namespace linux_host {
 
-// A saved snapshot is text that holds a whole DiagnosisInput, a record a line:
+// A saved snapshot is a text file with a complete DiagnosisInput, one record per line:
 //
 //   egress-snapshot version=1
 //   config status=OK autoDetectInterface=true
@@ -23,14 +23,14 @@ namespace linux_host {
 //   socket localAddress=192.0.2.7 localPort=51000 remoteAddress=198.51.100.10 remotePort=443
 //   end
 //
-// A record is a word and KEY=VALUE fields, with one blank between them. What is left out keeps the
-// default of a fresh DiagnosisInput. Blanks, '%', ',' and bytes that are not printable ASCII stand
-// percent-encoded (RFC 3986, section 2.1). Empty lines and lines that begin with '#' are skipped.
-// The last line says that nothing was cut off.
+// A record is a name followed by KEY=VALUE fields, separated by single spaces. Omitted fields have
+// the defaults of DiagnosisInput. In values, spaces, '%', ',' and bytes other than printable ASCII
+// are percent-encoded (RFC 3986, section 2.1). Empty lines and lines that start with '#' are
+// ignored. The line "end" shows that the file is not truncated.
 
 [[nodiscard]] std::string snapshotText(const egress::DiagnosisInput& input);
 
-// Throws CannotRun, which begins with the number of the line, for text that is no saved snapshot.
+// Throws CannotRun with the line number if the text is not a saved snapshot.
 [[nodiscard]] egress::DiagnosisInput readSnapshotText(std::string_view text);
 
 }  // namespace linux_host

@@ -27,7 +27,7 @@ constexpr std::array<SocketTable, 4> kSocketTables = {{
     {.name = "UDP over IPv6", .family = AF_INET6, .protocol = IPPROTO_UDP},
 }};
 
-// A connected UDP socket is in the state ESTABLISHED, too.
+// A connected UDP socket also has the state ESTABLISHED.
 constexpr std::uint32_t kConnectedStates = 1U << TCP_ESTABLISHED | 1U << TCP_FIN_WAIT1 |
                                            1U << TCP_FIN_WAIT2 | 1U << TCP_CLOSE_WAIT |
                                            1U << TCP_LAST_ACK | 1U << TCP_CLOSING;

@@ -8,9 +8,10 @@
 
 namespace linux_host {
 
-// The connected TCP and UDP sockets of both families that the processes hold, from sock_diag.
-// A TCP socket counts from the end of its handshake until it is closed for good. An address that is
-// mapped into IPv6, as dual-stack sockets show it, is written as IPv4. Throws EnumerationError.
+// The connected TCP and UDP sockets of both families that the processes have open, from sock_diag.
+// TCP sockets are listed from ESTABLISHED to LAST_ACK or CLOSING, so not in SYN-SENT, SYN-RECEIVED
+// or TIME-WAIT. IPv4-mapped IPv6 addresses, as of dual-stack sockets, are written as IPv4. Throws
+// EnumerationError.
 [[nodiscard]] std::vector<egress::SocketSource> takeSockets(const std::vector<pid_t>& processes);
 
 }  // namespace linux_host

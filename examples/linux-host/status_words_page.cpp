@@ -5,18 +5,19 @@
 namespace linux_host {
 namespace {
 
-// The text behind a heading, up to the next one of its level or above; empty when there is none.
-std::string_view sectionOf(std::string_view page, std::string_view marks, std::string_view name) {
+// The text after a heading, up to the next heading of the same or a higher level; empty if not
+// found.
+std::string_view sectionOf(std::string_view page, std::string_view level, std::string_view name) {
   const std::string heading =
-      std::string("\n").append(marks).append(" `").append(name).append("`\n");
+      std::string("\n").append(level).append(" `").append(name).append("`\n");
   const std::size_t at = page.find(heading);
   if (at == std::string_view::npos) return {};
   page.remove_prefix(at + heading.size());
-  const std::string_view next = marks == "##" ? "\n## " : "\n##";
+  const std::string_view next = level == "##" ? "\n## " : "\n##";
   return page.substr(0, page.find(next));
 }
 
-// The paragraph that begins with a label in bold type, on one line.
+// The paragraph that starts with a bold label, joined into one line.
 std::string paragraphOf(std::string_view section, std::string_view label) {
   const std::string opening = std::string("\n**").append(label).append(":** ");
   const std::size_t at = section.find(opening);

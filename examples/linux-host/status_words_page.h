@@ -6,18 +6,17 @@
 
 namespace linux_host {
 
-// docs/status-words.md, put into the program by the build, so that the words are explained in one
-// place.
+// The contents of docs/status-words.md, embedded by the build.
 extern const std::string_view kStatusWordsPage;
 
-// What the page says of a word under a key, without its marks of emphasis and code.
+// The explanation of a status word, without Markdown markup.
 struct WordExplanation {
   std::string means;
   std::string usualCause;
   std::string whatToDo;
 };
 
-// Empty texts for a word that the page does not have.
+// Returns empty texts for a word that is not on the page.
 [[nodiscard]] WordExplanation explainWord(std::string_view key, std::string_view word);
 
 }  // namespace linux_host

@@ -11,8 +11,8 @@ std::string percentEncoded(char byte) {
 std::string printable(std::string_view text) {
   std::string shown;
   for (const char c : text) {
-    const bool isHarmless = c >= ' ' && c <= '~';
-    shown += isHarmless ? std::string(1, c) : percentEncoded(c);
+    const bool isPrintable = c >= ' ' && c <= '~';
+    shown += isPrintable ? std::string(1, c) : percentEncoded(c);
   }
   return shown;
 }

@@ -9,7 +9,7 @@
 
 namespace linux_host {
 
-// The number that is all of a text, if it fits.
+// Parses all of `text` as a number; nothing if it is malformed or out of range.
 template <typename Number>
 [[nodiscard]] std::optional<Number> numberIn(std::string_view text, int base = 10) {
   Number number = 0;
@@ -19,11 +19,11 @@ template <typename Number>
   return number;
 }
 
-// "%1B" for a byte: percent-encoded (RFC 3986, section 2.1).
+// Percent-encodes a byte (RFC 3986, section 2.1), for example as "%1B".
 [[nodiscard]] std::string percentEncoded(char byte);
 
-// A text for a terminal, on one line: all but printable ASCII is percent-encoded, because the names
-// of files and interfaces may hold anything, also what makes a terminal do things.
+// Percent-encodes every byte except printable ASCII. Names of files and interfaces may contain
+// terminal escape sequences.
 [[nodiscard]] std::string printable(std::string_view text);
 
 }  // namespace linux_host

@@ -1,4 +1,4 @@
-// Prints every word that a report may hold, as lines of "key word" in the declared order.
+// Prints every word that a report may contain as "KEY WORD" lines, in the declared order.
 
 #include <iostream>
 

@@ -1,6 +1,6 @@
 #!/usr/bin/python3
-"""What egress-report does when this machine cannot be read. The kernel's answers are spoilt on the
-way by a program of its own; permissions are taken away for real."""
+"""egress-report when snapshots cannot be taken. faulty_kernel.cpp injects netlink faults; the tests of
+permissions drop real capabilities."""
 
 import ctypes
 import os
@@ -15,21 +15,21 @@ FAULTY_KERNEL = os.environ["EGRESS_FAULTY_KERNEL"]
 CONFIG = '{"route": {"auto_detect_interface": true}, "outbounds": [{"tag": "proxy", ' \
          '"type": "trojan", "server": "198.51.100.10", "server_port": 443}]}'
 
-# By request: what messages about it begin with.
+# The prefix of error messages, by request.
 ADAPTER_REQUESTS = {"links": "adapters: links", "addresses": "adapters: addresses"}
 ROUTE_REQUESTS = {"routes4": "routes: IPv4", "routes6": "routes: IPv6"}
 SOCKET_REQUESTS = {"tcp4": "sockets: TCP over IPv4", "tcp6": "sockets: TCP over IPv6",
                    "udp4": "sockets: UDP over IPv4", "udp6": "sockets: UDP over IPv6"}
 
-# Faults that any request may meet, and what is said of them.
+# Faults that can occur in any request, and their messages.
 FAULTS = {
-    "send": ": cannot ask the kernel: Operation not permitted",
-    "receive": ": cannot hear the kernel: No buffer space available",
-    "end": ": the kernel's answer ends early",
-    "refuse": ": the kernel refuses: Operation not permitted",
-    "break": ": the kernel refuses: Cannot allocate memory",
-    "lose": ": the kernel lost a part of its answer",
-    "interrupt": ": changes faster than it can be read",
+    "send": ": cannot send a request to the kernel: Operation not permitted",
+    "receive": ": cannot receive from the kernel: No buffer space available",
+    "empty": ": the reply is incomplete",
+    "error": ": the kernel returned an error: Operation not permitted",
+    "late-error": ": the kernel returned an error: Cannot allocate memory",
+    "overrun": ": the kernel lost data (NLMSG_OVERRUN)",
+    "interrupt": ": a change interrupted every attempt",
 }
 
 PR_SET_DUMPABLE = 4
@@ -37,10 +37,10 @@ CAP_SYS_PTRACE = 1 << 19
 WITHOUT_PTRACE = ("setpriv", "--bounding-set=-sys_ptrace", "--inh-caps=-sys_ptrace")
 
 
-def mount_options(place):
-    """What /proc/mounts says of the file system that is mounted last at a place."""
+def mount_options(directory):
+    """The options of the last file system mounted on a directory, from /proc/mounts."""
     mounts = [line.split() for line in Path("/proc/mounts").read_text().splitlines()]
-    return next((options for _, where, _, options, *_ in reversed(mounts) if where == place), "")
+    return next((options for _, where, _, options, *_ in reversed(mounts) if where == directory), "")
 
 
 class FailuresTest(ProgramTest):
@@ -49,7 +49,7 @@ class FailuresTest(ProgramTest):
                                 program=FAULTY_KERNEL, env={**os.environ, "EGRESS_FAULT": fault})
 
     def assert_failed(self, result, failed, *messages):
-        """Exactly the failed snapshots show as such, without rows; the others are whole."""
+        """Only the failed snapshots are marked as failed, and they have no rows."""
         report = result.report
         self.assertEqual(
             (report["interfacesStatus"], report["defaultRoutesStatus"],
@@ -69,10 +69,10 @@ class FailuresTest(ProgramTest):
                          "".join(f"egress-report: {message}\n" for message in messages))
         self.assertEqual(result.status, 1)
 
-    def test_without_a_fault_nothing_fails(self):
+    def test_no_fault(self):
         self.assert_failed(self.diagnose("none"), [])
 
-    def test_every_fault_of_every_request_fails_its_snapshot_alone(self):
+    def test_each_fault_in_each_request_fails_only_its_snapshot(self):
         for snapshot, requests in [("adapters", ADAPTER_REQUESTS), ("routes", ROUTE_REQUESTS),
                                    ("sockets", SOCKET_REQUESTS)]:
             for request, name in requests.items():
@@ -81,11 +81,12 @@ class FailuresTest(ProgramTest):
                         self.assert_failed(self.diagnose(f"{request}:{fault}"), [snapshot],
                                            name + message)
 
-    def test_a_reply_that_breaks_off_leaves_no_half_of_a_snapshot(self):
-        self.assert_failed(self.diagnose("links:receive-late"), ["adapters"],
-                           "adapters: links: cannot hear the kernel: No buffer space available")
+    def test_an_incomplete_reply_gives_no_partial_snapshot(self):
+        self.assert_failed(
+            self.diagnose("links:receive-late"), ["adapters"],
+            "adapters: links: cannot receive from the kernel: No buffer space available")
 
-    def test_a_kind_of_socket_that_is_not_there(self):
+    def test_an_unsupported_netlink_protocol(self):
         self.assert_failed(
             self.diagnose("route:open"), ["adapters", "routes"],
             "adapters: links: cannot open a netlink socket: Protocol not supported",
@@ -94,20 +95,20 @@ class FailuresTest(ProgramTest):
             self.diagnose("diag:open"), ["sockets"],
             "sockets: TCP over IPv4: cannot open a netlink socket: Protocol not supported")
 
-    def test_sockets_that_cannot_be_bound(self):
+    def test_a_failed_bind(self):
         self.assert_failed(self.diagnose("any:bind"), ["sockets", "adapters", "routes"],
                            *(f"{name}: cannot open a netlink socket: Permission denied" for name in
                              ("sockets: TCP over IPv4", "adapters: links", "routes: IPv4")))
 
-    def test_an_interruption_is_seen_on_any_message(self):
+    def test_an_interruption_is_detected_in_any_message(self):
         if network.command("ip", "-oneline", "address", "show") == "":
             self.skipTest("no interface has an address: the loopback is down")
         for request, name in ADAPTER_REQUESTS.items():
             self.assert_failed(self.diagnose(f"{request}:interrupt-early"), ["adapters"],
-                               f"{name}: changes faster than it can be read")
+                               f"{name}: a change interrupted every attempt")
 
-    def test_one_interruption_is_made_good(self):
-        """The kernel tells of it on the last message, when the others are already there."""
+    def test_an_interrupted_dump_is_repeated(self):
+        """The flag is in the last message, after all others have been received."""
         whole = self.diagnose("none").output
         for request in (*ADAPTER_REQUESTS, *ROUTE_REQUESTS, *SOCKET_REQUESTS):
             with self.subTest(request=request):
@@ -115,53 +116,53 @@ class FailuresTest(ProgramTest):
                 self.assert_failed(result, [])
                 self.assertEqual(result.output, whole)
 
-    def test_one_interface_that_comes_meanwhile_is_made_good(self):
-        result = self.diagnose("addresses:stranger-once")
+    def test_dumps_are_repeated_after_an_interface_was_added(self):
+        result = self.diagnose("addresses:unknown-interface-once")
         self.assert_failed(result, [])
         self.assertEqual(result.output, self.diagnose("none").output)
 
-    def test_what_belongs_to_another_family_is_left_out(self):
-        """Kernels without IPv6 answer with the routes of all families; others add addresses of
-        families of their own."""
+    def test_messages_of_other_families_are_ignored(self):
+        """Kernels without IPv6 dump the routes of all families; others add addresses of other
+        families."""
         whole = self.diagnose("none").output
         for fault in ("routes6:other-family", "addresses:other-family"):
             result = self.diagnose(fault)
             self.assert_failed(result, [])
             self.assertEqual(result.output, whole)
 
-    def test_every_state_has_its_number_of_rfc_2863(self):
-        """Linux counts them as unknown, not present, down, lower layer down, testing, dormant, up;
-        then come a state that is none, and none at all."""
+    def test_every_state_has_its_rfc_2863_number(self):
+        """In the order of Linux: unknown, not present, down, lower layer down, testing, dormant, up;
+        then an invalid state and a missing one."""
         rows = self.diagnose("links:states").report["interfaces"]
         self.assertEqual([row["operStatus"] for row in rows], [4, 6, 2, 7, 3, 5, 1, 4, 4])
 
-    def test_messages_without_a_meaning_are_skipped(self):
-        self.assert_failed(self.diagnose("links:idle"), [])
+    def test_noop_messages_are_ignored(self):
+        self.assert_failed(self.diagnose("links:noop"), [])
 
-    def test_messages_that_are_too_short(self):
+    def test_short_messages(self):
         for request, snapshot in [("links", "adapters"), ("addresses", "adapters"),
                                   ("routes4", "routes"), ("tcp4", "sockets")]:
             with self.subTest(request=request):
                 self.assert_failed(self.diagnose(f"{request}:short"), [snapshot],
                                    f"{snapshot}: a netlink message is too short")
 
-    def test_an_address_of_an_interface_that_was_not_there_before(self):
-        self.assert_failed(self.diagnose("addresses:stranger"), ["adapters"],
-                           "adapters: interfaces come faster than they can be read")
+    def test_an_address_of_an_unknown_interface(self):
+        self.assert_failed(self.diagnose("addresses:unknown-interface"), ["adapters"],
+                           "adapters: a new interface appeared during every attempt")
 
-    def test_addresses_that_are_none(self):
+    def test_short_and_missing_addresses(self):
         self.assert_failed(self.diagnose("addresses:short-address"), ["adapters"],
                            "adapters: a netlink address is too short")
         self.assert_failed(self.diagnose("addresses:no-address"), [])
 
     def test_a_default_route_without_an_interface(self):
         self.assert_failed(self.diagnose("routes4:no-interface"), ["routes"],
-                           "routes: a default route names no interface")
+                           "routes: a default route has no interface")
         self.assert_failed(self.diagnose("routes4:short-interface"), ["routes"],
                            "routes: a netlink attribute is too short")
 
-    def test_a_process_that_does_not_let_its_files_be_seen(self):
-        """One that must not be dumped: only CAP_SYS_PTRACE sees its files, and root gives that up."""
+    def test_a_process_with_inaccessible_files(self):
+        """A non-dumpable process: only CAP_SYS_PTRACE gives access to its files, and root drops it."""
         if "hidepid=" in mount_options("/proc"):
             self.skipTest("/proc is mounted with hidepid, which hides the whole process")
         before = WITHOUT_PTRACE if os.geteuid() == 0 else ()
@@ -171,19 +172,19 @@ class FailuresTest(ProgramTest):
             self.skipTest(str(reason))
         capabilities = re.search(r"^CapEff:\s*(\w+)$", status, re.MULTILINE)[1]
         if int(capabilities, 16) & CAP_SYS_PTRACE:
-            self.skipTest("CAP_SYS_PTRACE cannot be given up")
+            self.skipTest("cannot drop CAP_SYS_PTRACE")
         libc = ctypes.CDLL(None)
         libc.prctl(PR_SET_DUMPABLE, 0)
         self.addCleanup(libc.prctl, PR_SET_DUMPABLE, 1)
         result = self.run_program("--pid", os.getpid(), "--config", "-", text=CONFIG, before=before)
         self.assert_failed(result, ["sockets"],
-                           f"sockets: cannot read /proc/{os.getpid()}/ns/net: Permission denied")
+                           f"sockets: cannot read '/proc/{os.getpid()}/ns/net': Permission denied")
 
 
 if __name__ == "__main__":
-    try:  # a network that nobody else changes, and that has default routes
-        network.leave_this_network("host")
+    try:  # a network without other users, with default routes
+        network.enter_new_namespaces("host")
         network.ip("host", "route add default dev lo")
     except network.NotPermitted as reason:
-        print(f"in the network of this machine: {reason}")
+        print(f"using the network of this machine: {reason}")
     unittest.main(verbosity=2)  # with the reason of each skip

@@ -1,5 +1,6 @@
-// Takes the place of libmnl's functions that talk to the kernel, and fails as EGRESS_FAULT says:
-// "REQUEST:FAULT", for example "links:refuse". Without it, everything is passed on.
+// Replaces libmnl's functions for communication with the kernel and injects the fault in
+// EGRESS_FAULT, "REQUEST:FAULT", for example "links:error". If it is unset, calls libmnl's own
+// functions.
 
 #include <cerrno>
 #include <cstdint>
@@ -18,18 +19,18 @@
 
 namespace {
 
-std::string currentRequest;  // the one that was sent last
+std::string currentRequest;  // sent last
 std::uint16_t currentType = 0;
-std::map<std::string, int> requests;  // of each name so far
-int parts = 0;                        // of its reply so far
+std::map<std::string, int> requestCounts;  // by name
+int partCount = 0;                         // parts of the current reply
 
-bool isAsked(const std::string& request, std::string_view fault) {
+bool isRequested(const std::string& request, std::string_view fault) {
   const char* const wanted = std::getenv("EGRESS_FAULT");
   return wanted != nullptr && request + ":" + std::string(fault) == wanted;
 }
 
-bool isAsked(std::string_view fault) {
-  return isAsked(currentRequest, fault);
+bool isRequested(std::string_view fault) {
+  return isRequested(currentRequest, fault);
 }
 
 // libmnl's own function.
@@ -49,12 +50,12 @@ std::string nameOf(const nlmsghdr& message) {
   }
 }
 
-// A reply that is written here instead of by the kernel.
+// Builds a fake reply.
 class Reply {
  public:
   explicit Reply(void* buffer) : buffer_(static_cast<char*>(buffer)) {}
 
-  // Starts a message; `Payload` is its fixed part.
+  // Starts a message with `Payload` as its fixed-size header.
   template <typename Payload>
   Payload& add(int type) {
     message_ = mnl_nlmsg_put_header(buffer_ + size_);
@@ -83,18 +84,18 @@ class Reply {
   nlmsghdr* message_ = nullptr;
 };
 
-constexpr int kLoopback = 1;  // the interface index that it has in every network namespace
-constexpr std::uint32_t kNobody = 999999;
+constexpr int kLoopback = 1;  // its interface index in every network namespace
+constexpr std::uint32_t kUnknownIndex = 999999;
 
-// A part in front of what the kernel says; nothing for other faults.
-ssize_t addPart(void* buffer) {
+// Writes a part before the kernel's reply; returns 0 for other faults.
+ssize_t insertPart(void* buffer) {
   Reply reply(buffer);
-  if (isAsked("idle")) {
+  if (isRequested("noop")) {
     reply.add<int>(NLMSG_NOOP);
-  } else if (isAsked("other-family") && currentType == RTM_GETADDR) {
+  } else if (isRequested("other-family") && currentType == RTM_GETADDR) {
     reply.add<ifaddrmsg>(RTM_NEWADDR).ifa_family = AF_PHONET;
     reply.addAttribute(IFA_LOCAL, 1, &kLoopback);
-  } else if (isAsked("other-family") && currentType == RTM_GETROUTE) {
+  } else if (isRequested("other-family") && currentType == RTM_GETROUTE) {
     auto& route = reply.add<rtmsg>(RTM_NEWROUTE);
     route.rtm_family = AF_INET;
     route.rtm_type = RTN_UNICAST;
@@ -103,62 +104,62 @@ ssize_t addPart(void* buffer) {
   return reply.size();
 }
 
-// The replies that no kernel would give, or only one of another host; nothing for other faults.
-ssize_t inventReply(void* buffer) {
+// Writes a complete fake reply; returns 0 for other faults.
+ssize_t fakeReply(void* buffer) {
   Reply reply(buffer);
-  if (isAsked("refuse")) {
+  if (isRequested("error")) {
     reply.add<nlmsgerr>(NLMSG_ERROR).error = -EPERM;
     return reply.size();
   }
-  if (isAsked("lose")) {
+  if (isRequested("overrun")) {
     reply.add<int>(NLMSG_OVERRUN);
     return reply.size();
   }
-  if (isAsked("short")) {
+  if (isRequested("short")) {
     reply.add<std::uint16_t>(currentType);
     return reply.end();
   }
-  if (isAsked("states")) {
+  if (isRequested("states")) {
     for (std::uint8_t state = IF_OPER_UNKNOWN; state <= IF_OPER_UP + 1; ++state) {
       reply.add<ifinfomsg>(RTM_NEWLINK).ifi_index = state + 1;
       reply.addAttribute(IFLA_OPERSTATE, sizeof(state), &state);
     }
-    reply.add<ifinfomsg>(RTM_NEWLINK).ifi_index = 100;  // says nothing of its state
+    reply.add<ifinfomsg>(RTM_NEWLINK).ifi_index = 100;  // without a state
     return reply.end();
   }
-  const bool fromNobody =
-      isAsked("stranger") || (isAsked("stranger-once") && requests[currentRequest] == 1);
-  if (fromNobody || isAsked("short-address") || isAsked("no-address")) {
+  const bool hasUnknownInterface =
+      isRequested("unknown-interface") ||
+      (isRequested("unknown-interface-once") && requestCounts[currentRequest] == 1);
+  if (hasUnknownInterface || isRequested("short-address") || isRequested("no-address")) {
     auto& address = reply.add<ifaddrmsg>(RTM_NEWADDR);
     address.ifa_family = AF_INET;
-    address.ifa_index = fromNobody ? kNobody : kLoopback;
+    address.ifa_index = hasUnknownInterface ? kUnknownIndex : kLoopback;
     const in_addr value{};
-    const std::size_t size = fromNobody ? sizeof(value) : 2;
-    if (!isAsked("no-address")) reply.addAttribute(IFA_LOCAL, size, &value);
+    const std::size_t size = hasUnknownInterface ? sizeof(value) : 2;
+    if (!isRequested("no-address")) reply.addAttribute(IFA_LOCAL, size, &value);
     return reply.end();
   }
-  if (isAsked("no-interface") || isAsked("short-interface")) {
+  if (isRequested("no-interface") || isRequested("short-interface")) {
     auto& route = reply.add<rtmsg>(RTM_NEWROUTE);
     route.rtm_family = AF_INET;
     route.rtm_type = RTN_UNICAST;
-    if (isAsked("short-interface")) reply.addAttribute(RTA_OIF, 2, &kLoopback);
+    if (isRequested("short-interface")) reply.addAttribute(RTA_OIF, 2, &kLoopback);
     return reply.end();
   }
   return 0;
 }
 
-// Faults in what the kernel said.
-void spoil(void* buffer, ssize_t size) {
+// Modifies the kernel's reply.
+void corrupt(void* buffer, ssize_t size) {
   int left = static_cast<int>(size);
   for (auto* message = static_cast<nlmsghdr*>(buffer); mnl_nlmsg_ok(message, left);
        message = mnl_nlmsg_next(message, &left)) {
     const bool isEnd = message->nlmsg_type == NLMSG_DONE;
-    if (isAsked("interrupt") || (isAsked("interrupt-early") && !isEnd) ||
-
-        (isAsked("interrupt-once") && requests[currentRequest] == 1 && isEnd)) {
+    if (isRequested("interrupt") || (isRequested("interrupt-early") && !isEnd) ||
+        (isRequested("interrupt-once") && requestCounts[currentRequest] == 1 && isEnd)) {
       message->nlmsg_flags |= NLM_F_DUMP_INTR;
     }
-    if (isAsked("break") && isEnd) {
+    if (isRequested("late-error") && isEnd) {
       *static_cast<int*>(mnl_nlmsg_get_payload(message)) = -ENOMEM;
     }
   }
@@ -169,7 +170,7 @@ void spoil(void* buffer, ssize_t size) {
 extern "C" {
 
 mnl_socket* mnl_socket_open2(int bus, int flags) {
-  if (isAsked(bus == NETLINK_ROUTE ? "route" : "diag", "open")) {
+  if (isRequested(bus == NETLINK_ROUTE ? "route" : "diag", "open")) {
     errno = EPROTONOSUPPORT;
     return nullptr;
   }
@@ -177,7 +178,7 @@ mnl_socket* mnl_socket_open2(int bus, int flags) {
 }
 
 int mnl_socket_bind(mnl_socket* nl, unsigned groups, pid_t pid) {
-  if (isAsked("any", "bind")) {
+  if (isRequested("any", "bind")) {
     errno = EACCES;
     return -1;
   }
@@ -186,10 +187,10 @@ int mnl_socket_bind(mnl_socket* nl, unsigned groups, pid_t pid) {
 
 ssize_t mnl_socket_sendto(const mnl_socket* nl, const void* req, std::size_t siz) {
   currentRequest = nameOf(*static_cast<const nlmsghdr*>(req));
-  ++requests[currentRequest];
+  ++requestCounts[currentRequest];
   currentType = static_cast<const nlmsghdr*>(req)->nlmsg_type;
-  parts = 0;
-  if (isAsked("send")) {
+  partCount = 0;
+  if (isRequested("send")) {
     errno = EPERM;
     return -1;
   }
@@ -197,18 +198,18 @@ ssize_t mnl_socket_sendto(const mnl_socket* nl, const void* req, std::size_t siz
 }
 
 ssize_t mnl_socket_recvfrom(const mnl_socket* nl, void* buf, std::size_t siz) {
-  ++parts;
-  if (isAsked("receive") || (isAsked("receive-late") && parts > 1)) {
+  ++partCount;
+  if (isRequested("receive") || (isRequested("receive-late") && partCount > 1)) {
     errno = ENOBUFS;
     return -1;
   }
-  if (isAsked("end")) return 0;
-  if (parts == 1) {
-    if (const ssize_t added = addPart(buf); added != 0) return added;
+  if (isRequested("empty")) return 0;
+  if (partCount == 1) {
+    if (const ssize_t added = insertPart(buf); added != 0) return added;
   }
-  if (const ssize_t invented = inventReply(buf); invented != 0) return invented;
+  if (const ssize_t faked = fakeReply(buf); faked != 0) return faked;
   const ssize_t received = real(mnl_socket_recvfrom, "mnl_socket_recvfrom")(nl, buf, siz);
-  if (received > 0) spoil(buf, received);
+  if (received > 0) corrupt(buf, received);
   return received;
 }
 

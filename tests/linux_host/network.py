@@ -1,12 +1,12 @@
-"""Network namespaces with two uplinks, made anew and gone with the process that made them.
+"""Creates network namespaces with two uplinks. They last as long as the process that created them.
 
     engine (the client)                               server
     up1  10.1.0.2, 2001:db8:1::2  --- veth ---  10.1.0.1, 2001:db8:1::1
     up2  10.2.0.2, 2001:db8:2::2  --- veth ---  10.2.0.1, 2001:db8:2::1
-                                        lo:   203.0.113.10, 2001:db8:f::10: the endpoint
+                                        lo:   203.0.113.10, 2001:db8:f::10 (the endpoint)
 
-The default route of each family leaves through up1; a connection from an address of up2 leaves
-through up2, because a rule sends it to a table of its own.
+The default route of each family uses up1. A routing rule sends connections from addresses of up2
+through up2.
 """
 
 import ctypes
@@ -21,10 +21,10 @@ CLONE_NEWNET = 0x40000000
 
 ENDPOINT4 = "203.0.113.10"
 ENDPOINT6 = "2001:db8:f::10"
-PORT = 443  # connections stay
+PORT = 443  # the server keeps connections open
 CLOSING_PORT = 444  # the server closes them at once
 
-# Takes its lines apart: connects as each says, gives itself the name, and waits.
+# Opens a socket for each line of "KIND SOURCE TARGET PORT", sets the process name, and waits.
 CLIENT = r"""
 import socket, sys
 sockets = []
@@ -47,8 +47,8 @@ print("ready", flush=True)
 sys.stdin.read()
 """
 
-# Listens on all addresses, TCP over both families, and keeps what connects; or closes it at once
-# on a port with a "!" behind it.
+# Accepts TCP connections over both families on each port. If a "!" follows the port, closes them at
+# once.
 SERVER = r"""
 import socket, sys, threading
 def accept(listener, kept, keep):
@@ -65,11 +65,11 @@ sys.stdin.read()
 
 
 class NotPermitted(Exception):
-    """Network namespaces cannot be made here; the text says why."""
+    """Network namespaces cannot be created; the message gives the reason."""
 
 
 def command(*words):
-    """Runs a command; its output. A failure shows what it said."""
+    """Runs a command and returns its output. Raises its standard error if it fails."""
     done = subprocess.run(words, capture_output=True, text=True, check=False)
     if done.returncode != 0:
         raise RuntimeError(f"{' '.join(words)}: {done.stderr.strip()}")
@@ -77,7 +77,7 @@ def command(*words):
 
 
 _libc = ctypes.CDLL(None, use_errno=True)
-_paths = {}  # of the namespaces that this process holds open, by name
+_paths = {}  # paths of the namespaces that this process holds open, by name
 
 
 def unshare(flags):
@@ -85,9 +85,9 @@ def unshare(flags):
         raise RuntimeError(f"unshare: {os.strerror(ctypes.get_errno())}")
 
 
-def make_namespace(name):
-    """Moves this process into a new network namespace, and holds it open. It has no name that `ip`
-    could look up: that would need a mount, and in a chroot `ip netns exec` is refused."""
+def create_namespace(name):
+    """Moves this process into a new network namespace and holds it open. `ip netns` is not used: it
+    needs a mount, and `ip netns exec` fails in a chroot."""
     unshare(CLONE_NEWNET)
     _paths[name] = f"/proc/{os.getpid()}/fd/{os.open('/proc/self/ns/net', os.O_RDONLY)}"
 
@@ -100,21 +100,21 @@ def become_root_of_a_user_namespace():
             file.write(text)
 
 
-def make_namespaces(names):
+def create_namespaces(names):
     if os.getuid() != 0:
         become_root_of_a_user_namespace()
     for name in names:
-        make_namespace(name)
+        create_namespace(name)
         ip(name, "link set lo up")
 
 
-def why_not(names):
-    """Why a child of this process cannot make the namespaces, links and addresses; or nothing."""
+def creation_error(names):
+    """Creates namespaces, a link and an address in a child process; returns its error, or ""."""
     reader, writer = os.pipe()
     child = os.fork()
     if child == 0:
         try:
-            make_namespaces(names)
+            create_namespaces(names)
             ip(names[0], "link add probe type veth")
             ip(names[0], "address add 2001:db8::1/128 dev lo")
         except (OSError, RuntimeError) as error:
@@ -128,17 +128,17 @@ def why_not(names):
     return reason
 
 
-def leave_this_network(*names):
-    """Makes a network namespace for each name, with its loopback up; this process moves into the
-    last one. They go away with it. When they are not permitted, it stays where it is."""
-    reason = why_not(names)
+def enter_new_namespaces(*names):
+    """Creates a network namespace for each name, with the loopback up, and moves this process into the
+    last one. Raises NotPermitted, and does not move, if that is not possible."""
+    reason = creation_error(names)
     if reason:
         raise NotPermitted(reason)
-    make_namespaces(names)
+    create_namespaces(names)
 
 
 def inside(namespace):
-    """What runs a command in a namespace."""
+    """The prefix of a command that runs in a namespace."""
     return "nsenter", f"--net={_paths[namespace]}"
 
 
@@ -146,7 +146,7 @@ def ip(namespace, text):
     return command(*inside(namespace), "ip", *text.split())
 
 
-def make_uplink(number):
+def create_uplink(number):
     engine, server = f"10.{number}.0.2", f"10.{number}.0.1"
     engine6, server6 = f"2001:db8:{number}::2", f"2001:db8:{number}::1"
     name = f"up{number}"
@@ -159,9 +159,9 @@ def make_uplink(number):
     ip("engine", f"-6 route add default via {server6} dev {name} metric {100 * number}")
 
 
-def make_network():
-    make_uplink(1)
-    make_uplink(2)
+def create_network():
+    create_uplink(1)
+    create_uplink(2)
     for family, source, gateway in [("-4", "10.2.0.2", "10.2.0.1"),
                                     ("-6", "2001:db8:2::2", "2001:db8:2::1")]:
         ip("engine", f"{family} rule add from {source} table 200")
@@ -171,14 +171,14 @@ def make_network():
 
 
 def ordinals():
-    """The place of each interface of the engine's namespace among all of them, by index."""
+    """The ordinal of each interface of the engine's namespace, by name."""
     links = json.loads(ip("engine", "-json link show"))
     by_index = sorted(links, key=lambda link: link["ifindex"])
-    return {link["ifname"]: place for place, link in enumerate(by_index, start=1)}
+    return {link["ifname"]: ordinal for ordinal, link in enumerate(by_index, start=1)}
 
 
 def wait_for_state(name, state):
-    """Waits until the kernel has noticed the state of an interface of the engine's namespace."""
+    """Waits until an interface of the engine's namespace has an operational state."""
     for _ in range(1000):
         link, = json.loads(ip("engine", f"-json link show {name}"))
         if link["operstate"] == state:
@@ -188,7 +188,7 @@ def wait_for_state(name, state):
 
 
 class Program:
-    """A Python program in a namespace that says when it is ready, and ends when it is told to."""
+    """A Python program in a namespace. It prints "ready" and ends at the end of its standard input."""
 
     def __init__(self, namespace, text, *arguments, python=sys.executable):
         self.process = subprocess.Popen(
@@ -196,10 +196,10 @@ class Program:
             stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
         if self.process.stdout.readline() != "ready\n":
             self.end()
-            raise RuntimeError(f"a program in {namespace} did not get ready: {arguments}")
+            raise RuntimeError(f"a program in {namespace} did not start: {arguments}")
 
     @property
-    def number(self):
+    def pid(self):
         return self.process.pid
 
     def end(self):

@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""egress-report on a real network with two uplinks, in network namespaces made for it."""
+"""egress-report on a network with two uplinks, in network namespaces."""
 
 import json
 import os
@@ -24,21 +24,21 @@ def config(server, port):
 
 
 class NetworkTest(ProgramTest):
-    """A test in which a process named "engine" has connections."""
+    """A test with connections of a process named "engine"."""
 
     def connect(self, *lines, name="engine"):
-        """A process with a socket for each line of "KIND SOURCE TARGET PORT"; ends with the test."""
+        """Starts a process with a socket for each line of "KIND SOURCE TARGET PORT"."""
         client = Program("engine", CLIENT, name, *lines)
         self.addCleanup(client.end)
         return client
 
     def for_this_test(self, namespace, text, undo):
-        """Changes a namespace with ip, and changes it back at the end."""
+        """Changes a namespace with ip, and undoes that at the end of the test."""
         ip(namespace, text)
         self.addCleanup(ip, namespace, undo)
 
-    def diagnose(self, *arguments, server=ENDPOINT4, port=PORT, whose=("--process", "engine")):
-        return self.run_program(*whose, "--config", "-", *arguments, text=config(server, port),
+    def diagnose(self, *arguments, server=ENDPOINT4, port=PORT, process=("--process", "engine")):
+        return self.run_program(*process, "--config", "-", *arguments, text=config(server, port),
                                 before=network.inside("engine"))
 
     def assert_selected(self, result, uplink):
@@ -63,19 +63,19 @@ class SelectionTest(NetworkTest):
                                        ("up1", UP1_6, ENDPOINT6), ("up2", UP2_6, ENDPOINT6)]:
             with self.subTest(source=source):
                 client = self.connect(f"tcp {source} {server} {PORT}")
-                result = self.diagnose(server=server, whose=("--pid", client.number))
+                result = self.diagnose(server=server, process=("--pid", client.pid))
                 self.assert_selected(result, uplink)
                 self.assert_observed(result, uplink)
 
-    def test_the_system_picks_the_uplink_of_the_better_route(self):
+    def test_the_system_uses_the_route_with_the_lower_metric(self):
         self.connect(f"tcp 0.0.0.0 {ENDPOINT4} {PORT}")
         self.assert_selected(self.diagnose(), "up1")
 
-    def test_a_dual_stack_socket_that_talks_ipv4(self):
+    def test_a_dual_stack_socket_with_ipv4(self):
         self.connect(f"tcp ::ffff:{UP2} ::ffff:{ENDPOINT4} {PORT}")
         self.assert_selected(self.diagnose(), "up2")
 
-    def test_an_endpoint_written_as_mapped_is_another_one(self):
+    def test_an_ipv4_mapped_endpoint_does_not_match_ipv4(self):
         self.connect(f"tcp ::ffff:{UP2} ::ffff:{ENDPOINT4} {PORT}")
         result = self.diagnose(server=f"::ffff:{ENDPOINT4}")
         self.assert_not_selected(result, "NO_MATCHING_SOCKET")
@@ -91,13 +91,13 @@ class SelectionTest(NetworkTest):
         self.assert_not_selected(result, "MULTIPLE_MATCHING_SOCKET_INTERFACES")
         self.assert_observed(result, "up1", "up2")
 
-    def test_connections_elsewhere(self):
+    def test_connections_to_other_endpoints(self):
         self.connect(f"tcp {UP1} {ENDPOINT4} {OTHER_PORT}", f"tcp {UP2_6} {ENDPOINT6} {PORT}")
         result = self.diagnose()
         self.assert_not_selected(result, "NO_MATCHING_SOCKET")
         self.assert_observed(result, "up1", "up2")
 
-    def test_a_second_connection_elsewhere_changes_nothing(self):
+    def test_a_connection_to_another_endpoint_does_not_affect_the_selection(self):
         self.connect(f"tcp {UP1} {ENDPOINT4} {OTHER_PORT}", f"tcp {UP2} {ENDPOINT4} {PORT}")
         result = self.diagnose()
         self.assert_selected(result, "up2")
@@ -109,25 +109,25 @@ class SelectionTest(NetworkTest):
         self.assert_not_selected(result, "NO_MATCHING_SOCKET")
         self.assert_observed(result)
 
-    def test_udp_counts_once_it_is_connected(self):
+    def test_only_connected_udp_sockets_match(self):
         self.connect(f"udp {UP1} {ENDPOINT4} {PORT}")
         self.assert_selected(self.diagnose(), "up1")
         self.connect(f"udp {UP2_6} {ENDPOINT6} {PORT}", name="engine6")
-        self.assert_selected(self.diagnose(server=ENDPOINT6, whose=("--process", "engine6")), "up2")
+        self.assert_selected(self.diagnose(server=ENDPOINT6, process=("--process", "engine6")), "up2")
         self.connect(f"udp-unconnected {UP1} {ENDPOINT4} {PORT}", name="idle")
-        self.assert_not_selected(self.diagnose(whose=("--process", "idle")), "NO_MATCHING_SOCKET")
+        self.assert_not_selected(self.diagnose(process=("--process", "idle")), "NO_MATCHING_SOCKET")
 
-    def test_tcp_counts_from_its_handshake_until_it_is_gone(self):
+    def test_tcp_sockets_match_after_the_handshake_until_both_sides_are_closed(self):
         self.connect(f"tcp-half-closed {UP1} {ENDPOINT4} {PORT}")
         self.assert_selected(self.diagnose(), "up1")
         self.connect(f"tcp-closed-by-server {UP2} {ENDPOINT4} {CLOSING_PORT}", name="closed")
-        result = self.diagnose(port=CLOSING_PORT, whose=("--process", "closed"))
+        result = self.diagnose(port=CLOSING_PORT, process=("--process", "closed"))
         self.assert_selected(result, "up2")
-        nobody = "203.0.113.99"
-        self.connect(f"tcp-unanswered {UP1} {nobody} {PORT}", name="trying")
-        self.assertIn(nobody, network.command(*network.inside("engine"), "ss", "-tnH", "state",
+        unused = "203.0.113.99"
+        self.connect(f"tcp-unanswered {UP1} {unused} {PORT}", name="trying")
+        self.assertIn(unused, network.command(*network.inside("engine"), "ss", "-tnH", "state",
                                               "syn-sent"))
-        result = self.diagnose(server=nobody, whose=("--process", "trying"))
+        result = self.diagnose(server=unused, process=("--process", "trying"))
         self.assert_not_selected(result, "NO_MATCHING_SOCKET")
 
     def test_one_address_on_both_uplinks(self):
@@ -135,7 +135,7 @@ class SelectionTest(NetworkTest):
         self.for_this_test("engine", f"address add {UP1}/32 dev up2", f"address del {UP1}/32 dev up2")
         self.assert_not_selected(self.diagnose(), "ADDRESS_INTERFACE_AMBIGUOUS")
 
-    def test_an_address_that_went_away_under_a_connection(self):
+    def test_an_address_removed_after_connecting(self):
         self.for_this_test("engine", "address add 10.1.0.3/24 dev up1 nodad", "address flush to 10.1.0.3")
         self.connect(f"tcp 10.1.0.3 {ENDPOINT4} {PORT}")
         self.assert_selected(self.diagnose(), "up1")
@@ -144,7 +144,7 @@ class SelectionTest(NetworkTest):
         self.connect(f"tcp {UP1} {ENDPOINT4} {PORT}")
         self.assert_not_selected(self.diagnose(), "PARTIAL_SOCKET_SOURCE_MAPPING")
 
-    def test_a_link_between_two_hosts_counts_by_its_own_end(self):
+    def test_a_point_to_point_link_has_its_local_address(self):
         self.for_this_test("engine", "address add 10.9.0.1 peer 10.9.0.2 dev up2",
                            "address del 10.9.0.1 peer 10.9.0.2 dev up2")
         self.for_this_test("server", "route add 10.9.0.1 dev up2", "route del 10.9.0.1 dev up2")
@@ -157,7 +157,7 @@ class SelectionTest(NetworkTest):
         self.connect(f"tcp 2001:db8:9::1 {ENDPOINT6} {PORT}")
         self.assert_selected(self.diagnose(server=ENDPOINT6), "up1")
 
-    def test_explained_with_the_name_of_the_interface(self):
+    def test_explain_prints_the_interface_name(self):
         self.connect(f"tcp {UP2} {ENDPOINT4} {PORT}")
         result = self.diagnose("--explain")
         ordinal = network.ordinals()["up2"]
@@ -166,46 +166,46 @@ class SelectionTest(NetworkTest):
 
 
 class ProcessTest(NetworkTest):
-    def test_the_sockets_of_others_do_not_count(self):
+    def test_sockets_of_other_processes_are_ignored(self):
         self.connect(f"tcp {UP1} {ENDPOINT4} {PORT}", name="browser")
         engine = self.connect(f"tcp {UP2} {ENDPOINT4} {PORT}")
-        for whose in (("--process", "engine"), ("--pid", engine.number)):
-            result = self.diagnose(whose=whose)
+        for whose in (("--process", "engine"), ("--pid", engine.pid)):
+            result = self.diagnose(process=whose)
             self.assert_selected(result, "up2")
             self.assert_observed(result, "up2")
 
-    def test_all_processes_of_a_name_count(self):
+    def test_all_processes_with_the_name_are_used(self):
         self.connect(f"tcp {UP1} {ENDPOINT4} {PORT}")
         self.connect(f"tcp {UP2} {ENDPOINT4} {PORT}")
         self.assert_not_selected(self.diagnose(), "MULTIPLE_MATCHING_SOCKET_INTERFACES")
 
-    def test_a_part_of_a_name_is_another_name(self):
+    def test_the_whole_name_must_match(self):
         self.connect(f"tcp {UP1} {ENDPOINT4} {PORT}", name="engines")
         self.assert_cannot_run(self.diagnose(), "--process", "'engine'")
 
-    def test_a_long_name_is_that_of_the_program(self):
+    def test_a_truncated_name_matches_comm_only(self):
         self.connect(f"tcp {UP1} {ENDPOINT4} {PORT}", name="a-name-of-fifteen-and-more")
-        self.assert_selected(self.diagnose(whose=("--process", "a-name-of-fifte")), "up1")
-        self.assert_cannot_run(self.diagnose(whose=("--process", "a-name-of-fifteen-and-more")),
+        self.assert_selected(self.diagnose(process=("--process", "a-name-of-fifte")), "up1")
+        self.assert_cannot_run(self.diagnose(process=("--process", "a-name-of-fifteen-and-more")),
                                "'a-name-of-fifteen-and-more'")
 
-    def test_a_longer_name_is_that_of_the_file(self):
+    def test_a_long_name_matches_the_executable(self):
         if os.statvfs(self.folder).f_flag & os.ST_NOEXEC:
-            self.skipTest(f"programs in {self.folder} must not run: mounted noexec")
+            self.skipTest(f"{self.folder} is mounted noexec")
         program = self.folder / "a-program-of-a-long-name"
         shutil.copy(sys.executable, program)
         client = Program("engine", CLIENT, program.name, f"tcp {UP2} {ENDPOINT4} {PORT}",
                          python=program)
         self.addCleanup(client.end)
-        self.assert_selected(self.diagnose(whose=("--process", program.name)), "up2")
+        self.assert_selected(self.diagnose(process=("--process", program.name)), "up2")
         program.unlink()  # as an update does
-        self.assert_selected(self.diagnose(whose=("--process", program.name)), "up2")
+        self.assert_selected(self.diagnose(process=("--process", program.name)), "up2")
 
-    def test_a_process_of_another_network_namespace_is_refused(self):
+    def test_a_process_in_another_network_namespace_is_rejected(self):
         other = Program("server", CLIENT, "engine")
         self.addCleanup(other.end)
-        self.assert_cannot_run(self.diagnose(whose=("--pid", other.number)), "--pid",
-                               "another network namespace", f"--target {other.number}")
+        self.assert_cannot_run(self.diagnose(process=("--pid", other.pid)), "--pid",
+                               "another network namespace", f"--target {other.pid}")
         self.assert_cannot_run(self.diagnose(), "--process", "'engine'")
         self.connect(f"tcp {UP1} {ENDPOINT4} {PORT}")
         self.assert_selected(self.diagnose(), "up1")
@@ -219,14 +219,14 @@ class SnapshotTest(NetworkTest):
         self.assertEqual(result.error, "")
         return path.read_text(), result.report
 
-    def test_a_saved_snapshot_has_the_report_of_the_live_one(self):
+    def test_a_saved_snapshot_gives_the_report_of_the_live_one(self):
         self.connect(f"tcp {UP2} {ENDPOINT4} {PORT}", f"udp {UP1_6} {ENDPOINT6} {PORT}")
         for arguments in ([], ["--anonymize"]):
             text, report = self.saved(*arguments)
             self.assertEqual(report["selectionStatus"], "OK")
             self.assertEqual(self.diagnose_snapshot(text).report, report)
 
-    def test_an_anonymous_one_shows_nothing_of_this_network(self):
+    def test_an_anonymized_snapshot_contains_no_address_of_this_network(self):
         self.connect(f"tcp {UP2} {ENDPOINT4} {PORT}", f"tcp {UP1_6} {ENDPOINT6} {PORT}")
         text, _ = self.saved()
         for address in (UP2, ENDPOINT4, UP1_6, ENDPOINT6):
@@ -235,7 +235,7 @@ class SnapshotTest(NetworkTest):
         for address in (UP1, UP2, ENDPOINT4, UP1_6, UP2_6, ENDPOINT6, "10.", "fe80", "127."):
             self.assertNotIn(address, text)
 
-    def test_without_one_of_its_interfaces_it_is_inconsistent(self):
+    def test_a_snapshot_without_an_interface_is_inconsistent(self):
         self.connect(f"tcp {UP1} {ENDPOINT4} {PORT}")
         text, report = self.saved()
         self.assertEqual(report["defaultRoutesStatus"], "OK")
@@ -245,7 +245,7 @@ class SnapshotTest(NetworkTest):
         self.assertEqual(report["defaultRoutesStatus"], "SNAPSHOT_INCONSISTENT")
         self.assertEqual(report["selectionStatus"], "OK")
 
-    def test_interfaces_with_their_states_and_addresses(self):
+    def test_states_and_addresses_of_interfaces(self):
         self.connect()
         self.for_this_test("engine", "link add spare type veth peer name spare2", "link del spare")
         self.for_this_test("engine", "link set spare up", "link set spare down")
@@ -253,14 +253,14 @@ class SnapshotTest(NetworkTest):
             network.wait_for_state(name, state)
         text, report = self.saved()
         links = {link["ifname"]: link for link in json.loads(ip("engine", "-json address show"))}
-        # RFC 2863: 1 is up, 2 down, 4 unknown, 7 lower layer down.
+        # ifOperStatus of RFC 2863: 1 up, 2 down, 4 unknown, 7 lowerLayerDown.
         for name, status in [("lo", 4), ("up1", 1), ("spare", 7), ("spare2", 2)]:
             addresses = ",".join(info["local"] for info in links[name]["addr_info"])
             self.assertIn(f"\ninterface index={links[name]['ifindex']} operStatus={status} metric=0 "
                           f"addresses={addresses}\n", text)
         self.assertEqual(len(report["interfaces"]), len(links))
 
-    def test_a_mapped_address_is_saved_as_ipv4(self):
+    def test_an_ipv4_mapped_address_is_saved_as_ipv4(self):
         self.connect(f"tcp ::ffff:{UP1} ::ffff:{ENDPOINT4} {PORT}")
         text, _ = self.saved()
         self.assertRegex(text, rf"\nsocket localAddress={UP1} localPort=\d+ "
@@ -269,7 +269,7 @@ class SnapshotTest(NetworkTest):
 
 
 class RouteTest(NetworkTest):
-    # Family, interface and metric of each default route of the network as it is made.
+    # Family, interface and metric of the default routes of network.create_network().
     ROUTES = [(4, "up1", 100), (4, "up2", 200), (4, "up2", 0),
               (6, "up1", 100), (6, "up2", 200), (6, "up2", 1024)]
 
@@ -286,10 +286,10 @@ class RouteTest(NetworkTest):
                          Counter((family, ordinals[name], metric)
                                  for family, name, metric in expected))
 
-    def test_the_default_routes_of_all_tables(self):
+    def test_default_routes_of_all_tables(self):
         self.assert_routes(self.ROUTES)
 
-    def test_every_next_hop_is_a_row(self):
+    def test_each_next_hop_gives_a_row(self):
         for family, net in [("-4", "10.{}.0.1"), ("-6", "2001:db8:{}::1")]:
             hops = " ".join(f"nexthop via {net.format(number)} dev up{number} weight {number}"
                             for number in (1, 2))
@@ -297,7 +297,7 @@ class RouteTest(NetworkTest):
                                f"{family} route flush table 300")
         self.assert_routes(self.ROUTES + [(4, "up1", 7), (4, "up2", 7), (6, "up1", 7), (6, "up2", 7)])
 
-    def test_routes_that_lead_nowhere_are_left_out(self):
+    def test_routes_without_interface_are_ignored(self):
         for kind in ("unreachable", "blackhole", "prohibit", "throw"):
             for family in ("-4", "-6"):
                 self.for_this_test("engine", f"{family} route add {kind} default table 301",
@@ -305,7 +305,7 @@ class RouteTest(NetworkTest):
                 self.assert_routes(self.ROUTES)
                 ip("engine", f"{family} route flush table 301")
 
-    def test_routes_that_are_not_default_ones_are_left_out(self):
+    def test_other_routes_are_ignored(self):
         self.for_this_test("engine", "route add 0.0.0.0/1 dev up1", "route del 0.0.0.0/1 dev up1")
         self.for_this_test("engine", "-6 route add ::/1 dev up1", "-6 route del ::/1 dev up1")
         self.assert_routes(self.ROUTES)
@@ -317,30 +317,30 @@ class RouteTest(NetworkTest):
 
 
 class FailedRouteTest(NetworkTest):
-    def test_a_next_hop_object_that_the_kernel_does_not_resolve(self):
+    def test_a_next_hop_object_without_compat_mode(self):
         self.connect()
         setting = "/proc/sys/net/ipv4/nexthop_compat_mode"
         if not os.access(setting, os.W_OK):
-            self.skipTest(f"{setting} is not there, or read-only")
-        def resolve(value):
+            self.skipTest(f"{setting} does not exist or is read-only")
+        def set_compat_mode(value):
             network.command(*network.inside("engine"), "sh", "-c", f"echo {value} >{setting}")
-        resolve(0)
-        self.addCleanup(resolve, 1)
+        set_compat_mode(0)
+        self.addCleanup(set_compat_mode, 1)
         self.for_this_test("engine", "nexthop add id 5 via 10.1.0.1 dev up1", "nexthop del id 5")
         self.for_this_test("engine", "route add default table 303 nhid 5", "route flush table 303")
         result = self.diagnose()
         self.assertEqual(result.report["defaultRoutesStatus"], "ROUTE_ENUM_FAILED")
         self.assertEqual(result.report["interfacesStatus"], "OK")
-        self.assertEqual(result.error, "egress-report: routes: a default route names no interface\n")
+        self.assertEqual(result.error, "egress-report: routes: a default route has no interface\n")
 
 
 if __name__ == "__main__":
     try:
-        network.leave_this_network("engine", "server")
+        network.enter_new_namespaces("engine", "server")
     except network.NotPermitted as reason:
-        print(f"skipped: network namespaces cannot be made here: {reason}")
+        print(f"skipped: cannot create network namespaces: {reason}")
         sys.exit(0)
-    network.make_network()
+    network.create_network()
     listener = Program("server", SERVER, PORT, OTHER_PORT, f"{CLOSING_PORT}!")
     try:
         unittest.main(verbosity=2)  # with the reason of each skip

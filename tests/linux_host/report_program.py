@@ -1,4 +1,4 @@
-"""Runs egress-report and holds every report that it prints against docs/report.schema.json."""
+"""Runs egress-report and validates every report that it prints against docs/report.schema.json."""
 
 import json
 import os
@@ -13,10 +13,10 @@ SOURCE_DIR = Path(os.environ["EGRESS_SOURCE_DIR"])
 PROGRAM = os.environ["EGRESS_REPORT_PROGRAM"]
 SCHEMA = json.loads((SOURCE_DIR / "docs/report.schema.json").read_text())
 
-# What a host without anything looks like, but for the last line; other snapshots begin with it.
+# The header of a saved snapshot; with the line "end" added, it is a complete one.
 EMPTY_SNAPSHOT = "egress-snapshot version=1\n"
 
-# A host whose engine has one connection to its endpoint.
+# The engine has one connection to its endpoint.
 HEALTHY_SNAPSHOT = EMPTY_SNAPSHOT + """\
 config status=OK autoDetectInterface=true
 outbound tag=proxy type=shadowsocks hasServer=true server=198.51.100.10 portSpecified=true ports=443
@@ -29,21 +29,21 @@ socket localAddress=10.0.0.7 localPort=51000 remoteAddress=198.51.100.10 remoteP
 _validator = jsonschema.Draft202012Validator(SCHEMA)
 
 
-def complaints(report):
-    """What is wrong with a report in the eyes of the schema; it cannot say in which order members
-    stand, so that is compared with the order of its own."""
+def schema_errors(report):
+    """Validates a report. A schema cannot define the order of members, so that is compared with the
+    order of the schema's properties."""
     found = [error.message for error in _validator.iter_errors(report)]
     for members, described in [(report, SCHEMA)] + [
             (row, SCHEMA["properties"][key]["items"])
             for key, rows in report.items() if isinstance(rows, list) for row in rows]:
         order = [key for key in described["properties"] if key in members]
         if list(members) != order:
-            found.append(f"members in the order {list(members)}")
+            found.append(f"wrong order of members: {list(members)}")
     return found
 
 
 class Result:
-    """How a run of the program ended, and what it printed."""
+    """The exit status and the output of a run."""
 
     def __init__(self, status, output, error):
         self.status = status
@@ -56,7 +56,7 @@ class Result:
 
 
 class ProgramTest(unittest.TestCase):
-    """A test that runs egress-report, with a folder for its files."""
+    """A test that runs egress-report, with a temporary directory for its files."""
 
     maxDiff = None
 
@@ -71,29 +71,29 @@ class ProgramTest(unittest.TestCase):
         return path
 
     def run_program(self, *arguments, text="", program=PROGRAM, before=(), **options):
-        """Runs the program with standard input `text`; `before` is the command that runs it."""
+        """Runs the program with `text` as standard input; `before` is a command prefix."""
         process = subprocess.run([*before, program, *map(str, arguments)], input=text,
                                  capture_output=True, encoding="utf-8",
                                  errors="surrogateescape", check=False, **options)
         result = Result(process.returncode, process.stdout, process.stderr)
         if result.output.startswith("{"):
-            self.assertEqual(complaints(result.report), [], result.output)
+            self.assertEqual(schema_errors(result.report), [], result.output)
             self.assertTrue(result.output.endswith("}\n"))
         return result
 
     def diagnose_snapshot(self, content, *arguments, **options):
-        """Runs the program on a saved snapshot, whose last line may be left out."""
+        """Runs the program on a saved snapshot; adds the line "end" if it is missing."""
         if not content.endswith("\nend\n"):
             content += "end\n"
         return self.diagnose_raw_snapshot(content, *arguments, **options)
 
     def diagnose_raw_snapshot(self, content, *arguments, **options):
-        """The same with the text, or the bytes, as they are."""
+        """Runs the program on a saved snapshot, text or bytes, as it is."""
         return self.run_program("--snapshot", self.file("given.snapshot", content), *arguments,
                                 **options)
 
     def assert_cannot_run(self, result, *parts):
-        """One line on standard error that says what and where, and nothing else."""
+        """The only output is one line on standard error that contains `parts`."""
         self.assertEqual(result.output, "")
         self.assertRegex(result.error, r"\Aegress-report: [^\n]+\n\Z")
         for part in parts:

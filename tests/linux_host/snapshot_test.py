@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""Saved snapshots: written, read back, made anonymous, and refused when they are none."""
+"""Saving, reading, anonymizing and rejecting snapshots."""
 
 import ipaddress
 import re
@@ -7,7 +7,7 @@ import unittest
 
 from report_program import EMPTY_SNAPSHOT, HEALTHY_SNAPSHOT, ProgramTest
 
-# Every record with every field, and bytes of every kind in the texts.
+# Every record with every field, and special characters in texts.
 FULL_SNAPSHOT = """\
 egress-snapshot version=1
 config status=OK autoDetectInterface=true
@@ -56,7 +56,7 @@ DOCUMENTATION = [ipaddress.ip_network(prefix) for prefix in
 
 
 def fields_of(snapshot):
-    """All KEY, VALUE pairs of a snapshot's text, in their order."""
+    """All (KEY, VALUE) pairs of a snapshot's text, in order."""
     return re.findall(r" (\w+)=(\S*)", snapshot)
 
 
@@ -68,20 +68,20 @@ def addresses_in(snapshot):
 
 class SavedTest(ProgramTest):
     def save(self, snapshot, *arguments):
-        """The text that is saved of a snapshot, and the report of it."""
+        """Saves a snapshot; returns the saved text and the report."""
         saved = self.folder / "saved.snapshot"
         result = self.diagnose_snapshot(snapshot, "--save-snapshot", saved, *arguments)
         self.assertEqual(result.error, "")
         return saved.read_text(), result.report
 
-    def test_a_snapshot_is_saved_as_it_was(self):
+    def test_a_snapshot_is_saved_unchanged(self):
         self.assertEqual(self.save(FULL_SNAPSHOT)[0], FULL_SNAPSHOT + "end\n")
 
-    def test_a_snapshot_is_for_the_eyes_of_its_owner(self):
+    def test_only_the_owner_can_read_a_saved_snapshot(self):
         self.save(FULL_SNAPSHOT)
         self.assertEqual((self.folder / "saved.snapshot").stat().st_mode & 0o777, 0o600)
 
-    def test_what_is_left_out_has_its_default(self):
+    def test_omitted_fields_have_defaults(self):
         saved, report = self.save(EMPTY_SNAPSHOT)
         self.assertEqual(saved, EMPTY_SNAPSHOT + "config status=NO_CONFIG autoDetectInterface=false\n"
                          "hint tag=\nadapters enumFailed=false\nroutes enumFailed=false\n"
@@ -94,15 +94,15 @@ class SavedTest(ProgramTest):
         self.assertEqual(self.save(EMPTY_SNAPSHOT + "route metric=3 family=4\n"),
                          self.save(EMPTY_SNAPSHOT + "route family=4 metric=3\n"))
 
-    def test_ends_of_lines_as_of_another_system_do_not_matter(self):
+    def test_crlf_is_accepted(self):
         windows = (HEALTHY_SNAPSHOT + "end\n").replace("\n", "\r\n").encode()
         self.assertEqual(self.diagnose_raw_snapshot(windows).report,
                          self.diagnose_snapshot(HEALTHY_SNAPSHOT).report)
 
-    def test_bytes_may_be_encoded_with_small_letters_and_without_need(self):
+    def test_percent_encoding_accepts_lower_case_and_printable_bytes(self):
         self.assertIn("hint tag=%C3%A9a\n", self.save(EMPTY_SNAPSHOT + "hint tag=%c3%A9%61\n")[0])
 
-    def test_configuration_answers_and_hint_are_saved_with_it(self):
+    def test_configuration_answers_and_hint_are_saved(self):
         config = self.file("config.json", '{"route": {"auto_detect_interface": true}, "outbounds": ['
                            '{"tag": "proxy", "type": "selector"}, {"tag": "x", "type": "urltest"},'
                            '{"tag": "n 1", "type": "direct", "server_port": 7}]}')
@@ -118,9 +118,9 @@ class SavedTest(ProgramTest):
         self.assertEqual(self.diagnose_snapshot(saved).report, report)
 
 
-class AnonymousTest(SavedTest):
+class AnonymizeTest(SavedTest):
     def anonymize(self, snapshot):
-        """The anonymous text; its report is the same."""
+        """Anonymizes a snapshot and checks that the report is the same; returns the text."""
         saved, report = self.save(snapshot, "--anonymize")
         self.assertEqual(self.diagnose_snapshot(saved).report, report)
         self.assertEqual(self.diagnose_snapshot(snapshot).report, report)
@@ -128,13 +128,13 @@ class AnonymousTest(SavedTest):
 
     def test_the_report_stays_the_same(self):
         report = self.diagnose_snapshot(SELECTED_SNAPSHOT).report
-        self.assertEqual(report["selectionStatus"], "OK")  # of 7 and 40 it is the second one
+        self.assertEqual(report["selectionStatus"], "OK")  # 40 is the second of 7 and 40
         self.assertEqual(report["selectedInterfaceOrdinal"], 2)
         self.assertTrue(report["selectorHintStale"])
         self.assertEqual(report["defaultRoutesStatus"], "SNAPSHOT_INCONSISTENT")
         self.anonymize(SELECTED_SNAPSHOT)
         for number, line in enumerate(SELECTED_SNAPSHOT.splitlines(keepends=True)):
-            if number > 0:  # without any one of its records
+            if number > 0:  # without this record
                 self.anonymize(SELECTED_SNAPSHOT.replace(line, ""))
 
     def assert_documentation(self, addresses):
@@ -142,12 +142,12 @@ class AnonymousTest(SavedTest):
             parsed = ipaddress.ip_address(address)
             self.assertTrue(any(parsed in network for network in DOCUMENTATION), address)
 
-    def test_every_address_is_a_documentation_one_or_a_name_of_no_host(self):
+    def test_every_address_is_a_documentation_address_or_an_example_name(self):
         addresses = addresses_in(self.anonymize(SELECTED_SNAPSHOT))
         self.assertEqual(addresses.count("host-1.example"), 1)
         self.assert_documentation(address for address in addresses if address != "host-1.example")
 
-    def test_names_are_numbered_as_they_come(self):
+    def test_names_are_numbered_by_first_occurrence(self):
         saved = self.anonymize(EMPTY_SNAPSHOT + "outbound tag=a detour=b server=x.net\n"
                                "outbound tag=b detour=a server=y.net\noutbound server=x.net\n"
                                "hint tag=c\n")
@@ -158,7 +158,7 @@ class AnonymousTest(SavedTest):
                           ("tag", ""), ("detour", ""), ("server", "host-1.example"),
                           ("tag", "tag-3")])
 
-    def test_equal_addresses_stay_equal_and_others_different_family_by_family(self):
+    def test_equality_and_family_of_addresses_are_preserved(self):
         before = [ipaddress.ip_address(address) if ":" in address or address[0].isdigit() else address
                   for address in addresses_in(SELECTED_SNAPSHOT)]
         after = addresses_in(self.anonymize(SELECTED_SNAPSHOT))
@@ -169,24 +169,24 @@ class AnonymousTest(SavedTest):
             self.assertEqual(getattr(old, "version", 0), 0 if new.endswith(".example")
                              else ipaddress.ip_address(new).version)
 
-    def test_texts_of_one_address_become_one(self):
+    def test_spellings_of_one_address_become_equal(self):
         saved = self.anonymize(EMPTY_SNAPSHOT + "interface addresses=[FD00:0::7],fd00::7%25eth0\n")
         first, second = addresses_in(saved)
         self.assertEqual(first, second)
 
-    def test_indexes_keep_their_order_and_nothing_else(self):
+    def test_indexes_become_ranks(self):
         def indexes(text):
             return [int(value) for key, value in fields_of(text)
                     if key in ("index", "interfaceIndex")]
         self.assertEqual(indexes(SELECTED_SNAPSHOT), [40, 7, 40, 40, 39])
         self.assertEqual(indexes(self.anonymize(SELECTED_SNAPSHOT)), [3, 1, 3, 3, 2])
 
-    def test_no_name_tag_or_address_of_the_host_is_left(self):
+    def test_no_name_tag_or_address_is_left(self):
         saved = self.anonymize(SELECTED_SNAPSHOT)
         for secret in ["Tokyo", "Osaka", "Kyoto", "osaka.example.net"] + addresses_in(SELECTED_SNAPSHOT):
             self.assertNotIn(secret, saved)
 
-    def test_ports_metrics_states_and_types_stay(self):
+    def test_ports_metrics_states_and_types_are_kept(self):
         keys = ("type", "transportType", "hasTransport", "hasServer", "portSpecified",
                 "portMalformed", "portHopping", "ports", "localPort", "remotePort", "metric",
                 "operStatus", "family", "status", "autoDetectInterface", "enumFailed")
@@ -195,7 +195,7 @@ class AnonymousTest(SavedTest):
         for snapshot in (SELECTED_SNAPSHOT, FULL_SNAPSHOT):
             self.assertEqual(kept(self.anonymize(snapshot)), kept(self.save(snapshot)[0]))
 
-    def test_types_that_are_not_known_are_as_good_as_any(self):
+    def test_unknown_types_are_replaced(self):
         types = ["selector", "urltest", "direct", "block", "dns", "vmess", "vless", "trojan",
                  "anytls", "shadowsocks", "hysteria", "hysteria2", "tuic", "", "alice", "ws"]
         transports = ["ws", "grpc", "http", "quic", "", "vpn.corp.example.net", "vless"]
@@ -207,115 +207,121 @@ class AnonymousTest(SavedTest):
         self.assertEqual([value for key, value in saved if key == "transportType"],
                          [""] * len(types) + transports[:-2] + ["other"] * 2)
 
-    def test_an_anonymous_snapshot_stays_as_it_is(self):
+    def test_anonymizing_twice_changes_nothing(self):
         saved = self.anonymize(HEALTHY_SNAPSHOT)
         self.assertEqual(self.anonymize(saved), saved)
 
-    def test_more_addresses_than_documentation_has(self):
+    def test_more_addresses_than_documentation_addresses(self):
         many = "".join(f"socket localAddress=10.0.{i // 256}.{i % 256} localPort=1 "
                        f"remoteAddress=11.0.{i // 256}.{i % 256} remotePort=443\n"
                        for i in range(1000))
         saved = self.anonymize(HEALTHY_SNAPSHOT + many)
-        # All but the one that many adapters would share, and the one of IPv6.
+        # All except the one shared by adapter addresses, plus one IPv6 address.
         self.assertEqual(len(set(addresses_in(saved))), 767 + 1)
         self.assert_documentation(addresses_in(saved))
-        # The same with the endpoint far behind them.
+        # The same with the endpoint's socket last.
         head, _, socket = HEALTHY_SNAPSHOT.rpartition("socket ")
         self.anonymize(head + many + "socket " + socket)
 
-    def test_more_ipv6_addresses_than_a_group_of_16_bits_counts(self):
+    def test_more_than_65536_ipv6_addresses(self):
         many = "".join(f"socket localAddress=fd00::{i >> 16:x}:{i & 0xffff:x}\n"
                        for i in range(66000))
         saved = self.anonymize(EMPTY_SNAPSHOT + many)
         self.assertEqual(len(set(addresses_in(saved))), 66000)
         self.assert_documentation(addresses_in(saved))
 
-    def test_sources_come_before_the_other_addresses_of_adapters(self):
+    def test_source_addresses_precede_other_adapter_addresses(self):
         adapters = "".join(f"interface index={i} addresses=10.1.{i // 256}.{i % 256}\n"
                            for i in range(20, 1000))
         socket = "socket localAddress=10.1.3.200 remoteAddress=198.51.100.10 remotePort=443\n"
         self.anonymize(HEALTHY_SNAPSHOT + adapters + socket)
         unmapped = socket.replace("10.1.3.200", "10.9.9.9")
         self.anonymize(HEALTHY_SNAPSHOT + adapters + unmapped)
-        for count in range(755, 775):  # around the number of addresses that there are
+        for count in range(755, 775):  # around the number of documentation addresses
             self.anonymize(HEALTHY_SNAPSHOT + "".join(adapters.splitlines(True)[:count]) + unmapped)
 
-    def test_more_sources_than_documentation_has_addresses_are_refused(self):
+    def test_more_sources_than_documentation_addresses_are_rejected(self):
         many = "".join(f"interface index={i} addresses=10.1.{i // 256}.{i % 256}\n"
                        f"socket localAddress=10.1.{i // 256}.{i % 256}\n" for i in range(20, 1000))
         saved = self.folder / "saved.snapshot"
         result = self.diagnose_snapshot(HEALTHY_SNAPSHOT + many, "--anonymize", "--save-snapshot", saved)
-        self.assert_cannot_run(result, "--anonymize", "more IPv4 addresses")
+        self.assert_cannot_run(result, "--anonymize", "more IPv4 source addresses")
         self.assertFalse(saved.exists())
 
 
-class RefusedTest(ProgramTest):
-    def refuse(self, snapshot, *parts):
+class RejectedTest(ProgramTest):
+    def reject(self, snapshot, *parts):
         self.assert_cannot_run(self.diagnose_raw_snapshot(snapshot), "--snapshot", "given.snapshot",
                                *parts)
 
-    def test_text_without_its_end(self):
-        self.refuse(EMPTY_SNAPSHOT, "line 1: ", "cut off", "'end'")
-        self.refuse(HEALTHY_SNAPSHOT, "line 7: ", "cut off", "'end'")
-        self.refuse(HEALTHY_SNAPSHOT + "en", "line 8: 'en' is no record")
+    def test_truncated_text(self):
+        self.reject(EMPTY_SNAPSHOT, "line 1: ", "truncated", "'end'")
+        self.reject(HEALTHY_SNAPSHOT, "line 7: ", "truncated", "'end'")
+        self.reject(HEALTHY_SNAPSHOT + "en", "line 8: unknown record 'en'")
 
-    def test_text_behind_its_end(self):
-        self.refuse(EMPTY_SNAPSHOT + "end\nhint tag=x\n", "line 3: something stands behind the end")
-        self.refuse(EMPTY_SNAPSHOT + "end\nend\n", "line 3: something stands behind the end")
+    def test_lines_after_the_end(self):
+        self.reject(EMPTY_SNAPSHOT + "end\nhint tag=x\n", "line 3: unexpected line after 'end'")
+        self.reject(EMPTY_SNAPSHOT + "end\nend\n", "line 3: unexpected line after 'end'")
 
-    def test_a_second_record_of_a_kind_that_stands_once(self):
+    def test_duplicate_records(self):
         for record in ("config", "hint", "adapters", "routes", "sockets"):
-            self.refuse(EMPTY_SNAPSHOT + f"{record}\n{record}\n", f"line 3: '{record}'", "twice")
+            self.reject(EMPTY_SNAPSHOT + f"{record}\n{record}\n",
+                        f"line 3: duplicate record '{record}'")
 
-    def test_text_of_another_kind(self):
+    def test_other_text(self):
         for text in ("", "\n", "{}", "egress-snapshot version=2\n", " " + EMPTY_SNAPSHOT):
-            self.refuse(text, "line 1: ")
+            self.reject(text, "line 1: expected 'egress-snapshot version=1'")
 
-    def test_an_unknown_record_names_its_line(self):
-        self.refuse(HEALTHY_SNAPSHOT + "adapter index=1\n", "line 8: 'adapter' is no record")
+    def test_an_unknown_record(self):
+        self.reject(HEALTHY_SNAPSHOT + "adapter index=1\n", "line 8: unknown record 'adapter'")
 
     def test_an_unknown_field(self):
-        self.refuse(EMPTY_SNAPSHOT + "interface name=eth0\n", "line 2: 'name' is no field")
+        self.reject(EMPTY_SNAPSHOT + "interface name=eth0\n",
+                    "line 2: unknown or duplicate field 'name'")
 
-    def test_a_repeated_field(self):
-        self.refuse(EMPTY_SNAPSHOT + "interface index=1 index=2\n", "line 2: 'index'", "twice")
+    def test_a_duplicate_field(self):
+        self.reject(EMPTY_SNAPSHOT + "interface index=1 index=2\n",
+                    "line 2: unknown or duplicate field 'index'")
 
     def test_a_field_without_a_value(self):
-        self.refuse(EMPTY_SNAPSHOT + "interface index\n", "line 2: 'index'", "KEY=VALUE")
+        self.reject(EMPTY_SNAPSHOT + "interface index\n", "line 2: 'index'", "KEY=VALUE")
 
-    def test_two_blanks(self):
-        self.refuse(EMPTY_SNAPSHOT + "interface  index=1\n", "line 2: ''", "KEY=VALUE")
+    def test_two_spaces(self):
+        self.reject(EMPTY_SNAPSHOT + "interface  index=1\n", "line 2: ''", "KEY=VALUE")
 
-    def test_numbers_that_do_not_fit(self):
+    def test_invalid_numbers(self):
         for field in ("interface index=-1", "interface index=4294967296", "interface index=",
                       "interface index=1x", "interface index=+1", "interface operStatus=2147483648",
                       "socket localPort=0x10", "outbound ports=1,x"):
-            self.refuse(EMPTY_SNAPSHOT + field + "\n", "line 2: ", "is no number that fits here")
+            self.reject(EMPTY_SNAPSHOT + field + "\n", "line 2: ", "is not a number in range")
 
-    def test_words_that_are_none(self):
+    def test_invalid_words(self):
         for field in ("config status=FINE", "config status=ok", "answer status=OK"):
-            self.refuse(EMPTY_SNAPSHOT + field + "\n", "line 2: ", "is no status that is known here")
-        self.refuse(EMPTY_SNAPSHOT + "adapters enumFailed=1\n", "line 2: '1'", "'true' or 'false'")
+            self.reject(EMPTY_SNAPSHOT + field + "\n", "line 2: unknown status ")
+        self.reject(EMPTY_SNAPSHOT + "adapters enumFailed=1\n", "line 2: '1'", "'true' or 'false'")
 
-    def test_encodings_that_are_none(self):
+    def test_invalid_percent_encodings(self):
         for text in ("%", "%4", "%4g", "%g4", "a%", "%-1", "%+1"):
-            self.refuse(EMPTY_SNAPSHOT + f"hint tag={text}\n", "line 2: ", "percent-encoded byte")
+            self.reject(EMPTY_SNAPSHOT + f"hint tag={text}\n", "line 2: ",
+                        "is not a percent-encoded byte")
 
-    def test_what_is_shown_of_a_hostile_file_is_harmless_and_short(self):
-        self.refuse(EMPTY_SNAPSHOT + "\x1b[2J\x07\n", "line 2: '%1B[2J%07'")
-        self.refuse(EMPTY_SNAPSHOT + "x" * 100000 + "\n", "line 2: '" + "x" * 40 + "...'")
-        self.refuse(EMPTY_SNAPSHOT + "x" * 40 + "\n", "line 2: '" + "x" * 40 + "' ")
+    def test_messages_encode_and_truncate_values(self):
+        self.reject(EMPTY_SNAPSHOT + "\x1b[2J\x07\n", "line 2: unknown record '%1B[2J%07'")
+        self.reject(EMPTY_SNAPSHOT + "x" * 100000 + "\n",
+                    "line 2: unknown record '" + "x" * 40 + "...'\n")
+        self.reject(EMPTY_SNAPSHOT + "x" * 40 + "\n",
+                    "line 2: unknown record '" + "x" * 40 + "'\n")
 
-    def test_every_cut_is_refused(self):
-        snapshot = HEALTHY_SNAPSHOT + "hint tag=%C3%A9\nend"  # a last end of line is not missed
+    def test_every_prefix_is_rejected(self):
+        snapshot = HEALTHY_SNAPSHOT + "hint tag=%C3%A9\nend"  # the last newline is optional
         self.assertEqual(self.diagnose_raw_snapshot(snapshot).error, "")
         for size in range(len(snapshot)):
-            self.refuse(snapshot[:size], "line ")
+            self.reject(snapshot[:size], "line ")
 
-    def test_any_bytes_give_one_line(self):
+    def test_binary_data_gives_one_line(self):
         for content in (bytes(range(256)), b"\x00" * 1000, b"\xff\xfe" * 10,
                         EMPTY_SNAPSHOT.encode() + bytes(range(256))):
-            self.refuse(content)
+            self.reject(content)
 
 
 if __name__ == "__main__":

@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""docs/status-words.md, docs/report.schema.json and --explain, held against the declared words."""
+"""Compares docs/status-words.md, docs/report.schema.json and --explain with the declared words."""
 
 import copy
 import json
@@ -9,7 +9,7 @@ import subprocess
 import unittest
 
 from report_program import (EMPTY_SNAPSHOT, HEALTHY_SNAPSHOT, SCHEMA, SOURCE_DIR, ProgramTest,
-                            complaints)
+                            schema_errors)
 
 PAGE = (SOURCE_DIR / "docs/status-words.md").read_text()
 LABELS = ["Means", "Usual cause", "What to do", "Smallest input"]
@@ -17,7 +17,7 @@ ROUTE_STATUS = "defaultRoutes[].interfaceOrdinalStatus"
 
 
 def declared_words():
-    """The words of each key, from the library."""
+    """The library's words by key."""
     printed = subprocess.run([os.environ["EGRESS_DECLARED_WORDS"]], capture_output=True, text=True,
                              check=True).stdout
     words = {}
@@ -27,24 +27,24 @@ def declared_words():
     return words
 
 
-def sections(text, marks):
-    """The sections below the headings of one level, by their names in code type."""
-    parts = re.split(rf"^{marks} `(.*)`$", text, flags=re.MULTILINE)
+def sections(text, level):
+    """The sections of one heading level, by the name in backquotes."""
+    parts = re.split(rf"^{level} `(.*)`$", text, flags=re.MULTILINE)
     return dict(zip(parts[1::2], parts[2::2], strict=True))
 
 
 EXPLAINED = {key: sections(text, "###") for key, text in sections(PAGE, "##").items()}
 DECLARED = declared_words()
-BOOLEAN = {"selectorHintStale": ["false", "true"]}  # explained although it is no status
+BOOLEAN = {"selectorHintStale": ["false", "true"]}  # explained although it is not a status
 
 
 def blocks(section):
-    """What each fenced block of a section is, and its text."""
+    """The kind and the text of each fenced block of a section."""
     return re.findall(r"^```\w+ (.*)\n((?:.*\n)*?)```$", section, flags=re.MULTILINE)
 
 
 def arguments_for(test, section):
-    """The options of egress-report for the input that a section shows."""
+    """The options of egress-report for the input in a section."""
     arguments = ["--snapshot", test.file("default.snapshot", EMPTY_SNAPSHOT + "end\n")]
     for kind, text in blocks(section):
         match kind.split():
@@ -55,16 +55,16 @@ def arguments_for(test, section):
             case ["snapshot"]:
                 arguments[1] = test.file("shown.snapshot", text)
             case _:
-                test.fail(f"a block marked as {kind}")
+                test.fail(f"unknown kind of block: {kind}")
     return arguments
 
 
 class PageTest(ProgramTest):
-    def test_the_page_explains_exactly_the_declared_words_in_their_order(self):
+    def test_the_page_has_exactly_the_declared_words_in_order(self):
         self.assertEqual({key: list(words) for key, words in EXPLAINED.items()},
                          DECLARED | BOOLEAN)
 
-    def test_no_heading_stands_twice(self):
+    def test_no_heading_is_duplicate(self):
         count = sum(len(words) for words in EXPLAINED.values()) + len(EXPLAINED)
         self.assertEqual(len(re.findall("^###? ", PAGE, flags=re.MULTILINE)), count)
 
@@ -78,7 +78,7 @@ class PageTest(ProgramTest):
                         self.assertRegex(section, rf"\n\n\*\*{label}:\*\* [\w`][^*]*\.\n\n")
                     self.assertGreaterEqual(len(blocks(section)), 1)
 
-    def test_every_smallest_input_gives_its_word(self):
+    def test_every_smallest_input_produces_its_word(self):
         for key, words in EXPLAINED.items():
             for word, section in words.items():
                 with self.subTest(key=key, word=word):
@@ -94,13 +94,13 @@ class PageTest(ProgramTest):
 
 
 def shown_report():
-    """The report that the README shows."""
+    """The report in README.md."""
     readme = (SOURCE_DIR / "README.md").read_text()
     return json.loads(re.search(r"```json\n(.*?)```", readme, flags=re.DOTALL).group(1))
 
 
 class SchemaTest(unittest.TestCase):
-    def test_its_word_lists_are_the_declared_ones(self):
+    def test_has_the_declared_words(self):
         properties = SCHEMA["properties"]
         route = properties["defaultRoutes"]["items"]["properties"]
         found = {key: value["enum"] for key, value in properties.items() if "enum" in value}
@@ -108,11 +108,11 @@ class SchemaTest(unittest.TestCase):
                   if "enum" in value}
         self.assertEqual(found, DECLARED)
 
-    def test_it_accepts_the_report_that_the_readme_shows(self):
-        self.assertEqual(complaints(shown_report()), [])
+    def test_accepts_the_report_in_the_readme(self):
+        self.assertEqual(schema_errors(shown_report()), [])
 
-    def test_it_refuses_what_is_no_report(self):
-        """Each change makes something of a good report that the library never returns."""
+    def test_rejects_invalid_reports(self):
+        """Each change turns a valid report into one that the library never returns."""
         good = shown_report()
         def removed(report, *path):
             for step in path[:-1]:
@@ -167,13 +167,13 @@ class SchemaTest(unittest.TestCase):
             report = copy.deepcopy(good)
             change(report)
             with self.subTest(number=number, report=report):
-                self.assertNotEqual(complaints(report), [])
+                self.assertNotEqual(schema_errors(report), [])
 
-    def test_another_order_of_members_is_noticed(self):
+    def test_another_order_of_members_is_rejected(self):
         good = shown_report()
-        self.assertNotEqual(complaints(dict(reversed(good.items()))), [])
+        self.assertNotEqual(schema_errors(dict(reversed(good.items()))), [])
         good["interfaces"][0] = dict(reversed(good["interfaces"][0].items()))
-        self.assertNotEqual(complaints(good), [])
+        self.assertNotEqual(schema_errors(good), [])
 
 
 class ExplainTest(ProgramTest):
@@ -185,7 +185,7 @@ class ExplainTest(ProgramTest):
         return " ".join(text.replace("`", "").split())
 
     def assert_explained(self, output, key, word):
-        """All three paragraphs of the page stand in the output, right below their word."""
+        """The output contains the three paragraphs of the page directly after the word."""
         section = EXPLAINED[key][word]
         expected = [word]
         for label in LABELS[:3]:
@@ -193,17 +193,17 @@ class ExplainTest(ProgramTest):
             expected.append(f"{label}: {paragraph}")
         self.assertIn(self.one_line(" ".join(expected)), self.one_line(output))
 
-    def test_the_answer_comes_first(self):
+    def test_selection_status_comes_first(self):
         output = self.explain(HEALTHY_SNAPSHOT)
         self.assertTrue(output.startswith("selectionStatus: OK, interface 1\n    Means: "))
         self.assert_explained(output.replace("OK, interface 1", "OK"), "selectionStatus", "OK")
 
-    def test_the_example_that_is_documented(self):
+    def test_the_example_in_the_readme(self):
         page = (SOURCE_DIR / "examples/linux-host/README.md").read_text()
         snapshot, output = re.findall(r"^```text\n(.*?)```$", page, re.DOTALL | re.MULTILINE)
         self.assertEqual(self.explain(snapshot), output)
 
-    def test_every_other_word_than_ok_is_explained(self):
+    def test_every_word_except_ok_is_explained(self):
         output = self.explain(
             EMPTY_SNAPSHOT + "config status=OK autoDetectInterface=true\nhint tag=x\n"
             "sockets enumFailed=true\nroute family=4 interfaceIndex=3 metric=7\n")
@@ -229,7 +229,7 @@ class ExplainTest(ProgramTest):
                     output = self.run_program(*arguments_for(self, words[word]), "--explain").output
                     self.assert_explained(output.replace("OK, interface 1", "OK"), key, word)
 
-    def test_rows_are_shown_with_their_interfaces(self):
+    def test_rows_contain_their_interfaces(self):
         output = self.explain(HEALTHY_SNAPSHOT)
         self.assertIn("interfaces:\n    interface 1, operStatus 1, interfaceMetric 5\n"
                       "    interface 2, operStatus 1, interfaceMetric 25\n", output)
@@ -237,7 +237,7 @@ class ExplainTest(ProgramTest):
                       "routeMetric 100\n", output)
         self.assertIn("observedSocketSources:\n    interface 1\n", output)
 
-    def test_lines_fit_a_terminal(self):
+    def test_lines_have_at_most_80_columns(self):
         for line in self.explain(EMPTY_SNAPSHOT).splitlines():
             self.assertLessEqual(len(line), 80)
 
