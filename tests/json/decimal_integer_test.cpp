@@ -46,19 +46,19 @@ constexpr auto kRows = std::to_array<Row>({
     {.text = " 1", .value = std::nullopt},
     {.text = "1 ", .value = std::nullopt},
     {.text = "1.0", .value = std::nullopt},
-    {.text = "1/", .value = std::nullopt},  // the bytes before '0' and behind '9'
+    {.text = "1/", .value = std::nullopt},  // the bytes before '0' and after '9'
     {.text = "1:", .value = std::nullopt},
     {.text = "0x1", .value = std::nullopt},
 });
 
-TEST(DecimalInteger, IsASignAndDigitsThatFitAndNothingElse) {
+TEST(DecimalInteger, ReadsAnOptionalMinusAndDigitsWithin64Bits) {
   for (const Row& row : kRows) {
     SCOPED_TRACE(row.text);
     EXPECT_EQ(parseDecimalInteger(ExactText(row.text).view()), row.value);
   }
 }
 
-TEST(DecimalInteger, MayStartWithAnyNumberOfZeros) {
+TEST(DecimalInteger, AcceptsAnyNumberOfLeadingZeros) {
   const std::string zeros(1'000'000, '0');
   EXPECT_EQ(parseDecimalInteger(zeros), 0);
   EXPECT_EQ(parseDecimalInteger(zeros + "443"), 443);
@@ -66,7 +66,7 @@ TEST(DecimalInteger, MayStartWithAnyNumberOfZeros) {
   EXPECT_EQ(parseDecimalInteger(zeros + "9223372036854775808"), std::nullopt);
 }
 
-TEST(DecimalInteger, ACutOfANumberIsTheNumberOfItsFirstDigits) {
+TEST(DecimalInteger, ReadsEveryPrefix) {
   std::int64_t expected = 0;
   forEveryCut("9223372036854775807", [&expected](std::string_view cut) {
     if (cut.empty()) return;

@@ -32,13 +32,13 @@ void expectFaults(const std::vector<Row>& rows) {
   }
 }
 
-TEST(JsonFault, AnAcceptedTextHasNone) {
+TEST(JsonFault, NoneInAnAcceptedText) {
   for (const std::string_view text : {"0", " {} ", R"({"a":[1,-2.5e3,"\u0041"]})", "007", "null"}) {
     EXPECT_FALSE(findJsonFault(ExactText(text).view())) << text;
   }
 }
 
-TEST(JsonFault, ATextThatEndsTooEarlyIsFaultyAtItsEnd) {
+TEST(JsonFault, ATruncatedTextIsFaultyAtItsEnd) {
   for (const std::string text : {"",       " \n",     "[",        "[1",        "[1,",         "{",
                                  R"({"a)", R"({"a")", R"({"a":)", R"({"a":1)", R"({"a":1,)",  "-",
                                  "1.",     "1e",      "1e+",      "tru",       "f",           "nul",
@@ -47,7 +47,7 @@ TEST(JsonFault, ATextThatEndsTooEarlyIsFaultyAtItsEnd) {
   }
 }
 
-TEST(JsonFault, EachKindNamesItsByte) {
+TEST(JsonFault, EachKindHasTheOffsetOfTheFirstBadByte) {
   expectFaults({
       {"x", NO_VALUE, 0},
       {" \f1", NO_VALUE, 1},
@@ -83,7 +83,7 @@ TEST(JsonFault, EachKindNamesItsByte) {
   });
 }
 
-TEST(JsonFault, TheFirstByteBelowTheDeepestLevelIsTooDeep) {
+TEST(JsonFault, TooDeepIsTheFirstByteOfTheFirstValueBeyondTheLimit) {
   const std::string deepest(kMaxJsonDepth + 1, '[');
   std::string members;
   for (std::size_t i = 0; i < kMaxJsonDepth; ++i) members += R"({"a":)";
@@ -96,7 +96,7 @@ TEST(JsonFault, TheFirstByteBelowTheDeepestLevelIsTooDeep) {
   });
 }
 
-TEST(JsonFault, EveryKindHasAWordOfItsOwnAndTheLastServesAllOthers) {
+TEST(JsonFault, EachKindHasItsOwnWordAndUnknownNumbersGetTheLastOne) {
   std::set<std::string> words;
   for (std::uint32_t number = 0; number <= static_cast<std::uint32_t>(BYTES_AFTER_ROOT); ++number) {
     words.insert(toString(JsonFaultKind{number}));

@@ -18,7 +18,7 @@ namespace {
 
 using namespace std::string_view_literals;
 
-constexpr std::string_view kBlanks = " \t\n\r";
+constexpr std::string_view kWhitespace = " \t\n\r";
 constexpr std::string_view kDigits = "0123456789";
 constexpr int kByteValues = 256;
 
@@ -29,14 +29,14 @@ bool parses(std::string_view text) {
   return parseJsonDocument(ExactText(text).view(), value);
 }
 
-// A number ends wherever it has a digit; every other document ends with its last byte. Blanks may
-// follow both.
+// Whether a prefix of a document is a document: a number is complete after any of its digits, every
+// other value after its last byte.
 bool isWholeDocument(std::string_view cut, std::string_view document, bool isNumber) {
-  if (document.find_first_not_of(kBlanks, cut.size()) == std::string_view::npos) return true;
+  if (document.find_first_not_of(kWhitespace, cut.size()) == std::string_view::npos) return true;
   return isNumber && !cut.empty() && kDigits.find(cut.back()) != std::string_view::npos;
 }
 
-// The value of an accepted document, which is also cut at every length.
+// Reads an accepted document, and checks every proper prefix of it.
 JsonValue accepted(std::string_view document) {
   JsonValue value;
   EXPECT_TRUE(parseJsonDocument(ExactText(document).view(), value)) << document;
@@ -51,7 +51,7 @@ std::string inQuotes(std::string_view bytes) {
   return joined({"\"", bytes, "\""});
 }
 
-// `leaf` inside `levels` containers, whose kinds follow the brackets of `pattern` in turn.
+// `leaf` inside `levels` containers, whose kinds repeat the brackets of `pattern`.
 std::string nested(std::string_view pattern, std::size_t levels, std::string_view leaf) {
   std::string text(leaf);
   for (std::size_t level = levels; level > 0; --level) {
@@ -61,7 +61,7 @@ std::string nested(std::string_view pattern, std::size_t levels, std::string_vie
   return text;
 }
 
-// A value in a notation of its own, for comparing whole documents.
+// Serializes a value, to compare whole documents.
 std::string describe(const JsonValue& value) {
   std::string text;
   switch (value.kind) {
@@ -91,7 +91,7 @@ struct FieldsRow {
   std::size_t itemCount = 0;
 };
 
-// Parses the document into `value`, whatever that holds, and compares every field.
+// Parses the document into `value`, which may already hold a tree, and compares every field.
 void expectReplaced(JsonValue& value, const FieldsRow& row) {
   SCOPED_TRACE(row.document);
   EXPECT_TRUE(parseJsonDocument(row.document, value));
@@ -104,7 +104,7 @@ void expectReplaced(JsonValue& value, const FieldsRow& row) {
   EXPECT_TRUE(value.memberValues.empty());
 }
 
-void expectRefused(std::initializer_list<std::string_view> texts) {
+void expectRejected(std::initializer_list<std::string_view> texts) {
   for (const std::string_view text : texts) {
     EXPECT_FALSE(parses(text)) << testing::PrintToString(text);
   }
@@ -120,11 +120,11 @@ void expectDescription(const DocumentRow& row) {
   EXPECT_EQ(describe(accepted(row.document)), row.description);
 }
 
-TEST(JsonReader, EmptyTextAndBlanksAloneAreRefused) {
-  expectRefused({"", " ", "\t", "\n", "\r", " \t\n\r "});
+TEST(JsonReader, RejectsEmptyTextAndWhitespaceAlone) {
+  expectRejected({"", " ", "\t", "\n", "\r", " \t\n\r "});
 }
 
-TEST(JsonReader, ReadsEveryKindAndKeepsItemsAndMembersInTheirOrder) {
+TEST(JsonReader, ReadsEveryKindAndKeepsTheOrderOfItemsAndMembers) {
   constexpr auto rows = std::to_array<DocumentRow>({
       {.document = "null", .description = "null"},
       {.document = "true", .description = "yes"},
@@ -141,9 +141,9 @@ TEST(JsonReader, ReadsEveryKindAndKeepsItemsAndMembersInTheirOrder) {
        .description = "(2 <a> yes no null number (1 ) {k=3 } )"},
       {.document = R"({"b":null,"a":[{},[]],"":"x","c":true,"d":false})",
        .description = "{b=null a=({} () ) =<x> c=yes d=no }"},
-      // Every member of a repeated key is kept.
+      // All members with a repeated key are kept.
       {.document = R"({"a":1,"b":2,"a":3,"a":1})", .description = "{a=1 b=2 a=3 a=1 }"},
-      // Keys are read like every other string.
+      // Keys are unescaped like other strings.
       {.document = R"({"\u0061\n":1})", .description = "{a\n=1 }"},
       {.document = R"({"\ud83d":1,"\ud83d\ude00":2})",
        .description = "{\xED\xA0\xBD=1 \xF0\x9F\x98\x80=2 }"},
@@ -157,12 +157,12 @@ TEST(JsonReader, ReadsEveryKindAndKeepsItemsAndMembersInTheirOrder) {
   for (const DocumentRow& row : rows) expectDescription(row);
 }
 
-// Every piece of a document between which blanks may stand.
+// A document as tokens, between which whitespace is allowed.
 constexpr auto kTokens = std::to_array<std::string_view>(
     {"{", R"("a")", ":", "[", "1", ",", "true",   ",", "[",      "]", "]",
      ",", R"("b")", ":", "{", "}", ",", R"("c")", ":", R"("x")", "}"});
 
-// The document with `filler` before the token of index `gap`; behind the last one for the size.
+// The document with `filler` before token `gap`, or at its end when `gap` is the number of tokens.
 std::string filledAt(std::size_t gap, std::string_view filler) {
   std::string document;
   for (std::size_t i = 0; i <= kTokens.size(); ++i) {
@@ -172,7 +172,7 @@ std::string filledAt(std::size_t gap, std::string_view filler) {
   return document;
 }
 
-TEST(JsonReader, TheFourBlanksMayStandBetweenAnyTwoTokensAndAroundTheRoot) {
+TEST(JsonReader, AcceptsWhitespaceBetweenAllTokensAndAroundTheRoot) {
   for (const std::string_view filler : {" ", "\t", "\n", "\r", " \t\n\r\r\n\t "}) {
     for (std::size_t gap = 0; gap <= kTokens.size(); ++gap) {
       const std::string document = filledAt(gap, filler);
@@ -182,7 +182,7 @@ TEST(JsonReader, TheFourBlanksMayStandBetweenAnyTwoTokensAndAroundTheRoot) {
   }
 }
 
-TEST(JsonReader, NoOtherByteIsABlank) {
+TEST(JsonReader, RejectsOtherBytesAsWhitespace) {
   constexpr auto fillers = std::to_array<std::string_view>(
       {"\0"sv, "\x01"sv, "\x08"sv, "\x0B"sv, "\x0C"sv, "\x0E"sv, "\x1F"sv, "\x7F"sv, "\x85"sv,
        "\xA0"sv, "\xC2\xA0"sv, "\xE2\x80\xA8"sv, "\xEF\xBB\xBF"sv, "//"sv, "/**/"sv});
@@ -194,44 +194,44 @@ TEST(JsonReader, NoOtherByteIsABlank) {
   }
 }
 
-TEST(JsonReader, NothingButBlanksMayFollowTheRoot) {
-  expectRefused({"{} x", "{}{}", "{}}", "[]]", "[],", "1 2", "1,", "null null", R"("a""b")",
-                 R"("a"b)", "{}\0"sv, "1\0"sv});
+TEST(JsonReader, RejectsBytesAfterTheRoot) {
+  expectRejected({"{} x", "{}{}", "{}}", "[]]", "[],", "1 2", "1,", "null null", R"("a""b")",
+                  R"("a"b)", "{}\0"sv, "1\0"sv});
 }
 
-TEST(JsonReader, LiteralsAreMatchedByteForByteAndEndWithTheirLastLetter) {
-  expectRefused({"not json",    "True",           "tRue",
-                 "trUe",        "truE",           "trve",
-                 "t rue",       "False",          "falsE",
-                 "faLse",       "fake!",          "Null",
-                 "nulL",        "nil ",           "nan",
-                 "undefined",   "nullx",          "truefalse",
-                 "true1",       "falsee",         "[nullx]",
-                 "[truefalse]", "[true1]",        "[falsefalse]",
-                 "[null null]", R"({"a":nullx})", R"({"a":true"b":1})"});
+TEST(JsonReader, RejectsMisspelledLiteralsAndBytesAfterThem) {
+  expectRejected({"not json",    "True",           "tRue",
+                  "trUe",        "truE",           "trve",
+                  "t rue",       "False",          "falsE",
+                  "faLse",       "fake!",          "Null",
+                  "nulL",        "nil ",           "nan",
+                  "undefined",   "nullx",          "truefalse",
+                  "true1",       "falsee",         "[nullx]",
+                  "[truefalse]", "[true1]",        "[falsefalse]",
+                  "[null null]", R"({"a":nullx})", R"({"a":true"b":1})"});
 }
 
-TEST(JsonReader, ArraysNeedOneCommaBetweenTwoItemsAndABracketAtTheEnd) {
-  expectRefused({"[1 2]", "[1,]", "[,1]", "[,]", "[1,,2]", "]", "[1}", "[}", "[1:2]", "[1;2]",
-                 R"([1"a"])", "[1[]]", "[[1,2]", "(1)", R"(["a":1])"});
+TEST(JsonReader, RejectsMalformedArrays) {
+  expectRejected({"[1 2]", "[1,]", "[,1]", "[,]", "[1,,2]", "]", "[1}", "[}", "[1:2]", "[1;2]",
+                  R"([1"a"])", "[1[]]", "[[1,2]", "(1)", R"(["a":1])"});
 }
 
-TEST(JsonReader, MemberKeysAreStringsWithAColonBehindThem) {
-  expectRefused({R"({"a" 1})",     R"({"a"})",        R"({"a":})",        R"({"a",1})",
-                 R"({"a"=1})",     R"({"a"::1})",     R"({1:2})",         R"({a:1})",
-                 R"({a":1})",      R"({"a":1,b":2})", R"({"a:1})",        R"({'a':1})",
-                 R"({null:1})",    R"({[]:1})",       R"({:1})",          R"({"a":1,2})",
-                 R"({"a":1,b:2})", R"({"a":1,"b"})",  R"({"a":1,"b" 2})", R"({"\x":1})",
-                 R"({"\u12":1})"});
+TEST(JsonReader, RejectsMembersWithoutStringKeyOrColon) {
+  expectRejected({R"({"a" 1})",     R"({"a"})",        R"({"a":})",        R"({"a",1})",
+                  R"({"a"=1})",     R"({"a"::1})",     R"({1:2})",         R"({a:1})",
+                  R"({a":1})",      R"({"a":1,b":2})", R"({"a:1})",        R"({'a':1})",
+                  R"({null:1})",    R"({[]:1})",       R"({:1})",          R"({"a":1,2})",
+                  R"({"a":1,b:2})", R"({"a":1,"b"})",  R"({"a":1,"b" 2})", R"({"\x":1})",
+                  R"({"\u12":1})"});
 }
 
-TEST(JsonReader, ObjectsNeedOneCommaBetweenTwoMembersAndABraceAtTheEnd) {
-  expectRefused({R"({"a":1,})", R"({,})", R"({,"a":1})", R"({"a":1 "b":2})", R"({"a":1])",
-                 R"({"a":1;"b":2})", R"({"a":1:"b":2})", R"({"a":1,,"b":2})", R"({"a":{"b":1})",
-                 "}", "{]"});
+TEST(JsonReader, RejectsMalformedObjects) {
+  expectRejected({R"({"a":1,})", R"({,})", R"({,"a":1})", R"({"a":1 "b":2})", R"({"a":1])",
+                  R"({"a":1;"b":2})", R"({"a":1:"b":2})", R"({"a":1,,"b":2})", R"({"a":{"b":1})",
+                  "}", "{]"});
 }
 
-TEST(JsonReader, AnyValueMayStartAtLevelSixtyFourAndNoneAtSixtyFive) {
+TEST(JsonReader, AcceptsDepth64AndRejectsDepth65) {
   for (const std::string_view pattern : {"[", "{", "[{", "{["}) {
     for (const std::string_view leaf : {"1", R"("s")", "true", "null", "[]", "{}", "[ \n]"}) {
       SCOPED_TRACE(std::string(pattern) + " " + std::string(leaf));
@@ -242,7 +242,7 @@ TEST(JsonReader, AnyValueMayStartAtLevelSixtyFourAndNoneAtSixtyFive) {
   }
 }
 
-TEST(JsonReader, ReadsWhatStandsAtTheDeepestLevel) {
+TEST(JsonReader, ReadsAValueAtTheMaximumDepth) {
   const JsonValue root = accepted(nested("[{", kMaxJsonDepth, R"("deep")"));
   const JsonValue* value = &root;
   for (std::size_t level = 0; level < kMaxJsonDepth; ++level) {
@@ -253,9 +253,9 @@ TEST(JsonReader, ReadsWhatStandsAtTheDeepestLevel) {
   EXPECT_EQ(value->stringValue, "deep");
 }
 
-TEST(JsonReader, AMissingValueBelowTheDeepestLevelIsNotTakenForOne) {
+TEST(JsonReader, RejectsAMissingValueBelowTheMaximumDepth) {
   for (const std::string_view leaf : {"[,]", "[ ,]", R"({"a":})", R"({"a":,"b":})"}) {
-    expectRefused({leaf, nested("[", kMaxJsonDepth, leaf)});
+    expectRejected({leaf, nested("[", kMaxJsonDepth, leaf)});
   }
 }
 
@@ -267,7 +267,7 @@ TEST(JsonReader, SiblingsDoNotAddToTheDepth) {
   EXPECT_FALSE(parses(joined({R"({"a":)", deepest, R"(,"b":[)", deepest, "]}"})));
 }
 
-TEST(JsonReader, ASecondDocumentReplacesTheFirstCompletely) {
+TEST(JsonReader, ASecondDocumentReplacesEveryField) {
   constexpr auto rows = std::to_array<FieldsRow>({
       {.document = R"("443")", .kind = JsonKind::String, .bytes = "443"},
       {.document = "[1,2]", .kind = JsonKind::Array, .itemCount = 2},
@@ -285,13 +285,13 @@ TEST(JsonReader, ASecondDocumentReplacesTheFirstCompletely) {
   for (const FieldsRow& row : rows) expectReplaced(value, row);
 }
 
-TEST(JsonReader, ARefusedDocumentLeavesNothingBehindForTheNext) {
-  for (const std::string_view refused :
+TEST(JsonReader, ARejectedDocumentDoesNotAffectTheNext) {
+  for (const std::string_view rejected :
        {R"({"a":[1],"b":2,)", "[1,2", R"("text)", "true x", "7 x", ""}) {
     JsonValue value;
-    ASSERT_FALSE(parseJsonDocument(refused, value));
+    ASSERT_FALSE(parseJsonDocument(rejected, value));
     expectReplaced(value, {.document = "null", .kind = JsonKind::Null});
-    ASSERT_FALSE(parseJsonDocument(refused, value));
+    ASSERT_FALSE(parseJsonDocument(rejected, value));
     expectReplaced(value, {.document = "[4]", .kind = JsonKind::Array, .itemCount = 1});
   }
 }
@@ -306,16 +306,16 @@ void expectBytes(const EscapeRow& row) {
   EXPECT_EQ(accepted(inQuotes(row.escaped)).stringValue, row.bytes);
 }
 
-TEST(JsonReader, StringsEndAtTheFirstQuoteThatIsNotEscaped) {
+TEST(JsonReader, AStringEndsAtTheFirstUnescapedQuote) {
   expectBytes({.escaped = "", .bytes = ""});
   expectBytes({.escaped = R"(\")", .bytes = R"(")"});
   expectBytes({.escaped = R"(\\)", .bytes = R"(\)"});
   expectBytes({.escaped = R"(\\\")", .bytes = R"(\")"});
-  expectRefused(
+  expectRejected(
       {R"(")", R"("abc)", R"("\")", R"("\)", R"("\\\")", R"("\\"")", R"(""")", "'a'", "a"});
 }
 
-TEST(JsonReader, EveryRawByteOfAStringIsKeptAsItIs) {
+TEST(JsonReader, KeepsEveryRawByteOfAString) {
   for (int byte = 0; byte < kByteValues; ++byte) {
     const std::string bytes(2, static_cast<char>(byte));
     if (bytes == R"("")" || bytes == R"(\\)") continue;
@@ -323,7 +323,7 @@ TEST(JsonReader, EveryRawByteOfAStringIsKeptAsItIs) {
   }
 }
 
-TEST(JsonReader, RawControlBytesZeroBytesAndInvalidUtf8AreKept) {
+TEST(JsonReader, KeepsControlBytesNulAndInvalidUtf8) {
   constexpr auto texts = std::to_array<std::string_view>(
       {"a\tb\nc", "a\0b\0"sv, "\x01\x1F\x7F", "\xFF\xFE", "\xC0\x80", "\xE2\x82", "\x80",
        "\xED\xA0\x80", "\xF4\x90\x80\x80", "\xEF\xBB\xBF", "\xF0\x9F\x98\x80"});
@@ -332,19 +332,19 @@ TEST(JsonReader, RawControlBytesZeroBytesAndInvalidUtf8AreKept) {
   }
 }
 
-TEST(JsonReader, TheNineEscapesAreResolvedAndEveryOtherByteAfterABackslashIsRefused) {
+TEST(JsonReader, DecodesTheNineEscapesAndRejectsAllOthers) {
   EXPECT_EQ(accepted(R"("\"\\\/\b\f\n\r\t\u0041")").stringValue,
             "\x22\x5C\x2F\x08\x0C\x0A\x0D\x09\x41"sv);
   EXPECT_FALSE(parses(R"("\x")"));
   for (int byte = 0; byte < kByteValues; ++byte) {
     const char escape = static_cast<char>(byte);
     if (R"("\/bfnrtu)"sv.find(escape) != std::string_view::npos) continue;
-    // Enough bytes behind it for an escape of any length.
+    // Four hex digits follow, in case the byte is read as the start of a longer escape.
     EXPECT_FALSE(parses(inQuotes(joined({R"(\)", std::string(1, escape), "0041"})))) << byte;
   }
 }
 
-TEST(JsonReader, UnicodeEscapesBecomeUtf8) {
+TEST(JsonReader, EncodesUnicodeEscapesAsUtf8) {
   constexpr auto rows = std::to_array<EscapeRow>({
       {.escaped = R"(\u0000)", .bytes = "\0"sv},
       {.escaped = R"(a\u0000b)", .bytes = "a\0b"sv},
@@ -365,7 +365,7 @@ TEST(JsonReader, UnicodeEscapesBecomeUtf8) {
       {.escaped = R"(\uffff)", .bytes = "\xEF\xBF\xBF"},
       {.escaped = R"(\u00410)", .bytes = "A0"},
       {.escaped = R"(\u0041\u0042)", .bytes = "AB"},
-      // A surrogate pair becomes one code point of four bytes.
+      // A surrogate pair is one code point of four bytes.
       {.escaped = R"(\ud83d\ude00)", .bytes = "\xF0\x9F\x98\x80"},
       {.escaped = R"(\uD83D\uDE00)", .bytes = "\xF0\x9F\x98\x80"},
       {.escaped = R"(\ud800\udc00)", .bytes = "\xF0\x90\x80\x80"},
@@ -382,7 +382,7 @@ TEST(JsonReader, UnicodeEscapesBecomeUtf8) {
       {.escaped = R"(\ude00\ud83d)", .bytes = "\xED\xB8\x80\xED\xA0\xBD"},
       {.escaped = R"(\udc00\udc00)", .bytes = "\xED\xB0\x80\xED\xB0\x80"},
       {.escaped = R"(\ud7ff\udc00)", .bytes = "\xED\x9F\xBF\xED\xB0\x80"},
-      // What follows an unpaired high surrogate is read as if it came first.
+      // What follows an unpaired high surrogate is read on its own.
       {.escaped = R"(\ud83dx)", .bytes = "\xED\xA0\xBDx"},
       {.escaped = R"(\ud83d\u0041)", .bytes = "\xED\xA0\xBD\x41"},
       {.escaped = R"(\ud83d\ue000)", .bytes = "\xED\xA0\xBD\xEE\x80\x80"},
@@ -400,14 +400,14 @@ TEST(JsonReader, UnicodeEscapesBecomeUtf8) {
   for (const EscapeRow& row : rows) expectBytes(row);
 }
 
-TEST(JsonReader, AHighSurrogateDoesNotExcuseABadEscapeBehindIt) {
+TEST(JsonReader, RejectsABadEscapeAfterAHighSurrogate) {
   for (const std::string_view bad : {R"(\u12)", R"(\u)", R"(\uzzzz)", R"(\ude0g)", R"(\ude0)",
                                      R"(\uDE0 )", R"(\x)", R"(\dc00)", R"(\Ude00)", R"(\)"}) {
     EXPECT_FALSE(parses(inQuotes(joined({R"(\ud83d)", bad})))) << bad;
   }
 }
 
-TEST(JsonReader, AUnicodeEscapeNeedsFourHexDigits) {
+TEST(JsonReader, RejectsAUnicodeEscapeWithoutFourHexDigits) {
   for (const std::string_view bad :
        {R"(\u12)", R"(\u)", R"(\u1)", R"(\u123)", R"(\u{41})", R"(\u00\u0041)", R"(\u 041)",
         R"(\u+041)", R"(\u-041)", R"(\u0x41)", R"(\U0041)", R"(\uu041)"}) {
@@ -422,7 +422,7 @@ TEST(JsonReader, AUnicodeEscapeNeedsFourHexDigits) {
   }
 }
 
-TEST(JsonReader, IntegersOfSixtyFourBitsAreKept) {
+TEST(JsonReader, KeepsIntegersOf64Bits) {
   struct Row {
     std::string_view text;
     std::int64_t value;
@@ -451,7 +451,7 @@ TEST(JsonReader, IntegersOfSixtyFourBitsAreKept) {
   }
 }
 
-void expectKindAlone(std::initializer_list<std::string_view> texts) {
+void expectNumberWithoutValue(std::initializer_list<std::string_view> texts) {
   for (const std::string_view text : texts) {
     SCOPED_TRACE(text);
     const JsonValue value = accepted(text);
@@ -460,21 +460,21 @@ void expectKindAlone(std::initializer_list<std::string_view> texts) {
   }
 }
 
-TEST(JsonReader, OfEveryOtherNumberOnlyTheKindIsKept) {
-  expectKindAlone({"9223372036854775808", "-9223372036854775809", "18446744073709551615",
-                   "18446744073709551617", "99999999999999999999999999",
-                   "-0009223372036854775809"});
-  expectKindAlone({"1.0", "0.0", "-1.5", "443.0", "00.5", "1e5", "1E5", "1e+5", "1E-2", "1e05",
-                   "0e0", "1.5e3", "-12.5E+30", "1e999999"});
+TEST(JsonReader, KeepsNoValueOfOtherNumbers) {
+  expectNumberWithoutValue({"9223372036854775808", "-9223372036854775809", "18446744073709551615",
+                            "18446744073709551617", "99999999999999999999999999",
+                            "-0009223372036854775809"});
+  expectNumberWithoutValue({"1.0", "0.0", "-1.5", "443.0", "00.5", "1e5", "1E5", "1e+5", "1E-2",
+                            "1e05", "0e0", "1.5e3", "-12.5E+30", "1e999999"});
 }
 
-TEST(JsonReader, ANumberNeedsDigitsInEachOfItsParts) {
+TEST(JsonReader, RejectsMalformedNumbers) {
   for (const std::string_view text :
        {"1.",    "1e",    "1E",   "1e+",   "1e-",      "-",   "+1",        ".5",  "-.5",   "1.e5",
         "1e+-5", "1e++5", "1e 5", "1e.5",  "1.-5",     "--1", "- 1",       "-+1", "1.2.3", "1e5.0",
         "1e5e5", "1eE5",  "0x10", "1_000", "Infinity", "e5",  "-Infinity", "-e5", "1f",    "12abc",
         "1-2",   "1+2",   "1/",   "1:",    "1. 5",     "-a",  "1 .5"}) {
-    expectRefused({text, joined({"[", text, "]"}), joined({R"({"a":)", text, "}"})});
+    expectRejected({text, joined({"[", text, "]"}), joined({R"({"a":)", text, "}"})});
   }
 }
 

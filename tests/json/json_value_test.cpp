@@ -46,7 +46,7 @@ void appendMember(JsonValue& object, std::string_view key, std::int64_t number) 
   object.memberValues.push_back(integerValue(number));
 }
 
-// A value in which every field differs from a fresh one's.
+// A value with every field set.
 JsonValue fullValue(std::string_view text) {
   JsonValue value;
   appendMember(value, "key", 1);
@@ -91,18 +91,18 @@ void assignFrom(JsonValue& source, JsonValue& target) {
   target = std::move(source);
 }
 
-// One text that a string can hold inside itself and one for which it must allocate.
-constexpr auto kShortAndLongText =
-    std::to_array<std::string_view>({"short", "a text that is too long to be held in place"});
+// One text within the small-string buffer of std::string, one beyond it.
+constexpr auto kShortAndLongText = std::to_array<std::string_view>(
+    {"short", "a text that is too long for the small-string buffer"});
 
-TEST(JsonValue, KindsAreNumberedInTheirOrder) {
+TEST(JsonValue, KindsHaveFixedNumbers) {
   constexpr auto kinds =
       std::to_array<JsonKind>({JsonKind::Null, JsonKind::Bool, JsonKind::Integer, JsonKind::Number,
                                JsonKind::String, JsonKind::Array, JsonKind::Object});
   for (std::size_t i = 0; i < kinds.size(); ++i) EXPECT_EQ(static_cast<std::size_t>(kinds[i]), i);
 }
 
-TEST(JsonValue, AFreshValueIsNullAndEmpty) {
+TEST(JsonValue, IsNullAndEmptyByDefault) {
   const JsonValue value;
   EXPECT_EQ(value.kind, JsonKind::Null);
   EXPECT_FALSE(value.boolValue);
@@ -113,7 +113,7 @@ TEST(JsonValue, AFreshValueIsNullAndEmpty) {
   EXPECT_TRUE(value.memberValues.empty());
 }
 
-TEST(JsonValue, MoveConstructionTransfersEverythingAndEmptiesTheSource) {
+TEST(JsonValue, MoveConstructionEmptiesTheSource) {
   for (const std::string_view text : kShortAndLongText) {
     SCOPED_TRACE(text);
     JsonValue source = fullValue(text);
@@ -135,7 +135,7 @@ TEST(JsonValue, MoveAssignmentReplacesTheTargetAndEmptiesTheSource) {
   }
 }
 
-TEST(JsonValue, MovingKeepsTheSubtreeWhereItIs) {
+TEST(JsonValue, MovingKeepsTheAddressesOfTheChildren) {
   JsonValue source = fullValue("text");
   const JsonValue* const item = source.items.data();
   const JsonValue* const member = source.memberValues.data();
@@ -144,7 +144,7 @@ TEST(JsonValue, MovingKeepsTheSubtreeWhereItIs) {
   EXPECT_EQ(target.memberValues.data(), member);
 }
 
-TEST(FindMember, FindsTheFirstMemberOfEachKeyWhereItIsStored) {
+TEST(FindMember, ReturnsTheAddressOfTheFirstMemberWithTheKey) {
   JsonValue object;
   appendMember(object, "first", 1);
   appendMember(object, "middle", 2);
@@ -157,7 +157,7 @@ TEST(FindMember, FindsTheFirstMemberOfEachKeyWhereItIsStored) {
   EXPECT_EQ(findMember(object, "other"), nullptr);
 }
 
-TEST(FindMember, KeysAreComparedByLengthAndByBytes) {
+TEST(FindMember, ComparesLengthAndBytes) {
   struct Row {
     std::string_view stored;
     std::string_view asked;
@@ -182,8 +182,10 @@ TEST(FindMember, KeysAreComparedByLengthAndByBytes) {
       {.stored = "a", .asked = "a\0"sv, .same = false},
       {.stored = "\xFF\xFE", .asked = "\xFF\xFE", .same = true},
       {.stored = "\xC3\xA9", .asked = "\xC3\xA9", .same = true},
-      {.stored = "\xC3\xA9", .asked = "e\xCC\x81", .same = false},  // one letter, composed or not
-      {.stored = "\xC3\xA9", .asked = "\xC3\x89", .same = false},   // one letter in the other case
+      {.stored = "\xC3\xA9",
+       .asked = "e\xCC\x81",
+       .same = false},  // the same letter, composed and decomposed
+      {.stored = "\xC3\xA9", .asked = "\xC3\x89", .same = false},  // the same letter in upper case
   });
   for (const Row& row : rows) {
     SCOPED_TRACE(testing::PrintToString(row.stored) + " " + testing::PrintToString(row.asked));
@@ -193,7 +195,7 @@ TEST(FindMember, KeysAreComparedByLengthAndByBytes) {
   }
 }
 
-TEST(FindMember, MembersOfMembersAreNotSearched) {
+TEST(FindMember, DoesNotSearchNestedObjects) {
   const JsonValue root = documentOf(R"({"outer":{"inner":1},"list":[{"inner":2}]})");
   EXPECT_EQ(findMember(root, "inner"), nullptr);
   const JsonValue* const outer = findMember(root, "outer");
@@ -202,7 +204,7 @@ TEST(FindMember, MembersOfMembersAreNotSearched) {
   EXPECT_EQ(findMember(*outer, "inner")->intValue, 1);
 }
 
-TEST(FindMember, AnEmptyObjectAndAValueThatIsNoObjectHaveNoMember) {
+TEST(FindMember, FindsNothingInEmptyObjectsAndOtherKinds) {
   constexpr auto texts =
       std::to_array<std::string_view>({"null", "true", "1", "1.5", R"("a")", R"(["a"])", "{}"});
   for (const std::string_view text : texts) {
@@ -212,7 +214,7 @@ TEST(FindMember, AnEmptyObjectAndAValueThatIsNoObjectHaveNoMember) {
   }
   JsonValue list;
   appendMember(list, "a", 1);
-  list.kind = JsonKind::Array;  // what it holds as an object then means nothing
+  list.kind = JsonKind::Array;  // an array has no members, whatever its member lists hold
   EXPECT_EQ(findMember(list, "a"), nullptr);
 }
 

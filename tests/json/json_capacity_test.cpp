@@ -8,8 +8,8 @@
 #include "egress/json/json_reader.h"
 #include "tests/support/joined.h"
 
-// How much room the reader makes in lists before it knows what comes. Nothing that a text holds may
-// make it take much more memory than the text's values need.
+// The capacity that the reader reserves before it knows the size of an object or array. No text may
+// make it allocate much more than its values need.
 namespace egress::test {
 namespace {
 
@@ -19,7 +19,7 @@ std::string objectText(std::size_t members) {
   return text + "}";
 }
 
-// The objects of an array that has one with each of these numbers of members.
+// Reads an array of objects with these numbers of members.
 std::vector<JsonValue> readObjects(const std::vector<std::size_t>& memberCounts) {
   std::string text;
   for (const std::size_t members : memberCounts) {
@@ -31,7 +31,7 @@ std::vector<JsonValue> readObjects(const std::vector<std::size_t>& memberCounts)
   return std::move(value.items);
 }
 
-TEST(JsonRoom, ObjectsThatAreAlikeSoonHaveRoomForOneMoreAtMost) {
+TEST(JsonCapacity, ReservesAtMostOneMoreThanSimilarObjectsNeed) {
   for (const std::size_t members : {3U, 11U, 31U}) {
     const std::vector<JsonValue> objects = readObjects(std::vector<std::size_t>(20, members));
     EXPECT_LE(objects.back().memberKeys.capacity(), members + 1);
@@ -39,14 +39,14 @@ TEST(JsonRoom, ObjectsThatAreAlikeSoonHaveRoomForOneMoreAtMost) {
   }
 }
 
-TEST(JsonRoom, ManyTinyObjectsTakeLittle) {
+TEST(JsonCapacity, ReservesLittleForManySmallObjects) {
   const std::vector<JsonValue> objects = readObjects(std::vector<std::size_t>(1000, 1));
-  std::size_t room = 0;
-  for (const JsonValue& object : objects) room += object.memberValues.capacity();
-  EXPECT_LE(room, 2 * objects.size() + 10);
+  std::size_t capacity = 0;
+  for (const JsonValue& object : objects) capacity += object.memberValues.capacity();
+  EXPECT_LE(capacity, 2 * objects.size() + 10);
 }
 
-TEST(JsonRoom, AHugeObjectMakesLittleRoomInTheNext) {
+TEST(JsonCapacity, ReservesAtMost32AfterAHugeObject) {
   const std::vector<JsonValue> objects = readObjects({1000, 1, 1000, 1});
   for (const std::size_t place : {1U, 3U}) {
     EXPECT_GT(objects[place].memberValues.capacity(), 8U);
@@ -54,7 +54,7 @@ TEST(JsonRoom, AHugeObjectMakesLittleRoomInTheNext) {
   }
 }
 
-TEST(JsonRoom, EachLevelHasItsOwn) {
+TEST(JsonCapacity, AveragesEachDepthSeparately) {
   JsonValue value;
   ASSERT_TRUE(parseJsonDocument(joined({R"([{"a":)", objectText(30), R"(},{"a":)", objectText(30),
                                         R"(},{"a":)", objectText(30), "}]"}),
@@ -63,7 +63,7 @@ TEST(JsonRoom, EachLevelHasItsOwn) {
   EXPECT_GE(value.items.back().memberValues.front().memberValues.capacity(), 30U);
 }
 
-TEST(JsonRoom, EmptyContainersTakeNone) {
+TEST(JsonCapacity, ReservesNothingForEmptyContainers) {
   JsonValue value;
   ASSERT_TRUE(parseJsonDocument("[{},[],{ }, [ ]]", value));
   for (const JsonValue& item : value.items) {
