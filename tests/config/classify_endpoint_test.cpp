@@ -27,7 +27,7 @@ constexpr auto kSupportedTypes =
 constexpr auto kQuicTypes = std::to_array<std::string_view>({"hysteria", "hysteria2", "tuic"});
 constexpr auto kTypesWithoutEndpoint = std::to_array<std::string_view>({"direct", "block", "dns"});
 
-// A leaf that is OK; a row names only what it changes.
+// A valid leaf by default; rows override single fields.
 struct Leaf {
   std::string_view type = "vless";
   bool hasServer = true;
@@ -74,7 +74,7 @@ Classified classify(const Leaf& leaf) {
   return result;
 }
 
-void expectRefused(const Leaf& leaf, ActiveEndpointStatus status) {
+void expectRejected(const Leaf& leaf, ActiveEndpointStatus status) {
   const Classified result = classify(leaf);
   EXPECT_EQ(result.status, status) << toString(result.status) << ", not " << toString(status);
   Bytes before{};
@@ -99,14 +99,14 @@ void expectDefaultEndpoint(const Leaf& leaf) {
   expectEndpoint(leaf, 4, kDefaultServer, 443);
 }
 
-struct Refusal {
+struct Defect {
   std::string_view name;
-  void (*spoil)(Leaf& leaf) = nullptr;
+  void (*apply)(Leaf& leaf) = nullptr;
   ActiveEndpointStatus status = OK;
 };
 
-// In the order of the rules, and of the conditions of each.
-constexpr auto kRefusals = std::to_array<Refusal>({
+// Ordered by rule, then by the conditions of the rule.
+constexpr auto kDefects = std::to_array<Defect>({
     {"direct", [](Leaf& leaf) { leaf.type = "direct"; }, LEAF_HAS_NO_REMOTE_ENDPOINT},
     {"no server", [](Leaf& leaf) { leaf.hasServer = false; }, ENDPOINT_MISSING},
     {"an empty server", [](Leaf& leaf) { leaf.server = ""; }, ENDPOINT_MISSING},
@@ -124,55 +124,55 @@ constexpr auto kRefusals = std::to_array<Refusal>({
     {"another transport", [](Leaf& leaf) { setTransport(leaf, "kcp"); }, TRANSPORT_UNKNOWN},
 });
 
-// Each with itself: the rule alone. Where both set the same field, the later one has no effect.
-TEST(ClassifyEndpoint, OfTwoReasonsTheFirstRuleDecides) {
-  for (std::size_t first = 0; first < kRefusals.size(); ++first) {
-    for (std::size_t later = first; later < kRefusals.size(); ++later) {
-      SCOPED_TRACE(
-          std::string(kRefusals[first].name).append(" and ").append(kRefusals[later].name));
+// Also pairs each rule with itself. Where both set the same field, the first defect overwrites the
+// later one.
+TEST(ClassifyEndpoint, TheFirstMatchingRuleDecides) {
+  for (std::size_t first = 0; first < kDefects.size(); ++first) {
+    for (std::size_t later = first; later < kDefects.size(); ++later) {
+      SCOPED_TRACE(std::string(kDefects[first].name).append(" and ").append(kDefects[later].name));
       Leaf leaf;
-      kRefusals[later].spoil(leaf);
-      kRefusals[first].spoil(leaf);
-      expectRefused(leaf, kRefusals[first].status);
+      kDefects[later].apply(leaf);
+      kDefects[first].apply(leaf);
+      expectRejected(leaf, kDefects[first].status);
     }
   }
 }
 
-TEST(ClassifyEndpoint, DirectBlockAndDnsHaveNoEndpointEvenWithServerAndPort) {
+TEST(ClassifyEndpoint, DirectBlockAndDnsHaveNoEndpoint) {
   for (const std::string_view type : kTypesWithoutEndpoint) {
     SCOPED_TRACE(type);
-    expectRefused({.type = type}, LEAF_HAS_NO_REMOTE_ENDPOINT);
-    expectRefused(
+    expectRejected({.type = type}, LEAF_HAS_NO_REMOTE_ENDPOINT);
+    expectRejected(
         {.type = type, .hasServer = false, .server = "", .portSpecified = false, .ports = {}},
         LEAF_HAS_NO_REMOTE_ENDPOINT);
   }
 }
 
-TEST(ClassifyEndpoint, AHostNameIsNotNumeric) {
+TEST(ClassifyEndpoint, ANonNumericServerIsRejected) {
   const std::vector<std::string_view> servers = {
       "node.example", "localhost",      "198.51.100", "198.51.100.256",    " 198.51.100.10",
       "%eth0",        "198.51.100.10 ", "[]",         "198.51.100.10:443", "2001:db8::1::",
   };
   for (const std::string_view server : servers) {
     SCOPED_TRACE(server);
-    expectRefused({.type = "trojan", .server = server}, ENDPOINT_NOT_NUMERIC);
+    expectRejected({.type = "trojan", .server = server}, ENDPOINT_NOT_NUMERIC);
   }
 }
 
-TEST(ClassifyEndpoint, QuicProtocolsAreUnsupportedWhateverTheTransport) {
+TEST(ClassifyEndpoint, QuicProtocolsAreUnsupportedWithAnyTransport) {
   const std::vector<std::string_view> transports = {"", "ws", "grpc", "http", "quic", "kcp"};
   for (const std::string_view type : kQuicTypes) {
     SCOPED_TRACE(type);
-    expectRefused({.type = type}, TRANSPORT_UNSUPPORTED);
+    expectRejected({.type = type}, TRANSPORT_UNSUPPORTED);
     for (const std::string_view transport : transports) {
       SCOPED_TRACE(transport);
-      expectRefused({.type = type, .hasTransport = true, .transportType = transport},
-                    TRANSPORT_UNSUPPORTED);
+      expectRejected({.type = type, .hasTransport = true, .transportType = transport},
+                     TRANSPORT_UNSUPPORTED);
     }
   }
 }
 
-TEST(ClassifyEndpoint, EveryOtherTypeIsUnknownWhateverTheTransport) {
+TEST(ClassifyEndpoint, OtherTypesAreUnknownWithAnyTransport) {
   const std::vector<std::string_view> types = {
       "wireguard", "socks",  "http",        "",        "selector",     "urltest",    "quic",
       "ws",        "Direct", "BLOCK",       "dns ",    "direct2",      "doh",        "Hysteria",
@@ -182,16 +182,16 @@ TEST(ClassifyEndpoint, EveryOtherTypeIsUnknownWhateverTheTransport) {
   const std::vector<std::string_view> transports = {"", "ws", "quic", "kcp"};
   for (const std::string_view type : types) {
     SCOPED_TRACE(type);
-    expectRefused({.type = type}, TRANSPORT_UNKNOWN);
+    expectRejected({.type = type}, TRANSPORT_UNKNOWN);
     for (const std::string_view transport : transports) {
       SCOPED_TRACE(transport);
-      expectRefused({.type = type, .hasTransport = true, .transportType = transport},
-                    TRANSPORT_UNKNOWN);
+      expectRejected({.type = type, .hasTransport = true, .transportType = transport},
+                     TRANSPORT_UNKNOWN);
     }
   }
 }
 
-TEST(ClassifyEndpoint, EverySupportedTypeIsAnEndpointWithEverySupportedTransport) {
+TEST(ClassifyEndpoint, SupportedTypesAcceptEverySupportedTransport) {
   for (const std::string_view type : kSupportedTypes) {
     SCOPED_TRACE(type);
     expectDefaultEndpoint({.type = type});
@@ -210,24 +210,24 @@ TEST(ClassifyEndpoint, ATransportTypeWithoutHasTransportIsIgnored) {
   }
 }
 
-TEST(ClassifyEndpoint, TheQuicTransportIsUnsupportedAndEveryOtherUnknown) {
+TEST(ClassifyEndpoint, QuicTransportIsUnsupportedAndOthersUnknown) {
   const std::vector<std::string_view> transports = {
       "kcp",   "WS",    "Ws",  "GRPC", "HTTP",        "QUIC", "Quic", "ws ", " ws",
       "quic ", "quic2", "qui", "w",    "httpupgrade", "h2",   "htt",  "tcp", "grpc2",
   };
   for (const std::string_view type : kSupportedTypes) {
     SCOPED_TRACE(type);
-    expectRefused({.type = type, .hasTransport = true, .transportType = "quic"},
-                  TRANSPORT_UNSUPPORTED);
+    expectRejected({.type = type, .hasTransport = true, .transportType = "quic"},
+                   TRANSPORT_UNSUPPORTED);
     for (const std::string_view transport : transports) {
       SCOPED_TRACE(transport);
-      expectRefused({.type = type, .hasTransport = true, .transportType = transport},
-                    TRANSPORT_UNKNOWN);
+      expectRejected({.type = type, .hasTransport = true, .transportType = transport},
+                     TRANSPORT_UNKNOWN);
     }
   }
 }
 
-TEST(ClassifyEndpoint, TheServerMayBeIpv6) {
+TEST(ClassifyEndpoint, AcceptsIpv6Servers) {
   constexpr Bytes bytes = {0x20, 0x01, 0x0D, 0xB8, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1};
   const std::vector<std::string_view> servers = {"2001:db8::1", "2001:DB8:0:0:0:0:0:1",
                                                  "[2001:db8::1]", "2001:db8::1%eth0"};
@@ -237,7 +237,7 @@ TEST(ClassifyEndpoint, TheServerMayBeIpv6) {
   }
 }
 
-TEST(ClassifyEndpoint, ThePortIsTheOnlyOneListed) {
+TEST(ClassifyEndpoint, ReturnsTheSinglePort) {
   for (const std::uint32_t port : {1U, 443U, 8443U, 65535U}) {
     SCOPED_TRACE(port);
     expectEndpoint({.ports = {port}}, 4, kDefaultServer, port);

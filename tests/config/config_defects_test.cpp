@@ -49,7 +49,7 @@ std::string configOf(std::string_view outbounds) {
 constexpr std::string_view kGood =
     R"({"tag":"proxy","type":"vless","server":"192.0.2.1","server_port":443})";
 
-TEST(ConfigDefects, AUsableConfigurationHasNone) {
+TEST(ConfigDefects, NoneInAUsableConfiguration) {
   EXPECT_THAT(linesOf(configOf("[" + std::string(kGood) + "]"), {}, "proxy"), IsEmpty());
   EXPECT_THAT(linesOf(configOf("[]")), IsEmpty());
   const std::vector<SelectorAnswer> answers = {
@@ -61,14 +61,14 @@ TEST(ConfigDefects, AUsableConfigurationHasNone) {
               IsEmpty());
 }
 
-TEST(ConfigDefects, ATextThatIsNoJsonOrNoObjectHasOnlyThat) {
+TEST(ConfigDefects, InvalidJsonOrANonObjectRootIsTheOnlyDefect) {
   EXPECT_THAT(linesOf("", {}, "hint"), ElementsAre("NOT_JSON"));
   EXPECT_THAT(linesOf("{"), ElementsAre("NOT_JSON"));
   EXPECT_THAT(linesOf("[1]"), ElementsAre("VALUE_UNUSABLE Array<>"));
   EXPECT_THAT(linesOf("true"), ElementsAre("VALUE_UNUSABLE Bool<true>"));
 }
 
-TEST(ConfigDefects, RouteAndListAreNamed) {
+TEST(ConfigDefects, NamesBadRouteAndOutbounds) {
   EXPECT_THAT(linesOf("{}"), ElementsAre("KEY_MISSING route", "KEY_MISSING outbounds"));
   EXPECT_THAT(linesOf(R"({"route":[],"outbounds":{}})"),
               ElementsAre("VALUE_UNUSABLE route Array<>", "VALUE_UNUSABLE outbounds Object<>"));
@@ -78,15 +78,15 @@ TEST(ConfigDefects, RouteAndListAreNamed) {
               ElementsAre("VALUE_UNUSABLE route.auto_detect_interface String<true>"));
 }
 
-TEST(ConfigDefects, ElementsThatAreNoObjectsCountInThePositions) {
+TEST(ConfigDefects, PositionsIncludeNonObjectElements) {
   EXPECT_THAT(
       linesOf(configOf("[7,null," + std::string(kGood) + R"(,{"type":"direct"}])")),
       ElementsAre("VALUE_UNUSABLE 0 Integer<7>", "VALUE_UNUSABLE 1 Null<>", "KEY_MISSING 3 tag"));
 }
 
-TEST(ConfigDefects, AnEndpointsKeysAreNamedWithWhatTheyHold) {
+TEST(ConfigDefects, NamesTheKeysOfAnEndpointAndTheirValues) {
   struct Row {
-    std::string_view members;  // behind the tag "a"
+    std::string_view members;  // after the tag "a"
     std::vector<std::string> lines;
   };
   const std::vector<Row> rows = {
@@ -127,7 +127,7 @@ TEST(ConfigDefects, AnEndpointsKeysAreNamedWithWhatTheyHold) {
       {R"("type":"vmess","server":"192.0.2.1","server_port":443,"transport":"kcp")", {}},
       {R"("type":"vless","detour":3,"server":"192.0.2.1","server_port":443)",
        {"VALUE_UNUSABLE 0 'a' detour Integer<3>"}},
-      {R"("type":"vless","detour":"b")", {}},  // no leaf, so it needs no endpoint
+      {R"("type":"vless","detour":"b")", {}},  // not a leaf, needs no endpoint
       {R"("type":"direct")", {}},
   };
   for (const Row& row : rows) {
@@ -136,7 +136,7 @@ TEST(ConfigDefects, AnEndpointsKeysAreNamedWithWhatTheyHold) {
   }
 }
 
-TEST(ConfigDefects, ALongTextIsCut) {
+TEST(ConfigDefects, ALongValueIsTruncated) {
   const std::string longText(kMaxDefectText + 1, 'x');
   const std::vector<ConfigDefect> defects = findConfigDefects(
       configOf(R"([{"tag":"a","type":")" + longText + R"(","server":"::1","server_port":1}])"), {},
@@ -145,14 +145,14 @@ TEST(ConfigDefects, ALongTextIsCut) {
   EXPECT_EQ(defects[0].value, longText.substr(1));
 }
 
-TEST(ConfigDefects, OfOutboundsWithOneTagAllButTheFirstAreRepeated) {
+TEST(ConfigDefects, EveryOutboundWithAnEarlierTagIsRepeated) {
   EXPECT_THAT(linesOf(configOf(R"([{"tag":"b","type":"direct"},{"tag":"a","type":"direct"},
                                    {"tag":"b","type":"selector"},{"tag":"b","type":"direct"},
                                    {"tag":"B","type":"direct"}])")),
               ElementsAre("TAG_REPEATED 2 'b' tag", "TAG_REPEATED 3 'b' tag"));
 }
 
-TEST(ConfigDefects, SelectorsAnswersAndTheHintAreHeldTogether) {
+TEST(ConfigDefects, MatchesSelectorsAnswersAndTheHint) {
   const std::string config = configOf(R"([{"tag":"proxy","type":"selector"},
       {"tag":"auto","type":"urltest"},{"tag":"d","type":"direct"}])");
   const auto answer = [](std::string_view tag) {
@@ -166,15 +166,15 @@ TEST(ConfigDefects, SelectorsAnswersAndTheHintAreHeldTogether) {
   EXPECT_THAT(linesOf(config, {answer("auto"), answer("proxy")}, ""), IsEmpty());
 }
 
-TEST(ConfigDefects, AFailedAnswerIsAnAnswer) {
+TEST(ConfigDefects, AFailedAnswerCountsAsAnAnswer) {
   EXPECT_THAT(
       linesOf(configOf(R"([{"tag":"proxy","type":"selector"}])"),
               {{.selectorTag = "proxy", .status = SelectorAnswerStatus::Malformed, .now = ""}}),
       IsEmpty());
 }
 
-// Every combination of values of the keys that make an endpoint.
-TEST(ConfigDefects, AnOutboundWithoutADefectIsAnEndpointAndNoOther) {
+// Every combination of values of the keys of an endpoint.
+TEST(ConfigDefects, NoneExactlyWhenTheOutboundIsUsable) {
   const std::vector<std::string> types = {"",
                                           R"("type":"vless",)",
                                           R"("type":"direct",)",
@@ -229,7 +229,7 @@ TEST(ConfigDefects, AnOutboundWithoutADefectIsAnEndpointAndNoOther) {
   EXPECT_GT(unusable, 300U);
 }
 
-TEST(ConfigDefects, EveryKindHasAWordOfItsOwnAndTheLastServesAllOthers) {
+TEST(ConfigDefects, EachKindHasItsOwnWordAndUnknownNumbersGetTheLastOne) {
   std::vector<std::string> words;
   for (std::uint32_t number = 0; number < 9; ++number) {
     words.emplace_back(toString(ConfigDefectKind{number}));

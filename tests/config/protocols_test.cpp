@@ -8,7 +8,7 @@
 namespace egress::test {
 namespace {
 
-TEST(Protocols, EveryTypeHasItsClass) {
+TEST(Protocols, ClassifiesOutboundTypes) {
   using enum OutboundType;
   constexpr std::pair<std::string_view, OutboundType> kRows[] = {
       {"selector", Selector},
@@ -34,10 +34,10 @@ TEST(Protocols, EveryTypeHasItsClass) {
       {"hysteria3", Unknown},
       {"vles", Unknown},
   };
-  for (const auto& [type, wanted] : kRows) EXPECT_EQ(outboundTypeOf(type), wanted) << type;
+  for (const auto& [type, expected] : kRows) EXPECT_EQ(outboundTypeOf(type), expected) << type;
 }
 
-TEST(Protocols, EveryTransportHasItsClass) {
+TEST(Protocols, ClassifiesTransportTypes) {
   using enum TransportType;
   constexpr std::pair<std::string_view, TransportType> kRows[] = {
       {"", None},          {"ws", Supported},     {"grpc", Supported},
@@ -45,7 +45,7 @@ TEST(Protocols, EveryTransportHasItsClass) {
       {"WS", Unknown},     {"QUIC", Unknown},     {"ws ", Unknown},
       {"w", Unknown},
   };
-  for (const auto& [type, wanted] : kRows) EXPECT_EQ(transportTypeOf(type), wanted) << type;
+  for (const auto& [type, expected] : kRows) EXPECT_EQ(transportTypeOf(type), expected) << type;
 }
 
 }  // namespace

@@ -26,7 +26,7 @@ using Ports = std::vector<std::uint32_t>;
 constexpr std::string_view kUsable =
     R"({"route":{"auto_detect_interface":true},"outbounds":[{"tag":"proxy"}]})";
 
-constexpr auto kNoStrings = std::to_array<std::string_view>(
+constexpr auto kNonStrings = std::to_array<std::string_view>(
     {"1", "1.5", "true", "false", "null", "[]", "{}", R"(["x"])", R"({"tag":"x"})"});
 
 void expectUnusable(std::string_view text, bool hasText, ConfigStatus status) {
@@ -42,7 +42,7 @@ void expectUnusable(std::string_view text, ConfigStatus status) {
   expectUnusable(text, true, status);
 }
 
-// The status of a root object with `members`, without an outbound and with one on either side.
+// A root object with `members`: without outbounds, and with them before and after `members`.
 void expectUnusableRoot(std::string_view members, ConfigStatus status) {
   const std::string outbounds = R"("outbounds":[{"tag":"proxy"}])";
   const std::string given(members);
@@ -52,7 +52,7 @@ void expectUnusableRoot(std::string_view members, ConfigStatus status) {
   expectUnusable(joined({"{", outbounds, comma, given, "}"}), status);
 }
 
-// Reads a usable configuration that starts with '{' and ends with '}', so that no cut of it is one.
+// Reads a usable configuration without surrounding whitespace, so that no proper prefix is valid.
 ProxyConfig readUsable(std::string_view text) {
   forEveryCut(text, [](std::string_view cut) {
     expectUnusable(cut, cut.empty() ? NO_CONFIG : JSON_PARSE_FAILED);
@@ -62,7 +62,7 @@ ProxyConfig readUsable(std::string_view text) {
   return config;
 }
 
-// The outbounds of a root object with a good route and `members`.
+// The outbounds of a root object with a valid route and `members`.
 std::vector<Outbound> readRoot(std::string_view members) {
   ProxyConfig config =
       readUsable(joined({R"({"route":{"auto_detect_interface":true},)", members, "}"}));
@@ -131,14 +131,14 @@ void expectTransport(std::string_view transport, std::string_view type) {
   expectMembers(member("transport", transport), expected);
 }
 
-TEST(ProxyConfig, AFreshConfigurationIsNone) {
+TEST(ProxyConfig, IsNoConfigByDefault) {
   const ProxyConfig fresh;
   EXPECT_EQ(fresh.configStatus, NO_CONFIG);
   EXPECT_FALSE(fresh.autoDetectInterface);
   EXPECT_THAT(fresh.outbounds, testing::IsEmpty());
 }
 
-TEST(ProxyConfig, NoTextAndEmptyTextAreNoConfig) {
+TEST(ProxyConfig, NoTextOrEmptyTextIsNoConfig) {
   for (const std::string_view text : {""sv, kUsable, " "sv, "not json"sv, R"({"route":{}})"sv}) {
     expectUnusable(text, false, NO_CONFIG);
   }
@@ -146,11 +146,11 @@ TEST(ProxyConfig, NoTextAndEmptyTextAreNoConfig) {
   expectUnusable(std::string_view(), NO_CONFIG);
 }
 
-TEST(ProxyConfig, TextThatIsNoJsonObjectIsAParseFailure) {
+TEST(ProxyConfig, InvalidJsonOrANonObjectRootIsAParseFailure) {
   for (const std::string_view text :
-       {// Blanks, which are not an empty text.
+       {// Whitespace, which is not an empty text.
         " ", "\n", "\t", "\r", " \t\r\n ",
-        // Syntax, also where the route is unusable.
+        // Syntax errors, also with an unusable route.
         "not json", "{route:{}}", "{'route':1}", R"({"route":{},})", R"({"route" {}})",
         R"({"route":tru})", R"({"route":{}} x)", R"({"route":{"auto_detect_interface":1})",
         R"({"route":{"auto_detect_interface":true},"outbounds":[{]})",
@@ -166,7 +166,7 @@ TEST(ProxyConfig, TextThatIsNoJsonObjectIsAParseFailure) {
   EXPECT_EQ(readProxyConfig(joined({" \t\r\n", kUsable, " \t\r\n"}), true).configStatus, OK);
 }
 
-TEST(ProxyConfig, NestingOverTheLimitIsAParseFailureEvenUnderAnIgnoredKey) {
+TEST(ProxyConfig, TooDeepNestingUnderAnIgnoredKeyIsAParseFailure) {
   const auto nested = [](std::size_t levels) {
     return joined({R"({"route":{"auto_detect_interface":true},"deep":)",
                    std::string(levels, '[') + std::string(levels, ']'), "}"});
@@ -175,7 +175,7 @@ TEST(ProxyConfig, NestingOverTheLimitIsAParseFailureEvenUnderAnIgnoredKey) {
   expectUnusable(nested(65), JSON_PARSE_FAILED);
 }
 
-TEST(ProxyConfig, WithoutTheFlagInARouteObjectAutoDetectIsMissing) {
+TEST(ProxyConfig, AutoDetectIsMissingWithoutTheFlagInARouteObject) {
   for (const std::string_view members :
        {R"()", R"("Route":{"auto_detect_interface":true})", R"("auto_detect_interface":true)",
         R"("route ":{"auto_detect_interface":true})",
@@ -189,7 +189,7 @@ TEST(ProxyConfig, WithoutTheFlagInARouteObjectAutoDetectIsMissing) {
   }
 }
 
-TEST(ProxyConfig, AFlagThatIsNoBooleanIsInvalid) {
+TEST(ProxyConfig, ANonBooleanFlagIsInvalid) {
   for (const std::string_view flag : {R"("true")", R"("false")", R"("")", "1", "0", "1.0", "null",
                                       "[]", "[true]", "{}", R"({"auto_detect_interface":true})"}) {
     expectUnusableRoot(joined({R"("route":{"auto_detect_interface":)", flag, "}"}),
@@ -197,12 +197,12 @@ TEST(ProxyConfig, AFlagThatIsNoBooleanIsInvalid) {
   }
 }
 
-TEST(ProxyConfig, TheFlagIsAsWritten) {
+TEST(ProxyConfig, ReadsTheFlag) {
   EXPECT_TRUE(readUsable(R"({"route":{"auto_detect_interface":true}})").autoDetectInterface);
   EXPECT_FALSE(readUsable(R"({"route":{"auto_detect_interface":false}})").autoDetectInterface);
 }
 
-TEST(ProxyConfig, OfRepeatedRouteKeysTheFirstCounts) {
+TEST(ProxyConfig, TheFirstOfRepeatedRouteKeysWins) {
   expectUnusableRoot(R"("route":1,"route":{"auto_detect_interface":true})", AUTO_DETECT_MISSING);
   expectUnusableRoot(R"("route":{},"route":{"auto_detect_interface":true})", AUTO_DETECT_MISSING);
   expectUnusableRoot(R"("route":{"auto_detect_interface":"x","auto_detect_interface":true})",
@@ -212,7 +212,7 @@ TEST(ProxyConfig, OfRepeatedRouteKeysTheFirstCounts) {
                   .autoDetectInterface);
 }
 
-TEST(ProxyConfig, WithoutAnArrayOfOutboundsThereAreNone) {
+TEST(ProxyConfig, NoOutboundsWithoutAnArray) {
   for (const std::string_view members :
        {R"("log":{})", R"("Outbounds":[{"tag":"a"}])", R"("outbounds":{"tag":"a"})",
         R"("outbounds":{"0":{"tag":"a"}})", R"("outbounds":"a")", R"("outbounds":null)",
@@ -231,13 +231,13 @@ TEST(ProxyConfig, OutboundsKeepTheirOrderAndRepeatedTags) {
   EXPECT_EQ(config.outbounds.front().tag, "a");
 }
 
-TEST(ProxyConfig, ElementsThatAreNoObjectsAreSkipped) {
+TEST(ProxyConfig, SkipsNonObjectElements) {
   expectTags(R"("outbounds":[1,{"tag":"a"},null])", {"a"});
   expectTags(R"("outbounds":[{"tag":"a"},"b",{"tag":"c"}])", {"a", "c"});
   expectTags(R"("outbounds":[1,1.5,true,false,null,"tag",[],[{"tag":"a"}]])", {});
 }
 
-TEST(ProxyConfig, AnOutboundWithoutKnownKeysIsKeptEmpty) {
+TEST(ProxyConfig, KeepsAnOutboundWithoutKnownKeys) {
   expectMembers("", {});
   expectTags(R"("outbounds":[{},{"tag":"a"},{}])", {"", "a", ""});
   expectMembers(R"("Tag":"a","TYPE":"b","dETOUR":"c","Server":"d","server_Port":443,)"
@@ -251,7 +251,7 @@ TEST(ProxyConfig, AnOutboundWithoutKnownKeysIsKeptEmpty) {
 constexpr auto kTexts = std::to_array<std::pair<std::string_view, std::string Outbound::*>>(
     {{"tag", &Outbound::tag}, {"type", &Outbound::type}, {"detour", &Outbound::detour}});
 
-TEST(ProxyConfig, TagTypeAndDetourAreKeptByteForByte) {
+TEST(ProxyConfig, KeepsEveryByteOfTagTypeAndDetour) {
   const std::vector<std::pair<std::string_view, std::string_view>> values = {
       {R"("proxy")", "proxy"},     {R"("")", ""},       {R"(" Proxy ")", " Proxy "},
       {R"("a\u0000b")", "a\0b"sv}, {R"("\"")", R"(")"}, {"\"\xFF\"", "\xFF"}};
@@ -264,10 +264,10 @@ TEST(ProxyConfig, TagTypeAndDetourAreKeptByteForByte) {
   }
 }
 
-TEST(ProxyConfig, ATagTypeOrDetourThatIsNoStringIsEmptyAndHidesALaterOne) {
+TEST(ProxyConfig, ANonStringTagTypeOrDetourIsEmptyAndHidesALaterOne) {
   for (const auto& [key, field] : kTexts) {
     const std::string later = joined({",", member(key, R"("later")")});
-    for (const std::string_view text : kNoStrings) {
+    for (const std::string_view text : kNonStrings) {
       expectMembers(member(key, text), {});
       expectMembers(member(key, text) + later, {});
     }
@@ -291,10 +291,10 @@ TEST(ProxyConfig, AServerIsANonEmptyString) {
   }
 }
 
-TEST(ProxyConfig, AServerThatIsEmptyOrNoStringIsNoneAndHidesALaterOne) {
+TEST(ProxyConfig, AnEmptyOrNonStringServerIsMissingAndHidesALaterOne) {
   expectMembers(R"("server":"")", {});
   expectMembers(R"("server":"","server":"hidden")", {});
-  for (const std::string_view text : kNoStrings) {
+  for (const std::string_view text : kNonStrings) {
     expectMembers(member("server", text), {});
     expectMembers(member("server", text) + R"(,"server":"hidden")", {});
   }
@@ -304,7 +304,7 @@ void expectEntry(std::string_view entry, PortFlags flags, const Ports& ports) {
   expectPorts(joined({R"("server_ports":[")", entry, R"("])"}), flags, ports);
 }
 
-// A number, also behind zeros, as "server_port" and as the only entry of "server_ports".
+// A number as "server_port" and as the only entry of "server_ports", also with leading zeros.
 void expectNumber(std::string_view number, PortFlags flags, const Ports& ports) {
   const std::string_view sign = number.starts_with('-') ? "-" : "";
   for (const std::string_view zeros : {"", "0", "0000000000000000000000000"}) {
@@ -314,36 +314,36 @@ void expectNumber(std::string_view number, PortFlags flags, const Ports& ports) 
   }
 }
 
-TEST(ProxyConfig, ANumberFrom1To65535IsASinglePort) {
+TEST(ProxyConfig, NumbersFrom1To65535AreSinglePorts) {
   for (const std::uint32_t port :
        {1U, 2U, 9U, 127U, 128U, 255U, 256U, 443U, 32767U, 32768U, 65534U, 65535U}) {
     expectNumber(std::to_string(port), PortFlags::None, {port});
   }
 }
 
-TEST(ProxyConfig, ANumberOutOfRangeOrThatIsNoIntegerIsMalformed) {
+TEST(ProxyConfig, ANumberOutOfRangeOrNotAnIntegerIsMalformed) {
   for (const std::string_view text :
        {"0", "-0", "-1", "-5", "-443", "65536", "70000", "-32768", "-32769", "2147483647",
         "2147483648", "-2147483648", "-2147483649", "4294967295", "4294967296",
         "9223372036854775807", "9223372036854775808", "-9223372036854775808",
         "-9223372036854775809", "18446744073709551615", "18446744073709551616",
-        // 1 in 16, 32 and 64 bits; 443 in 32 and 64.
+        // 1 modulo 2^16, 2^32 and 2^64; 443 modulo 2^32 and 2^64.
         "65537", "-65535", "4294967297", "-4294967295", "18446744073709551617",
         "-18446744073709551615", "4294967739", "-4294966853", "18446744073709552059",
-        // No integers.
+        // Not integers.
         "443.0", "4.43e2", "443e0"}) {
     expectNumber(text, PortFlags::Malformed, {});
   }
 }
 
-TEST(ProxyConfig, AServerPortThatIsNoNumberIsMalformed) {
+TEST(ProxyConfig, ANonNumericServerPortIsMalformed) {
   for (const std::string_view text : {R"("443")", R"("")", R"("1:2")", "true", "false", "null",
                                       "[]", "[443]", "{}", R"({"server_port":443})"}) {
     expectPorts(member("server_port", text), PortFlags::Malformed, {});
   }
 }
 
-TEST(ProxyConfig, ServerPortsThatAreNoArrayOrEmptyAreMalformed) {
+TEST(ProxyConfig, ServerPortsThatAreEmptyOrNotAnArrayAreMalformed) {
   for (const std::string_view text :
        {"[]", "[ ]", R"("443")", R"("20000:40000")", "443", "443.0", "true", "false", "null", "{}",
         R"({"0":"443"})", R"({"20000:40000":"443"})"}) {
@@ -351,7 +351,7 @@ TEST(ProxyConfig, ServerPortsThatAreNoArrayOrEmptyAreMalformed) {
   }
 }
 
-TEST(ProxyConfig, AnEntryThatIsNoDecimalIntegerIsMalformed) {
+TEST(ProxyConfig, AnEntryThatIsNotADecimalIntegerIsMalformed) {
   for (const std::string_view text :
        {"", " ", "-", "--1", "+", "+443", " 443", "443 ", "4 43", "443a", "a443", "abc", "0x1bb",
         "1bb", "443,8443", "443-8443", "443;8443", "443/tcp",
@@ -361,7 +361,7 @@ TEST(ProxyConfig, AnEntryThatIsNoDecimalIntegerIsMalformed) {
   }
 }
 
-TEST(ProxyConfig, AnEntryThatIsNoStringIsMalformed) {
+TEST(ProxyConfig, ANonStringEntryIsMalformed) {
   for (const std::string_view entry :
        {"443", "443.0", "true", "false", "null", "[]", R"(["443"])", R"([["443"]])",
         R"(["20000:40000"])", R"(["443","8443"])", "{}", R"({"443":"20000:40000"})"}) {
@@ -369,7 +369,7 @@ TEST(ProxyConfig, AnEntryThatIsNoStringIsMalformed) {
   }
 }
 
-TEST(ProxyConfig, AnEntryWithAColonIsARangeWhateverItsBounds) {
+TEST(ProxyConfig, AnEntryWithAColonIsARange) {
   for (const std::string_view text :
        {"20000:40000", ":", "::", "x:y", "443:", ":443", "443:443", "40000:20000", "0:70000", "-:",
         " 443:8443 ", "443:x", "443a:", "443,8443:", "2001:db8::1", "\\u003a", "99999999999:1"}) {
@@ -377,7 +377,7 @@ TEST(ProxyConfig, AnEntryWithAColonIsARangeWhateverItsBounds) {
   }
 }
 
-TEST(ProxyConfig, TwoEntriesOrMoreAreHoppingWhateverTheyAre) {
+TEST(ProxyConfig, TwoOrMoreEntriesAreHopping) {
   using enum PortFlags;
   struct Entries {
     std::string_view list;
@@ -408,7 +408,7 @@ TEST(ProxyConfig, TwoEntriesOrMoreAreHoppingWhateverTheyAre) {
   }
 }
 
-TEST(ProxyConfig, BothPortKeysAccumulateWithServerPortFirst) {
+TEST(ProxyConfig, BothPortKeysAddUpWithServerPortFirst) {
   using enum PortFlags;
   struct Both {
     std::string_view port;
@@ -436,7 +436,7 @@ TEST(ProxyConfig, BothPortKeysAccumulateWithServerPortFirst) {
   }
 }
 
-TEST(ProxyConfig, OfRepeatedPortKeysTheFirstCounts) {
+TEST(ProxyConfig, TheFirstOfRepeatedPortKeysWins) {
   using enum PortFlags;
   expectPorts(R"("server_port":443,"server_port":8443)", None, {443});
   expectPorts(R"("server_port":443,"server_port":null)", None, {443});
@@ -446,7 +446,7 @@ TEST(ProxyConfig, OfRepeatedPortKeysTheFirstCounts) {
   expectPorts(R"("server_ports":[],"server_ports":["443"])", Malformed, {});
 }
 
-TEST(ProxyConfig, TheTransportTypeIsAStringInAnObject) {
+TEST(ProxyConfig, ReadsTheTransportType) {
   const std::vector<std::pair<std::string_view, std::string_view>> rows = {
       {R"({"type":"ws","path":"/ray"})", "ws"},
       {R"({"path":"/ray","type":"grpc"})", "grpc"},
@@ -457,21 +457,21 @@ TEST(ProxyConfig, TheTransportTypeIsAStringInAnObject) {
   for (const auto& [transport, type] : rows) expectTransport(transport, type);
 }
 
-TEST(ProxyConfig, EveryOtherTransportIsOneWithoutType) {
+TEST(ProxyConfig, AnyOtherTransportHasNoType) {
   for (const std::string_view transport :
        {R"("ws")", R"("")", "1", "1.5", "true", "false", "null", "[]", R"(["ws"])", "{}",
         R"([{"type":"ws"}])", R"({"path":"/ray"})", R"({"Type":"ws"})", R"({"type":""})",
         R"({"type":1,"type":"ws"})", R"({"x":{"type":"ws"}})"}) {
     expectTransport(transport, "");
   }
-  for (const std::string_view type : kNoStrings) {
+  for (const std::string_view type : kNonStrings) {
     expectTransport(joined({"{", member("type", type), "}"}), "");
   }
   expectTransport(R"("ws","transport":{"type":"ws"})", "");
   expectTransport(R"({},"transport":{"type":"ws"})", "");
 }
 
-TEST(ProxyConfig, ADefectTouchesItsOwnOutboundOnly) {
+TEST(ProxyConfig, ADefectAffectsOnlyItsOwnOutbound) {
   Outbound before;
   before.tag = "a";
   before.portSpecified = true;
@@ -498,7 +498,7 @@ Outbound proxyAt(std::string_view type, std::int32_t port) {
   return outbound;
 }
 
-TEST(ProxyConfig, AWholeOutboundIsReadMemberByMember) {
+TEST(ProxyConfig, ReadsWholeOutbounds) {
   expectMembers(R"("type":"shadowsocks","tag":"proxy","server":"198.51.100.10","server_port":443)",
                 proxyAt("shadowsocks", 443));
 
@@ -522,7 +522,7 @@ TEST(ProxyConfig, AWholeOutboundIsReadMemberByMember) {
                 behindFront);
 }
 
-TEST(ProxyConfig, UnknownKeysAreIgnoredAtEveryLevel) {
+TEST(ProxyConfig, IgnoresUnknownKeysAtEveryLevel) {
   const ProxyConfig config = readUsable(
       R"({"log":{"level":"info"},"route":{"final":"proxy","auto_detect_interface":false,)"
       R"("rules":[{"outbound":"direct"}]},"inbounds":[{"tag":"in","server_port":1}],)"

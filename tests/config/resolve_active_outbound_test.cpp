@@ -49,11 +49,11 @@ SelectorAnswer failure(std::string_view selectorTag, Answer status) {
   return makeSelectorAnswer(selectorTag, status, "");
 }
 
-// How a walk ends: at a leaf, or early.
+// The result of a walk: a leaf or an error.
 struct End {
   ActiveEndpointStatus status = OK;
   std::vector<std::string> visited;
-  std::size_t leafIndex = 0;  // only for OK
+  std::size_t leafIndex = 0;  // if OK
 };
 
 End leafAt(std::size_t index, std::vector<std::string> visited) {
@@ -89,7 +89,7 @@ void expectWalks(const std::vector<Walk>& walks) {
   for (const Walk& walk : walks) expectWalk(walk);
 }
 
-// All through the same outbounds.
+// Walks through the same outbounds.
 void expectWalks(const std::vector<Outbound>& outbounds, std::vector<Walk> walks) {
   for (Walk& walk : walks) {
     walk.outbounds = outbounds;
@@ -107,9 +107,9 @@ std::vector<std::string> tagsOfLinks(std::size_t count) {
   return tags;
 }
 
-// The outbounds "proxy", "hop_1", "hop_2" and so on, one for each letter of `kinds` ('s': a
-// selector, 'u': a urltest, 'd': one with a detour), each leading to the next, the last one to
-// `target`; behind them the leaf, at the index kinds.size().
+// Outbounds "proxy", "hop_1", "hop_2" and so on, one for each letter of `kinds`: 's' a selector,
+// 'u' a urltest, 'd' an outbound with a detour. Each leads to the next, the last one to `target`.
+// The leaf is the last outbound, at index kinds.size().
 Walk chain(std::string_view kinds, std::string_view target) {
   Walk walk;
   walk.name = kinds;
@@ -135,14 +135,14 @@ void expectChainStops(std::string_view kinds, std::string_view target, ActiveEnd
   expectWalk(walk);
 }
 
-TEST(ResolveActiveOutbound, AFreshResolutionHasFoundNothing) {
+TEST(ResolveActiveOutbound, IsNotFoundByDefault) {
   const Resolution fresh;
   EXPECT_EQ(fresh.status, OUTBOUND_NOT_FOUND);
   EXPECT_EQ(fresh.leaf, std::nullopt);
   EXPECT_THAT(fresh.visitedTags, testing::IsEmpty());
 }
 
-TEST(ResolveActiveOutbound, WithoutProxyNothingIsVisited) {
+TEST(ResolveActiveOutbound, NothingIsVisitedWithoutProxy) {
   const std::vector<std::pair<std::string_view, std::vector<Outbound>>> rows = {
       {"an empty list", {}},
       {"another tag", {leaf("node_1")}},
@@ -155,7 +155,7 @@ TEST(ResolveActiveOutbound, WithoutProxyNothingIsVisited) {
   }
 }
 
-TEST(ResolveActiveOutbound, EveryOtherTypeThanASelectorsFollowsItsDetourOrIsTheLeaf) {
+TEST(ResolveActiveOutbound, NonSelectorsFollowTheirDetourOrAreTheLeaf) {
   for (const std::string_view type :
        {"direct", "block", "dns", "shadowsocks", "wireguard", "", "x",
         // Near misses.
@@ -172,7 +172,7 @@ TEST(ResolveActiveOutbound, EveryOtherTypeThanASelectorsFollowsItsDetourOrIsTheL
   }
 }
 
-TEST(ResolveActiveOutbound, SelectorAndUrltestFollowTheirAnswerAndIgnoreTheirDetour) {
+TEST(ResolveActiveOutbound, SelectorAndUrltestFollowTheAnswerNotTheDetour) {
   for (const std::string_view type : {"selector", "urltest"}) {
     const Outbound proxy = typed("proxy", type, "front");
     const std::vector<Outbound> outbounds = {proxy, leaf("front"), leaf("node_3")};
@@ -181,25 +181,25 @@ TEST(ResolveActiveOutbound, SelectorAndUrltestFollowTheirAnswerAndIgnoreTheirDet
                     {.name = type,
                      .answers = {answer("proxy", "node_3")},
                      .end = leafAt(2, {"proxy", "node_3"})},
-                    {.name = "never asked", .end = stopped(SELECTOR_TRANSPORT_FAILED, {"proxy"})},
+                    {.name = "not queried", .end = stopped(SELECTOR_TRANSPORT_FAILED, {"proxy"})},
                     {.name = "an answer without choice",
                      .answers = {answer("proxy", "")},
                      .end = stopped(SELECTOR_NOW_MISSING, {"proxy"})},
-                    {.name = "choosing itself",
+                    {.name = "selecting itself",
                      .answers = {answer("proxy", "proxy")},
                      .end = stopped(SELECTOR_CYCLE, {"proxy"})},
                 });
   }
 }
 
-TEST(ResolveActiveOutbound, ASelectorThatWasNeverAskedIsATransportFailure) {
+TEST(ResolveActiveOutbound, ASelectorWithoutAnAnswerIsATransportFailure) {
   const std::vector<std::pair<std::string_view, std::vector<SelectorAnswer>>> rows = {
       {"no answers at all", {}},
       {"an answer for another selector only", {answer("group", "node_1")}},
-      {"an answer for other letter case", {answer("Proxy", "node_1")}},
+      {"an answer for a tag in other letter case", {answer("Proxy", "node_1")}},
       {"an answer for a prefix", {answer("prox", "node_1")}},
       {"an answer for a longer tag", {answer("proxy2", "node_1")}},
-      {"an answer for no tag", {answer("", "node_1")}},
+      {"an answer for the empty tag", {answer("", "node_1")}},
   };
   for (const auto& [name, answers] : rows) {
     expectWalk({.name = name,
@@ -207,7 +207,7 @@ TEST(ResolveActiveOutbound, ASelectorThatWasNeverAskedIsATransportFailure) {
                 .answers = answers,
                 .end = stopped(SELECTOR_TRANSPORT_FAILED, {"proxy"})});
   }
-  expectWalk({.name = "the second selector was not asked",
+  expectWalk({.name = "the second selector was not queried",
               .outbounds = {selector("proxy"), selector("group"), leaf("node_1")},
               .answers = {answer("proxy", "group")},
               .end = stopped(SELECTOR_TRANSPORT_FAILED, {"proxy", "group"})});
@@ -228,7 +228,7 @@ constexpr auto kFailedAnswers = std::to_array<FailedAnswer>({
     {.name = "Ok without a choice", .status = Answer::Ok, .result = SELECTOR_NOW_MISSING},
 });
 
-TEST(ResolveActiveOutbound, AFailedAnswerEndsTheWalkWhateverItsChoice) {
+TEST(ResolveActiveOutbound, AFailedAnswerEndsTheWalk) {
   for (const FailedAnswer& row : kFailedAnswers) {
     for (const std::string_view now : {"", "node_3", "proxy", "node_404"}) {
       if (row.status == Answer::Ok && !now.empty()) continue;
@@ -244,7 +244,7 @@ TEST(ResolveActiveOutbound, AFailedAnswerEndsTheWalkWhateverItsChoice) {
   }
 }
 
-TEST(ResolveActiveOutbound, AnAnswerStatusOutsideTheEnumerationGoesOnAsOk) {
+TEST(ResolveActiveOutbound, AnUnknownAnswerStatusIsTreatedAsOk) {
   for (const int number : {-1, 4, 7, 1000}) {
     SCOPED_TRACE(number);
     const auto status = static_cast<Answer>(number);
@@ -260,30 +260,30 @@ TEST(ResolveActiveOutbound, AnAnswerStatusOutsideTheEnumerationGoesOnAsOk) {
   }
 }
 
-TEST(ResolveActiveOutbound, EachSelectorIsLookedUpByItsOwnTag) {
+TEST(ResolveActiveOutbound, SelectorsAreMatchedToAnswersByTag) {
   const std::vector<Outbound> outbounds = {leaf("node_7"), selector("group"), selector("proxy"),
                                            leaf("node_8")};
   expectWalks({
-      {.name = "answers in another order than the walk",
+      {.name = "answers not in walk order",
        .outbounds = outbounds,
        .answers = {answer("group", "node_8"), answer("proxy", "group")},
        .end = leafAt(3, {"proxy", "group", "node_8"})},
-      {.name = "failed answers off the walk are never read",
+      {.name = "a failed answer that the walk does not need",
        .outbounds = outbounds,
        .answers = {failure("group", Answer::Malformed), answer("proxy", "node_7")},
        .end = leafAt(0, {"proxy", "node_7"})},
-      {.name = "one failed answer on the walk",
+      {.name = "a failed answer that the walk needs",
        .outbounds = outbounds,
        .answers = {answer("proxy", "group"), failure("group", Answer::Malformed)},
        .end = stopped(SELECTOR_RESPONSE_MALFORMED, {"proxy", "group"})},
-      {.name = "an answer for an outbound that is no selector is never read",
+      {.name = "a failed answer for a non-selector",
        .outbounds = {detour("proxy", "front"), leaf("front"), leaf("node_1")},
        .answers = {failure("proxy", Answer::Malformed), answer("front", "node_1")},
        .end = leafAt(1, {"proxy", "front"})},
   });
 }
 
-TEST(ResolveActiveOutbound, OfSeveralAnswersForOneSelectorTheFirstCounts) {
+TEST(ResolveActiveOutbound, TheFirstAnswerForASelectorWins) {
   const std::vector<Outbound> outbounds = {selector("proxy"), leaf("a"), leaf("b")};
   expectWalks(outbounds,
               {
@@ -302,7 +302,7 @@ TEST(ResolveActiveOutbound, OfSeveralAnswersForOneSelectorTheFirstCounts) {
               });
 }
 
-TEST(ResolveActiveOutbound, OfSeveralOutboundsWithOneTagTheFirstCounts) {
+TEST(ResolveActiveOutbound, TheFirstOutboundWithATagWins) {
   expectWalks({
       {.name = "two leaves tagged proxy",
        .outbounds = {leaf("node_1"), leaf("proxy"), leaf("proxy")},
@@ -313,76 +313,75 @@ TEST(ResolveActiveOutbound, OfSeveralOutboundsWithOneTagTheFirstCounts) {
       {.name = "two targets",
        .outbounds = {leaf("front"), detour("proxy", "front"), leaf("front")},
        .end = leafAt(0, {"proxy", "front"})},
-      {.name = "the second one would break the circle",
+      {.name = "the second one would end the cycle",
        .outbounds = {detour("proxy", "front"), detour("front", "proxy"), leaf("front")},
        .end = stopped(DETOUR_CYCLE, {"proxy", "front"})},
   });
 }
 
-TEST(ResolveActiveOutbound, AnUnknownTargetIsNotFoundAndNotVisited) {
+TEST(ResolveActiveOutbound, AnUnknownTargetIsNotVisited) {
   const std::vector<Outbound> lookAlikes = {selector("proxy"), leaf("node_"),    leaf("node_4"),
                                             leaf("node_4040"), leaf("Node_404"), leaf("")};
   expectWalks({
-      {.name = "a selector that chooses node_404",
+      {.name = "a selector that selects node_404",
        .outbounds = lookAlikes,
        .answers = {answer("proxy", "node_404")},
        .end = stopped(OUTBOUND_NOT_FOUND, {"proxy"})},
       {.name = "a dangling detour",
        .outbounds = {detour("proxy", "node_404"), leaf("node_4"), leaf("NODE_404")},
        .end = stopped(OUTBOUND_NOT_FOUND, {"proxy"})},
-      {.name = "a dangling detour behind a selector",
+      {.name = "a dangling detour after a selector",
        .outbounds = {selector("proxy"), detour("front", "node_404")},
        .answers = {answer("proxy", "front")},
        .end = stopped(OUTBOUND_NOT_FOUND, {"proxy", "front"})},
   });
 }
 
-TEST(ResolveActiveOutbound, TagsAreComparedWhole) {
+TEST(ResolveActiveOutbound, ComparesWholeTags) {
   expectWalks({
-      {.name = "a target that starts like visited tags",
+      {.name = "a target that shares a prefix with visited tags",
        .outbounds = {detour("proxy", "proxy2"), detour("proxy2", "prox"), leaf("prox")},
        .end = leafAt(2, {"proxy", "proxy2", "prox"})},
       {.name = "a target that differs from a visited tag in letter case",
        .outbounds = {detour("proxy", "Proxy"), leaf("Proxy")},
        .end = leafAt(1, {"proxy", "Proxy"})},
-      {.name = "neighbours of the target in the list",
+      {.name = "tags similar to the target",
        .outbounds = {leaf("node_"), leaf("node_10"), selector("proxy"), leaf("node_1")},
        .answers = {answer("proxy2", "node_"), answer("prox", "node_10"), answer("proxy", "node_1")},
        .end = leafAt(3, {"proxy", "node_1"})},
   });
 }
 
-TEST(ResolveActiveOutbound, OnlyTagTypeAndDetourMatterOfAnOutbound) {
-  Outbound useless = typed("node_1", "");
-  useless.hasServer = false;
-  useless.server.clear();
-  useless.portMalformed = true;
-  useless.ports.clear();
+TEST(ResolveActiveOutbound, IgnoresEndpointFields) {
+  Outbound invalid = typed("node_1", "");
+  invalid.hasServer = false;
+  invalid.server.clear();
+  invalid.portMalformed = true;
+  invalid.ports.clear();
   expectWalk({.name = "a leaf without an endpoint",
-              .outbounds = {detour("proxy", "node_1"), useless},
+              .outbounds = {detour("proxy", "node_1"), invalid},
               .end = leafAt(1, {"proxy", "node_1"})});
 }
 
-TEST(ResolveActiveOutbound, TheStepThatClosesACircleNamesItsKind) {
-  const std::vector<std::tuple<std::string_view, std::string_view, ActiveEndpointStatus>> circles =
-      {
-          {"s", "proxy", SELECTOR_CYCLE},      {"dd", "proxy", DETOUR_CYCLE},
-          {"sd", "proxy", DETOUR_CYCLE},       {"d", "proxy", DETOUR_CYCLE},
-          {"u", "proxy", SELECTOR_CYCLE},      {"ss", "proxy", SELECTOR_CYCLE},
-          {"ds", "proxy", SELECTOR_CYCLE},     {"du", "proxy", SELECTOR_CYCLE},
-          {"ud", "proxy", DETOUR_CYCLE},       {"ss", "hop_1", SELECTOR_CYCLE},
-          {"sd", "hop_1", DETOUR_CYCLE},       {"ds", "hop_1", SELECTOR_CYCLE},
-          {"sds", "hop_1", SELECTOR_CYCLE},    {"dsd", "hop_1", DETOUR_CYCLE},
-          {"dds", "hop_1", SELECTOR_CYCLE},    {"ssd", "hop_1", DETOUR_CYCLE},
-          {"ddddddd", "hop_3", DETOUR_CYCLE},  {"ddddddds", "hop_6", SELECTOR_CYCLE},
-          {"sssssssd", "proxy", DETOUR_CYCLE}, {"ssssssss", "hop_7", SELECTOR_CYCLE},
-      };
-  for (const auto& [kinds, target, status] : circles) {
+TEST(ResolveActiveOutbound, TheStepThatClosesACycleDecidesTheStatus) {
+  const std::vector<std::tuple<std::string_view, std::string_view, ActiveEndpointStatus>> cycles = {
+      {"s", "proxy", SELECTOR_CYCLE},      {"dd", "proxy", DETOUR_CYCLE},
+      {"sd", "proxy", DETOUR_CYCLE},       {"d", "proxy", DETOUR_CYCLE},
+      {"u", "proxy", SELECTOR_CYCLE},      {"ss", "proxy", SELECTOR_CYCLE},
+      {"ds", "proxy", SELECTOR_CYCLE},     {"du", "proxy", SELECTOR_CYCLE},
+      {"ud", "proxy", DETOUR_CYCLE},       {"ss", "hop_1", SELECTOR_CYCLE},
+      {"sd", "hop_1", DETOUR_CYCLE},       {"ds", "hop_1", SELECTOR_CYCLE},
+      {"sds", "hop_1", SELECTOR_CYCLE},    {"dsd", "hop_1", DETOUR_CYCLE},
+      {"dds", "hop_1", SELECTOR_CYCLE},    {"ssd", "hop_1", DETOUR_CYCLE},
+      {"ddddddd", "hop_3", DETOUR_CYCLE},  {"ddddddds", "hop_6", SELECTOR_CYCLE},
+      {"sssssssd", "proxy", DETOUR_CYCLE}, {"ssssssss", "hop_7", SELECTOR_CYCLE},
+  };
+  for (const auto& [kinds, target, status] : cycles) {
     expectChainStops(kinds, target, status, kinds.size());
   }
 }
 
-// Nine or more links; whatever the ninth follow leads to, it is too deep.
+// Nine or more links. The ninth step is too deep, whatever its target.
 constexpr auto kDeepChains = std::to_array<std::pair<std::string_view, ActiveEndpointStatus>>({
     {"sssssssss", SELECTOR_DEPTH_EXCEEDED},
     {"ddddddddd", DETOUR_DEPTH_EXCEEDED},
@@ -396,24 +395,24 @@ constexpr auto kDeepChains = std::to_array<std::pair<std::string_view, ActiveEnd
     {"sssssssssssss", SELECTOR_DEPTH_EXCEEDED},
 });
 
-TEST(ResolveActiveOutbound, UpToEightFollowsReachTheLeaf) {
+TEST(ResolveActiveOutbound, UpToEightStepsReachTheLeaf) {
   EXPECT_EQ(kMaxFollowSteps, 8U);
   for (const std::string_view kinds :
        {"ssssssss", "dddddddd", "sdsdsdsd", "ddddssss", "uuuuuuuu"}) {
-    for (std::size_t follows = 1; follows <= kinds.size(); ++follows) {
-      Walk walk = chain(kinds.substr(0, follows), kLeafTag);
-      walk.end = leafAt(follows, tagsOfLinks(follows));
+    for (std::size_t steps = 1; steps <= kinds.size(); ++steps) {
+      Walk walk = chain(kinds.substr(0, steps), kLeafTag);
+      walk.end = leafAt(steps, tagsOfLinks(steps));
       walk.end.visited.emplace_back(kLeafTag);
       expectWalk(walk);
     }
   }
 }
 
-TEST(ResolveActiveOutbound, NineFollowsAreTooDeepForTheKindOfTheNinth) {
+TEST(ResolveActiveOutbound, TheNinthStepDecidesTheDepthStatus) {
   for (const auto& [kinds, status] : kDeepChains) expectChainStops(kinds, kLeafTag, status, 9);
 }
 
-TEST(ResolveActiveOutbound, TheNinthFollowIsTooDeepEvenWhereItClosesACircle) {
+TEST(ResolveActiveOutbound, DepthIsCheckedBeforeCycles) {
   for (const auto& [kinds, status] : kDeepChains) {
     for (const std::string_view target : {"proxy", "hop_1", "hop_4", "hop_8"}) {
       expectChainStops(kinds, target, status, 9);
@@ -421,14 +420,14 @@ TEST(ResolveActiveOutbound, TheNinthFollowIsTooDeepEvenWhereItClosesACircle) {
   }
 }
 
-TEST(ResolveActiveOutbound, TheNinthFollowIsTooDeepEvenWhereItsTargetIsUnknown) {
+TEST(ResolveActiveOutbound, DepthIsCheckedBeforeTheTargetIsLookedUp) {
   expectChainStops("ssssssss", kUnknownTag, OUTBOUND_NOT_FOUND, 8);
   expectChainStops("dddddddd", kUnknownTag, OUTBOUND_NOT_FOUND, 8);
   expectChainStops("sssssssss", kUnknownTag, SELECTOR_DEPTH_EXCEEDED, 9);
   expectChainStops("ddddddddd", kUnknownTag, DETOUR_DEPTH_EXCEEDED, 9);
 }
 
-TEST(ResolveActiveOutbound, AFailedAnswerComesBeforeTheDepth) {
+TEST(ResolveActiveOutbound, AnswersAreCheckedBeforeDepth) {
   for (const std::string_view kinds : {"sssssssss", "dddddddds"}) {
     for (const FailedAnswer& row : kFailedAnswers) {
       SCOPED_TRACE(row.name);
@@ -443,7 +442,7 @@ TEST(ResolveActiveOutbound, AFailedAnswerComesBeforeTheDepth) {
   }
 }
 
-TEST(ResolveActiveOutbound, AFailedWalkNamesTheTagThatItSought) {
+TEST(ResolveActiveOutbound, AFailedWalkReportsTheSoughtTag) {
   struct Row {
     std::string_view sought;
     ActiveEndpointStatus status;

@@ -15,11 +15,11 @@ namespace {
 using enum SelectorAnswerStatus;
 using namespace std::string_view_literals;
 
-// What `now` holds before each answer: longer than every choice below, so that a partial overwrite
-// shows.
-constexpr std::string_view kBefore = "the choice that was known before this answer";
+// The value of `now` before each call. Longer than every `now` below, to detect a partial
+// overwrite.
+constexpr std::string_view kBefore = "a value that is longer than every expected one";
 
-// Reads `text` with and without an output. On Ok it holds `now`, on failure still `kBefore`.
+// Reads `text` with and without an output. On success the output is `now`, on failure unchanged.
 void expectAnswer(std::string_view text, SelectorAnswerStatus status, std::string_view now = "") {
   const ExactText exact(text);
   std::string stored(kBefore);
@@ -28,7 +28,7 @@ void expectAnswer(std::string_view text, SelectorAnswerStatus status, std::strin
   EXPECT_EQ(readSelectorAnswer(exact.view(), nullptr), status);
 }
 
-struct Choice {
+struct Success {
   std::string_view text;
   std::string_view now;
 };
@@ -40,8 +40,8 @@ TEST(SelectorAnswer, StatusNumbersAreFixed) {
   EXPECT_EQ(static_cast<std::int32_t>(NowMissing), 3);
 }
 
-TEST(SelectorAnswer, ANonEmptyNowIsTheChoiceByteForByte) {
-  constexpr auto rows = std::to_array<Choice>({
+TEST(SelectorAnswer, KeepsEveryByteOfNow) {
+  constexpr auto rows = std::to_array<Success>({
       {.text = R"({"name":"proxy","now":"node_3"})", .now = "node_3"},
       {.text = R"({ "now" : "a" , "name" : "proxy" })", .now = "a"},
       {.text = " \t\r\n{\"now\":\"a\"}", .now = "a"},
@@ -52,7 +52,7 @@ TEST(SelectorAnswer, ANonEmptyNowIsTheChoiceByteForByte) {
       {.text = R"({"now":"a\"b"})", .now = "a\"b"},
       {.text = R"({"now":"\u0000"})", .now = "\0"sv},
       {.text = R"({"now":"a\u0000b"})", .now = "a\0b"sv},
-      // The first "now" counts, every other member is ignored.
+      // The first "now" wins; other members are ignored.
       {.text = R"({"now":"a","now":"b"})", .now = "a"},
       {.text = R"({"now":"a","now":1})", .now = "a"},
       {.text = R"({"now":"a","now":""})", .now = "a"},
@@ -64,7 +64,7 @@ TEST(SelectorAnswer, ANonEmptyNowIsTheChoiceByteForByte) {
       {.text = R"({"nowhere":"x","no":"y","":"z","now":"a"})", .now = "a"},
       {.text = R"({"n\u006fw":"a"})", .now = "a"},
   });
-  for (const Choice& row : rows) {
+  for (const Success& row : rows) {
     SCOPED_TRACE(row.text);
     expectAnswer(row.text, Ok, row.now);
     forEveryCut(row.text, [](std::string_view cut) {
@@ -81,17 +81,17 @@ struct Failure {
   SelectorAnswerStatus status;
 };
 
-TEST(SelectorAnswer, AFailingAnswerLeavesNowAsItWas) {
+TEST(SelectorAnswer, AFailureDoesNotChangeNow) {
   constexpr auto rows = std::to_array<Failure>({
       {.name = "not JSON", .text = "not json", .status = Malformed},
       {.name = "empty text", .text = "", .status = Malformed},
-      {.name = "blanks only", .text = " \t\r\n ", .status = Malformed},
+      {.name = "whitespace only", .text = " \t\r\n ", .status = Malformed},
       {.name = "trailing bytes", .text = R"({"now":"a"} x)", .status = Malformed},
       {.name = "a root that is an array", .text = R"([{"now":"a"}])", .status = Malformed},
       {.name = "now missing", .text = R"({"name":"proxy"})", .status = NowMissing},
-      {.name = "now a number", .text = R"({"now":123})", .status = NowMissing},
-      {.name = "now empty", .text = R"({"now":""})", .status = NowMissing},
-      {.name = "now null", .text = R"({"now":null})", .status = NowMissing},
+      {.name = "now is a number", .text = R"({"now":123})", .status = NowMissing},
+      {.name = "now is empty", .text = R"({"now":""})", .status = NowMissing},
+      {.name = "now is null", .text = R"({"now":null})", .status = NowMissing},
   });
   for (const Failure& row : rows) {
     SCOPED_TRACE(row.name);
@@ -99,15 +99,15 @@ TEST(SelectorAnswer, AFailingAnswerLeavesNowAsItWas) {
   }
 }
 
-TEST(SelectorAnswer, NowIsMissingUnlessTheFirstOneIsANonEmptyString) {
+TEST(SelectorAnswer, NowIsMissingUnlessTheFirstIsANonEmptyString) {
   for (const std::string_view text :
        {R"({})", R"({"name":"now"})", R"({"data":{"now":"a"}})", R"({"data":["now","a"]})",
         R"({"now":true})", R"({"now":false})", R"({"now":0})", R"({"now":1.5})", R"({"now":[]})",
         R"({"now":["a"]})", R"({"now":{}})", R"({"now":{"now":1}})", R"( {"now":123} )",
-        // An unusable first "now" hides a choice behind it.
+        // An unusable first "now" hides a usable second one.
         R"({"now":1,"now":"a"})", R"({"now":"","now":"a"})", R"({"now":null,"now":"a"})",
         R"({"now":{"now":"a"},"now":"a"})",
-        // The key has exactly these three bytes.
+        // Similar keys.
         R"({"Now":"a"})", R"({"NOW":"a"})", R"({"noW":"a"})", R"({"now ":"a"})", R"({" now":"a"})",
         R"({"no":"a"})", R"({"":"a"})", R"({"nowx":"a"})", R"({"xnow":"a"})", R"({"ow":"a"})",
         R"({"new":"a"})", R"({"now\u0000":"a"})"}) {
@@ -116,16 +116,16 @@ TEST(SelectorAnswer, NowIsMissingUnlessTheFirstOneIsANonEmptyString) {
   }
 }
 
-TEST(SelectorAnswer, TextThatIsNoJsonObjectIsMalformed) {
+TEST(SelectorAnswer, InvalidJsonOrANonObjectRootIsMalformed) {
   for (const std::string_view text :
-       {// Syntax, also where the choice would be missing.
+       {// Syntax errors, also where "now" is missing or empty.
         R"({"now":"a",})"sv, R"({"now" "a"})"sv, R"({now:"a"})"sv, R"({'now':'a'})"sv,
         R"({"now":a})"sv, R"({"now":"\x"})"sv, "\xEF\xBB\xBF{\"now\":\"a\"}"sv,
         R"({"now":"","name"})"sv,
         // Trailing bytes.
         R"({"now":"a"}x)"sv, R"({"now":"a"}})"sv, R"({"now":"a"},)"sv,
         R"({"now":"a"}{"now":"b"})"sv, "{\"now\":\"a\"}\0"sv, R"({"name":"proxy"} x)"sv,
-        // Blanks.
+        // Whitespace.
         " "sv, "\t"sv, "\r\n"sv,
         // A root that is not an object.
         R"([])"sv, R"(["now"])"sv, R"(["now","a"])"sv, R"("node_3")"sv, R"("now")"sv, R"(true)"sv,
