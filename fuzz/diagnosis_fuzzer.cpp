@@ -1,5 +1,5 @@
-// Arbitrary bytes as a diagnosis input: the report equals that of the naive core and has the
-// documented structure. Changes of the input that must not affect the report do not affect it.
+// Generates a diagnosis input from any bytes. The report must equal that of the naive core and have
+// the documented members, and an irrelevant change of the input must not change it.
 
 #include <cstddef>
 
@@ -9,12 +9,12 @@
 
 namespace egress::fuzz {
 
-test::Complaint judge(std::string_view bytes) {
+test::Violation check(std::string_view bytes) {
   test::Choices choices(bytes);
   const std::size_t change = choices.below(test::kInputChanges);
   const DiagnosisInput input = test::generateInput(choices);
-  const test::Complaint complaint = test::judgeReport(input);
-  return complaint.empty() ? test::judgeChange(change, input, choices) : complaint;
+  const test::Violation violation = test::checkReport(input);
+  return violation.empty() ? test::checkChange(change, input, choices) : violation;
 }
 
 }  // namespace egress::fuzz

@@ -3,13 +3,13 @@
 
 #include <string_view>
 
-#include "tests/laws/complaint.h"
+#include "tests/laws/violation.h"
 
 namespace egress::fuzz {
 
-// Checks the laws of a fuzz target on `bytes` and returns the first violation. libfuzzer_entry.cpp
-// then aborts, so that libFuzzer saves the bytes; replay_main.cpp prints the violation.
-test::Complaint judge(std::string_view bytes);
+// Checks the laws of a fuzz target on any bytes. On a violation, libfuzzer_entry.cpp aborts, so
+// that libFuzzer saves the bytes; replay_main.cpp prints it.
+test::Violation check(std::string_view bytes);
 
 }  // namespace egress::fuzz
 

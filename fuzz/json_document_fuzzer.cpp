@@ -1,6 +1,5 @@
-// Arbitrary bytes as a JSON document: the verdict and the tree equal those of nlohmann/json. No
-// proper prefix of an accepted object or array is accepted. A rejected document has its fault at
-// the first byte that makes every continuation invalid.
+// Parses any bytes as JSON. The reader must agree with nlohmann/json, reject every proper prefix of
+// an accepted object or array, and report the first faulty byte of a rejected text.
 
 #include <cstddef>
 
@@ -9,12 +8,12 @@
 
 namespace egress::fuzz {
 
-test::Complaint judge(std::string_view bytes) {
-  constexpr std::size_t kMaxCutSize = 200;  // checking all cuts takes quadratic time
-  const test::JsonVerdict verdict = test::judgeJsonText(bytes);
-  if (!verdict.complaint.empty()) return verdict.complaint;
-  if (!verdict.accepted) return test::judgeFault(bytes);
-  return bytes.size() > kMaxCutSize ? test::Complaint{} : test::judgeCuts(bytes);
+test::Violation check(std::string_view bytes) {
+  constexpr std::size_t kMaxPrefixBytes = 200;  // parsing all prefixes takes quadratic time
+  const test::JsonVerdict verdict = test::checkJsonText(bytes);
+  if (!verdict.violation.empty()) return verdict.violation;
+  if (!verdict.accepted) return test::checkFault(bytes);
+  return bytes.size() > kMaxPrefixBytes ? test::Violation{} : test::checkPrefixes(bytes);
 }
 
 }  // namespace egress::fuzz

@@ -1,4 +1,4 @@
-// The entry point for libFuzzer.
+// The entry point of libFuzzer.
 
 #include <cstddef>
 #include <cstdint>
@@ -8,8 +8,8 @@
 #include "fuzz/fuzz_target.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const auto complaint = egress::fuzz::judge({reinterpret_cast<const char*>(data), size});
-  if (complaint.empty()) return 0;
-  std::fprintf(stderr, "broken law: %s\n", complaint.c_str());
+  const auto violation = egress::fuzz::check({reinterpret_cast<const char*>(data), size});
+  if (violation.empty()) return 0;
+  std::fprintf(stderr, "law violated: %s\n", violation.c_str());
   std::abort();
 }

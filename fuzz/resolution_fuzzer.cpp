@@ -1,5 +1,5 @@
-// Arbitrary bytes as outbounds and selector answers: the walk has the same result as that of the
-// naive core, and the classification of every outbound as a leaf matches the decision table.
+// Generates outbounds and selector answers from any bytes. The walk and the classification of every
+// outbound must match the naive core.
 
 #include "fuzz/fuzz_target.h"
 #include "tests/laws/core_laws.h"
@@ -7,15 +7,15 @@
 
 namespace egress::fuzz {
 
-test::Complaint judge(std::string_view bytes) {
+test::Violation check(std::string_view bytes) {
   test::Choices choices(bytes);
   DiagnosisInput input;
   test::generateOutbounds(choices, input);
-  test::Complaint complaint = test::judgeResolution(input);
+  test::Violation violation = test::checkResolution(input);
   for (const Outbound& outbound : input.outbounds) {
-    if (complaint.empty()) complaint = test::judgeClassification(outbound);
+    if (violation.empty()) violation = test::checkClassification(outbound);
   }
-  return complaint;
+  return violation;
 }
 
 }  // namespace egress::fuzz

@@ -1,12 +1,12 @@
-// Arbitrary bytes as a selector's answer: the result equals that of a second, simple reader.
+// Reads any bytes as a selector's answer, and compares the result with that of a simple reader.
 
 #include "fuzz/fuzz_target.h"
 #include "tests/laws/config_laws.h"
 
 namespace egress::fuzz {
 
-test::Complaint judge(std::string_view bytes) {
-  return test::judgeSelectorAnswerText(bytes);
+test::Violation check(std::string_view bytes) {
+  return test::checkSelectorAnswerText(bytes);
 }
 
 }  // namespace egress::fuzz

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "egress/config/numeric_address.h"
-#include "tests/laws/damage.h"
+#include "tests/laws/mutate.h"
 #include "tests/support/exact_text.h"
 #include "tests/support/joined.h"
 
@@ -26,10 +26,10 @@ bool equalInEveryField(const NumericAddress& a, const NumericAddress& b) {
   return a.valid == b.valid && a.family == b.family && a.bytes == b.bytes;
 }
 
-// What the system's own parser makes of a text, whichever family it takes it for.
-NumericAddress systemReading(std::string_view text) {
+// The result of inet_pton for either family.
+NumericAddress parsedBySystem(std::string_view text) {
   NumericAddress address;
-  if (text.find('\0') != std::string_view::npos) return address;  // it would see a shorter text
+  if (text.find('\0') != std::string_view::npos) return address;  // inet_pton stops at NUL
   const std::string terminated(text);
   if (inet_pton(AF_INET, terminated.c_str(), address.bytes.data()) == 1) {
     address.family = 4;
@@ -42,8 +42,8 @@ NumericAddress systemReading(std::string_view text) {
   return address;
 }
 
-// One part of a dotted quad without zeros in front. Parts of more than three bytes stay, because
-// nobody takes them.
+// A part of a dotted quad without leading zeros. Parts of more than three bytes are left unchanged:
+// both parsers reject them.
 std::string plainPart(std::string_view part, bool& hadZeros) {
   const bool isNumber = !part.empty() && part.size() <= 3 && std::ranges::all_of(part, isDigit);
   if (!isNumber || part.size() == 1 || part.front() != '0') return std::string(part);
@@ -52,7 +52,7 @@ std::string plainPart(std::string_view part, bool& hadZeros) {
   return std::string(part);
 }
 
-// What stands behind the last colon, if it has dots, is a dotted quad.
+// The text after the last colon is a dotted quad if it contains dots.
 std::string withoutLeadingZeros(std::string_view text, bool& hadZeros) {
   const std::size_t quadStart = text.rfind(':') + 1;  // 0 when there is no colon
   std::string plain(text.substr(0, quadStart));
@@ -66,17 +66,17 @@ std::string withoutLeadingZeros(std::string_view text, bool& hadZeros) {
   return plain + plainPart(quad, hadZeros);
 }
 
-std::string withoutLiberties(std::string_view text, Liberties& liberties) {
+std::string withoutExtensions(std::string_view text, Extensions& extensions) {
   if (text.size() >= 2 && text.starts_with('[') && text.ends_with(']')) {
-    liberties.brackets = true;
+    extensions.brackets = true;
     text.remove_prefix(1);
     text.remove_suffix(1);
   }
   if (const std::size_t percent = text.find('%'); percent != std::string_view::npos) {
-    liberties.zone = true;
+    extensions.zone = true;
     text = text.substr(0, percent);
   }
-  return withoutLeadingZeros(text, liberties.leadingZeros);
+  return withoutLeadingZeros(text, extensions.leadingZeros);
 }
 
 std::string describe(const NumericAddress& address) {
@@ -91,14 +91,14 @@ NumericAddress drawAddress(Choices& choices) {
   address.valid = true;
   address.family = choices.flag() ? 6 : 4;
   const std::size_t size = address.family == 4 ? 4 : 16;
-  // Runs of zeros, and bytes of one digit, are what the text forms differ in.
+  // Half of the bytes are zero, because runs of zeros are abbreviated in text.
   for (std::size_t i = 0; i < size; ++i) {
     address.bytes[i] = choices.flag() ? choices.nextByte() : std::uint8_t{0};
   }
   return address;
 }
 
-// The system's text of an address.
+// The output of inet_ntop.
 std::string formatted(const NumericAddress& address) {
   std::array<char, INET6_ADDRSTRLEN> text{};
   inet_ntop(address.family == 4 ? AF_INET : AF_INET6, address.bytes.data(), text.data(),
@@ -148,15 +148,14 @@ std::string generateIpv6Text(Choices& choices) {
   return text + generateDottedQuad(choices);
 }
 
-// Few distinct ones, so that equal ones and ones that differ in a single byte or in their family
-// meet; an invalid one among them.
+// Addresses that are equal or differ in one byte or the family, and an invalid one.
 std::vector<NumericAddress> drawSimilarAddresses(Choices& choices) {
   const NumericAddress address = drawAddress(choices);
-  NumericAddress nearly = address;
-  nearly.bytes[choices.below(16)] ^= static_cast<std::uint8_t>(choices.below(2));
+  NumericAddress similar = address;
+  similar.bytes[choices.below(16)] ^= static_cast<std::uint8_t>(choices.below(2));
   NumericAddress ofOtherFamily = address;
   ofOtherFamily.family = 10 - address.family;
-  return {{}, address, nearly, mappedIntoIpv6(address), ofOtherFamily, nearly};
+  return {{}, address, similar, mappedIntoIpv6(address), ofOtherFamily, similar};
 }
 
 bool shouldBeSame(const NumericAddress& a, const NumericAddress& b) {
@@ -167,45 +166,46 @@ bool shouldBeSame(const NumericAddress& a, const NumericAddress& b) {
 
 }  // namespace
 
-AddressVerdict judgeAddressText(std::string_view text) {
+AddressVerdict checkAddressText(std::string_view text) {
   AddressVerdict verdict;
   const ExactText exact(text);
-  const NumericAddress ours = parseNumericAddress(exact.view());
-  const NumericAddress wanted = systemReading(withoutLiberties(text, verdict.liberties));
-  verdict.accepted = ours.valid;
-  verdict.systemAgrees = equalInEveryField(ours, systemReading(text));
-  if (!equalInEveryField(ours, wanted)) {
-    verdict.complaint =
-        joined({"'", text, "' is read as ", describe(ours), ", not as ", describe(wanted)});
-  } else if (!verdict.systemAgrees && !verdict.liberties.any()) {
-    verdict.complaint =
-        joined({"'", text, "' is read otherwise than by the system, for no reason"});
+  const NumericAddress actual = parseNumericAddress(exact.view());
+  const NumericAddress expected = parsedBySystem(withoutExtensions(text, verdict.extensions));
+  verdict.accepted = actual.valid;
+  verdict.systemAgrees = equalInEveryField(actual, parsedBySystem(text));
+  if (!equalInEveryField(actual, expected)) {
+    verdict.violation =
+        joined({"'", text, "' parsed as ", describe(actual), ", expected ", describe(expected)});
+  } else if (!verdict.systemAgrees && !verdict.extensions.any()) {
+    verdict.violation = joined({"'", text, "' differs from inet_pton without an extension"});
   }
   return verdict;
 }
 
-Complaint judgeFormattedAddress(Choices& choices) {
+Violation checkFormattedAddress(Choices& choices) {
   const NumericAddress address = drawAddress(choices);
   const std::string text = formatted(address);
   const NumericAddress readBack = parseNumericAddress(text);
   if (!equalInEveryField(readBack, address)) {
-    return joined({"'", text, "' is read back as ", describe(readBack)});
+    return joined({"'", text, "' parsed as ", describe(readBack)});
   }
   if (address.family == 4) {
     const NumericAddress mapped = parseNumericAddress(joined({"::ffff:", text}));
-    if (!equalInEveryField(mapped, mappedIntoIpv6(address))) return "not mapped: " + text;
-    if (sameNumericAddress(address, mapped)) return "the same as its mapped form: " + text;
+    if (!equalInEveryField(mapped, mappedIntoIpv6(address))) {
+      return "wrong IPv4-mapped address: " + text;
+    }
+    if (sameNumericAddress(address, mapped)) return "equals its IPv4-mapped address: " + text;
   }
   return {};
 }
 
-Complaint judgeEquality(Choices& choices) {
+Violation checkEquality(Choices& choices) {
   const std::vector<NumericAddress> addresses = drawSimilarAddresses(choices);
   for (const NumericAddress& a : addresses) {
     for (const NumericAddress& b : addresses) {
       const bool same = sameNumericAddress(a, b);
       if (same != shouldBeSame(a, b)) {
-        return joined({same ? "the same: " : "not the same: ", describe(a), " and ", describe(b)});
+        return joined({same ? "equal: " : "not equal: ", describe(a), " and ", describe(b)});
       }
       if (same != sameNumericAddress(b, a)) {
         return joined({"not symmetric: ", describe(a), " and ", describe(b)});
@@ -220,14 +220,14 @@ Complaint judgeEquality(Choices& choices) {
 }
 
 std::string generateAddressText(Choices& choices) {
-  constexpr std::string_view kTelling = "0123456789afAFgx.:%[] -+\0\xFF"sv;
+  constexpr std::string_view kAlphabet = "0123456789afAFgx.:%[] -+\0\xFF"sv;
   constexpr std::array<std::string_view, 4> kZones = {"%eth0", "%", "%1:2", "%]"};
   std::string text = choices.flag() ? generateIpv6Text(choices) : generateDottedQuad(choices);
   if (choices.below(8) == 7) text += choices.oneOf(kZones);
   if (choices.below(8) == 7) text = joined({"[", text, "]"});
   if (choices.flag()) {
     for (std::size_t changes = choices.below(3) + 1; changes > 0; --changes) {
-      damage(text, kTelling, choices);
+      mutate(text, kAlphabet, choices);
     }
   }
   return text;

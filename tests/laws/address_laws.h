@@ -5,12 +5,12 @@
 #include <string_view>
 
 #include "tests/laws/choices.h"
-#include "tests/laws/complaint.h"
+#include "tests/laws/violation.h"
 
 namespace egress::test {
 
-// What a text has that inet_pton refuses and parseNumericAddress takes.
-struct Liberties {
+// The syntax in a text that parseNumericAddress accepts and inet_pton rejects.
+struct Extensions {
   bool leadingZeros = false;  // in a dotted quad
   bool brackets = false;
   bool zone = false;
@@ -19,25 +19,25 @@ struct Liberties {
 };
 
 struct AddressVerdict {
-  Complaint complaint;
+  Violation violation;
   bool accepted = false;
-  bool systemAgrees = false;  // inet_pton says the same of the very same text
-  Liberties liberties;
+  bool systemAgrees = false;  // inet_pton gives the same result for the unchanged text
+  Extensions extensions;
 };
 
-// parseNumericAddress reads the text exactly as inet_pton reads it without the liberties; where
-// there are none to take, the two agree.
-AddressVerdict judgeAddressText(std::string_view text);
+// parseNumericAddress gives the result of inet_pton for the text without its extensions. The two
+// differ only for texts with extensions.
+AddressVerdict checkAddressText(std::string_view text);
 
-// Whatever inet_ntop writes is read back as the same bytes, and an IPv4 address is never the same
-// as its form mapped into IPv6 (RFC 4291, section 2.5.5.2).
-Complaint judgeFormattedAddress(Choices& choices);
+// parseNumericAddress reads the output of inet_ntop back as the same bytes. An IPv4 address never
+// equals its IPv4-mapped IPv6 address (RFC 4291, section 2.5.5.2).
+Violation checkFormattedAddress(Choices& choices);
 
-// sameNumericAddress is an equivalence relation on valid addresses, says the same as comparing
-// family and bytes, and never holds for an invalid one.
-Complaint judgeEquality(Choices& choices);
+// sameNumericAddress is an equivalence relation on valid addresses, equals a comparison of family
+// and bytes, and is false for invalid addresses.
+Violation checkEquality(Choices& choices);
 
-// A text that is an address, or was one before a few bytes of it were changed.
+// An address text, sometimes mutated.
 std::string generateAddressText(Choices& choices);
 
 }  // namespace egress::test

@@ -8,16 +8,16 @@
 
 namespace egress::test {
 
-// The decisions behind one generated value, drawn from bytes: random ones in the law tests, a
-// fuzzer's in fuzz/. When the bytes are used up, every decision is the first one; so any bytes,
-// few or many, make a value, and every generator comes to its end.
+// A source of decisions for generators, driven by bytes: random bytes in the law tests, fuzzer
+// input in fuzz/. After the last byte, every decision is the first option, so any input gives a
+// value and every generator terminates.
 class Choices {
  public:
   explicit Choices(std::string_view bytes) : bytes_(bytes) {}
 
   [[nodiscard]] bool exhausted() const { return bytes_.empty(); }
 
-  // From 0 to count - 1; one byte for up to 256 possibilities, as many as it takes for more.
+  // A number from 0 to count - 1. Takes one byte for up to 256 options, more bytes for more.
   std::size_t below(std::size_t count) {
     std::size_t drawn = nextByte();
     for (std::size_t reach = 256; reach < count; reach *= 256) drawn = drawn * 256 + nextByte();
@@ -26,7 +26,7 @@ class Choices {
 
   bool flag() { return below(2) == 1; }
 
-  // True once in `count` times, and never any more when the bytes are used up.
+  // True with probability 1 / `count`; false after the last byte.
   bool rarely(std::size_t count) { return below(count) == count - 1; }
 
   template <typename List>

@@ -11,8 +11,8 @@ namespace {
 
 using namespace std::string_view_literals;
 
-// Stands in no generated text.
-constexpr std::string_view kOneMore = "<one more>";
+// Marks the key of a duplicate member. Does not occur in generated texts.
+constexpr std::string_view kDuplicateMark = "<duplicate>";
 
 constexpr auto kRootKeys = std::to_array<std::string_view>({"route", "outbounds"});
 constexpr auto kRouteKeys = std::to_array<std::string_view>({"auto_detect_interface"});
@@ -34,7 +34,7 @@ constexpr std::int64_t kMinInt64 = std::numeric_limits<std::int64_t>::min();
 constexpr auto kIntegers = std::to_array<std::int64_t>(
     {443, 0, 1, -1, 65535, 65536, 65537, 8443, -443, 70000, kMaxInt32, kMaxInt32 + 1, kMinInt32,
      kMinInt32 - 1, 4294967296 + 443, kMaxInt64, kMinInt64});
-constexpr auto kNoIntegers = std::to_array<double>({443.0, 1.5, -0.0, 4.43e2, 1e300, 1e-7});
+constexpr auto kNonIntegers = std::to_array<double>({443.0, 1.5, -0.0, 4.43e2, 1e300, 1e-7});
 constexpr std::uint64_t kTooLarge = static_cast<std::uint64_t>(kMaxInt64) + 1;
 
 constexpr auto kPortEntries = std::to_array<std::string_view>({"443",
@@ -72,7 +72,6 @@ std::span<const std::string_view> knownKeys(Place place) {
   return {};
 }
 
-// Where the member of an object stands.
 Place placeOfMember(Place object, std::string_view key) {
   if (object == Place::Root && key == "route") return Place::Route;
   if (object == Place::Root && key == "outbounds") return Place::Outbounds;
@@ -90,7 +89,7 @@ Document generateJson(Choices& choices, std::size_t levels) {
     case 1: return false;
     case 2: return true;
     case 3: return choices.oneOf(kIntegers);
-    case 4: return choices.oneOf(kNoIntegers);
+    case 4: return choices.oneOf(kNonIntegers);
     case 5: return kTooLarge;
     case 6: return std::string(choices.oneOf(kTexts));
     case 7: {
@@ -119,7 +118,7 @@ Document generateObject(Place place, Choices& choices) {
   return object;
 }
 
-// Mostly one text of the table; rarely one that is as long as no table holds it.
+// Mostly an entry of the table; rarely any JSON value, or an entry with hundreds of digits.
 Document generatePortEntry(Choices& choices) {
   if (choices.rarely(8)) return generateJson(choices);
   if (!choices.rarely(8)) return std::string(choices.oneOf(kPortEntries));
@@ -244,7 +243,7 @@ void editObjects(Document& document, Place place, const Edit& edit) {
     for (Document& item : document) editObjects(item, placeOfItem(place), edit);
   }
   if (!document.is_object()) return;
-  // A list that is an object instead has no items, so nobody looks into it.
+  // The readers do not look into "outbounds" if it is an object.
   if (place == Place::Outbounds) place = Place::Elsewhere;
   Members members;
   for (const auto& item : document.items()) {
@@ -256,17 +255,17 @@ void editObjects(Document& document, Place place, const Edit& edit) {
   for (auto& [key, value] : members) document[key] = std::move(value);
 }
 
-std::string oneMore(std::string_view key) {
-  return joined({kOneMore, key});
+std::string duplicateKey(std::string_view key) {
+  return joined({kDuplicateMark, key});
 }
 
 std::string textOf(const Document& document, Choices& choices) {
   const int indent = choices.flag() ? 1 : -1;
   const bool escapes = choices.flag();
   std::string text = document.dump(indent, ' ', escapes);
-  for (std::size_t at = text.find(kOneMore); at != std::string::npos;
-       at = text.find(kOneMore, at)) {
-    text.erase(at, kOneMore.size());
+  for (std::size_t at = text.find(kDuplicateMark); at != std::string::npos;
+       at = text.find(kDuplicateMark, at)) {
+    text.erase(at, kDuplicateMark.size());
   }
   return text;
 }

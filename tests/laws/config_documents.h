@@ -16,33 +16,33 @@
 
 namespace egress::test {
 
-// A configuration or a selector's answer before it is a text. Keeps the order of its keys.
+// A configuration or a selector's answer before serialization. Keeps the order of its keys.
 using Document = nlohmann::ordered_json;
 
-// Where a value stands. The readers look for other keys in each of these places; what they never
-// look into is Elsewhere, however deep it is and whatever its keys are.
+// The position of a value in a document. The readers look for different keys in each place; values
+// that they never look into are Elsewhere.
 enum class Place : std::uint8_t { Root, Route, Outbounds, Outbound, Transport, Answer, Elsewhere };
 
 std::string_view wordOf(Place place);
 
-// True when a reader looks for the key in an object that stands there.
+// True if a reader looks for the key in an object at this place.
 bool isKnown(Place place, std::string_view key);
 
-// All keys that are known in some place, keys that are nearly those, and others.
+// The known keys of all places, near misses and others.
 const std::vector<std::string>& allKeys();
 
-// An object with all keys that are known in some place, each with a good value; a reader that looks
-// where it should not finds something there.
+// An object with the known keys of all places and valid values. A reader that looks where it should
+// not finds something there.
 const Document& objectOfKnownKeys();
 
 // Any JSON value.
 Document generateJson(Choices& choices);
 
-// A value that fits the key, or one that nearly fits, or rarely any JSON value. Without choices it
-// is a good one.
+// A value for the key: valid, a near miss, or rarely any JSON value. Valid if the choices are
+// exhausted.
 Document generateValueOf(std::string_view key, Choices& choices);
 
-// Objects with most of the keys that are known in their places and a few others.
+// Objects with most known keys of their places and a few others.
 Document generateConfig(Choices& choices);
 Document generateOutboundObject(Choices& choices);
 Document generateSelectorAnswer(Choices& choices);
@@ -50,15 +50,15 @@ Document generateSelectorAnswer(Choices& choices);
 using Members = std::vector<std::pair<std::string, Document>>;
 using Edit = std::function<void(Members& members, Place place)>;
 
-// Lets `edit` change the members of every object of the document, the inner objects first. What it
-// adds is not edited in turn.
+// Calls `edit` with the members of every object of the document, inner objects first. Values that
+// `edit` adds are not edited.
 void editObjects(Document& document, Place place, const Edit& edit);
 
-// The key as an edit adds it to an object that may have it already; a document holds no key twice,
-// but its text does.
-std::string oneMore(std::string_view key);
+// The key with a mark that textOf removes. It lets an edit add a key that the object already has,
+// because a Document cannot hold duplicate keys.
+std::string duplicateKey(std::string_view key);
 
-// The JSON text, in one line or in many, with bytes above 127 as such or as escapes.
+// The JSON text, on one line or indented, with non-ASCII characters raw or escaped.
 std::string textOf(const Document& document, Choices& choices);
 
 }  // namespace egress::test

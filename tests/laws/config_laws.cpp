@@ -9,7 +9,7 @@
 #include "egress/config/selector_answer.h"
 #include "tests/laws/config_documents.h"
 #include "tests/laws/config_reading.h"
-#include "tests/laws/damage.h"
+#include "tests/laws/mutate.h"
 #include "tests/support/exact_text.h"
 #include "tests/support/joined.h"
 
@@ -18,27 +18,32 @@ namespace {
 
 using namespace std::string_view_literals;
 
-// An output that a partial overwrite would show in: longer than the choices of most answers.
-constexpr std::string_view kBefore = "the choice that was known before this answer";
+// The output before a call. Longer than most answers, to detect a partial overwrite.
+constexpr std::string_view kBefore = "a value that is longer than most answers";
 
-Complaint contradictionIn(const Outbound& outbound) {
+Violation inconsistencyIn(const Outbound& outbound) {
   const auto isPort = [](std::uint32_t port) { return port >= 1 && port <= 65535; };
-  if (!std::all_of(outbound.ports.begin(), outbound.ports.end(), isPort)) return "no such port";
-  if (outbound.hasServer == outbound.server.empty()) return "a server and none";
-  const bool saysPort = !outbound.ports.empty() || outbound.portMalformed || outbound.portHopping;
-  if (saysPort && !outbound.portSpecified) return "a port that nobody specified";
-  if (!outbound.transportType.empty() && !outbound.hasTransport) return "a type of no transport";
+  if (!std::all_of(outbound.ports.begin(), outbound.ports.end(), isPort)) {
+    return "port out of range";
+  }
+  if (outbound.hasServer == outbound.server.empty()) return "hasServer contradicts server";
+  const bool hasPortData =
+      !outbound.ports.empty() || outbound.portMalformed || outbound.portHopping;
+  if (hasPortData && !outbound.portSpecified) return "port data without portSpecified";
+  if (!outbound.transportType.empty() && !outbound.hasTransport) {
+    return "transport type without hasTransport";
+  }
   return {};
 }
 
-Complaint contradictionIn(const ProxyConfig& config) {
+Violation inconsistencyIn(const ProxyConfig& config) {
   if (config.configStatus != ConfigStatus::OK) {
-    if (config.autoDetectInterface) return "a flag of an unusable configuration";
-    if (!config.outbounds.empty()) return "outbounds of an unusable configuration";
+    if (config.autoDetectInterface) return "flag set in an unusable configuration";
+    if (!config.outbounds.empty()) return "outbounds in an unusable configuration";
   }
   for (const Outbound& outbound : config.outbounds) {
-    const Complaint complaint = contradictionIn(outbound);
-    if (!complaint.empty()) return complaint + describe(outbound);
+    const Violation violation = inconsistencyIn(outbound);
+    if (!violation.empty()) return violation + describe(outbound);
   }
   return {};
 }
@@ -53,7 +58,7 @@ Subject subjectOf(TextKind kind) {
                                   : Subject{Place::Answer, generateSelectorAnswer};
 }
 
-Complaint judgeSameReading(TextKind kind, const std::string& before, const std::string& after) {
+Violation checkSameResult(TextKind kind, const std::string& before, const std::string& after) {
   std::string was;
   std::string is;
   bool same = false;
@@ -71,24 +76,24 @@ Complaint judgeSameReading(TextKind kind, const std::string& before, const std::
     same = was == is;
   }
   if (same) return {};
-  return joined({before, "\nis read as ", was, "\nbut\n", after, "\nas ", is});
+  return joined({before, "\nis read as ", was, "\nbut\n", after, "\nis read as ", is});
 }
 
-// True when more is read from the text than that it cannot be used.
-bool isTelling(TextKind kind, std::string_view text) {
+// True if the result contains an outbound or a choice.
+bool isUsable(TextKind kind, std::string_view text) {
   return kind == TextKind::Config ? !readProxyConfig(text, true).outbounds.empty()
                                   : readSelectorAnswer(text, nullptr) == SelectorAnswerStatus::Ok;
 }
 
-// Generates a document and holds its text against that of the same document after the edit.
-Complaint judgeEdited(TextKind kind, Choices& choices, Census& census, const Edit& edit) {
+// Compares the results for a generated document before and after the edit.
+Violation checkEdit(TextKind kind, Choices& choices, Counts& counts, const Edit& edit) {
   const Subject subject = subjectOf(kind);
   const Document document = subject.generate(choices);
   Document edited = document;
   editObjects(edited, subject.root, edit);
   const std::string before = textOf(document, choices);
-  if (isTelling(kind, before)) ++census[joined({"telling ", wordOf(subject.root)})];
-  return judgeSameReading(kind, before, textOf(edited, choices));
+  if (isUsable(kind, before)) ++counts[joined({"usable ", wordOf(subject.root)})];
+  return checkSameResult(kind, before, textOf(edited, choices));
 }
 
 std::vector<std::string> keysUnknownIn(Place place) {
@@ -99,20 +104,20 @@ std::vector<std::string> keysUnknownIn(Place place) {
 }
 
 void insertAt(Members& members, std::size_t position, std::string_view key, Document value) {
-  members.emplace(members.begin() + static_cast<std::ptrdiff_t>(position), oneMore(key),
+  members.emplace(members.begin() + static_cast<std::ptrdiff_t>(position), duplicateKey(key),
                   std::move(value));
 }
 
-void countInsertion(Place place, std::size_t position, std::size_t size, Census& census) {
+void countInsertion(Place place, std::size_t position, std::size_t size, Counts& counts) {
   std::string_view where = ", middle";
   if (position == size) where = ", end";
   if (position == 0) where = ", front";
-  ++census[joined({wordOf(place), where})];
+  ++counts[joined({wordOf(place), where})];
 }
 
-// Before, between or behind the members of an object.
+// A position between the members of an object, or at its start or end.
 struct Gap {
-  std::size_t object = 0;  // in the order in which they are edited
+  std::size_t object = 0;  // number of the object in edit order
   Place place = Place::Elsewhere;
   std::size_t position = 0;
   std::size_t size = 0;  // of the object
@@ -138,22 +143,22 @@ void fillGap(Document& document, Place root, const Gap& gap, std::string_view ke
   });
 }
 
-// Changes the order; the first choices leave it.
+// Keeps the order if the choices are exhausted.
 void shuffle(Members& members, Choices& choices) {
   for (std::size_t i = members.size(); i > 1; --i) {
     std::swap(members[i - 1], members[i - 1 - choices.below(i)]);
   }
 }
 
-// Puts one of the keys that are there a second time somewhere behind the first one.
-void repeatOneKey(Members& members, Place place, Choices& choices, Census& census) {
+// Repeats one of the keys at a position after its first occurrence.
+void repeatOneKey(Members& members, Place place, Choices& choices, Counts& counts) {
   if (members.empty()) return;
   const std::size_t first = choices.below(members.size());
   const std::string key = members[first].first;
   const std::size_t position = first + 1 + choices.below(members.size() - first);
   insertAt(members, position, key,
            choices.flag() ? generateJson(choices) : generateValueOf(key, choices));
-  ++census[isKnown(place, key) ? joined({wordOf(place), ", ", key}) : std::string(wordOf(place))];
+  ++counts[isKnown(place, key) ? joined({wordOf(place), ", ", key}) : std::string(wordOf(place))];
 }
 
 ProxyConfig readOutbounds(const std::vector<Document>& elements, bool detects) {
@@ -164,15 +169,15 @@ ProxyConfig readOutbounds(const std::vector<Document>& elements, bool detects) {
   return readProxyConfig(textOf(config, none), true);
 }
 
-// Reads the elements together and each on its own.
-Complaint judgeList(const std::vector<Document>& elements, bool detects, Census& census) {
+// Compares reading the elements together with reading each on its own.
+Violation checkOutboundList(const std::vector<Document>& elements, bool detects, Counts& counts) {
   ProxyConfig expected{
       .configStatus = ConfigStatus::OK, .autoDetectInterface = detects, .outbounds = {}};
   for (const Document& element : elements) {
     const ProxyConfig alone = readOutbounds({element}, detects);
-    const std::size_t wanted = element.is_object() ? 1 : 0;
-    ++census[wanted == 1 ? "kept" : "skipped"];
-    if (alone.outbounds.size() != wanted) {
+    const std::size_t count = element.is_object() ? 1 : 0;
+    ++counts[count == 1 ? "kept" : "skipped"];
+    if (alone.outbounds.size() != count) {
       return joined({element.dump(), "\nis read as ", describe(alone)});
     }
     expected.outbounds.insert(expected.outbounds.end(), alone.outbounds.begin(),
@@ -181,53 +186,55 @@ Complaint judgeList(const std::vector<Document>& elements, bool detects, Census&
   const ProxyConfig together = readOutbounds(elements, detects);
   if (sameConfig(together, expected)) return {};
   return joined({Document(elements).dump(), "\nis read as ", describe(together),
-                 "\nbut one by one as ", describe(expected)});
+                 "\nbut each on its own as ", describe(expected)});
 }
 
-constexpr std::string_view kTellingBytes = "{}[]\":,\\ 019-+.eEu\ntfnr\0\x7F\xC3\xFF"sv;
+constexpr std::string_view kAlphabet = "{}[]\":,\\ 019-+.eEu\ntfnr\0\x7F\xC3\xFF"sv;
 
 std::string generateText(TextKind kind, Choices& choices) {
   if (choices.exhausted()) return {};
   const Subject subject = subjectOf(kind);
   Document document = subject.generate(choices);
-  Census uncounted;
+  Counts ignored;
   editObjects(document, subject.root, [&](Members& members, Place place) {
-    if (choices.below(4) == 3) repeatOneKey(members, place, choices, uncounted);
+    if (choices.below(4) == 3) repeatOneKey(members, place, choices, ignored);
     if (choices.below(4) == 3) shuffle(members, choices);
   });
   std::string text = textOf(document, choices);
-  if (choices.below(4) == 3) damage(text, kTellingBytes, choices);
+  if (choices.below(4) == 3) mutate(text, kAlphabet, choices);
   return text;
 }
 
 }  // namespace
 
-Complaint judgeConfigText(std::string_view text) {
+Violation checkConfigText(std::string_view text) {
   const ExactText exact(text);
   const ProxyConfig config = readProxyConfig(exact.view(), true);
-  const Complaint contradiction = contradictionIn(config);
-  if (!contradiction.empty()) return joined({text, "\nis read as ", contradiction});
+  const Violation inconsistency = inconsistencyIn(config);
+  if (!inconsistency.empty()) {
+    return joined({text, "\ngives an inconsistent record: ", inconsistency});
+  }
   const ProxyConfig expected = expectedConfig(text);
   if (!sameConfig(config, expected)) {
-    return joined({text, "\nis read as ", describe(config), "\nnot as ", describe(expected)});
+    return joined({text, "\nis read as ", describe(config), "\nexpected ", describe(expected)});
   }
   const ProxyConfig without = readProxyConfig(exact.view(), false);
   if (!sameConfig(without, ProxyConfig{})) {
-    return joined({text, "\nis read, although there is none, as ", describe(without)});
+    return joined({text, "\nis read without hasText as ", describe(without)});
   }
   return {};
 }
 
-Complaint judgeSelectorAnswerText(std::string_view text) {
+Violation checkSelectorAnswerText(std::string_view text) {
   const ExactText exact(text);
   std::string now(kBefore);
   const SelectorAnswerStatus status = readSelectorAnswer(exact.view(), &now);
-  if (now.empty()) return joined({text, "\nnames an empty choice"});
+  if (now.empty()) return joined({text, "\ngives an empty choice"});
   std::string expectedNow;
   const SelectorAnswerStatus expected = expectedAnswer(text, expectedNow);
   if (expected != SelectorAnswerStatus::Ok) expectedNow = kBefore;
   if (status != expected || now != expectedNow) {
-    return joined({text, "\nis read as ", describe(status, now), "\nnot as ",
+    return joined({text, "\nis read as ", describe(status, now), "\nexpected ",
                    describe(expected, expectedNow)});
   }
   const SelectorAnswerStatus withoutOutput = readSelectorAnswer(exact.view(), nullptr);
@@ -245,19 +252,19 @@ std::string generateSelectorAnswerText(Choices& choices) {
   return generateText(TextKind::SelectorAnswer, choices);
 }
 
-Complaint judgeUnknownKeys(TextKind kind, Choices& choices, Census& census) {
-  return judgeEdited(kind, choices, census, [&](Members& members, Place place) {
+Violation checkUnknownKeys(TextKind kind, Choices& choices, Counts& counts) {
+  return checkEdit(kind, choices, counts, [&](Members& members, Place place) {
     if (choices.flag()) return;
     const std::size_t size = members.size();
     const std::size_t position = choices.below(size + 1);
     const std::string key = choices.oneOf(keysUnknownIn(place));
     insertAt(members, position, key,
              choices.flag() ? generateJson(choices) : generateValueOf(key, choices));
-    countInsertion(place, position, size, census);
+    countInsertion(place, position, size, counts);
   });
 }
 
-Complaint judgeEveryUnknownKey(TextKind kind, std::string_view text, Census& census) {
+Violation checkEveryUnknownKey(TextKind kind, std::string_view text, Counts& counts) {
   const Subject subject = subjectOf(kind);
   const Document document = Document::parse(text);
   for (const Gap& gap : gapsOf(document, subject.root)) {
@@ -266,42 +273,42 @@ Complaint judgeEveryUnknownKey(TextKind kind, std::string_view text, Census& cen
       for (const Document& value : {generateValueOf(key, none), objectOfKnownKeys(), Document()}) {
         Document edited = document;
         fillGap(edited, subject.root, gap, key, value);
-        countInsertion(gap.place, gap.position, gap.size, census);
-        Complaint complaint = judgeSameReading(kind, std::string(text), textOf(edited, none));
-        if (!complaint.empty()) return complaint;
+        countInsertion(gap.place, gap.position, gap.size, counts);
+        Violation violation = checkSameResult(kind, std::string(text), textOf(edited, none));
+        if (!violation.empty()) return violation;
       }
     }
   }
   return {};
 }
 
-Complaint judgeReorderedKeys(TextKind kind, Choices& choices, Census& census) {
-  return judgeEdited(kind, choices, census, [&](Members& members, Place place) {
+Violation checkReorderedKeys(TextKind kind, Choices& choices, Counts& counts) {
+  return checkEdit(kind, choices, counts, [&](Members& members, Place place) {
     const Members before = members;
     shuffle(members, choices);
-    if (members != before) ++census[std::string(wordOf(place))];
+    if (members != before) ++counts[std::string(wordOf(place))];
   });
 }
 
-Complaint judgeRepeatedKeys(TextKind kind, Choices& choices, Census& census) {
-  return judgeEdited(kind, choices, census, [&](Members& members, Place place) {
-    if (choices.flag()) repeatOneKey(members, place, choices, census);
+Violation checkRepeatedKeys(TextKind kind, Choices& choices, Counts& counts) {
+  return checkEdit(kind, choices, counts, [&](Members& members, Place place) {
+    if (choices.flag()) repeatOneKey(members, place, choices, counts);
   });
 }
 
-Complaint judgeOutboundsOnTheirOwn(Choices& choices, Census& census) {
+Violation checkOutboundsAreIndependent(Choices& choices, Counts& counts) {
   const bool detects = choices.flag();
   std::vector<Document> elements(choices.below(6));
   for (Document& element : elements) element = generateOutboundObject(choices);
-  if (Complaint complaint = judgeList(elements, detects, census); !complaint.empty()) {
-    return complaint;
+  if (Violation violation = checkOutboundList(elements, detects, counts); !violation.empty()) {
+    return violation;
   }
   if (elements.empty()) return {};
-  Document& exchanged = elements[choices.below(elements.size())];
-  const bool wasKept = exchanged.is_object();
-  exchanged = choices.flag() ? generateJson(choices) : generateOutboundObject(choices);
-  if (wasKept != exchanged.is_object()) ++census["exchanged"];
-  return judgeList(elements, detects, census);
+  Document& replaced = elements[choices.below(elements.size())];
+  const bool wasKept = replaced.is_object();
+  replaced = choices.flag() ? generateJson(choices) : generateOutboundObject(choices);
+  if (wasKept != replaced.is_object()) ++counts["replaced"];
+  return checkOutboundList(elements, detects, counts);
 }
 
 }  // namespace egress::test

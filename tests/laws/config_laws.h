@@ -9,52 +9,51 @@
 #include <string_view>
 
 #include "tests/laws/choices.h"
-#include "tests/laws/complaint.h"
+#include "tests/laws/violation.h"
 
 namespace egress::test {
 
-// How often which case was met, by its name; a law that never met one has shown nothing of it.
-using Census = std::map<std::string, std::size_t, std::less<>>;
+// The number of cases by name, to show that a test covers each case.
+using Counts = std::map<std::string, std::size_t, std::less<>>;
 
-// What the proxy engine writes and the library reads.
+// The texts of the proxy engine that the library reads.
 enum class TextKind : std::uint8_t { Config, SelectorAnswer };
 
-// readProxyConfig gives what a plain transcription of its rules gives, in every field, and nothing
-// that contradicts itself; without a text there is no configuration, whatever the bytes.
-Complaint judgeConfigText(std::string_view text);
+// readProxyConfig gives the same record as a simple reader, and a consistent one. Without hasText
+// it gives no configuration for any bytes.
+Violation checkConfigText(std::string_view text);
 
-// readSelectorAnswer gives what a plain transcription of its rules gives, with an output and
-// without one, and leaves the output alone unless the answer is Ok.
-Complaint judgeSelectorAnswerText(std::string_view text);
+// readSelectorAnswer gives the same result as a simple reader, with and without an output, and does
+// not change the output unless the answer is Ok.
+Violation checkSelectorAnswerText(std::string_view text);
 
-// A text as the engine writes it, or with defects in its values, its keys or its bytes. No text at
-// all when there are no choices.
+// A text as the engine writes it, or with defects in values, keys or bytes. Empty if the choices
+// are exhausted.
 std::string generateConfigText(Choices& choices);
 std::string generateSelectorAnswerText(Choices& choices);
 
-// Three laws on generated texts. Each counts what it changed, and as "telling root" or "telling
-// answer" the texts from which there is something to read.
+// Three laws on generated texts. Each counts its changes, and the texts with a usable result as
+// "usable root" or "usable answer".
 
-// What is read does not change when some objects, looked into or not, get a key that is not known
-// in their place. Counts "root, front", "route, middle", "elsewhere, end" and so on.
-Complaint judgeUnknownKeys(TextKind kind, Choices& choices, Census& census);
+// Adding unknown keys to objects does not change the result. Counts "root, front", "route, middle",
+// "elsewhere, end" and so on.
+Violation checkUnknownKeys(TextKind kind, Choices& choices, Counts& counts);
 
-// What is read does not change with the order of the keys. Counts the objects that got another
-// order, as "root" and so on.
-Complaint judgeReorderedKeys(TextKind kind, Choices& choices, Census& census);
+// Reordering keys does not change the result. Counts the reordered objects, as "root" and so on.
+Violation checkReorderedKeys(TextKind kind, Choices& choices, Counts& counts);
 
-// What is read does not change when a key comes a second time, behind the first, with whatever
-// value. Counts "root", "outbound, server_port" and so on; the key only where it is known.
-Complaint judgeRepeatedKeys(TextKind kind, Choices& choices, Census& census);
+// Repeating a key after its first occurrence, with any value, does not change the result. Counts
+// "root", "outbound, server_port" and so on, with the key if it is known in its place.
+Violation checkRepeatedKeys(TextKind kind, Choices& choices, Counts& counts);
 
-// What is read does not change with any unknown key in any place of any object of this text. Counts
-// as judgeUnknownKeys does.
-Complaint judgeEveryUnknownKey(TextKind kind, std::string_view text, Census& census);
+// Adding any unknown key at any position of any object of this text does not change the result.
+// Counts like checkUnknownKeys.
+Violation checkEveryUnknownKey(TextKind kind, std::string_view text, Counts& counts);
 
-// Reading many outbounds gives what reading each on its own gives, one after the other; also when
-// one of them is exchanged for another. Counts the elements "skipped" and "kept", and those that
-// were "exchanged" for one of which that is not true.
-Complaint judgeOutboundsOnTheirOwn(Choices& choices, Census& census);
+// Reading outbounds together gives the same records as reading each on its own, also after one
+// element was replaced. Counts elements "kept" and "skipped", and "replaced" when a kept element
+// was replaced by a skipped one or the reverse.
+Violation checkOutboundsAreIndependent(Choices& choices, Counts& counts);
 
 }  // namespace egress::test
 

@@ -18,8 +18,8 @@
 namespace egress::test {
 namespace {
 
-// The members of an object by key, none for anything else. Of a repeated key the first one stays,
-// because it comes last.
+// The members of an object by key; empty for other kinds. Inserts in reverse order, so that the
+// first of repeated keys wins.
 std::map<std::string_view, const JsonValue*> membersOf(const JsonValue* value) {
   std::map<std::string_view, const JsonValue*> members;
   if (value == nullptr || value->kind != JsonKind::Object) return members;
@@ -44,7 +44,7 @@ std::string stringAt(const JsonValue* object, std::string_view key) {
   return isKind(value, JsonKind::String) ? value->stringValue : std::string();
 }
 
-// The first row whose condition holds decides.
+// The first row with a true condition decides.
 template <typename Status>
 using DecisionTable = std::initializer_list<std::pair<bool, Status>>;
 
@@ -54,8 +54,8 @@ Status decide(DecisionTable<Status> table) {
       ->second;
 }
 
-// A port is written in digits alone, of which those that count are one to five.
-std::optional<std::uint32_t> portIn(std::string_view text) {
+// Digits only, one to five of them after the leading zeros.
+std::optional<std::uint32_t> portNumber(std::string_view text) {
   if (text.find_first_not_of("0123456789") != std::string_view::npos) return std::nullopt;
   text.remove_prefix(std::min(text.find_first_not_of('0'), text.size()));
   if (text.empty() || text.size() > 5) return std::nullopt;
@@ -64,47 +64,47 @@ std::optional<std::uint32_t> portIn(std::string_view text) {
   return port <= 65535 ? std::optional(port) : std::nullopt;
 }
 
-enum class PortWord : std::uint8_t { Single, Range, Unusable };
+enum class PortKind : std::uint8_t { Single, Range, Unusable };
 
-struct PortReading {
-  PortWord word = PortWord::Unusable;
+struct ParsedPort {
+  PortKind kind = PortKind::Unusable;
   std::uint32_t port = 0;  // Single
 };
 
-PortReading readingOf(const std::string& digits) {
-  const std::optional<std::uint32_t> port = portIn(digits);
-  return port ? PortReading{PortWord::Single, *port} : PortReading{};
+ParsedPort parsePort(const std::string& digits) {
+  const std::optional<std::uint32_t> port = portNumber(digits);
+  return port ? ParsedPort{PortKind::Single, *port} : ParsedPort{};
 }
 
-PortReading readingOfEntry(const JsonValue& entry) {
+ParsedPort parseEntry(const JsonValue& entry) {
   if (entry.kind != JsonKind::String) return {};
   const auto colons = std::count(entry.stringValue.begin(), entry.stringValue.end(), ':');
-  return colons > 0 ? PortReading{PortWord::Range, 0} : readingOf(entry.stringValue);
+  return colons > 0 ? ParsedPort{PortKind::Range, 0} : parsePort(entry.stringValue);
 }
 
-// What the two port keys hold, one after the other; a list that is none is one unusable entry.
-std::vector<PortReading> portReadings(const JsonValue* single, const JsonValue* list) {
-  std::vector<PortReading> readings;
+// The values of both port keys, in order. A "server_ports" that is not an array counts as one
+// unusable entry.
+std::vector<ParsedPort> parsePorts(const JsonValue* single, const JsonValue* list) {
+  std::vector<ParsedPort> parsed;
   if (single != nullptr) {
-    readings.push_back(isKind(single, JsonKind::Integer)
-                           ? readingOf(std::to_string(single->intValue))
-                           : PortReading{});
+    parsed.push_back(isKind(single, JsonKind::Integer) ? parsePort(std::to_string(single->intValue))
+                                                       : ParsedPort{});
   }
-  if (list == nullptr) return readings;
-  if (!isKind(list, JsonKind::Array) || list->items.empty()) readings.emplace_back();
-  if (!isKind(list, JsonKind::Array)) return readings;
-  for (const JsonValue& entry : list->items) readings.push_back(readingOfEntry(entry));
-  return readings;
+  if (list == nullptr) return parsed;
+  if (!isKind(list, JsonKind::Array) || list->items.empty()) parsed.emplace_back();
+  if (!isKind(list, JsonKind::Array)) return parsed;
+  for (const JsonValue& entry : list->items) parsed.push_back(parseEntry(entry));
+  return parsed;
 }
 
 Outbound expectedOutbound(const JsonValue& object) {
   const JsonValue* const single = memberOf(&object, "server_port");
   const JsonValue* const list = memberOf(&object, "server_ports");
   const JsonValue* const transport = memberOf(&object, "transport");
-  const std::vector<PortReading> readings = portReadings(single, list);
-  const auto has = [&readings](PortWord word) {
-    return std::any_of(readings.begin(), readings.end(),
-                       [word](const PortReading& reading) { return reading.word == word; });
+  const std::vector<ParsedPort> parsed = parsePorts(single, list);
+  const auto has = [&parsed](PortKind kind) {
+    return std::any_of(parsed.begin(), parsed.end(),
+                       [kind](const ParsedPort& port) { return port.kind == kind; });
   };
 
   Outbound outbound;
@@ -114,11 +114,11 @@ Outbound expectedOutbound(const JsonValue& object) {
   outbound.server = stringAt(&object, "server");
   outbound.hasServer = !outbound.server.empty();
   outbound.portSpecified = single != nullptr || list != nullptr;
-  outbound.portMalformed = has(PortWord::Unusable);
+  outbound.portMalformed = has(PortKind::Unusable);
   outbound.portHopping =
-      has(PortWord::Range) || (isKind(list, JsonKind::Array) && list->items.size() >= 2);
-  for (const PortReading& reading : readings) {
-    if (reading.word == PortWord::Single) outbound.ports.push_back(reading.port);
+      has(PortKind::Range) || (isKind(list, JsonKind::Array) && list->items.size() >= 2);
+  for (const ParsedPort& port : parsed) {
+    if (port.kind == PortKind::Single) outbound.ports.push_back(port.port);
   }
   outbound.hasTransport = transport != nullptr;
   outbound.transportType = stringAt(transport, "type");

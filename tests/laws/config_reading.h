@@ -9,14 +9,14 @@
 
 namespace egress::test {
 
-// What readProxyConfig should make of a text: its rules once more, written as plainly as they can
-// be. Trusts parseJsonDocument, which is tested on its own.
+// A simple second implementation of readProxyConfig. Uses parseJsonDocument, which has its own
+// laws.
 ProxyConfig expectedConfig(std::string_view text);
 
-// The same for readSelectorAnswer; `now` means something only on Ok.
+// The same for readSelectorAnswer. `now` is valid only on Ok.
 SelectorAnswerStatus expectedAnswer(std::string_view text, std::string& now);
 
-// True when the two are equal in every field.
+// True if all fields are equal.
 bool sameConfig(const ProxyConfig& a, const ProxyConfig& b);
 
 std::string describe(const Outbound& outbound);

@@ -24,31 +24,31 @@ namespace {
 using Rows = std::vector<ReportRow>;
 using Words = std::vector<std::string>;
 
-// A key with what must stand under it.
-struct Place {
+// The expected value of a key.
+struct MemberRule {
   std::string_view key;
   ReportKind kind = ReportKind::Null;
   bool mayBeNull = false;
-  const Words* words = nullptr;  // the strings that it may hold
+  const Words* words = nullptr;  // the declared words, for a string
 };
 
 struct MemberShape {
-  Place place;
-  std::vector<Place> row;  // for an array: the members of each of its rows
+  MemberRule rule;
+  std::vector<MemberRule> row;  // the members of each row, for an array
 };
 
-// The members in their order, "autoDetectInterfaceEnabled" among them.
+// The members in their order, including the optional "autoDetectInterfaceEnabled".
 std::vector<MemberShape> shapeOfTheReport() {
   using enum ReportKind;
   const auto word = [](std::string_view key, const Words& words) {
-    return Place{.key = key, .kind = String, .words = &words};
+    return MemberRule{.key = key, .kind = String, .words = &words};
   };
-  const auto integer = [](std::string_view key) { return Place{.key = key, .kind = Integer}; };
+  const auto integer = [](std::string_view key) { return MemberRule{.key = key, .kind = Integer}; };
   const auto ordinal = [](std::string_view key) {
-    return Place{.key = key, .kind = Integer, .mayBeNull = true};
+    return MemberRule{.key = key, .kind = Integer, .mayBeNull = true};
   };
-  const auto boolean = [](std::string_view key) { return Place{.key = key, .kind = Boolean}; };
-  const auto array = [](std::string_view key) { return Place{.key = key}; };
+  const auto boolean = [](std::string_view key) { return MemberRule{.key = key, .kind = Boolean}; };
+  const auto array = [](std::string_view key) { return MemberRule{.key = key}; };
   return {
       {word("configStatus", declaredConfigStatus()), {}},
       {boolean("autoDetectInterfaceEnabled"), {}},
@@ -69,10 +69,10 @@ std::vector<MemberShape> shapeOfTheReport() {
   };
 }
 
-// Whether a value is of the place's kind, holds nothing beside it, and is a declared word.
-bool fits(const Place& place, std::string_view key, const ReportScalar& scalar) {
-  const bool isNull = place.mayBeNull && scalar.kind == ReportKind::Null;
-  if (key != place.key || (scalar.kind != place.kind && !isNull)) return false;
+// Whether a scalar has the expected key, kind and word, and default values in its other fields.
+bool fits(const MemberRule& rule, std::string_view key, const ReportScalar& scalar) {
+  const bool isNull = rule.mayBeNull && scalar.kind == ReportKind::Null;
+  if (key != rule.key || (scalar.kind != rule.kind && !isNull)) return false;
   ReportScalar bare;
   bare.kind = scalar.kind;
   if (scalar.kind == ReportKind::Boolean) bare.boolValue = scalar.boolValue;
@@ -80,32 +80,31 @@ bool fits(const Place& place, std::string_view key, const ReportScalar& scalar) 
   if (scalar.kind == ReportKind::String) bare.stringValue = scalar.stringValue;
   if (scalar != bare) return false;
   if (scalar.kind != ReportKind::String) return true;
-  return std::ranges::find(*place.words, scalar.stringValue) != place.words->end();
+  return std::ranges::find(*rule.words, scalar.stringValue) != rule.words->end();
 }
 
 bool fits(const MemberShape& shape, const ReportMember& member) {
   if (const auto* const scalar = std::get_if<ReportScalar>(&member.value)) {
-    return shape.row.empty() && fits(shape.place, member.key, *scalar);
+    return shape.row.empty() && fits(shape.rule, member.key, *scalar);
   }
-  if (shape.row.empty() || member.key != shape.place.key) return false;
+  if (shape.row.empty() || member.key != shape.rule.key) return false;
   const auto fitsRow = [&shape](const ReportRow& row) {
-    return std::ranges::equal(row, shape.row, [](const auto& pair, const Place& place) {
-      return fits(place, pair.first, pair.second);
+    return std::ranges::equal(row, shape.row, [](const auto& pair, const MemberRule& rule) {
+      return fits(rule, pair.first, pair.second);
     });
   };
   return std::ranges::all_of(std::get<Rows>(member.value), fitsRow);
 }
 
-Complaint judgeShape(const DiagnosisInput& input, const EgressReport& report) {
+Violation checkShape(const DiagnosisInput& input, const EgressReport& report) {
   static const std::vector<MemberShape> kShape = shapeOfTheReport();
   auto shape = kShape.begin();
   for (const ReportMember& member : report.members) {
-    const bool leftOut = shape != kShape.end() &&
-                         shape->place.key == "autoDetectInterfaceEnabled" &&
+    const bool leftOut = shape != kShape.end() && shape->rule.key == "autoDetectInterfaceEnabled" &&
                          input.configStatus != ConfigStatus::OK;
     if (leftOut) ++shape;
     if (shape == kShape.end() || !fits(*shape, member)) {
-      return joined({"the member ", member.key, " is not as documented"});
+      return joined({"the member ", member.key, " is unexpected or has an unexpected value"});
     }
     ++shape;
   }
@@ -117,7 +116,7 @@ void shuffle(List& list, Choices& choices) {
   for (std::size_t i = list.size(); i > 1; --i) std::swap(list[i - 1], list[choices.below(i)]);
 }
 
-// Indexes that no generated input holds, in the same order as those that they stand for.
+// Replaces the interface indexes by ones that no generated input contains, in the same order.
 DiagnosisInput withOtherIndexes(DiagnosisInput input, Choices& /*choices*/) {
   std::map<std::uint32_t, std::uint32_t> others;
   for (const InterfaceRow& row : input.adapters.rows) others[row.interfaceIndex] = 0;
@@ -129,7 +128,7 @@ DiagnosisInput withOtherIndexes(DiagnosisInput input, Choices& /*choices*/) {
   return input;
 }
 
-// Every tag but the one that the walk starts from under another name, the empty one excepted.
+// Renames all tags except "proxy", where the walk starts, and the empty tag.
 DiagnosisInput withOtherTags(DiagnosisInput input, Choices& /*choices*/) {
   const auto rename = [](std::string& tag) {
     if (!tag.empty() && tag != "proxy") tag.insert(0, "renamed-");
@@ -146,7 +145,7 @@ DiagnosisInput withOtherTags(DiagnosisInput input, Choices& /*choices*/) {
   return input;
 }
 
-// Every port another number, equal ones equal. Local ports are not looked at, so any will do.
+// Maps ports to other ports, one to one. Local ports are not used, so they all get the same number.
 DiagnosisInput withOtherPorts(DiagnosisInput input, Choices& /*choices*/) {
   const auto renumber = [](std::uint32_t& port) { port ^= 0x5A5A5A5A; };
   for (Outbound& outbound : input.outbounds) std::ranges::for_each(outbound.ports, renumber);
@@ -157,8 +156,8 @@ DiagnosisInput withOtherPorts(DiagnosisInput input, Choices& /*choices*/) {
   return input;
 }
 
-// Of several answers for one selector only the first counts, so the others may go; then their order
-// means nothing.
+// Only the first answer for a selector counts. After the others are removed, the order is
+// irrelevant.
 DiagnosisInput withShuffledAnswers(DiagnosisInput input, Choices& choices) {
   std::set<std::string> seen;
   std::erase_if(input.selectorAnswers, [&seen](const SelectorAnswer& answer) {
@@ -180,13 +179,13 @@ DiagnosisInput withoutFailedRows(DiagnosisInput input, Choices& /*choices*/) {
   return input;
 }
 
-// A socket from anywhere to where no generated endpoint is.
-DiagnosisInput withForeignSocket(DiagnosisInput input, Choices& choices) {
-  SocketSource foreign{"10.0.0.7", 52000, "203.0.113.77", 443};
-  if (choices.flag()) foreign.localAddress = "192.168.1.50";
+// Adds a socket to an address that no generated input contains.
+DiagnosisInput withUnrelatedSocket(DiagnosisInput input, Choices& choices) {
+  SocketSource unrelated{"10.0.0.7", 52000, "203.0.113.77", 443};
+  if (choices.flag()) unrelated.localAddress = "192.168.1.50";
   auto& rows = input.sockets.rows;
   const auto at = static_cast<std::ptrdiff_t>(choices.below(rows.size() + 1));
-  rows.insert(rows.begin() + at, foreign);
+  rows.insert(rows.begin() + at, unrelated);
   return input;
 }
 
@@ -203,7 +202,7 @@ constexpr std::array<Change, kInputChanges> kChanges = {{
     {.name = "other tags", .apply = withOtherTags},
     {.name = "other ports", .apply = withOtherPorts},
     {.name = "no rows in a failed snapshot", .apply = withoutFailedRows},
-    {.name = "a socket to elsewhere", .apply = withForeignSocket, .observedMayDiffer = true},
+    {.name = "an unrelated socket", .apply = withUnrelatedSocket, .observedMayDiffer = true},
 }};
 
 void dropObservedSources(EgressReport& report) {
@@ -231,21 +230,22 @@ std::string describe(const EgressReport& report) {
   return text;
 }
 
-Complaint judgeResolution(const DiagnosisInput& input) {
+Violation checkResolution(const DiagnosisInput& input) {
   const Resolution resolution = resolveActiveOutbound(input);
-  const NaiveWalk wanted = naiveWalk(input);
-  if (resolution.status == wanted.status && resolution.leaf == wanted.leaf &&
-      resolution.visitedTags == wanted.visitedTags && resolution.soughtTag == wanted.soughtTag) {
+  const NaiveWalk expected = naiveWalk(input);
+  if (resolution.status == expected.status && resolution.leaf == expected.leaf &&
+      resolution.visitedTags == expected.visitedTags &&
+      resolution.soughtTag == expected.soughtTag) {
     return {};
   }
-  std::string way;
-  for (const std::string& tag : resolution.visitedTags) way += joined({" '", tag, "'"});
-  return joined({"the walk", way, " ended with ", toString(resolution.status), ", not with ",
-                 toString(wanted.status), " after ", std::to_string(wanted.visitedTags.size()),
-                 " tags; or at another leaf or sought tag"});
+  std::string path;
+  for (const std::string& tag : resolution.visitedTags) path += joined({" '", tag, "'"});
+  return joined({"the walk", path, " gives ", toString(resolution.status), ", expected ",
+                 toString(expected.status), " after ", std::to_string(expected.visitedTags.size()),
+                 " tags; or the leaf or the sought tag differs"});
 }
 
-Complaint judgeClassification(const Outbound& leaf) {
+Violation checkClassification(const Outbound& leaf) {
   NumericAddress untouched;
   untouched.family = 99;  // no parser gives this
   untouched.bytes.fill(0xA5);
@@ -254,30 +254,30 @@ Complaint judgeClassification(const Outbound& leaf) {
   std::uint32_t port = kUntouchedPort;
 
   const ActiveEndpointStatus status = classifyEndpoint(leaf, address, port);
-  const ActiveEndpointStatus wanted = naiveClassification(leaf);
-  if (status != wanted) {
-    return joined({"classified as ", toString(status), ", not as ", toString(wanted)});
+  const ActiveEndpointStatus expected = naiveClassification(leaf);
+  if (status != expected) {
+    return joined({"classified as ", toString(status), ", expected ", toString(expected)});
   }
   if (status == ActiveEndpointStatus::OK) {
     const bool written =
         sameNumericAddress(address, parseNumericAddress(leaf.server)) && port == leaf.ports.front();
-    return written ? "" : "OK, but address or port are not the leaf's";
+    return written ? "" : "OK, but address or port differ from the leaf";
   }
   const bool kept = !address.valid && address.family == untouched.family &&
                     address.bytes == untouched.bytes && port == kUntouchedPort;
   return kept ? "" : joined({"outputs written on ", toString(status)});
 }
 
-Complaint judgeReport(const DiagnosisInput& input) {
+Violation checkReport(const DiagnosisInput& input) {
   const EgressReport report = diagnoseEgress(input);
-  const EgressReport wanted = naiveReport(input);
-  if (report != wanted) {
-    return joined({"the report is\n", describe(report), "not\n", describe(wanted)});
+  const EgressReport expected = naiveReport(input);
+  if (report != expected) {
+    return joined({"the report is\n", describe(report), "expected\n", describe(expected)});
   }
-  return judgeShape(input, report);
+  return checkShape(input, report);
 }
 
-Complaint judgeChange(std::size_t number, const DiagnosisInput& input, Choices& choices) {
+Violation checkChange(std::size_t number, const DiagnosisInput& input, Choices& choices) {
   const Change& change = kChanges.at(number);
   EgressReport before = diagnoseEgress(input);
   EgressReport after = diagnoseEgress(change.apply(input, choices));
@@ -287,7 +287,7 @@ Complaint judgeChange(std::size_t number, const DiagnosisInput& input, Choices& 
   }
   if (before == after) return {};
   return joined(
-      {change.name, " changed the report\n", describe(before), "into\n", describe(after)});
+      {change.name, " changed the report from\n", describe(before), "to\n", describe(after)});
 }
 
 }  // namespace egress::test

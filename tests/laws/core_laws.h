@@ -7,28 +7,29 @@
 #include "egress/core/diagnosis_input.h"
 #include "egress/core/egress_report.h"
 #include "tests/laws/choices.h"
-#include "tests/laws/complaint.h"
+#include "tests/laws/violation.h"
 
 namespace egress::test {
 
-// The walk ends as the naive one does, at the same leaf and by the same way.
-Complaint judgeResolution(const DiagnosisInput& input);
+// resolveActiveOutbound gives the same result as the naive core.
+Violation checkResolution(const DiagnosisInput& input);
 
-// The leaf is judged as by the decision table; address and port are written on OK alone.
-Complaint judgeClassification(const Outbound& leaf);
+// classifyEndpoint gives the same status as the naive core, and writes address and port only on OK.
+Violation checkClassification(const Outbound& leaf);
 
-// The report is the naive core's, shaped as documented, and every string in it a declared word.
-Complaint judgeReport(const DiagnosisInput& input);
+// The report equals that of the naive core, has the documented members, and contains only declared
+// words.
+Violation checkReport(const DiagnosisInput& input);
 
-// The changes to an input that the report must not show: another order of sockets or of answers,
-// other indexes, tags or ports, no rows in a failed snapshot; and a socket to elsewhere, which only
-// "observedSocketSources" may show.
+// Changes of an input that must not change the report: another order of sockets or answers, other
+// indexes, tags or ports, no rows in a failed snapshot; and an additional unrelated socket, which
+// may change only "observedSocketSources".
 inline constexpr std::size_t kInputChanges = 7;
 
-// Makes the change of this number, from 0; `choices` draws its details.
-Complaint judgeChange(std::size_t number, const DiagnosisInput& input, Choices& choices);
+// Applies change `number`, counted from 0, with details from `choices`.
+Violation checkChange(std::size_t number, const DiagnosisInput& input, Choices& choices);
 
-// The report as text, for people.
+// The report as readable text.
 std::string describe(const EgressReport& report);
 
 }  // namespace egress::test

@@ -7,8 +7,8 @@
 
 namespace egress::test {
 
-// Calls `use` with all texts of up to `length` bytes of the alphabet, each behind what `text` holds
-// already, which comes first.
+// Calls `use` with `text` followed by each string of up to `length` bytes of the alphabet, the
+// empty string first.
 template <typename Use>
 void forEveryText(std::string_view alphabet, std::size_t length, std::string& text, Use use) {
   use(text);

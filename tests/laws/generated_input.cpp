@@ -55,7 +55,7 @@ std::size_t drawCount(Choices& choices, std::size_t atMost) {
 SelectorAnswer generateAnswer(Choices& choices) {
   SelectorAnswer answer;
   answer.selectorTag = choices.oneOf(kTags);
-  // 0 to 3 are the known ones; a caller may hand over any number.
+  // 0 to 3 are declared; a caller may pass any number.
   const std::size_t status = choices.below(16);
   if (status < 8) answer.status = static_cast<SelectorAnswerStatus>(status % 5);
   answer.now = choices.oneOf(kTags);
@@ -81,7 +81,7 @@ RouteRow generateRoute(Choices& choices) {
 }
 
 SocketSource generateSocket(Choices& choices) {
-  if (choices.flag()) {  // as most sockets are: from an adapter's address to the endpoint
+  if (choices.flag()) {  // from an adapter's address to the endpoint
     return {std::string(kLocalAddresses[choices.below(3)]), 51000, std::string(kServers[0]), 443};
   }
   SocketSource row;
@@ -92,11 +92,11 @@ SocketSource generateSocket(Choices& choices) {
   return row;
 }
 
-// A way of up to eleven follows through selectors and detours, one outbound each.
-void generateLongWay(Choices& choices, DiagnosisInput& input) {
-  const std::size_t follows = choices.below(12);
+// A chain of up to eleven steps through selectors and detours, one outbound each.
+void generateLongChain(Choices& choices, DiagnosisInput& input) {
+  const std::size_t steps = choices.below(12);
   std::string tag = "proxy";
-  for (std::size_t i = 0; i < follows; ++i) {
+  for (std::size_t i = 0; i < steps; ++i) {
     Outbound outbound;
     outbound.tag = tag;
     tag = "hop_" + std::to_string(i + 1);
@@ -140,7 +140,7 @@ Outbound generateOutbound(Choices& choices) {
 }
 
 void generateOutbounds(Choices& choices, DiagnosisInput& input) {
-  if (choices.rarely(8)) generateLongWay(choices, input);
+  if (choices.rarely(8)) generateLongChain(choices, input);
   for (std::size_t i = drawCount(choices, 12); i > 0; --i) {
     input.outbounds.push_back(generateOutbound(choices));
   }

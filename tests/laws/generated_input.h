@@ -6,15 +6,15 @@
 
 namespace egress::test {
 
-// An outbound that the configuration reader could give, or (rarely) one whose fields contradict
-// each other, as only a caller can build it.
+// An outbound that the configuration reader can return, or rarely one with inconsistent fields,
+// which only a caller can build.
 Outbound generateOutbound(Choices& choices);
 
-// Outbounds and selector answers whose tags meet, so that ways of every kind come up.
+// Outbounds and selector answers with few distinct tags, so that walks of every kind occur.
 void generateOutbounds(Choices& choices, DiagnosisInput& input);
 
-// A whole input. Tags, indexes, addresses and ports come from small stocks, the integers' limits
-// and a few foreign texts among them, so that rows agree, contradict and repeat each other.
+// A whole input. Tags, indexes, addresses and ports come from small tables with limits and invalid
+// texts, so that rows match, conflict and repeat.
 DiagnosisInput generateInput(Choices& choices);
 
 }  // namespace egress::test

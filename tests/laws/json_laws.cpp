@@ -25,7 +25,7 @@ bool parses(std::string_view text) {
   return parseJsonDocument(ExactText(text).view(), value);
 }
 
-// A value that no refused text may change.
+// A value to check that rejected texts do not change it.
 JsonValue markedValue() {
   JsonValue value;
   value.kind = JsonKind::Array;
@@ -35,14 +35,13 @@ JsonValue markedValue() {
   return value;
 }
 
-// How a part of a string may be written, and the bytes that it stands for.
+// A part of a JSON string and its decoded bytes.
 struct StringPart {
   std::string_view text;
   std::string_view bytes;
 };
 
-// A half of a surrogate pair is followed by something that cannot be its other half, because parts
-// stand side by side.
+// A high surrogate is never the end of a part, because the next part could be a low surrogate.
 constexpr auto kStringParts = std::to_array<StringPart>({
     {"a", "a"},
     {"now", "now"},
@@ -117,7 +116,7 @@ constexpr std::array kOtherNumbers = {"1.5"sv,
                                       "-9223372036854775809"sv,
                                       "123456789012345678901234567890"sv};
 
-constexpr std::array kBlanks = {" "sv, "\t"sv, "\n"sv, "\r"sv, ""sv, " \n\r\t "sv};
+constexpr std::array kWhitespace = {" "sv, "\t"sv, "\n"sv, "\r"sv, ""sv, " \n\r\t "sv};
 
 std::string generateString(Choices& choices, std::string& token) {
   std::string bytes;
@@ -154,7 +153,7 @@ void generateMembers(Choices& choices, std::size_t level, std::vector<std::strin
 JsonValue generateValue(Choices& choices, std::size_t level, std::vector<std::string>& tokens) {
   JsonValue value;
   value.kind = static_cast<JsonKind>(choices.below(7));
-  const bool isDeepest = level == kMaxJsonDepth;  // a container has nothing in it there
+  const bool isDeepest = level == kMaxJsonDepth;  // containers at this depth must be empty
   switch (value.kind) {
     case JsonKind::Null: tokens.emplace_back("null"); break;
     case JsonKind::Bool:
@@ -185,7 +184,7 @@ JsonValue generateValue(Choices& choices, std::size_t level, std::vector<std::st
   return value;
 }
 
-// The value as the only item of an array, that one again, and so on.
+// The value inside `count` arrays.
 JsonValue inArrays(JsonValue value, std::size_t count) {
   for (; count > 0; --count) {
     JsonValue array;
@@ -196,30 +195,29 @@ JsonValue inArrays(JsonValue value, std::size_t count) {
   return value;
 }
 
-Complaint expectTree(const std::string& text, const JsonValue& tree) {
+Violation expectTree(const std::string& text, const JsonValue& tree) {
   JsonValue value;
-  if (!parseJsonDocument(ExactText(text).view(), value)) return joined({"refused: ", text});
-  return sameTree(value, tree) ? "" : joined({"read as another tree: ", text});
+  if (!parseJsonDocument(ExactText(text).view(), value)) return joined({"rejected: ", text});
+  return sameTree(value, tree) ? "" : joined({"wrong tree: ", text});
 }
 
-// What is wrong with the tree of an accepted text, if anything.
-std::string_view flawOf(std::string_view text, const JsonValue& value) {
-  if (!isSound(value)) return "a value of the tree holds what its kind does not name";
+// The violation in the tree of an accepted text, or an empty text.
+std::string_view treeViolation(std::string_view text, const JsonValue& value) {
+  if (!isWellFormed(value)) return "a value has fields of another kind, or findMember is wrong";
   JsonValue again;
-  if (!parseJsonDocument(writtenDown(value), again)) return "refused when written down";
-  if (!sameTree(value, again)) return "another tree when written down";
-  const std::optional<JsonValue> wanted = oracleTree(text);
-  if (wanted && !sameTree(value, *wanted)) return "another tree than nlohmann/json's";
+  if (!parseJsonDocument(serialized(value), again)) return "rejected after serialization";
+  if (!sameTree(value, again)) return "wrong tree after serialization";
+  const std::optional<JsonValue> expected = oracleTree(text);
+  if (expected && !sameTree(value, *expected)) return "tree differs from nlohmann/json";
   return {};
 }
 
-// The closing brackets of everything that `begun` leaves open, if some accepted text begins with
-// it.
-std::string closersOf(std::string_view begun) {
+// The closing brackets of the open containers, if `prefix` is a prefix of an accepted text.
+std::string closersOf(std::string_view prefix) {
   std::string closers;
   bool inString = false;
-  for (std::size_t i = 0; i < begun.size(); ++i) {
-    const char byte = begun[i];
+  for (std::size_t i = 0; i < prefix.size(); ++i) {
+    const char byte = prefix[i];
     if (inString && byte == '\\') ++i;
     if (byte == '"') inString = !inString;
     if (inString) continue;
@@ -230,68 +228,72 @@ std::string closersOf(std::string_view begun) {
   return closers;
 }
 
-// Whether some accepted text begins with `begun`. What may be missing inside the innermost brackets
-// is a value or its rest, a member or its rest, or nothing.
-bool canBeContinued(std::string_view begun) {
+// Whether `prefix` is a prefix of an accepted text. Tries to complete the innermost container with
+// a value, a member, the rest of either, or nothing.
+bool isPrefixOfAccepted(std::string_view prefix) {
   static constexpr auto kRests = std::to_array<std::string_view>(
       {"",      "0",    "\"\":0", ":0",    "rue",     "ue",     "e",       "alse",  "lse",
        "se",    "ull",  "ll",     "l",     "\"",      "\":0",   "n\"",     "n\":0", "0\"",
        "0\":0", "00\"", "00\":0", "000\"", "000\":0", "0000\"", "0000\":0"});
-  const std::string closers = closersOf(begun);
+  const std::string closers = closersOf(prefix);
   return std::ranges::any_of(kRests, [&](std::string_view rest) {
-    return parses(joined({begun, rest, closers}));
+    return parses(joined({prefix, rest, closers}));
   });
 }
 
 }  // namespace
 
-Complaint judgeFault(std::string_view text) {
+Violation checkFault(std::string_view text) {
   const ExactText exact(text);
   const std::optional<JsonFault> fault = findJsonFault(exact.view());
-  if (fault.has_value() == parses(text)) return joined({"wrongly with or without a fault: ", text});
+  if (fault.has_value() == parses(text)) {
+    return joined({"reader and findJsonFault disagree: ", text});
+  }
   if (!fault) return {};
   const std::string shown =
       joined({toString(fault->kind), " at ", std::to_string(fault->offset), ": ", text});
   const bool atEnd = fault->offset == text.size();
   if (fault->offset > text.size() || atEnd != (fault->kind == JsonFaultKind::END_OF_TEXT)) {
-    return joined({"no such byte, ", shown});
+    return joined({"offset and END_OF_TEXT disagree, ", shown});
   }
-  if (!canBeContinued(text.substr(0, fault->offset))) return joined({"too late, ", shown});
-  if (!atEnd && canBeContinued(text.substr(0, fault->offset + 1))) {
-    return joined({"too early, ", shown});
+  if (!isPrefixOfAccepted(text.substr(0, fault->offset))) {
+    return joined({"offset too large, ", shown});
+  }
+  if (!atEnd && isPrefixOfAccepted(text.substr(0, fault->offset + 1))) {
+    return joined({"offset too small, ", shown});
   }
   return {};
 }
 
-JsonVerdict judgeJsonText(std::string_view text) {
+JsonVerdict checkJsonText(std::string_view text) {
   JsonVerdict verdict;
   const ExactText exact(text);
   JsonValue value = markedValue();
   verdict.accepted = parseJsonDocument(exact.view(), value);
   verdict.strict = oracleTree(text).has_value();
-  std::string_view broken;
+  std::string_view violation;
   if (verdict.accepted != oracleAccepts(text)) {
-    broken = verdict.accepted ? "wrongly accepted" : "wrongly refused";
+    violation = verdict.accepted ? "wrongly accepted" : "wrongly rejected";
   } else if (verdict.accepted) {
-    broken = flawOf(text, value);
+    violation = treeViolation(text, value);
   } else if (!sameTree(value, markedValue())) {
-    broken = "refused, but the value was changed";
+    violation = "rejected, but the value was changed";
   }
-  if (!broken.empty()) verdict.complaint = joined({broken, ": ", text});
+  if (!violation.empty()) verdict.violation = joined({violation, ": ", text});
   return verdict;
 }
 
-Complaint judgeCuts(std::string_view text) {
+Violation checkPrefixes(std::string_view text) {
   const std::size_t last = text.find_last_not_of(" \t\n\r");
   if (last == std::string_view::npos) return {};
   text = text.substr(0, last + 1);
   const bool isContainer = text.back() == ']' || text.back() == '}';
   if (!isContainer || !parses(text)) return {};
-  Complaint complaint;
-  forEveryCut(text, [&complaint](std::string_view cut) {
-    if (parses(cut)) complaint = joined({"accepted although cut: ", cut});
+  Violation violation;
+  forEveryCut(text, [&violation](std::string_view cut) {
+    if (parses(cut)) violation = joined({"accepted a prefix: ", cut});
   });
-  return complaint;
+  return violation;
 }
 
 GeneratedDocument generateDocument(Choices& choices) {
@@ -309,16 +311,16 @@ std::string textOf(const GeneratedDocument& document) {
   return text;
 }
 
-Complaint judgeGeneratedDocument(const GeneratedDocument& document, Choices& choices) {
+Violation checkGeneratedDocument(const GeneratedDocument& document, Choices& choices) {
   const std::string dense = textOf(document);
-  std::string spaced(choices.oneOf(kBlanks));
+  std::string spaced(choices.oneOf(kWhitespace));
   for (const std::string& token : document.tokens) {
-    spaced += joined({token, choices.oneOf(kBlanks)});
+    spaced += joined({token, choices.oneOf(kWhitespace)});
   }
-  Complaint complaint = expectTree(dense, document.tree);
-  if (complaint.empty()) complaint = expectTree(spaced, document.tree);
-  if (complaint.empty() && dense.size() <= 200) complaint = judgeCuts(spaced);
-  return complaint;
+  Violation violation = expectTree(dense, document.tree);
+  if (violation.empty()) violation = expectTree(spaced, document.tree);
+  if (violation.empty() && dense.size() <= 200) violation = checkPrefixes(spaced);
+  return violation;
 }
 
 }  // namespace egress::test

@@ -7,46 +7,44 @@
 
 #include "egress/json/json_value.h"
 #include "tests/laws/choices.h"
-#include "tests/laws/complaint.h"
+#include "tests/laws/violation.h"
 
 namespace egress::test {
 
 struct JsonVerdict {
-  Complaint complaint;
+  Violation violation;
   bool accepted = false;
-  bool strict = false;  // JSON by RFC 8259, too, and not only by the reader's leniencies
+  bool strict = false;  // strict JSON (RFC 8259), without the extensions of the reader
 };
 
-// The reader and nlohmann/json agree: on the verdict for any text, once what the reader forgives is
-// written as strict JSON and too deep a nesting is refused, and on the tree of a strict text. An
-// accepted text's tree has a sound shape and, written down, is read as the same again; a refused
-// text leaves the caller's value alone.
-JsonVerdict judgeJsonText(std::string_view text);
+// The reader accepts a text exactly if the oracle does, and gives the same tree for strict JSON.
+// The tree of an accepted text is well-formed and survives a round trip through text. A rejected
+// text does not change the caller's value.
+JsonVerdict checkJsonText(std::string_view text);
 
-// A text has a fault exactly when the reader refuses it. The text before the faulty byte can be
-// continued to an accepted one, the text including it cannot; at END_OF_TEXT, and only there, there
-// is no faulty byte.
-Complaint judgeFault(std::string_view text);
+// A text has a fault exactly if the reader rejects it. The text before the faulty byte is a prefix
+// of an accepted text; with the faulty byte it is not. Only END_OF_TEXT has no faulty byte.
+Violation checkFault(std::string_view text);
 
-// Every proper prefix of an accepted object or array is refused.
-Complaint judgeCuts(std::string_view text);
+// Every proper prefix of an accepted object or array is rejected.
+Violation checkPrefixes(std::string_view text);
 
-// A document as its tokens, and the tree that must be read from them.
+// A document as tokens, and its expected tree.
 struct GeneratedDocument {
   std::vector<std::string> tokens;
   JsonValue tree;
 };
 
-// Made by the reader's own grammar: every form of escape and number, leniencies, repeated keys, and
-// values down to the deepest level.
+// Covers the grammar of the reader: all escapes and number forms, extensions to JSON, repeated
+// keys, and values down to the maximum depth.
 GeneratedDocument generateDocument(Choices& choices);
 
-// Its tokens with nothing between them.
+// The tokens without whitespace.
 std::string textOf(const GeneratedDocument& document);
 
-// A generated document is read as its tree, with blanks between its tokens or without; `choices`
-// draws the blanks.
-Complaint judgeGeneratedDocument(const GeneratedDocument& document, Choices& choices);
+// A generated document gives its tree, with whitespace from `choices` between its tokens and
+// without.
+Violation checkGeneratedDocument(const GeneratedDocument& document, Choices& choices);
 
 }  // namespace egress::test
 

@@ -1,4 +1,4 @@
-// JSON documents: generated ones, every short text and changed ones, held against nlohmann/json.
+// Compares the JSON reader with nlohmann/json: generated and mutated documents and all short texts.
 
 #include "tests/laws/json_laws.h"
 
@@ -10,9 +10,9 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/laws/damage.h"
 #include "tests/laws/every_text.h"
 #include "tests/laws/json_oracle.h"
+#include "tests/laws/mutate.h"
 #include "tests/laws/random_rounds.h"
 #include "tests/support/joined.h"
 
@@ -21,11 +21,11 @@ namespace {
 
 using namespace std::string_view_literals;
 
-struct Census {
+struct Counts {
   std::size_t texts = 0;
   std::size_t accepted = 0;
   std::size_t lenient = 0;  // accepted, but not strict JSON
-  std::size_t tooDeep = 0;  // strict JSON, but refused
+  std::size_t tooDeep = 0;  // strict JSON, but rejected
 
   void count(const JsonVerdict& verdict) {
     ++texts;
@@ -36,12 +36,12 @@ struct Census {
 
   void print() const {
     std::cout << texts << " texts, " << accepted << " accepted, " << lenient
-              << " of them no strict JSON; " << tooDeep << " strict ones too deep\n";
+              << " of them not strict JSON; " << tooDeep << " strict JSON but too deep\n";
   }
 };
 
-// The oracle is judged first: where it forgives or refuses too much, the laws show nothing.
-TEST(JsonOracle, ForgivesExactlyWhatTheReaderForgives) {
+// If the oracle accepts or rejects too much, the laws show nothing.
+TEST(JsonOracle, AcceptsTheExtensionsOfTheReader) {
   const std::string deepest = std::string(65, '[') + std::string(65, ']');
   const std::string deepScalar = joined({std::string(64, '['), "\"[\"", std::string(64, ']')});
   struct Row {
@@ -79,97 +79,98 @@ TEST(JsonOracle, ForgivesExactlyWhatTheReaderForgives) {
   }
 }
 
-TEST(JsonLaws, GeneratedDocumentsAreReadAsTheirTrees) {
-  Census census;
-  holdOnRandomBytes(40'000, 120, [&census](std::string_view bytes) {
+TEST(JsonLaws, GeneratedDocumentsGiveTheirTrees) {
+  Counts counts;
+  checkOnRandomBytes(40'000, 120, [&counts](std::string_view bytes) {
     Choices choices(bytes);
     const GeneratedDocument document = generateDocument(choices);
-    JsonVerdict verdict = judgeJsonText(textOf(document));
-    census.count(verdict);
-    if (!verdict.complaint.empty()) return verdict.complaint;
-    return judgeGeneratedDocument(document, choices);
+    JsonVerdict verdict = checkJsonText(textOf(document));
+    counts.count(verdict);
+    if (!verdict.violation.empty()) return verdict.violation;
+    return checkGeneratedDocument(document, choices);
   });
-  census.print();
-  EXPECT_EQ(census.accepted, census.texts);
-  EXPECT_GT(census.lenient, 0);
-  EXPECT_LT(census.lenient, census.accepted);
+  counts.print();
+  EXPECT_EQ(counts.accepted, counts.texts);
+  EXPECT_GT(counts.lenient, 0);
+  EXPECT_LT(counts.lenient, counts.accepted);
 }
 
-// The bytes that the grammar knows, one of each sort, and one that it does not.
-TEST(JsonLaws, EveryShortTextGetsTheVerdictOfNlohmannJson) {
-  Census census;
+// One byte of each class of the grammar, and '/', which it uses only in escapes.
+TEST(JsonLaws, EveryShortTextMatchesTheOracle) {
+  Counts counts;
   std::string text;
-  forEveryText("[]{},:\"\\01-.eu /", 5, text, [&census](const std::string& candidate) {
-    const JsonVerdict verdict = judgeJsonText(candidate);
-    ASSERT_EQ(verdict.complaint, "");
-    census.count(verdict);
+  forEveryText("[]{},:\"\\01-.eu /", 5, text, [&counts](const std::string& candidate) {
+    const JsonVerdict verdict = checkJsonText(candidate);
+    ASSERT_EQ(verdict.violation, "");
+    counts.count(verdict);
   });
-  census.print();
-  EXPECT_EQ(census.texts, 1 + 16 * (1 + 16 * (1 + 16 * (1 + 16 * (1 + 16)))));
-  EXPECT_GT(census.accepted, 0);
-  EXPECT_GT(census.lenient, 0);
+  counts.print();
+  EXPECT_EQ(counts.texts, 1 + 16 * (1 + 16 * (1 + 16 * (1 + 16 * (1 + 16)))));
+  EXPECT_GT(counts.accepted, 0);
+  EXPECT_GT(counts.lenient, 0);
 }
 
-TEST(JsonLaws, EveryEndOfAnEscapeGetsTheVerdictOfNlohmannJson) {
-  Census census;
+TEST(JsonLaws, EveryUnicodeEscapeMatchesTheOracle) {
+  Counts counts;
   for (const std::string_view start : {R"("\u)", R"("\uD83D)", R"("\uD83D\)", R"("\uD83D\u)",
                                        R"("\uD83D\uD)", R"("\uD83D\uDE0)", R"("\uDE00)"}) {
     std::string text(start);
-    forEveryText("\"\\ucdDE08gx", 4, text, [&census](const std::string& candidate) {
+    forEveryText("\"\\ucdDE08gx", 4, text, [&counts](const std::string& candidate) {
       for (const std::string_view end : {"", "\""}) {
-        const JsonVerdict verdict = judgeJsonText(joined({candidate, end}));
-        ASSERT_EQ(verdict.complaint, "");
-        census.count(verdict);
+        const JsonVerdict verdict = checkJsonText(joined({candidate, end}));
+        ASSERT_EQ(verdict.violation, "");
+        counts.count(verdict);
       }
     });
   }
-  census.print();
-  EXPECT_GT(census.accepted, 0);
-  EXPECT_GT(census.lenient, 0);
+  counts.print();
+  EXPECT_GT(counts.accepted, 0);
+  EXPECT_GT(counts.lenient, 0);
 }
 
-// A document with one of every token and escape, so that each of the 256 bytes meets each place.
-TEST(JsonLaws, EveryByteInEveryPlaceGetsTheVerdictOfNlohmannJson) {
+// Inserts each of the 256 bytes at every position, and replaces every byte by each of them. The
+// document contains every kind of token and escape.
+TEST(JsonLaws, EveryByteAtEveryPositionMatchesTheOracle) {
   constexpr std::string_view kDocument =
       "{ \"now\":[true,false , null,-10.50e+7,\n[],{}],\"\":\"\\ud83d\\uDE00\\\"\\u00aF\\t\" }";
-  Census census;
+  Counts counts;
   for (std::size_t place = 0; place < kDocument.size(); ++place) {
     const std::string_view before = kDocument.substr(0, place);
-    const std::string_view behind = kDocument.substr(place);
+    const std::string_view after = kDocument.substr(place);
     for (int number = 0; number < 256; ++number) {
       const char byte = static_cast<char>(number);
-      for (const std::string_view rest : {behind, behind.substr(1)}) {
-        const JsonVerdict verdict = judgeJsonText(joined({before, {&byte, 1}, rest}));
-        ASSERT_EQ(verdict.complaint, "");
-        census.count(verdict);
+      for (const std::string_view rest : {after, after.substr(1)}) {
+        const JsonVerdict verdict = checkJsonText(joined({before, {&byte, 1}, rest}));
+        ASSERT_EQ(verdict.violation, "");
+        counts.count(verdict);
       }
     }
   }
-  census.print();
-  EXPECT_GT(census.accepted, 0);
-  EXPECT_GT(census.lenient, 0);
+  counts.print();
+  EXPECT_GT(counts.accepted, 0);
+  EXPECT_GT(counts.lenient, 0);
 }
 
-TEST(JsonLaws, DamagedDocumentsGetTheVerdictOfNlohmannJson) {
-  constexpr std::string_view kTelling = "[]{},:\"\\u019-+.eEtfn/ \n\f\0\x80"sv;
-  Census census;
-  holdOnRandomBytes(200'000, 100, [&](std::string_view bytes) {
+TEST(JsonLaws, MutatedDocumentsMatchTheOracle) {
+  constexpr std::string_view kAlphabet = "[]{},:\"\\u019-+.eEtfn/ \n\f\0\x80"sv;
+  Counts counts;
+  checkOnRandomBytes(200'000, 100, [&](std::string_view bytes) {
     Choices choices(bytes);
     std::string text = textOf(generateDocument(choices));
-    for (std::size_t i = choices.below(3) + 1; i > 0; --i) damage(text, kTelling, choices);
-    const JsonVerdict verdict = judgeJsonText(text);
-    census.count(verdict);
-    return verdict.complaint;
+    for (std::size_t i = choices.below(3) + 1; i > 0; --i) mutate(text, kAlphabet, choices);
+    const JsonVerdict verdict = checkJsonText(text);
+    counts.count(verdict);
+    return verdict.violation;
   });
-  census.print();
-  EXPECT_GT(census.accepted, census.texts / 20);
-  EXPECT_LT(census.accepted, census.texts / 20 * 19);
+  counts.print();
+  EXPECT_GT(counts.accepted, counts.texts / 20);
+  EXPECT_LT(counts.accepted, counts.texts / 20 * 19);
 }
 
-// Towers of arrays and objects in any mixture, around the depth limit.
-TEST(JsonLaws, NestingIsRefusedExactlyBeyondTheDeepestLevel) {
-  Census census;
-  holdOnRandomBytes(4'000, 40, [&census](std::string_view bytes) {
+// Nested arrays and objects around the depth limit.
+TEST(JsonLaws, NestingIsRejectedBeyondTheDepthLimit) {
+  Counts counts;
+  checkOnRandomBytes(4'000, 40, [&counts](std::string_view bytes) {
     Choices choices(bytes);
     std::string text;
     std::string closing;
@@ -179,15 +180,15 @@ TEST(JsonLaws, NestingIsRefusedExactlyBeyondTheDeepestLevel) {
       closing = joined({isArray ? "]" : "}", closing});
     }
     for (const std::string_view inside : {"", "1", "[]", "{}", R"("\"[")"}) {
-      const JsonVerdict verdict = judgeJsonText(joined({text, inside, closing}));
-      census.count(verdict);
-      if (!verdict.complaint.empty()) return verdict.complaint;
+      const JsonVerdict verdict = checkJsonText(joined({text, inside, closing}));
+      counts.count(verdict);
+      if (!verdict.violation.empty()) return verdict.violation;
     }
-    return Complaint{};
+    return Violation{};
   });
-  census.print();
-  EXPECT_GT(census.accepted, 0);
-  EXPECT_GT(census.tooDeep, 0);
+  counts.print();
+  EXPECT_GT(counts.accepted, 0);
+  EXPECT_GT(counts.tooDeep, 0);
 }
 
 TEST(FaultLaws, HoldForEveryShortText) {
@@ -195,44 +196,44 @@ TEST(FaultLaws, HoldForEveryShortText) {
   for (const std::string_view bytes : {"[]{},:\"\\01-.eu /", "[{\"truefalsn:,0 "}) {
     std::string text;
     forEveryText(bytes, 4, text, [&texts](const std::string& candidate) {
-      ASSERT_EQ(judgeFault(candidate), "");
+      ASSERT_EQ(checkFault(candidate), "");
       ++texts;
     });
   }
   EXPECT_GT(texts, 100'000);
 }
 
-TEST(FaultLaws, HoldForEveryByteAndEveryEndInEveryPlaceOfADocument) {
+TEST(FaultLaws, HoldForEveryPrefixAndEveryInsertedByte) {
   constexpr std::string_view kDocument =
       "{ \"now\":[true,false , null,-10.50e+7,\n[],{}],\"\":\"\\ud83d\\uDE00\\\"\\u00aF\\t\" }";
   for (std::size_t place = 0; place <= kDocument.size(); ++place) {
     const std::string_view before = kDocument.substr(0, place);
-    ASSERT_EQ(judgeFault(before), "");
+    ASSERT_EQ(checkFault(before), "");
     for (int number = 0; number < 256; ++number) {
       const char byte = static_cast<char>(number);
-      ASSERT_EQ(judgeFault(joined({before, {&byte, 1}, kDocument.substr(place)})), "");
+      ASSERT_EQ(checkFault(joined({before, {&byte, 1}, kDocument.substr(place)})), "");
     }
   }
 }
 
-TEST(FaultLaws, HoldForDamagedDocuments) {
-  constexpr std::string_view kTelling = "[]{},:\"\\u019-+.eEtfn/ \n\f\0\x80"sv;
-  holdOnRandomBytes(20'000, 100, [&](std::string_view bytes) {
+TEST(FaultLaws, HoldForMutatedDocuments) {
+  constexpr std::string_view kAlphabet = "[]{},:\"\\u019-+.eEtfn/ \n\f\0\x80"sv;
+  checkOnRandomBytes(20'000, 100, [&](std::string_view bytes) {
     Choices choices(bytes);
     std::string text = textOf(generateDocument(choices));
-    for (std::size_t i = choices.below(3) + 1; i > 0; --i) damage(text, kTelling, choices);
-    return judgeFault(text);
+    for (std::size_t i = choices.below(3) + 1; i > 0; --i) mutate(text, kAlphabet, choices);
+    return checkFault(text);
   });
 }
 
-TEST(FaultLaws, HoldAroundTheDeepestLevel) {
+TEST(FaultLaws, HoldAroundTheDepthLimit) {
   for (const std::string_view open : {"[", R"({"a":)"}) {
     for (std::size_t levels = 62; levels <= 66; ++levels) {
       std::string text;
       for (std::size_t i = 0; i < levels; ++i) text += open;
       for (const std::string_view inside :
            {"", " ", "1", "x", "[", "[]", "[1", "{", "{}", "{\"", "{1", "\"", "]", "}"}) {
-        ASSERT_EQ(judgeFault(joined({text, inside})), "");
+        ASSERT_EQ(checkFault(joined({text, inside})), "");
       }
     }
   }

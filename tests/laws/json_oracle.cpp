@@ -18,26 +18,24 @@ bool isDigit(char byte) {
   return byte >= '0' && byte <= '9';
 }
 
-// A byte that strict JSON takes wherever it takes a letter, or the letter x, which breaks the text
-// wherever such a byte stands outside of a string.
+// Replaces bytes outside printable ASCII by 'x': valid inside a string, invalid outside.
 char plainByte(char byte) {
   return byte >= 0x20 && byte < 0x7F ? byte : 'x';
 }
 
-bool isBlank(char byte) {
+bool isWhitespace(char byte) {
   return byte == ' ' || byte == '\t' || byte == '\n' || byte == '\r';
 }
 
-// Whether the text begins with the escape of one half of a surrogate pair, \uD800 to \uDFFF.
+// Whether the text starts with an escaped surrogate, \uD800 to \uDFFF.
 bool startsWithSurrogate(std::string_view text) {
   const auto isHex = [](char byte) { return std::isxdigit(static_cast<unsigned char>(byte)) != 0; };
   return text.size() >= 6 && text.starts_with("\\u") && (text[2] == 'd' || text[2] == 'D') &&
          isHex(text[3]) && !(text[3] >= '0' && text[3] <= '7') && isHex(text[4]) && isHex(text[5]);
 }
 
-// The text with every leniency of the reader written as strict JSON has it: leading zeros and
-// numbers of any size become numbers of one digit a part, raw bytes of a string become letters, and
-// so does every half of a surrogate pair. What is wrong beyond that stays wrong.
+// The text with the extensions of the reader rewritten as strict JSON: runs of digits become one
+// digit, raw bytes in strings and escaped surrogates become letters. Other errors remain.
 std::string strictForm(std::string_view text) {
   std::string strict;
   bool inString = false;
@@ -56,13 +54,13 @@ std::string strictForm(std::string_view text) {
       const bool isLastOfRun = i + 1 == text.size() || !isDigit(text[i + 1]);
       if (isLastOfRun) strict += byte;
     } else {
-      strict += isBlank(byte) ? byte : plainByte(byte);
+      strict += isWhitespace(byte) ? byte : plainByte(byte);
     }
   }
   return strict;
 }
 
-// Whether a value starts in more than kMaxJsonDepth containers. The text is known to be JSON.
+// Whether a value starts inside more than kMaxJsonDepth containers. The text must be valid.
 bool isTooDeep(std::string_view text) {
   std::size_t open = 0;
   bool inString = false;
@@ -74,7 +72,7 @@ bool isTooDeep(std::string_view text) {
       continue;
     }
     if (byte == ']' || byte == '}') --open;
-    if (byte == ']' || byte == '}' || byte == ',' || byte == ':' || isBlank(byte)) continue;
+    if (byte == ']' || byte == '}' || byte == ',' || byte == ':' || isWhitespace(byte)) continue;
     if (open > kMaxJsonDepth) return true;
     if (byte == '[' || byte == '{') ++open;
     if (byte == '"') inString = true;
@@ -82,7 +80,7 @@ bool isTooDeep(std::string_view text) {
   return false;
 }
 
-// Builds the tree from what nlohmann/json comes across, one value after the other.
+// Builds the tree from the SAX events of nlohmann/json.
 class TreeBuilder : public nlohmann::json_sax<nlohmann::json> {
  public:
   bool null() override {
@@ -162,7 +160,7 @@ bool oracleAccepts(std::string_view text) {
 }
 
 std::optional<JsonValue> oracleTree(std::string_view text) {
-  // Beyond the standard, nlohmann/json skips a byte-order mark and ends at a zero byte.
+  // As extensions to RFC 8259, nlohmann/json skips a byte-order mark and stops at NUL.
   if (text.starts_with("\xEF\xBB\xBF") || text.find('\0') != std::string_view::npos) return {};
   TreeBuilder builder;
   if (!nlohmann::json::sax_parse(text, &builder)) return {};

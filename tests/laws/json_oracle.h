@@ -6,14 +6,14 @@
 
 #include "egress/json/json_value.h"
 
-// What nlohmann/json says of a text.
+// nlohmann/json as an oracle for the JSON reader.
 namespace egress::test {
 
-// Whether the reader must accept the text: nlohmann/json does once every leniency of the reader is
-// written in a strict way (which leaves the structure as it is), and no value lies too deep.
+// Whether the reader must accept the text: nlohmann/json accepts it after all extensions of the
+// reader are rewritten as strict JSON of the same structure, and no value is too deep.
 bool oracleAccepts(std::string_view text);
 
-// The tree of a text that is strict JSON, or nothing for any other text; nesting does not matter.
+// The tree of a strict JSON text of any depth; nothing for any other text.
 std::optional<JsonValue> oracleTree(std::string_view text);
 
 }  // namespace egress::test

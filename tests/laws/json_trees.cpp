@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <string_view>
 
-#include "tests/laws/complaint.h"
+#include "tests/laws/violation.h"
 #include "tests/support/joined.h"
 
 namespace egress::test {
@@ -33,7 +33,7 @@ bool sameTree(const JsonValue& a, const JsonValue& b) {
          std::ranges::equal(a.memberValues, b.memberValues, sameTree);
 }
 
-bool isSound(const JsonValue& value) {
+bool isWellFormed(const JsonValue& value) {
   if (value.boolValue && value.kind != JsonKind::Bool) return false;
   if (value.intValue != 0 && value.kind != JsonKind::Integer) return false;
   if (!value.stringValue.empty() && value.kind != JsonKind::String) return false;
@@ -45,11 +45,11 @@ bool isSound(const JsonValue& value) {
     while (value.memberKeys[first] != key) ++first;
     if (findMember(value, key) != &value.memberValues[first]) return false;
   }
-  return std::ranges::all_of(value.items, isSound) &&
-         std::ranges::all_of(value.memberValues, isSound);
+  return std::ranges::all_of(value.items, isWellFormed) &&
+         std::ranges::all_of(value.memberValues, isWellFormed);
 }
 
-std::string writtenDown(const JsonValue& value) {
+std::string serialized(const JsonValue& value) {
   std::string text;
   switch (value.kind) {
     case JsonKind::Null: return "null";
@@ -59,14 +59,14 @@ std::string writtenDown(const JsonValue& value) {
     case JsonKind::String: return quoted(value.stringValue);
     case JsonKind::Array:
       for (const JsonValue& item : value.items) {
-        text += joined({text.empty() ? "" : ",", writtenDown(item)});
+        text += joined({text.empty() ? "" : ",", serialized(item)});
       }
       return joined({"[", text, "]"});
     case JsonKind::Object: break;
   }
   for (std::size_t i = 0; i < value.memberKeys.size(); ++i) {
     text += joined({text.empty() ? "" : ",", quoted(value.memberKeys[i]), ":",
-                    writtenDown(value.memberValues[i])});
+                    serialized(value.memberValues[i])});
   }
   return joined({"{", text, "}"});
 }

@@ -7,16 +7,16 @@
 
 namespace egress::test {
 
-// Whether two trees are equal in every field, order and repeated members included.
+// Whether two trees are equal in every field, including order and repeated members.
 bool sameTree(const JsonValue& a, const JsonValue& b);
 
-// Whether a value and all below it hold only what their kinds name, and findMember gives the first
-// member of each key.
-bool isSound(const JsonValue& value);
+// Whether a value and its descendants have only the fields of their kinds set, and findMember
+// returns the first member of each key.
+bool isWellFormed(const JsonValue& value);
 
-// The tree as strict JSON, but for bytes of its strings that are no UTF-8. Every number whose value
-// is not kept is written as 1.5.
-std::string writtenDown(const JsonValue& value);
+// The tree as strict JSON, except for invalid UTF-8 in strings. Numbers without a value are written
+// as 1.5.
+std::string serialized(const JsonValue& value);
 
 }  // namespace egress::test
 

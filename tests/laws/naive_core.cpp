@@ -21,7 +21,7 @@ struct TaggedRecords {
 TaggedRecords recordsByTag(const DiagnosisInput& input) {
   TaggedRecords records;
   for (std::size_t i = 0; i < input.outbounds.size(); ++i) {
-    records.outbounds.emplace(input.outbounds[i].tag, i);  // keeps what is there
+    records.outbounds.emplace(input.outbounds[i].tag, i);  // keeps the first
   }
   for (const SelectorAnswer& answer : input.selectorAnswers) {
     records.answers.emplace(answer.selectorTag, answer);
@@ -54,7 +54,7 @@ NaiveWalk enter(const std::string& tag, std::vector<std::string> path, const Tag
   } else if (next.empty()) {
     return {.status = OK, .leaf = position, .visitedTags = path, .soughtTag = {}};
   }
-  // "proxy" and eight follows make nine; nobody is entered after them.
+  // "proxy" and eight steps.
   if (path.size() == 9) {
     return ended(selects ? SELECTOR_DEPTH_EXCEEDED : DETOUR_DEPTH_EXCEEDED, next);
   }
@@ -64,7 +64,7 @@ NaiveWalk enter(const std::string& tag, std::vector<std::string> path, const Tag
   return enter(next, path, records, input);
 }
 
-// The distinct indexes of all adapters give the ordinals, from 1.
+// Ordinals number the distinct interface indexes from 1.
 std::map<std::uint32_t, std::int64_t> ordinalsOf(const DiagnosisInput& input) {
   std::set<std::uint32_t> indexes;
   for (const InterfaceRow& row : input.adapters.rows) indexes.insert(row.interfaceIndex);
@@ -129,7 +129,8 @@ NaiveSelection selectNaively(const DiagnosisInput& input, EgressSelectionPolicy 
   return {.status = OK, .ordinal = integerScalar(*unique.begin())};
 }
 
-// Rows with equal indexes stand in no promised order; the real core keeps the snapshot's.
+// Sorted by interface index. Rows with equal indexes keep the order of the snapshot, as in the real
+// core, although it is unspecified.
 std::vector<ReportRow> interfaceRows(const DiagnosisInput& input) {
   std::multimap<std::uint32_t, ReportRow> rows;  // keeps the order of equal keys
   if (input.adapters.enumFailed) return {};

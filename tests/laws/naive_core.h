@@ -9,14 +9,13 @@
 #include "egress/core/diagnosis_input.h"
 #include "egress/core/egress_report.h"
 
-// The core a second time, as plain as it can be written and as slow as that makes it: maps, copies,
-// recursion, every rule on its own. It shares with the real one only the records, the words and the
-// address parser, which have laws of their own.
+// A simple, slow second implementation of the core: maps, copies, recursion, each rule on its own.
+// It shares only the records, the words and the address parser with the real core.
 namespace egress::test {
 
 struct NaiveWalk {
   ActiveEndpointStatus status = ActiveEndpointStatus::OUTBOUND_NOT_FOUND;
-  std::optional<std::size_t> leaf;  // position among the outbounds
+  std::optional<std::size_t> leaf;  // index in the outbounds
   std::vector<std::string> visitedTags;
   std::string soughtTag;
 };

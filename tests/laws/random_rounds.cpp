@@ -12,7 +12,7 @@
 namespace egress::test {
 namespace {
 
-// A variable that somebody set to something else is a mistake that must not pass for a long run.
+// A malformed variable fails the test; otherwise a typo would look like a long run.
 std::uint64_t numberFrom(const char* variable, std::uint64_t unset) {
   const char* const set = std::getenv(variable);
   if (set == nullptr) return unset;
@@ -24,8 +24,8 @@ std::uint64_t numberFrom(const char* variable, std::uint64_t unset) {
   return unset;
 }
 
-// Random bytes, the same on every platform for the same seed: the standard fixes what the engine
-// gives, but not what its distributions make of that.
+// The same bytes on every platform for the same seed: the standard specifies the output of
+// mt19937_64, but not of the distributions.
 std::string drawBytes(std::mt19937_64& engine, std::size_t maxBytes) {
   std::string bytes(engine() % (maxBytes + 1), '\0');
   std::uint64_t drawn = 0;
@@ -38,17 +38,17 @@ std::string drawBytes(std::mt19937_64& engine, std::size_t maxBytes) {
 
 }  // namespace
 
-void holdOnRandomBytes(std::size_t rounds, std::size_t maxBytes,
-                       const std::function<Complaint(std::string_view)>& law) {
+void checkOnRandomBytes(std::size_t rounds, std::size_t maxBytes,
+                        const std::function<Violation(std::string_view)>& law) {
   const std::uint64_t seed = numberFrom("EGRESS_LAWS_SEED", 20261121);
   rounds *= numberFrom("EGRESS_LAWS_EFFORT", 1);
   std::cout << "seed " << seed << ", " << rounds << " rounds\n";
   std::mt19937_64 engine(seed);
   for (std::size_t round = 0; round < rounds; ++round) {
     const std::string bytes = drawBytes(engine, maxBytes);
-    const Complaint complaint = law(bytes);
-    if (complaint.empty()) continue;
-    ADD_FAILURE() << "round " << round << ", bytes " << hexOf(bytes) << "\n" << complaint;
+    const Violation violation = law(bytes);
+    if (violation.empty()) continue;
+    ADD_FAILURE() << "round " << round << ", bytes " << hexOf(bytes) << "\n" << violation;
     return;
   }
 }

@@ -5,16 +5,16 @@
 #include <functional>
 #include <string_view>
 
-#include "tests/laws/complaint.h"
+#include "tests/laws/violation.h"
 
 namespace egress::test {
 
-// Holds a law on `rounds` strings of up to `maxBytes` random bytes and fails the running test at
-// the first complaint, with the bytes that led to it. Prints the seed and the number of rounds.
+// Checks a law on `rounds` strings of up to `maxBytes` random bytes. Fails the running test at the
+// first violation, with the bytes. Prints the seed and the number of rounds.
 //
-// EGRESS_LAWS_EFFORT=N makes it N times as many rounds, EGRESS_LAWS_SEED=N others.
-void holdOnRandomBytes(std::size_t rounds, std::size_t maxBytes,
-                       const std::function<Complaint(std::string_view)>& law);
+// EGRESS_LAWS_EFFORT=N multiplies the number of rounds, EGRESS_LAWS_SEED=N sets the seed.
+void checkOnRandomBytes(std::size_t rounds, std::size_t maxBytes,
+                        const std::function<Violation(std::string_view)>& law);
 
 }  // namespace egress::test
 

@@ -1,5 +1,5 @@
-// The whole diagnosis on generated inputs: held against the naive core, and against changes of the
-// input that must not show.
+// Compares reports for generated inputs with those of the naive core, and checks that irrelevant
+// changes of an input do not change the report.
 
 #include <cstddef>
 #include <cstdint>
@@ -24,57 +24,57 @@
 namespace egress::test {
 namespace {
 
-// How often each word was seen under each key.
-using WordCensus = std::map<std::string, std::map<std::string, std::size_t>>;
+// The number of each word by key.
+using WordCounts = std::map<std::string, std::map<std::string, std::size_t>>;
 
-void count(const EgressReport& report, WordCensus& census) {
+void count(const EgressReport& report, WordCounts& counts) {
   for (const ReportMember& member : report.members) {
     const auto* const scalar = std::get_if<ReportScalar>(&member.value);
     if (scalar == nullptr || scalar->kind != ReportKind::String) continue;
-    ++census[member.key][scalar->stringValue];
+    ++counts[member.key][scalar->stringValue];
   }
 }
 
 void expectAllOf(const std::vector<std::string>& words, const std::string& key,
-                 const WordCensus& census) {
+                 const WordCounts& counts) {
   for (const std::string& word : words) {
-    EXPECT_TRUE(census.contains(key) && census.at(key).contains(word)) << key << " " << word;
+    EXPECT_TRUE(counts.contains(key) && counts.at(key).contains(word)) << key << " " << word;
   }
 }
 
-TEST(ReportLaws, GeneratedInputsAreDiagnosedAsByTheNaiveCore) {
-  WordCensus census;
-  holdOnRandomBytes(200'000, 300, [&census](std::string_view bytes) {
+TEST(ReportLaws, GeneratedInputsMatchTheNaiveCore) {
+  WordCounts counts;
+  checkOnRandomBytes(200'000, 300, [&counts](std::string_view bytes) {
     Choices choices(bytes);
     const DiagnosisInput input = generateInput(choices);
-    count(diagnoseEgress(input), census);
-    return judgeReport(input);
+    count(diagnoseEgress(input), counts);
+    return checkReport(input);
   });
-  for (const auto& [key, words] : census) {
+  for (const auto& [key, words] : counts) {
     for (const auto& [word, times] : words) std::cout << times << " " << key << " " << word << "\n";
   }
-  expectAllOf(declaredConfigStatus(), "configStatus", census);
-  expectAllOf(declaredEgressSelectionPolicy(), "egressSelectionPolicy", census);
-  expectAllOf(declaredActiveEndpointStatus(), "activeEndpointStatus", census);
-  expectAllOf(declaredSelectionStatus(), "selectionStatus", census);
-  expectAllOf(declaredInterfacesStatus(), "interfacesStatus", census);
-  expectAllOf(declaredDefaultRoutesStatus(), "defaultRoutesStatus", census);
-  expectAllOf(declaredSocketSourcesStatus(), "socketSourcesStatus", census);
+  expectAllOf(declaredConfigStatus(), "configStatus", counts);
+  expectAllOf(declaredEgressSelectionPolicy(), "egressSelectionPolicy", counts);
+  expectAllOf(declaredActiveEndpointStatus(), "activeEndpointStatus", counts);
+  expectAllOf(declaredSelectionStatus(), "selectionStatus", counts);
+  expectAllOf(declaredInterfacesStatus(), "interfacesStatus", counts);
+  expectAllOf(declaredDefaultRoutesStatus(), "defaultRoutesStatus", counts);
+  expectAllOf(declaredSocketSourcesStatus(), "socketSourcesStatus", counts);
 }
 
-TEST(ReportLaws, ChangesThatMustNotShowDoNotShow) {
+TEST(ReportLaws, IrrelevantChangesDoNotChangeTheReport) {
   for (std::size_t change = 0; change < kInputChanges; ++change) {
-    holdOnRandomBytes(40'000, 400, [change](std::string_view bytes) {
+    checkOnRandomBytes(40'000, 400, [change](std::string_view bytes) {
       Choices choices(bytes);
       const DiagnosisInput input = generateInput(choices);
-      return judgeChange(change, input, choices);
+      return checkChange(change, input, choices);
     });
   }
 }
 
-// Each of these files is named after a key and the word that it led to, and is a seed for the
-// fuzzer: worth nothing any more once a changed generator makes something else of it.
-TEST(ReportLaws, TheFuzzersCorpusStillLeadsToEveryWord) {
+// Each seed of the fuzzer is named "key-word" after a word that it produces. A changed generator
+// can make the seeds useless.
+TEST(ReportLaws, TheFuzzCorpusProducesEveryWord) {
   std::size_t seeds = 0;
   for (const auto& file : std::filesystem::directory_iterator(EGRESS_DIAGNOSIS_CORPUS)) {
     std::ifstream stream(file.path(), std::ios::binary);
@@ -82,18 +82,18 @@ TEST(ReportLaws, TheFuzzersCorpusStillLeadsToEveryWord) {
                             std::istreambuf_iterator<char>()};
     Choices choices(bytes);
     choices.below(kInputChanges);  // the fuzzer's first choice
-    WordCensus census;
-    count(diagnoseEgress(generateInput(choices)), census);
+    WordCounts counts;
+    count(diagnoseEgress(generateInput(choices)), counts);
     const std::string name = file.path().filename().string();
     const std::size_t dash = name.find('-');
-    EXPECT_TRUE(census[name.substr(0, dash)].contains(name.substr(dash + 1))) << name;
+    EXPECT_TRUE(counts[name.substr(0, dash)].contains(name.substr(dash + 1))) << name;
     ++seeds;
   }
-  EXPECT_EQ(seeds, 5 + 3 + 17 + 10 + 2 + 3 + 2);  // all declared words but those of the rows
+  EXPECT_EQ(seeds, 5 + 3 + 17 + 10 + 2 + 3 + 2);  // all declared words except those of rows
 }
 
-// Every value that must stay inside is one that nothing else in the input could give.
-DiagnosisInput makeRecognisableInput() {
+// Every value that must not be reported is unique in the input.
+DiagnosisInput makeMarkedInput() {
   DiagnosisInput input;
   input.configStatus = ConfigStatus::OK;
   input.autoDetectInterface = true;
@@ -123,8 +123,8 @@ DiagnosisInput makeRecognisableInput() {
   return input;
 }
 
-TEST(ReportLaws, NoIndexAddressTagOrPortAppearsInAReport) {
-  const EgressReport report = diagnoseEgress(makeRecognisableInput());
+TEST(ReportLaws, AReportContainsNoIndexAddressTagOrPort) {
+  const EgressReport report = diagnoseEgress(makeMarkedInput());
   std::multiset<std::int64_t> integers;
   std::set<std::string> strings;
   const auto gather = [&](const ReportScalar& scalar) {
@@ -140,8 +140,8 @@ TEST(ReportLaws, NoIndexAddressTagOrPortAppearsInAReport) {
       for (const auto& [key, scalar] : row) gather(scalar);
     }
   }
-  // Ordinals 1 and 2: selected, as interfaces, of the known route, observed. Beside them only what
-  // is reported unchanged.
+  // The ordinals 1 and 2 of the selection, the interfaces, the known route and the observed
+  // sources, and the values that are reported unchanged.
   EXPECT_EQ(integers,
             (std::multiset<std::int64_t>{-6, -4, -3, -2, 1, 1, 1, 2, 2, 2, 31, 32, 33, 34}));
   EXPECT_EQ(strings, (std::set<std::string>{"OK", "singbox_auto_detect", "SNAPSHOT_INCONSISTENT",

@@ -1,12 +1,12 @@
-#include "tests/laws/damage.h"
+#include "tests/laws/mutate.h"
 
 #include <cstddef>
 
 namespace egress::test {
 
-void damage(std::string& text, std::string_view tellingBytes, Choices& choices) {
+void mutate(std::string& text, std::string_view alphabet, Choices& choices) {
   const std::size_t at = choices.below(text.size() + 1);
-  const char byte = choices.oneOf(tellingBytes);
+  const char byte = choices.oneOf(alphabet);
   const std::size_t how = choices.below(5);
   if (how == 0 || at == text.size()) {
     text.insert(at, 1, byte);

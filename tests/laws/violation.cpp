@@ -1,4 +1,4 @@
-#include "tests/laws/complaint.h"
+#include "tests/laws/violation.h"
 
 #include <cstdint>
 
