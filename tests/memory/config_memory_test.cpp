@@ -1,4 +1,4 @@
-// What the readers of configurations, answers and addresses do when memory runs out.
+// Allocations and out-of-memory behaviour of the readers of configurations, answers and addresses.
 
 #include <array>
 #include <cstddef>
@@ -15,7 +15,7 @@
 #include "egress/config/proxy_config.h"
 #include "egress/config/selector_answer.h"
 #include "tests/memory/fail_each_allocation.h"
-#include "tests/memory/hefty_input.h"
+#include "tests/memory/large_input.h"
 
 namespace egress::test {
 namespace {
@@ -23,8 +23,8 @@ namespace {
 constexpr std::string_view kLongAddress =
     "[2001:0db8:0000:0000:0000:0000:192.168.100.200%ethernet0]";
 
-TEST(ConfigMemory, EveryFailureWhileAConfigurationIsReadComesOut) {
-  const std::string text = heftyConfig(6, R"(["443","444",{"a":"value that is not looked at"}])");
+TEST(ConfigMemory, ReadingAConfigurationThrowsOnEveryFailure) {
+  const std::string text = largeConfig(6, R"(["443","444",{"a":"value that is never read"}])");
   ProxyConfig config;
   const std::size_t failures =
       failEachAllocation([&] { config = readProxyConfig(text, /*hasText=*/true); },
@@ -37,8 +37,8 @@ TEST(ConfigMemory, EveryFailureWhileAConfigurationIsReadComesOut) {
   EXPECT_EQ(config.outbounds.size(), 7U);
 }
 
-TEST(ConfigMemory, AFailureIsNotTakenForADefectOfTheConfiguration) {
-  const std::string text = heftyConfig(2, "[");
+TEST(ConfigMemory, AFailureIsNotReportedAsAParseError) {
+  const std::string text = largeConfig(2, "[");
   ConfigStatus status = ConfigStatus::OK;
   const std::size_t failures =
       failEachAllocation([&] { status = readProxyConfig(text, /*hasText=*/true).configStatus; },
@@ -47,9 +47,9 @@ TEST(ConfigMemory, AFailureIsNotTakenForADefectOfTheConfiguration) {
   EXPECT_EQ(status, ConfigStatus::JSON_PARSE_FAILED);
 }
 
-TEST(ConfigMemory, AFailedReadOfAnAnswerLeavesTheChoiceAsItWas) {
+TEST(ConfigMemory, AFailedReadOfAnAnswerDoesNotChangeNow) {
   const std::string text =
-      R"({"name":"the selector that was asked, with a long tag","now":")" + nodeTag(3) + "\"}";
+      R"({"name":"the queried selector, with a long tag","now":")" + nodeTag(3) + "\"}";
   for (const std::string& before : {nodeTag(2), std::string("short")}) {
     std::string now = before;
     SelectorAnswerStatus status = SelectorAnswerStatus::TransportFailed;
@@ -65,8 +65,8 @@ TEST(ConfigMemory, AFailedReadOfAnAnswerLeavesTheChoiceAsItWas) {
   }
 }
 
-TEST(ConfigMemory, AnEndpointIsClassifiedWithoutAnAllocation) {
-  DiagnosisInput input = heftyInput(1, 1);
+TEST(ConfigMemory, ClassifyingAnEndpointDoesNotAllocate) {
+  DiagnosisInput input = largeInput(1, 1);
   Outbound& leaf = input.outbounds.back();
   NumericAddress address;
   std::uint32_t port = 0;
@@ -79,7 +79,7 @@ TEST(ConfigMemory, AnEndpointIsClassifiedWithoutAnAllocation) {
   EXPECT_EQ(status, ActiveEndpointStatus::TRANSPORT_UNKNOWN);
 }
 
-TEST(ConfigMemory, AnAddressIsReadAndComparedWithoutAnAllocation) {
+TEST(ConfigMemory, ParsingAndComparingAddressesDoesNotAllocate) {
   NumericAddress address;
   EXPECT_EQ(allocationsOf([&] { address = parseNumericAddress(kLongAddress); }), 0U);
   EXPECT_TRUE(address.valid);
@@ -88,7 +88,7 @@ TEST(ConfigMemory, AnAddressIsReadAndComparedWithoutAnAllocation) {
   EXPECT_TRUE(same);
 }
 
-TEST(ConfigMemory, ThePartsOfAnAddressAreReadWithoutAnAllocation) {
+TEST(ConfigMemory, ParsingPartsOfAddressesDoesNotAllocate) {
   const std::string endless(1000, '1');
   std::array<std::uint8_t, 16> bytes{};
   HexGroups groups;

@@ -1,4 +1,4 @@
-// What the diagnosis, its parts and the report do when memory runs out.
+// Allocations and out-of-memory behaviour of the diagnosis, its parts and the report.
 
 #include <cstddef>
 #include <cstdint>
@@ -16,18 +16,17 @@
 #include "egress/core/status_words.h"
 #include "tests/memory/declared_lists.h"
 #include "tests/memory/fail_each_allocation.h"
-#include "tests/memory/hefty_input.h"
+#include "tests/memory/large_input.h"
 #include "tests/support/report_builder.h"
 
 namespace egress::test {
 namespace {
 
-constexpr std::string_view kLongText = "a text that is too long to be held in place";
+constexpr std::string_view kLongText = "a text that is too long for the small-string buffer";
 
-// Enough rows of each kind that every list and table grows, and adapters in pairs of one index, to
-// be sorted.
-TEST(CoreMemory, EveryFailureDuringADiagnosisComesOut) {
-  const DiagnosisInput input = heftyInput(4, 20);
+// Enough rows that every list and table grows. Adapters share indexes, to test the sorting.
+TEST(CoreMemory, ADiagnosisThrowsOnEveryFailure) {
+  const DiagnosisInput input = largeInput(4, 20);
   const DiagnosisInput before = input;
   EgressReport report;
   const std::size_t failures = failEachAllocation([&] { report = diagnoseEgress(input); },
@@ -42,12 +41,12 @@ TEST(CoreMemory, EveryFailureDuringADiagnosisComesOut) {
   EXPECT_EQ(std::get<ReportScalar>(status->value), stringScalar("OK"));
 }
 
-TEST(CoreMemory, AConfigurationThatCannotBeCopiedInLeavesTheInputAsItWas) {
-  DiagnosisInput input = heftyInput(3, 2);
+TEST(CoreMemory, AFailedCopyOfAConfigurationDoesNotChangeTheInput) {
+  DiagnosisInput input = largeInput(3, 2);
   const DiagnosisInput before = input;
   const ProxyConfig config = {.configStatus = ConfigStatus::OK,
                               .autoDetectInterface = false,
-                              .outbounds = heftyInput(5, 1).outbounds};
+                              .outbounds = largeInput(5, 1).outbounds};
   const std::size_t failures = failEachAllocation([&] { setProxyConfig(input, config); },
                                                   [&] { EXPECT_TRUE(sameInput(input, before)); });
   EXPECT_GT(failures, 10U);
@@ -55,17 +54,17 @@ TEST(CoreMemory, AConfigurationThatCannotBeCopiedInLeavesTheInputAsItWas) {
   EXPECT_TRUE(sameOutbounds(input.outbounds, config.outbounds));
 }
 
-TEST(CoreMemory, AConfigurationIsMovedInWithoutAnAllocation) {
-  DiagnosisInput input = heftyInput(3, 2);
+TEST(CoreMemory, MovingAConfigurationDoesNotAllocate) {
+  DiagnosisInput input = largeInput(3, 2);
   ProxyConfig config = {.configStatus = ConfigStatus::OK,
                         .autoDetectInterface = true,
-                        .outbounds = heftyInput(5, 1).outbounds};
+                        .outbounds = largeInput(5, 1).outbounds};
   EXPECT_EQ(allocationsOf([&] { setProxyConfig(input, std::move(config)); }), 0U);
   EXPECT_EQ(input.outbounds.size(), 6U);
 }
 
-TEST(CoreMemory, ALookUpInATableAllocatesNothingAndOneInASnapshotComesOut) {
-  const DiagnosisInput input = heftyInput(1, 20);
+TEST(CoreMemory, OnlyLookupsInASnapshotAllocate) {
+  const DiagnosisInput input = largeInput(1, 20);
   const OrdinalTable ordinals = makeOrdinalTable(input.adapters);
   const AddressTable addresses = makeAddressTable(input.adapters, ordinals);
   const std::string& address = input.adapters.rows.front().addresses.front();
@@ -85,7 +84,7 @@ TEST(CoreMemory, ALookUpInATableAllocatesNothingAndOneInASnapshotComesOut) {
   EXPECT_EQ(mapping.ordinal, 11);
 }
 
-TEST(CoreMemory, AnInterfaceIsSelectedWithoutAnAllocation) {
+TEST(CoreMemory, SelectingAnInterfaceDoesNotAllocate) {
   SelectionInput input;
   input.policy = EgressSelectionPolicy::singbox_auto_detect;
   input.endpoint = ActiveEndpointStatus::OK;
@@ -96,8 +95,8 @@ TEST(CoreMemory, AnInterfaceIsSelectedWithoutAnAllocation) {
   EXPECT_EQ(selection.ordinal, 3);
 }
 
-TEST(CoreMemory, TheSourcesOfAnyNumberOfSocketsTakeOneAllocation) {
-  const DiagnosisInput input = heftyInput(1, 20);
+TEST(CoreMemory, MappingSocketsAllocatesOnce) {
+  const DiagnosisInput input = largeInput(1, 20);
   const OrdinalTable ordinals = makeOrdinalTable(input.adapters);
   const AddressTable addresses = makeAddressTable(input.adapters, ordinals);
   const ActiveEndpoint endpoint = {
@@ -119,7 +118,7 @@ TEST(CoreMemory, OnlyAStringScalarAllocates) {
   EXPECT_EQ(scalar.stringValue, kLongText);
 }
 
-TEST(CoreMemory, AMemberIsFoundWithoutAnAllocation) {
+TEST(CoreMemory, FindingAMemberDoesNotAllocate) {
   EgressReport report;
   insertMember(report, kLongText, stringScalar(kLongText));
   const ReportMember* found = nullptr;
@@ -127,7 +126,7 @@ TEST(CoreMemory, AMemberIsFoundWithoutAnAllocation) {
   EXPECT_EQ(found, report.members.data());
 }
 
-TEST(CoreMemory, AWordIsGivenWithoutAnAllocation) {
+TEST(CoreMemory, ToStringDoesNotAllocate) {
   std::size_t bytes = 0;
   const auto ask = [&bytes](auto status) {
     EXPECT_EQ(allocationsOf([&] { bytes += std::string_view(toString(status)).size(); }), 0U);
@@ -145,17 +144,17 @@ TEST(CoreMemory, AWordIsGivenWithoutAnAllocation) {
   EXPECT_GT(bytes, 0U);
 }
 
-// A list is made once in a process, and no other test of this program asks for one.
-TEST(CoreMemory, ADeclaredListThatCouldNotBeMadeIsMadeOnTheNextCall) {
+// Each list is built once per process, so no other test of this program may use one.
+TEST(CoreMemory, ADeclaredListIsBuiltAfterAFailedFirstCall) {
   static bool made = false;
-  if (std::exchange(made, true)) GTEST_SKIP() << "the lists are there since the first run";
+  if (std::exchange(made, true)) GTEST_SKIP() << "the first run built the lists";
   for (const DeclaredList& list : kDeclaredLists) {
     SCOPED_TRACE(list.name);
     const std::vector<std::string>* words = nullptr;
     EXPECT_GT(failEachAllocation([&] { words = &list.get(); }, [&] { EXPECT_EQ(words, nullptr); }),
               1U);
     ASSERT_NE(words, nullptr);
-    EXPECT_EQ(*words, list.wanted());
+    EXPECT_EQ(*words, list.expected());
     EXPECT_EQ(allocationsOf([&] { words = &list.get(); }), 0U);
   }
 }

@@ -11,14 +11,14 @@
 
 namespace egress::test {
 
-// A list of declared words, how to ask for it, and what it must hold.
+// A list of declared words, its getter and its expected contents.
 struct DeclaredList {
   std::string_view name;
   const std::vector<std::string>& (*get)();
-  std::vector<std::string> (*wanted)();
+  std::vector<std::string> (*expected)();
 };
 
-// The words of the numbers from 0 to `last`, made without asking for a declared list.
+// The words of the values from 0 to `last`, without a call to a declared list.
 template <typename Status, Status last>
 std::vector<std::string> wordsUpTo() {
   std::vector<std::string> words;
@@ -31,7 +31,7 @@ std::vector<std::string> wordsUpTo() {
 template <auto last>
 constexpr DeclaredList declaredList(std::string_view name,
                                     const std::vector<std::string>& (*get)()) {
-  return {.name = name, .get = get, .wanted = wordsUpTo<decltype(last), last>};
+  return {.name = name, .get = get, .expected = wordsUpTo<decltype(last), last>};
 }
 
 inline constexpr std::array<DeclaredList, 8> kDeclaredLists = {

@@ -6,14 +6,14 @@
 
 namespace egress::test {
 
-// Runs `call` with its first allocation failing, then with its second one, and so on, until it ends
-// without having come to the one that would fail. Each of the other runs must end with
-// std::bad_alloc and must have released what it allocated; `check` then says whether everything
-// that `call` was given is as it was before. Returns the number of these runs, and prints it.
+// Runs `call` repeatedly and lets its first allocation fail, then its second, and so on, until a
+// run completes without the failure. Each failed run must throw std::bad_alloc and must not leak;
+// after it, `check` verifies that the arguments of `call` are unchanged. Returns and prints the
+// number of failed runs.
 std::size_t failEachAllocation(const std::function<void()>& call,
                                const std::function<void()>& check);
 
-// The number of allocations of one run in which none fails.
+// The number of allocations of one run without failures.
 std::size_t allocationsOf(const std::function<void()>& call);
 
 }  // namespace egress::test

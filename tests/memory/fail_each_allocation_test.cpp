@@ -1,5 +1,5 @@
-// The tools of these tests, held against calls that are wrong on purpose: a tool that notices
-// nothing would pass every one of the others.
+// Tests of the test tools with calls that are wrong on purpose: a tool that detects nothing would
+// let all other tests pass.
 #include "tests/memory/fail_each_allocation.h"
 
 #include <array>
@@ -26,23 +26,23 @@ struct alignas(64) AlignedText {
   std::string text;
 };
 
-constexpr std::align_val_t kLine{64};
+constexpr std::align_val_t kAlignment{64};
 
 void nothing() {}
 
-// What a call allocates stays visible here, so that no compiler leaves the allocation out.
-std::array<void*, 3>& kept() {
+// Stores allocated pointers, so that the compiler does not elide the allocations.
+std::array<void*, 3>& pointers() {
   static std::array<void*, 3> blocks{};
   return blocks;
 }
 
-// Whether each form is counted, on both sides.
+// Checks that one form of new and its delete are counted.
 template <typename Allocate, typename Release>
 void expectCounted(Allocate allocate, Release release) {
   const std::ptrdiff_t aliveBefore = allocationsAlive();
-  EXPECT_EQ(allocationsOf([&] { kept()[0] = allocate(); }), 1U);
+  EXPECT_EQ(allocationsOf([&] { pointers()[0] = allocate(); }), 1U);
   EXPECT_EQ(allocationsAlive(), aliveBefore + 1);
-  release(kept()[0]);
+  release(pointers()[0]);
   EXPECT_EQ(allocationsAlive(), aliveBefore);
 }
 
@@ -53,17 +53,17 @@ TEST(FailingAllocations, CountsEveryForm) {
                 [](void* block) { operator delete(block, std::nothrow); });
   expectCounted([] { return operator new[](8, std::nothrow); },
                 [](void* block) { operator delete[](block, std::nothrow); });
-  expectCounted([] { return operator new(8, kLine); },
-                [](void* block) { operator delete(block, kLine); });
-  expectCounted([] { return operator new[](8, kLine); },
-                [](void* block) { operator delete[](block, kLine); });
-  expectCounted([] { return operator new(8, kLine, std::nothrow); },
-                [](void* block) { operator delete(block, kLine, std::nothrow); });
-  expectCounted([] { return operator new[](8, kLine, std::nothrow); },
-                [](void* block) { operator delete[](block, kLine, std::nothrow); });
+  expectCounted([] { return operator new(8, kAlignment); },
+                [](void* block) { operator delete(block, kAlignment); });
+  expectCounted([] { return operator new[](8, kAlignment); },
+                [](void* block) { operator delete[](block, kAlignment); });
+  expectCounted([] { return operator new(8, kAlignment, std::nothrow); },
+                [](void* block) { operator delete(block, kAlignment, std::nothrow); });
+  expectCounted([] { return operator new[](8, kAlignment, std::nothrow); },
+                [](void* block) { operator delete[](block, kAlignment, std::nothrow); });
 }
 
-// g++ hands the size over when it knows the type; clang does not, unless it is asked to.
+// g++ calls sized delete for a known type; clang only with -fsized-deallocation.
 TEST(FailingAllocations, CountsObjectsOfAKnownType) {
   expectCounted([] { return new int; }, [](void* block) { delete static_cast<int*>(block); });
   expectCounted([] { return new std::string[1]; },
@@ -74,66 +74,66 @@ TEST(FailingAllocations, CountsObjectsOfAKnownType) {
                 [](void* block) { delete[] static_cast<AlignedText*>(block); });
 }
 
-TEST(FailingAllocations, FailsOnlyTheAllocationThatItWasToldTo) {
+TEST(FailingAllocations, OnlyTheRequestedAllocationFails) {
   failAllocation(2);
-  kept()[0] = operator new(8, std::nothrow);
-  kept()[1] = operator new(8, std::nothrow);
-  kept()[2] = operator new(8, std::nothrow);
+  pointers()[0] = operator new(8, std::nothrow);
+  pointers()[1] = operator new(8, std::nothrow);
+  pointers()[2] = operator new(8, std::nothrow);
   EXPECT_TRUE(stopFailing());
-  EXPECT_NE(kept()[0], nullptr);
-  EXPECT_EQ(kept()[1], nullptr);
-  EXPECT_NE(kept()[2], nullptr);
-  for (void* const block : kept()) operator delete(block);
+  EXPECT_NE(pointers()[0], nullptr);
+  EXPECT_EQ(pointers()[1], nullptr);
+  EXPECT_NE(pointers()[2], nullptr);
+  for (void* const block : pointers()) operator delete(block);
 }
 
-TEST(FailingAllocations, SaysWhenTheOneToFailWasNotReached) {
+TEST(FailingAllocations, ReportsThatTheAllocationWasNotReached) {
   failAllocation(2);
   const auto only = std::make_unique<Aligned>();
   EXPECT_FALSE(stopFailing());
   EXPECT_EQ(reinterpret_cast<std::uintptr_t>(only.get()) % alignof(Aligned), 0U);
 }
 
-TEST(FailEachAllocation, CountsTheFailuresAndChecksAfterEach) {
+TEST(FailEachAllocation, ChecksAfterEachFailure) {
   std::size_t checks = 0;
   const auto threeAllocations = [] {
     const auto first = std::make_unique<Aligned>();
     std::string second(100, 'x');
     std::vector<int> third(100);
-    kept() = {first.get(), second.data(), third.data()};
+    pointers() = {first.get(), second.data(), third.data()};
   };
   EXPECT_EQ(failEachAllocation(threeAllocations, [&checks] { ++checks; }), 3U);
   EXPECT_EQ(checks, 3U);
 }
 
-TEST(FailEachAllocation, NoticesASwallowedFailure) {
+TEST(FailEachAllocation, DetectsASwallowedFailure) {
   const auto swallows = [] {
     const std::unique_ptr<int> block(new (std::nothrow) int(1));
-    kept()[0] = block.get();
+    pointers()[0] = block.get();
   };
   EXPECT_NONFATAL_FAILURE(failEachAllocation(swallows, nothing), "no exception");
 }
 
-TEST(FailEachAllocation, NoticesAnotherException) {
+TEST(FailEachAllocation, DetectsAnotherException) {
   const auto translates = [] {
     const std::unique_ptr<int> block(new (std::nothrow) int(1));
     if (block == nullptr) throw std::runtime_error("no memory");
-    kept()[0] = block.get();
+    pointers()[0] = block.get();
   };
   EXPECT_NONFATAL_FAILURE(failEachAllocation(translates, nothing), "another exception");
 }
 
-TEST(FailEachAllocation, NoticesALeak) {
-  kept()[0] = nullptr;
+TEST(FailEachAllocation, DetectsALeak) {
+  pointers()[0] = nullptr;
   const auto leaks = [] {
-    if (kept()[0] == nullptr) kept()[0] = operator new(8);
+    if (pointers()[0] == nullptr) pointers()[0] = operator new(8);
     const auto second = std::make_unique<int>(1);
-    kept()[1] = second.get();
+    pointers()[1] = second.get();
   };
   EXPECT_NONFATAL_FAILURE(failEachAllocation(leaks, nothing), "run.leftAlive");
-  operator delete(kept()[0]);
+  operator delete(pointers()[0]);
 }
 
-TEST(FailEachAllocation, NoticesAnExceptionThatNoFailureGave) {
+TEST(FailEachAllocation, DetectsAnExceptionWithoutAFailure) {
   EXPECT_NONFATAL_FAILURE(failEachAllocation([] { throw std::bad_alloc(); }, nothing), "bad_alloc");
 }
 

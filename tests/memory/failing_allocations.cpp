@@ -6,31 +6,31 @@
 namespace egress::test {
 namespace {
 
-struct Tally {
+struct Counters {
   std::size_t made = 0;
   std::ptrdiff_t alive = 0;
   std::size_t untilFailure = 0;  // 1: the next allocation fails; 0: none does
   bool failed = false;
 };
 
-// Never allocates itself: it is set up with the thread.
-constinit thread_local Tally tally;
+// constinit: initialising it must not allocate.
+constinit thread_local Counters counters;
 
 bool mayAllocate() noexcept {
-  ++tally.made;
-  if (tally.untilFailure == 0) return true;
-  --tally.untilFailure;
-  if (tally.untilFailure > 0) return true;
-  tally.failed = true;
+  ++counters.made;
+  if (counters.untilFailure == 0) return true;
+  --counters.untilFailure;
+  if (counters.untilFailure > 0) return true;
+  counters.failed = true;
   return false;
 }
 
 void* counted(void* block) noexcept {
-  if (block != nullptr) ++tally.alive;
+  if (block != nullptr) ++counters.alive;
   return block;
 }
 
-// Memory comes from malloc, which sanitizers watch too. Null when there is none.
+// Uses malloc, which sanitizers intercept. Returns null if out of memory.
 void* allocate(std::size_t size) noexcept {
   if (!mayAllocate()) return nullptr;
   return counted(std::malloc(size == 0 ? 1 : size));
@@ -43,51 +43,51 @@ void* allocate(std::size_t size, std::align_val_t alignment) noexcept {
   return counted(std::aligned_alloc(unit, units * unit));
 }
 
-void* orThrow(void* block) {
+void* throwIfNull(void* block) {
   if (block == nullptr) throw std::bad_alloc();
   return block;
 }
 
 void release(void* block) noexcept {
   if (block == nullptr) return;
-  --tally.alive;
+  --counters.alive;
   std::free(block);
 }
 
 }  // namespace
 
 std::size_t allocationsMade() noexcept {
-  return tally.made;
+  return counters.made;
 }
 
 std::ptrdiff_t allocationsAlive() noexcept {
-  return tally.alive;
+  return counters.alive;
 }
 
 void failAllocation(std::size_t number) noexcept {
-  tally.untilFailure = number;
-  tally.failed = false;
+  counters.untilFailure = number;
+  counters.failed = false;
 }
 
 bool stopFailing() noexcept {
-  tally.untilFailure = 0;
-  return tally.failed;
+  counters.untilFailure = 0;
+  return counters.failed;
 }
 
 }  // namespace egress::test
 
-// All forms: one that were left to a sanitizer's runtime would not fit the others.
+// All forms are replaced: one from a sanitizer's runtime would not match the others.
 
 using egress::test::allocate;
-using egress::test::orThrow;
 using egress::test::release;
+using egress::test::throwIfNull;
 
 void* operator new(std::size_t size) {
-  return orThrow(allocate(size));
+  return throwIfNull(allocate(size));
 }
 
 void* operator new[](std::size_t size) {
-  return orThrow(allocate(size));
+  return throwIfNull(allocate(size));
 }
 
 void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
@@ -99,11 +99,11 @@ void* operator new[](std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
 }
 
 void* operator new(std::size_t size, std::align_val_t alignment) {
-  return orThrow(allocate(size, alignment));
+  return throwIfNull(allocate(size, alignment));
 }
 
 void* operator new[](std::size_t size, std::align_val_t alignment) {
-  return orThrow(allocate(size, alignment));
+  return throwIfNull(allocate(size, alignment));
 }
 
 void* operator new(std::size_t size, std::align_val_t alignment,

@@ -5,21 +5,20 @@
 
 namespace egress::test {
 
-// A program that links failing_allocations.cpp has its operators new and delete replaced, in every
-// form, by ones that count and that fail when they are told to. Everything here is about the
-// calling thread alone.
+// failing_allocations.cpp replaces all forms of operators new and delete by versions that count
+// allocations and fail on request. All state is per thread.
 
-// How many allocations were made so far, failed ones included.
+// The number of allocations so far, including failed ones.
 [[nodiscard]] std::size_t allocationsMade() noexcept;
 
-// How many of them have not been released.
+// The number of allocations not yet released.
 [[nodiscard]] std::ptrdiff_t allocationsAlive() noexcept;
 
-// Lets the n-th allocation from now on fail, counted from 1: with std::bad_alloc, or with a null
-// pointer where the caller asked for one. Those before and behind it succeed.
+// Lets only the n-th allocation from now fail, counted from 1: it throws std::bad_alloc, or returns
+// null in the nothrow forms.
 void failAllocation(std::size_t number) noexcept;
 
-// No allocation fails any more. Returns whether the one to fail was reached.
+// Ends failAllocation. Returns whether the n-th allocation was reached.
 bool stopFailing() noexcept;
 
 }  // namespace egress::test

@@ -1,4 +1,4 @@
-// What the JSON functions do when memory runs out.
+// Allocations and out-of-memory behaviour of the JSON functions.
 
 #include <algorithm>
 #include <array>
@@ -20,12 +20,12 @@
 namespace egress::test {
 namespace {
 
-constexpr std::string_view kLongText = "a text that is too long to be held in place";
+constexpr std::string_view kLongText = "a text that is too long for the small-string buffer";
 
-// Every kind of value, in more than one array and object, which all grow beyond one element.
+// Every kind of value, in several arrays and objects that grow beyond one element.
 constexpr std::string_view kDocument =
-    R"({"a key that is too long to be held in place":[1,-2.5e3,true,false,null,[],{}],)"
-    R"("another key that is too long to be held in place":"a value \u00E9\uD83D\uDE00 as long",)"
+    R"({"a key that is too long for the small-string buffer":[1,-2.5e3,true,false,null,[],{}],)"
+    R"("another key too long for the small-string buffer":"a value \u00E9\uD83D\uDE00 as long",)"
     R"("objects":[{"a":[[["deep down in the innermost array of them"]]]},{"b":1,"c":2,"d":3}],)"
     R"("one":"more that needs an allocation of its own","and":["another","one","and","one"]})";
 
@@ -38,7 +38,7 @@ bool sameValue(const JsonValue& a, const JsonValue& b) {
          sameValues(a.items, b.items) && sameValues(a.memberValues, b.memberValues);
 }
 
-// A value in which every field differs from a fresh one's.
+// A value with every field set.
 JsonValue fullValue() {
   JsonValue value;
   value.kind = JsonKind::Object;
@@ -51,7 +51,7 @@ JsonValue fullValue() {
   return value;
 }
 
-TEST(JsonMemory, AFailedParseLeavesTheValueAsItWas) {
+TEST(JsonMemory, AFailedParseDoesNotChangeTheValue) {
   JsonValue value = fullValue();
   const JsonValue before = fullValue();
   bool accepted = false;
@@ -63,7 +63,7 @@ TEST(JsonMemory, AFailedParseLeavesTheValueAsItWas) {
   EXPECT_EQ(value.memberKeys.size(), 5U);
 }
 
-TEST(JsonMemory, ADefectBehindTheFailureMakesNoDifference) {
+TEST(JsonMemory, AFailureBeforeASyntaxErrorThrows) {
   const std::string text = std::string(kDocument) + '!';
   JsonValue value = fullValue();
   const JsonValue before = fullValue();
@@ -76,14 +76,14 @@ TEST(JsonMemory, ADefectBehindTheFailureMakesNoDifference) {
   check();
 }
 
-TEST(JsonMemory, AKeyIsFoundWithoutAnAllocation) {
+TEST(JsonMemory, FindingAMemberDoesNotAllocate) {
   const JsonValue value = fullValue();
   const JsonValue* found = nullptr;
   EXPECT_EQ(allocationsOf([&] { found = findMember(value, kLongText); }), 0U);
   EXPECT_EQ(found, value.memberValues.data());
 }
 
-TEST(JsonMemory, MovingAllocatesNothing) {
+TEST(JsonMemory, MovingDoesNotAllocate) {
   JsonValue source = fullValue();
   JsonValue target = fullValue();
   EXPECT_EQ(allocationsOf([&] {
@@ -94,7 +94,7 @@ TEST(JsonMemory, MovingAllocatesNothing) {
   EXPECT_TRUE(sameValue(target, fullValue()));
 }
 
-TEST(JsonMemory, AnIntegerIsReadWithoutAnAllocation) {
+TEST(JsonMemory, ParsingAnIntegerDoesNotAllocate) {
   const std::string text(1000, '0');
   std::optional<std::int64_t> number;
   EXPECT_EQ(allocationsOf([&] { number = parseDecimalInteger(text); }), 0U);

@@ -1,4 +1,4 @@
-#include "tests/memory/hefty_input.h"
+#include "tests/memory/large_input.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -46,7 +46,7 @@ std::string nodeText(std::size_t number, std::string_view extra) {
   const std::string detour = number == 0 ? nodeTag(1) : "";
   return joined({R"({"tag":")", nodeTag(number), R"(","type":"vless","detour":")", detour,
                  R"(","server":"2001:0db8:0000:0000:0000:0000:0000:0001","server_port":443,)",
-                 R"("transport":{"type":"a transport that nobody has heard of"},"extra":)", extra,
+                 R"("transport":{"type":"a transport type that is unknown"},"extra":)", extra,
                  "}"});
 }
 
@@ -56,16 +56,16 @@ std::string nodeTag(std::size_t number) {
   return "a node whose tag is rather long " + std::to_string(number);
 }
 
-std::string heftyConfig(std::size_t nodes, std::string_view extra) {
+std::string largeConfig(std::size_t nodes, std::string_view extra) {
   std::string text = R"({"route":{"auto_detect_interface":true},"outbounds":[)"
                      R"({"tag":"proxy","type":"selector"})";
   for (std::size_t i = 0; i < nodes; ++i) text += joined({",", nodeText(i, extra)});
   return text + "]}";
 }
 
-DiagnosisInput heftyInput(std::size_t nodes, std::size_t rows) {
+DiagnosisInput largeInput(std::size_t nodes, std::size_t rows) {
   DiagnosisInput input;
-  setProxyConfig(input, readProxyConfig(heftyConfig(nodes, "[]"), /*hasText=*/true));
+  setProxyConfig(input, readProxyConfig(largeConfig(nodes, "[]"), /*hasText=*/true));
   for (Outbound& outbound : input.outbounds) outbound.hasTransport = false;
   input.selectorAnswers = {
       {.selectorTag = "proxy", .status = SelectorAnswerStatus::Ok, .now = nodeTag(0)}};

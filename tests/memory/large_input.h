@@ -1,5 +1,5 @@
-#ifndef EGRESS_TESTS_MEMORY_HEFTY_INPUT_H
-#define EGRESS_TESTS_MEMORY_HEFTY_INPUT_H
+#ifndef EGRESS_TESTS_MEMORY_LARGE_INPUT_H
+#define EGRESS_TESTS_MEMORY_LARGE_INPUT_H
 
 #include <cstddef>
 #include <string>
@@ -10,20 +10,20 @@
 
 namespace egress::test {
 
-// The tag of a node: longer than a string can hold inside itself, as are all texts made here that
-// may be of any length.
+// The tag of a node. Like all free-form texts here, it is too long for the small-string buffer and
+// must be allocated.
 std::string nodeTag(std::size_t number);
 
-// A configuration of a selector "proxy" and `nodes` nodes, the first of which dials through the
-// second. `extra` is the JSON text of a member that no reader knows, one in each node.
-std::string heftyConfig(std::size_t nodes, std::string_view extra);
+// A configuration with a selector "proxy" and `nodes` nodes. The first node has the second as its
+// detour. `extra` is the JSON value of an unknown member of each node.
+std::string largeConfig(std::size_t nodes, std::string_view extra);
 
-// A host with that configuration, whose selector answers with the first node, and with `rows`
-// adapters, routes and sockets each. Some adapters share an index, and all sockets go to the
-// endpoint through one of them. Up to 9999 rows.
-DiagnosisInput heftyInput(std::size_t nodes, std::size_t rows);
+// A host with that configuration, whose selector answers with the first node, and with `rows` (up
+// to 9999) adapters, routes and sockets each. Some adapters share an index. All sockets connect to
+// the endpoint through the same adapter.
+DiagnosisInput largeInput(std::size_t nodes, std::size_t rows);
 
-// Equal in every field.
+// Whether all fields are equal.
 bool sameOutbounds(const std::vector<Outbound>& a, const std::vector<Outbound>& b);
 bool sameInput(const DiagnosisInput& a, const DiagnosisInput& b);
 

@@ -1,5 +1,5 @@
-// The readers and the diagnosis in a thread with a small stack, whatever the text they get. Built
-// unoptimised, functions need the most of it.
+// Runs the readers and the diagnosis in a thread with a small stack. Unoptimised builds need the
+// most stack.
 
 #include "tests/support/small_stack.h"
 
@@ -14,7 +14,7 @@
 #include "egress/config/proxy_config.h"
 #include "egress/core/diagnose_egress.h"
 #include "egress/json/json_reader.h"
-#include "tests/memory/hefty_input.h"
+#include "tests/memory/large_input.h"
 #include "tests/support/joined.h"
 
 namespace egress::test {
@@ -29,14 +29,14 @@ constexpr std::size_t kKibibyte = 1024;
 #endif
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || \
     EGRESS_HAS_FEATURE(address_sanitizer) || EGRESS_HAS_FEATURE(thread_sanitizer)
-// A sanitizer pads every variable, and its runtime keeps tables on the thread's stack.
+// Sanitizers pad variables and keep tables on the thread's stack.
 constexpr std::size_t kStackBytes = 1024 * kKibibyte;
 #else
-// As little as any common system gives a thread.
+// The smallest default thread stack of common systems.
 constexpr std::size_t kStackBytes = 128 * kKibibyte;
 #endif
 
-constexpr std::size_t kLevels = kMaxJsonDepth + 1;  // the levels are counted from 0
+constexpr std::size_t kLevels = kMaxJsonDepth + 1;  // depth starts at 0
 
 std::string repeated(std::string_view text, std::size_t times) {
   std::string all;
@@ -50,7 +50,7 @@ std::string nested(std::string_view opening, std::size_t times, std::string_view
   return joined({repeated(opening, times), inside, repeated(closing, times)});
 }
 
-// Reads and destroys a document there; the texts stand on the heap.
+// Parses and destroys a document on the small stack.
 bool parsesOnSmallStack(const std::string& text) {
   bool accepted = false;
   runWithStack(kStackBytes, [&] {
@@ -60,7 +60,7 @@ bool parsesOnSmallStack(const std::string& text) {
   return accepted;
 }
 
-TEST(SmallStack, HoldsTheDeepestArraysAndObjects) {
+TEST(SmallStack, ParsesTheDeepestArraysAndObjects) {
   EXPECT_TRUE(parsesOnSmallStack(nested("[", kLevels, "", "]")));
   EXPECT_TRUE(parsesOnSmallStack(nested(R"({"a":)", kMaxJsonDepth, R"("\uD83D\uDE00")", "}")));
   EXPECT_TRUE(parsesOnSmallStack(nested(R"({"a":)", kMaxJsonDepth, "{}", "}")));
@@ -68,8 +68,8 @@ TEST(SmallStack, HoldsTheDeepestArraysAndObjects) {
   EXPECT_TRUE(parsesOnSmallStack(nested(R"({"a":[)", kMaxJsonDepth / 2, "1", "]}")));
 }
 
-// The vectors grow, and so move and destroy what they hold, at every level.
-TEST(SmallStack, HoldsAWideTreeAtTheDeepestLevel) {
+// Growing vectors move and destroy their elements at every depth.
+TEST(SmallStack, ParsesWideTreesAtTheDepthLimit) {
   const std::string row = repeated(R"([],{},"a",1,)", 1000) + "null";
   const std::string wide = joined({repeated(R"([0,1,{"a":0,"b":)", kMaxJsonDepth / 2), "0",
                                    repeated(R"(,"c":2},3,4])", kMaxJsonDepth / 2)});
@@ -77,7 +77,7 @@ TEST(SmallStack, HoldsAWideTreeAtTheDeepestLevel) {
   EXPECT_TRUE(parsesOnSmallStack(wide));
 }
 
-TEST(SmallStack, HoldsTheRefusalOfAnyDepth) {
+TEST(SmallStack, RejectsAnyDepthBeyondTheLimit) {
   constexpr std::size_t kMany = 10'000'000;
   EXPECT_FALSE(parsesOnSmallStack(nested("[", kLevels + 1, "", "]")));
   EXPECT_FALSE(parsesOnSmallStack(nested(R"({"a":)", kLevels, "1", "}")));
@@ -88,12 +88,12 @@ TEST(SmallStack, HoldsTheRefusalOfAnyDepth) {
 }
 
 struct HugeText {
-  std::string_view what;
+  std::string_view name;
   std::string text;
   bool accepted = false;
 };
 
-TEST(SmallStack, HoldsHugeTextsThatNestNothing) {
+TEST(SmallStack, ParsesHugeTextsWithoutNesting) {
   constexpr std::size_t kMany = 10'000'000;
   const std::vector<HugeText> rows = {
       {"a number", repeated("9", kMany), true},
@@ -101,35 +101,35 @@ TEST(SmallStack, HoldsHugeTextsThatNestNothing) {
       {"a fraction", joined({"1.", repeated("0", kMany)}), true},
       {"an exponent", joined({"1e", repeated("0", kMany)}), true},
       {"an exponent without digits", joined({repeated("0", kMany), "e+"}), false},
-      {"backslashes in a string without an end", joined({"\"", repeated("\\", kMany)}), false},
+      {"backslashes in an unterminated string", joined({"\"", repeated("\\", kMany)}), false},
       {"backslashes in a string", joined({"\"", repeated("\\\\", kMany / 2), "\""}), true},
       {"an escape without its digits", repeated(R"("\u)", kMany / 3), false},
-      {"halves of surrogate pairs", joined({"\"", repeated(R"(\uD83D)", kMany / 6), "\""}), true},
-      {"a string without an end", joined({"\"", repeated("a", kMany)}), false},
-      {"blanks", repeated(" ", kMany), false},
-      {"blanks around a value", nested("\n", kMany / 2, "{}", "\t"), true},
+      {"unpaired surrogates", joined({"\"", repeated(R"(\uD83D)", kMany / 6), "\""}), true},
+      {"an unterminated string", joined({"\"", repeated("a", kMany)}), false},
+      {"whitespace", repeated(" ", kMany), false},
+      {"whitespace around a value", nested("\n", kMany / 2, "{}", "\t"), true},
       {"closing brackets", repeated("]", kMany), false},
       {"commas", joined({"[", repeated(",", kMany)}), false},
   };
   for (const HugeText& row : rows)
-    EXPECT_EQ(parsesOnSmallStack(row.text), row.accepted) << row.what;
+    EXPECT_EQ(parsesOnSmallStack(row.text), row.accepted) << row.name;
 }
 
-TEST(SmallStack, HoldsAConfigurationOfManyNodesAndOfTheDeepestMember) {
-  const std::size_t levelsOfAMember = kLevels - 3;  // below the root, the list and the node
-  const std::string text = heftyConfig(1000, nested("[", levelsOfAMember, "", "]"));
+TEST(SmallStack, ReadsAConfigurationWithManyNodesAndDeepMembers) {
+  const std::size_t levelsOfAMember = kLevels - 3;  // the root, the array and the node use three
+  const std::string text = largeConfig(1000, nested("[", levelsOfAMember, "", "]"));
   ProxyConfig config;
   runWithStack(kStackBytes, [&] { config = readProxyConfig(text, /*hasText=*/true); });
   EXPECT_EQ(config.configStatus, ConfigStatus::OK);
   EXPECT_EQ(config.outbounds.size(), 1001U);
 
-  const std::string tooDeep = heftyConfig(1, nested("[", levelsOfAMember + 1, "", "]"));
+  const std::string tooDeep = largeConfig(1, nested("[", levelsOfAMember + 1, "", "]"));
   runWithStack(kStackBytes, [&] { config = readProxyConfig(tooDeep, /*hasText=*/true); });
   EXPECT_EQ(config.configStatus, ConfigStatus::JSON_PARSE_FAILED);
 }
 
-TEST(SmallStack, HoldsADiagnosisOfManyRows) {
-  const DiagnosisInput input = heftyInput(100, 2000);
+TEST(SmallStack, DiagnosesManyRows) {
+  const DiagnosisInput input = largeInput(100, 2000);
   ReportScalar status;
   runWithStack(kStackBytes, [&] {
     const EgressReport report = diagnoseEgress(input);

@@ -1,4 +1,4 @@
-// What several threads may do at once. The preset tsan tells a race that went well by chance.
+// Concurrent use. The preset tsan also detects races without visible effects.
 
 #include <array>
 #include <cstddef>
@@ -13,14 +13,14 @@
 
 #include "egress/core/diagnose_egress.h"
 #include "tests/memory/declared_lists.h"
-#include "tests/memory/hefty_input.h"
+#include "tests/memory/large_input.h"
 
 namespace egress::test {
 namespace {
 
 constexpr std::size_t kThreads = 8;
 
-// Runs `use` in all threads, each with its own number; they start together.
+// Runs `use` in all threads at the same time, with the number of the thread.
 void inAllThreads(const std::function<void(std::size_t)>& use) {
   std::latch start(kThreads);
   std::vector<std::thread> threads;
@@ -33,34 +33,34 @@ void inAllThreads(const std::function<void(std::size_t)>& use) {
   for (std::thread& thread : threads) thread.join();
 }
 
-// What one thread saw of a list.
-struct Sight {
+// A list as seen by one thread.
+struct Observation {
   const std::vector<std::string>* words = nullptr;
   bool complete = false;
 };
 
-// The lists are made once in a process, so no other test of this program asks for one.
-TEST(Threads, AllSeeTheSameFullListsAlreadyOnTheFirstUse) {
+// Each list is built once per process, so no other test of this program may use one.
+TEST(Threads, AllThreadsSeeTheSameCompleteListsOnFirstUse) {
   static bool made = false;
-  if (std::exchange(made, true)) GTEST_SKIP() << "the lists are there since the first run";
+  if (std::exchange(made, true)) GTEST_SKIP() << "the first run built the lists";
   for (const DeclaredList& list : kDeclaredLists) {
     SCOPED_TRACE(list.name);
-    const std::vector<std::string> wanted = list.wanted();
-    std::array<Sight, kThreads> sights{};
+    const std::vector<std::string> expected = list.expected();
+    std::array<Observation, kThreads> observations{};
     inAllThreads([&](std::size_t number) {
-      Sight& sight = sights.at(number);
-      sight.words = &list.get();
-      sight.complete = *sight.words == wanted;
+      Observation& observation = observations.at(number);
+      observation.words = &list.get();
+      observation.complete = *observation.words == expected;
     });
-    for (const Sight& sight : sights) {
-      EXPECT_EQ(sight.words, sights.front().words);
-      EXPECT_TRUE(sight.complete);
+    for (const Observation& observation : observations) {
+      EXPECT_EQ(observation.words, observations.front().words);
+      EXPECT_TRUE(observation.complete);
     }
   }
 }
 
-TEST(Threads, DiagnosesOfOneInputGiveEqualReports) {
-  const DiagnosisInput input = heftyInput(4, 50);
+TEST(Threads, ConcurrentDiagnosesGiveEqualReports) {
+  const DiagnosisInput input = largeInput(4, 50);
   const EgressReport alone = diagnoseEgress(input);
   std::array<std::size_t, kThreads> equal{};
   constexpr std::size_t kRounds = 20;
@@ -72,8 +72,8 @@ TEST(Threads, DiagnosesOfOneInputGiveEqualReports) {
   for (const std::size_t count : equal) EXPECT_EQ(count, kRounds);
 }
 
-TEST(Threads, ReadersOfOneTextGiveEqualRecords) {
-  const std::string text = heftyConfig(10, R"([1,{"a":"b"}])");
+TEST(Threads, ConcurrentReadersGiveEqualRecords) {
+  const std::string text = largeConfig(10, R"([1,{"a":"b"}])");
   const std::string answer = R"({"now":")" + nodeTag(0) + "\"}";
   const ProxyConfig alone = readProxyConfig(text, /*hasText=*/true);
   std::array<bool, kThreads> equal{};
