@@ -13,10 +13,10 @@ struct Group {
   std::string_view name;
   void (*runGroup)(SelfCheckRun& run);
   std::int32_t checks;
-  bool diagnoses;  // whether reports are made, and words recorded
+  bool diagnoses;  // whether it runs diagnoses, which record words
 };
 
-// In running order.
+// In execution order.
 constexpr auto kGroups = std::to_array<Group>({
     {.name = "config", .runGroup = runConfigScenarios, .checks = 24, .diagnoses = true},
     {.name = "policy", .runGroup = runPolicyScenarios, .checks = 4, .diagnoses = true},
@@ -37,7 +37,7 @@ constexpr auto kGroups = std::to_array<Group>({
     {.name = "parse", .runGroup = runParseScenarios, .checks = 8, .diagnoses = false},
 });
 
-TEST(Scenarios, EveryGroupPassesOnItsOwnWithItsNumberOfChecks) {
+TEST(Scenarios, EachGroupPassesWithItsNumberOfChecks) {
   for (const Group& group : kGroups) {
     SCOPED_TRACE(group.name);
     const CapturedOutput output;

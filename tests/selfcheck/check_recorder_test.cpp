@@ -29,29 +29,29 @@ TEST_F(CheckRecorderTest, StartsAtZeroAndWritesNothing) {
   expect(0, 0, "");
 }
 
-TEST_F(CheckRecorderTest, EqualTextsAreOneSilentCheckEach) {
+TEST_F(CheckRecorderTest, EqualTextsPassWithoutOutput) {
   checkEqual(recorder, "OK", "OK", "policy/os-routed selectionStatus");
   checkEqual(recorder, "", "", "label");
   expect(2, 0, "");
 }
 
-TEST_F(CheckRecorderTest, UnequalTextsAreShownInQuotesExpectedFirst) {
+TEST_F(CheckRecorderTest, UnequalTextsAreQuotedExpectedFirst) {
   checkEqual(recorder, "OK", "NOT_APPLICABLE_OS_ROUTED", "policy/os-routed selectionStatus");
-  checkEqual(recorder, "OK", "OK ", "trailing blank");
+  checkEqual(recorder, "OK", "OK ", "trailing space");
   checkEqual(recorder, "", "OK", "empty");
   expect(3, 3,
          "FAIL policy/os-routed selectionStatus: expected 'NOT_APPLICABLE_OS_ROUTED', got 'OK'\n"
-         "FAIL trailing blank: expected 'OK ', got 'OK'\n"
+         "FAIL trailing space: expected 'OK ', got 'OK'\n"
          "FAIL empty: expected 'OK', got ''\n");
 }
 
-TEST_F(CheckRecorderTest, TextsAreComparedAndWrittenByteForByte) {
+TEST_F(CheckRecorderTest, ComparesAndWritesEveryByte) {
   checkEqual(recorder, "a\0b"sv, "a\0c"sv, "l\0"sv);
   recordFailure(recorder, "l\"", "'\xFF\t%s");
   expect(1, 2, "FAIL l\0: expected 'a\0c', got 'a\0b'\nFAIL l\": '\xFF\t%s\n"sv);
 }
 
-TEST_F(CheckRecorderTest, ConditionsAreChecksAndFailuresWriteLinesInOrder) {
+TEST_F(CheckRecorderTest, WritesFailuresInOrder) {
   recordCheck(recorder, true, "first");
   expect(1, 0, "");
   recordCheck(recorder, false, "second");
@@ -60,36 +60,36 @@ TEST_F(CheckRecorderTest, ConditionsAreChecksAndFailuresWriteLinesInOrder) {
   expect(2, 2, "FAIL second: condition is false\nFAIL third: x\n");
 }
 
-TEST_F(CheckRecorderTest, TheSummaryOfARunWithoutFailuresSaysPass) {
+TEST_F(CheckRecorderTest, SummaryWithoutFailuresIsPass) {
   recordCheck(recorder, true, "label");
   recordCheck(recorder, true, "label");
   writeSummary(recorder);
   expect(2, 0, "PASS: 2 checks, 0 failures\n");
 }
 
-TEST_F(CheckRecorderTest, TheSummaryKeepsItsPlurals) {
+TEST_F(CheckRecorderTest, SummaryUsesPluralsForOne) {
   recordCheck(recorder, false, "label");
   writeSummary(recorder);
   expect(1, 1, "FAIL label: condition is false\nFAILED: 1 checks, 1 failures\n");
 }
 
-TEST_F(CheckRecorderTest, AFailureWithoutACheckChangesTheVerdict) {
+TEST_F(CheckRecorderTest, AFailureWithoutACheckFailsTheRun) {
   recordFailure(recorder, "label", "x");
   writeSummary(recorder);
   expect(0, 1, "FAIL label: x\nFAILED: 0 checks, 1 failures\n");
 }
 
-TEST_F(CheckRecorderTest, CountsAreWrittenWithoutSeparators) {
+TEST_F(CheckRecorderTest, CountsHaveNoDigitSeparators) {
   recorder.checkCount = 2147483647;
   writeSummary(recorder);
   EXPECT_EQ(output.text(), "PASS: 2147483647 checks, 0 failures\n");
 }
 
-TEST(CheckRecorder, WritesToStandardOutputUnlessToldOtherwise) {
+TEST(CheckRecorder, WritesToStandardOutputByDefault) {
   EXPECT_EQ(CheckRecorder{}.output, stdout);
 }
 
-// A second handle sees only what has left the stream's buffer.
+// A second handle sees only flushed data.
 TEST(CheckRecorder, FlushesEveryLine) {
   const std::string path = testing::TempDir() + "egress_recorder_flushes_every_line";
   std::FILE* const file = std::fopen(path.c_str(), "wb");

@@ -1,6 +1,6 @@
-// A core that is wrong in one way at a time. These functions stand in front of the real ones, which
-// the build compiles once more under other names; EGRESS_TEST_FAULT says which fault is on. Without
-// one, everything is passed on unchanged.
+// Fault injection: these functions replace those of the core and call the originals, which the
+// build compiles under other names. EGRESS_TEST_FAULT names the one fault to inject; without it,
+// the results are unchanged.
 
 #include <algorithm>
 #include <cstdlib>
@@ -34,7 +34,7 @@ bool isFault(std::string_view name) {
   return fault() == name;
 }
 
-// What follows `prefix` in the name of the fault, or nothing when it starts in another way.
+// The name of the fault without `prefix`, or an empty text if it has another prefix.
 std::string_view faultAfter(std::string_view prefix) {
   return fault().starts_with(prefix) ? fault().substr(prefix.size()) : "";
 }
@@ -72,7 +72,7 @@ void replaceRowStatus(EgressReport& report, std::string_view word) {
   }
 }
 
-// Puts a word under a key, given as "key=word".
+// Replaces the word of a key, given as "key=word".
 void replaceStatus(EgressReport& report, std::string_view keyAndWord) {
   const std::size_t separator = keyAndWord.find('=');
   const std::string_view key = keyAndWord.substr(0, separator);
@@ -84,7 +84,7 @@ void replaceStatus(EgressReport& report, std::string_view keyAndWord) {
   }
 }
 
-void spellOutRowFailure(ReportRow& row) {
+void replaceRowStatusByText(ReportRow& row) {
   for (auto& [key, scalar] : row) {
     if (scalar.stringValue == "ROUTE_INTERFACE_UNMAPPED") scalar = stringScalar("interface 99");
   }
@@ -112,27 +112,27 @@ void dropLastRows(EgressReport& report) {
   }
 }
 
-void spoilReport(EgressReport& report) {
+void injectFault(EgressReport& report) {
   const std::string_view absent = faultAfter("absent ");
-  const std::string_view foreign = faultAfter("foreign ");
+  const std::string_view replaced = faultAfter("replaced ");
   if (absent == kRowStatusKey) {
     forEachRow(report, dropRowStatus);
   } else if (!absent.empty()) {
     dropKey(report, absent);
-  } else if (!foreign.empty()) {
-    replaceStatus(report, foreign);
-  } else if (isFault("free text at the top")) {
+  } else if (!replaced.empty()) {
+    replaceStatus(report, replaced);
+  } else if (isFault("free text in a member")) {
     ReportScalar& status = *findScalar(report, "interfacesStatus");
     if (status.stringValue != "OK") status = stringScalar("eth0 failed");
-  } else if (isFault("free text under a key of its own")) {
+  } else if (isFault("free text in an unknown member")) {
     if (findScalar(report, "interfacesStatus")->stringValue != "OK") {
       report.members.push_back({.key = "note", .value = stringScalar("eth0 failed")});
     }
-  } else if (isFault("policy word lost")) {
+  } else if (isFault("policy word missing")) {
     ReportScalar& policy = *findScalar(report, "egressSelectionPolicy");
     if (policy.stringValue == "singbox_auto_detect") policy = stringScalar("unknown");
   } else if (isFault("free text in a row")) {
-    forEachRow(report, spellOutRowFailure);
+    forEachRow(report, replaceRowStatusByText);
   } else if (isFault("ordinals from 0")) {
     forEachRow(report, lowerOrdinals);
     --findScalar(report, "selectedInterfaceOrdinal")->intValue;
@@ -140,12 +140,12 @@ void spoilReport(EgressReport& report) {
     forEachRow(report, raiseIntegers);
   } else if (isFault("interfaces unsorted")) {
     reverseInterfaces(report);
-  } else if (isFault("last rows lost")) {
+  } else if (isFault("last rows missing")) {
     dropLastRows(report);
   } else if (isFault("hint inverted")) {
     bool& stale = findScalar(report, "selectorHintStale")->boolValue;
     stale = !stale;
-  } else if (isFault("flag always there")) {
+  } else if (isFault("flag always present")) {
     dropKey(report, "autoDetectInterfaceEnabled");
     report.members.push_back({.key = "autoDetectInterfaceEnabled", .value = booleanScalar(false)});
   } else if (isFault("only words")) {
@@ -164,32 +164,32 @@ EgressReport diagnoseEgress(const DiagnosisInput& diagnosisInput) {
     for (SocketSource& socket : input.sockets.rows) socket.remotePort = 443;
   }
   EgressReport report = realDiagnoseEgress(input);
-  spoilReport(report);
+  injectFault(report);
   return report;
 }
 
 Selection selectInterface(const SelectionInput& input) noexcept {
-  SelectionInput spoilt = input;
-  if (isFault("ambiguity rule dropped") && spoilt.matches.anyAmbiguous) {
-    spoilt.matches.anyAmbiguous = false;
-    spoilt.matches.anyUnmapped = true;
+  SelectionInput changed = input;
+  if (isFault("ambiguity rule dropped") && changed.matches.anyAmbiguous) {
+    changed.matches.anyAmbiguous = false;
+    changed.matches.anyUnmapped = true;
   }
-  const Selection selection = realSelectInterface(spoilt);
+  const Selection selection = realSelectInterface(changed);
   if (!isFault("partial rule dropped")) return selection;
   if (selection.status != SelectionStatus::PARTIAL_SOCKET_SOURCE_MAPPING) return selection;
-  spoilt.matches.anyUnmapped = false;
-  return realSelectInterface(spoilt);
+  changed.matches.anyUnmapped = false;
+  return realSelectInterface(changed);
 }
 
 Resolution resolveActiveOutbound(const DiagnosisInput& diagnosisInput) {
   Resolution resolution = realResolveActiveOutbound(diagnosisInput);
-  if (isFault("follow limit 7") && resolution.visitedTags.size() == kMaxFollowSteps + 1) {
+  if (isFault("step limit 7") && resolution.visitedTags.size() == kMaxFollowSteps + 1) {
     resolution.leaf.reset();
     if (resolution.status == ActiveEndpointStatus::OK) {
       resolution.status = ActiveEndpointStatus::SELECTOR_DEPTH_EXCEEDED;
     }
   }
-  if (!isFault("walk ends one follow early")) return resolution;
+  if (!isFault("walk ends one step early")) return resolution;
   if (!resolution.leaf || resolution.visitedTags.size() < 2) return resolution;
   resolution.visitedTags.pop_back();
   const auto leaf =
@@ -203,7 +203,7 @@ ActiveEndpointStatus classifyEndpoint(const Outbound& leaf, NumericAddress& addr
   const ActiveEndpointStatus status = realClassifyEndpoint(leaf, address, port);
   if (!isFault("endpoint port rule dropped")) return status;
   if (status != ActiveEndpointStatus::ENDPOINT_INVALID) return status;
-  // Without the rule, later ones see a list that does not hold exactly one port.
+  // Later rules then see valid ports, but more than one.
   Outbound withoutRule = leaf;
   withoutRule.portMalformed = false;
   withoutRule.ports = {1, 2};

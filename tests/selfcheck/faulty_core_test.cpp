@@ -1,5 +1,5 @@
-// The self-check is shown to fail: built against a core that is wrong in one way at a time, it must
-// end with status 1 and name the checks that this fault breaks.
+// Fault injection: the self-check, built against a core with one fault at a time, must exit with
+// status 1 and report the failing checks.
 
 #include <cstdio>
 #include <set>
@@ -22,20 +22,20 @@ ProgramResult runFaulty(std::string_view fault) {
   return runProgram(joined({"EGRESS_TEST_FAULT='", fault, "' '" EGRESS_FAULTY_PROGRAM "'"}));
 }
 
-// A fault of the core and the failures that it brings, in their order: the labels of checks, and
-// for a failure of the string audit, which is not a check, the scenario's label and the reason.
+// A fault of the core and the expected failures in order: labels of checks, or the scenario label
+// and the reason for a failure of the string audit, which is not a check.
 struct Fault {
   std::string name;
   std::vector<std::string> failures = {};
-  int checksNotMade = 0;  // checks of single rows and outbounds, where there are none
+  int skippedChecks = 0;  // checks of rows and outbounds that are missing
 };
 
-// A status of the report that a faulty core leaves out, or for which it always gives a word of
-// another status; and the checks of this status.
+// A status that the faulty core omits, or always replaces by a word of another status, and the
+// checks of this status.
 struct StatusFault {
   std::string_view key;
-  std::string_view rowsOf = {};  // in front of the key in the label of the totality check
-  std::string_view foreignWord;
+  std::string_view rowsOf = {};  // prefix of the key in the label of the totality check
+  std::string_view otherWord;
   std::size_t words = 0;  // declared
   std::vector<std::string> checks;
 };
@@ -43,19 +43,19 @@ struct StatusFault {
 std::vector<StatusFault> statusFaults() {
   return {
       {.key = "configStatus",
-       .foreignWord = "os_routed",
+       .otherWord = "os_routed",
        .words = 5,
        .checks = {"config/ok status", "config/no-config configStatus",
                   "config/parse-failed configStatus", "config/auto-detect-missing configStatus",
                   "config/auto-detect-invalid configStatus"}},
       {.key = "egressSelectionPolicy",
-       .foreignWord = "OK",
+       .otherWord = "OK",
        .words = 3,
        .checks = {"config/no-config policy", "config/parse-failed policy",
                   "config/auto-detect-missing policy", "config/auto-detect-invalid policy",
                   "policy/os-routed policy"}},
       {.key = "activeEndpointStatus",
-       .foreignWord = "NO_MATCHING_SOCKET",
+       .otherWord = "NO_MATCHING_SOCKET",
        .words = 17,
        .checks =
            {// Without a configuration.
@@ -74,7 +74,7 @@ std::vector<StatusFault> statusFaults() {
             "endpoint/transport-ws", "endpoint/transport-grpc", "endpoint/transport-http",
             "endpoint/transport-quic", "endpoint/transport-kcp", "endpoint/ipv6 endpoint"}},
       {.key = "selectionStatus",
-       .foreignWord = "NO_CONFIG",
+       .otherWord = "NO_CONFIG",
        .words = 10,
        .checks = {"policy/os-routed selectionStatus", "selector/unified selectionStatus",
                   "selector/transport-failed selectionStatus", "selector/malformed selectionStatus",
@@ -85,21 +85,21 @@ std::vector<StatusFault> statusFaults() {
                   "selection/unmapped status", "selection/partial status",
                   "selection/multiple status", "selection/ambiguous status"}},
       {.key = "interfacesStatus",
-       .foreignWord = "ROUTE_ENUM_FAILED",
+       .otherWord = "ROUTE_ENUM_FAILED",
        .words = 2,
        .checks = {"selection/adapter-enum-failed interfacesStatus"}},
       {.key = "defaultRoutesStatus",
-       .foreignWord = "SOCKET_ENUM_FAILED",
+       .otherWord = "SOCKET_ENUM_FAILED",
        .words = 3,
        .checks = {"routes/status ok", "routes/enum-failed status",
                   "routes/snapshot-inconsistent status"}},
       {.key = "socketSourcesStatus",
-       .foreignWord = "ADAPTER_ENUM_FAILED",
+       .otherWord = "ADAPTER_ENUM_FAILED",
        .words = 2,
        .checks = {"selection/socket-enum-failed socketSourcesStatus"}},
       {.key = "interfaceOrdinalStatus",
        .rowsOf = "defaultRoutes[].",
-       .foreignWord = "unknown",
+       .otherWord = "unknown",
        .words = 2,
        .checks = {"routes/status v6", "routes/snapshot-inconsistent row status"}},
   };
@@ -107,7 +107,7 @@ std::vector<StatusFault> statusFaults() {
 
 std::vector<Fault> otherFaults() {
   return {
-      {.name = "free text at the top",
+      {.name = "free text in a member",
        .failures = {"selection/adapter-enum-failed: undeclared exported string",
                     "selection/adapter-enum-failed interfacesStatus", "totality/interfacesStatus",
                     "totality/interfacesStatus"}},
@@ -129,16 +129,16 @@ std::vector<Fault> otherFaults() {
       {.name = "interfaces unsorted",
        .failures = {"interfaces/ordinal 1", "interfaces/metric 1", "interfaces/ordinal 2",
                     "interfaces/metric 2"}},
-      {.name = "last rows lost",
+      {.name = "last rows missing",
        .failures = {"policy/os-routed observedSocketSources present",
                     "selection/ok observedSocketSources counts both adapters",
                     "selection/adapter-enum-failed routes kept", "interfaces/ordinals count",
                     "routes/count", "routes/snapshot-inconsistent count"},
-       .checksNotMade = 10},
+       .skippedChecks = 10},
       {.name = "hint inverted",
        .failures = {"selector/none hint fresh", "selector/unified hint fresh",
                     "selector/chain hint fresh", "selector/stale-hint selectorHintStale true"}},
-      {.name = "flag always there",
+      {.name = "flag always present",
        .failures = {"config/ok autoDetectInterfaceEnabled true",
                     "config/no-config autoDetectInterfaceEnabled omitted",
                     "config/parse-failed autoDetectInterfaceEnabled omitted",
@@ -157,7 +157,7 @@ std::vector<Fault> otherFaults() {
                     "routes/snapshot-inconsistent count",
                     "totality/defaultRoutes[].interfaceOrdinalStatus",
                     "totality/defaultRoutes[].interfaceOrdinalStatus"},
-       .checksNotMade = 10},
+       .skippedChecks = 10},
       {.name = "ambiguity rule dropped",
        .failures = {"selection/ambiguous status", "totality/selectionStatus"}},
       {.name = "partial rule dropped",
@@ -165,7 +165,7 @@ std::vector<Fault> otherFaults() {
                     "totality/selectionStatus"}},
       {.name = "endpoint port rule dropped",
        .failures = {"endpoint/invalid", "totality/activeEndpointStatus"}},
-      {.name = "walk ends one follow early",
+      {.name = "walk ends one step early",
        .failures = {"selector/unified endpoint", "selector/unified selectionStatus",
                     "selector/chain endpoint", "selector/stale-hint endpoint"}},
       {.name = "every port accepted", .failures = {"parse/bad-port malformed"}},
@@ -173,10 +173,10 @@ std::vector<Fault> otherFaults() {
       {.name = "no outbounds read",
        .failures = {"parse/ok outbound count", "parse/hopping port range", "parse/transport count",
                     "parse/bad-port malformed"},
-       .checksNotMade = 5},
+       .skippedChecks = 5},
       {.name = "configuration misread",
        .failures =
-           {// An outbound as it is read.
+           {// A parsed outbound.
             "parse/ok status", "parse/ok auto_detect true", "parse/ok tag", "parse/ok server",
             "parse/ok port",
             // Reports of configurations.
@@ -190,33 +190,33 @@ std::vector<Fault> otherFaults() {
       {.name = "answers misread",
        .failures = {"response/ok", "response/ok now", "response/malformed", "response/now-missing",
                     "response/now-wrong-type"}},
-      {.name = "policy word lost", .failures = {"totality/egressSelectionPolicy"}},
-      {.name = "free text under a key of its own",
+      {.name = "policy word missing", .failures = {"totality/egressSelectionPolicy"}},
+      {.name = "free text in an unknown member",
        .failures = {"selection/adapter-enum-failed: undeclared exported string"}},
-      // Not seen: no scenario has a socket to another port of the endpoint, or a path of exactly
-      // eight follows. The unit tests of the core have both.
+      // Not detected: no scenario has a socket to another port of the endpoint, or a walk of
+      // exactly eight steps. The unit tests of the core have both.
       {.name = "socket port ignored"},
-      {.name = "follow limit 7"},
+      {.name = "step limit 7"},
   };
 }
 
 std::vector<Fault> allFaults() {
   std::vector<Fault> faults = otherFaults();
   for (const StatusFault& status : statusFaults()) {
-    // In the totality check each declared word is missing, and one undeclared word was produced.
+    // The totality check reports every declared word as missing, and one undeclared word.
     std::vector<std::string> failures = status.checks;
     failures.insert(failures.end(), status.words + 1,
                     joined({"totality/", status.rowsOf, status.key}));
     faults.push_back({.name = joined({"absent ", status.key}), .failures = failures});
     faults.push_back(
-        {.name = joined({"foreign ", status.key, "=", status.foreignWord}), .failures = failures});
+        {.name = joined({"replaced ", status.key, "=", status.otherWord}), .failures = failures});
   }
   return faults;
 }
 
 constexpr std::string_view kStringAudit = ": undeclared exported string";
 
-// "FAIL label: message" without its message; any other line as it is.
+// The label of a line "FAIL label: message"; any other line unchanged.
 std::string failureOf(const std::string& line) {
   const std::size_t colon = line.find(": ");
   if (!line.starts_with("FAIL ") || colon == std::string::npos) return line;
@@ -244,7 +244,7 @@ std::string summaryOf(int checks, std::size_t failures) {
                  std::to_string(failures), " failures"});
 }
 
-// The number of checks of the self-check, as it says itself of a correct core.
+// The number of checks that the self-check reports for a correct core.
 int countChecks() {
   int checks = 0;
   const ProgramResult result = runFaulty("");
@@ -260,16 +260,16 @@ TEST(FaultyCore, EachFaultFailsItsChecks) {
     const ProgramResult result = runFaulty(fault.name);
     const Outcome outcome = outcomeOf(result.output);
     EXPECT_THAT(outcome.failures, testing::ElementsAreArray(fault.failures));
-    EXPECT_EQ(outcome.summary, summaryOf(checks - fault.checksNotMade, fault.failures.size()));
+    EXPECT_EQ(outcome.summary, summaryOf(checks - fault.skippedChecks, fault.failures.size()));
     EXPECT_EQ(result.error, "");
     EXPECT_EQ(result.status, fault.failures.empty() ? 0 : 1);
   }
 }
 
-TEST(FaultyCore, WholeOutputs) {
+TEST(FaultyCore, PrintsTheFailures) {
   const std::string checks = std::to_string(countChecks());
   EXPECT_EQ(
-      runFaulty("free text in a row").output,  // in "endpoint/ipv6" a route has no adapter
+      runFaulty("free text in a row").output,  // a route of "endpoint/ipv6" has no adapter
       joined(
           {R"(FAIL endpoint/ipv6: undeclared exported string 'interface 99' in row key interfaceOrdinalStatus
 FAIL selection/adapter-enum-failed: undeclared exported string 'interface 99' in row key interfaceOrdinalStatus

@@ -55,7 +55,7 @@ void expectDefaultHost(const DiagnosisInput& input) {
   ASSERT_EQ(input.outbounds.size(), 1U);
 }
 
-TEST(MakeDefaultInput, GivesTheSameSmallHealthyHostWhateverTheFlag) {
+TEST(MakeDefaultInput, GivesTheSameHostForEitherFlag) {
   for (const bool autoDetect : {true, false}) {
     SCOPED_TRACE(autoDetect);
     const DiagnosisInput input = makeDefaultInput(autoDetect);
@@ -66,18 +66,18 @@ TEST(MakeDefaultInput, GivesTheSameSmallHealthyHostWhateverTheFlag) {
   }
 }
 
-TEST(MakeInputWithOutbound, ReplacesTheOutboundsAndNothingElse) {
+TEST(MakeInputWithOutbound, ReplacesOnlyTheOutbounds) {
   const DiagnosisInput input = makeInputWithOutbound(makeOutbound("a", "vmess", "192.0.2.1", 1));
   EXPECT_TRUE(input.autoDetectInterface);
   expectDefaultHost(input);
   expectPlainOutbound(input.outbounds[0], "a", "vmess", "192.0.2.1", {1});
 }
 
-TEST(MakeOutbound, WithoutServerAndPortHasNeither) {
+TEST(MakeOutbound, HasNoServerOrPortWithoutArguments) {
   expectPlainOutbound(makeOutbound("direct", "direct", "", 0), "direct", "direct", "", {});
 }
 
-TEST(MakeOutbound, AddsAPortOnlyFrom1On) {
+TEST(MakeOutbound, AddsAPortOnlyIfPositive) {
   EXPECT_THAT(makeOutbound("t", "x", "", 1).ports, ElementsAre(1));
   EXPECT_THAT(makeOutbound("t", "x", "", 2147483647).ports, ElementsAre(2147483647));
   EXPECT_THAT(makeOutbound("t", "x", "", 0).ports, IsEmpty());
@@ -85,7 +85,7 @@ TEST(MakeOutbound, AddsAPortOnlyFrom1On) {
   EXPECT_THAT(makeOutbound("t", "x", "", -1).ports, IsEmpty());
 }
 
-TEST(MakeDetourOutbound, HasAnEndpointOfItsOwnAndDialsThroughAnother) {
+TEST(MakeDetourOutbound, HasAnEndpointAndADetour) {
   const Outbound outbound = makeDetourOutbound("proxy", "hop");
   expectPlainOutbound(outbound, "proxy", "shadowsocks", "203.0.113.9", {8443});
   EXPECT_EQ(outbound.detour, "hop");

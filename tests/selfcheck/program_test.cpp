@@ -1,5 +1,4 @@
-// The self-check as a program: it prints the same and passes however it is started. readme_test.cpp
-// compares what it prints with README.md.
+// Runs the self-check as a program. readme_test.cpp compares its output with README.md.
 
 #include <string>
 
@@ -13,7 +12,7 @@ namespace {
 
 const std::string kProgram = "'" EGRESS_SELFCHECK_PROGRAM "'";
 
-TEST(SelfCheckProgram, PassesHoweverItIsStarted) {
+TEST(SelfCheckProgram, IgnoresArgumentsDirectoryEnvironmentAndInput) {
   const std::string summary = runProgram(kProgram).output;
   EXPECT_THAT(summary, testing::MatchesRegex("PASS: [0-9]+ checks, 0 failures\n"));
   for (const std::string& command :
@@ -27,12 +26,12 @@ TEST(SelfCheckProgram, PassesHoweverItIsStarted) {
   }
 }
 
-TEST(SelfCheckProgram, ReadsNothingFromStandardInput) {
+TEST(SelfCheckProgram, DoesNotReadStandardInput) {
   EXPECT_EQ(runProgram("{ " + kProgram + " >/dev/null; cat; } <<END\nkept\nEND\n").output,
             "kept\n");
 }
 
-TEST(SelfCheckProgram, KeepsItsVerdictWhenItsOutputIsClosed) {
+TEST(SelfCheckProgram, KeepsItsExitStatusWithoutStandardOutput) {
   EXPECT_EQ(runProgram(kProgram + " >&-").status, 0);
 }
 

@@ -62,7 +62,7 @@ const auto kRows = std::to_array<Row>({
     {.key = "absent", .expected = HasRows{0}, .line = kConditionFails},
 });
 
-TEST(CheckReport, MakesOneCheckOfEachExpectationAndShowsOnlyWords) {
+TEST(CheckReport, CountsOneCheckAndPrintsOnlyWords) {
   const EgressReport report = makeReport();
   for (const Row& row : kRows) {
     SCOPED_TRACE(row.key);

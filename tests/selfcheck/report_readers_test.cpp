@@ -41,13 +41,13 @@ TEST(ReportInteger, ReadsOnlyIntegers) {
   }
 }
 
-TEST(ReportInteger, DoesNotTellNullFromAbsent) {
+TEST(ReportInteger, DoesNotDistinguishNullFromAbsent) {
   const EgressReport report = makeReport();
   EXPECT_EQ(reportInteger(report, "nothing"), -1);
   EXPECT_EQ(reportInteger(report, "absent"), -1);
 }
 
-TEST(ReportIsNull, TellsNullFromAbsent) {
+TEST(ReportIsNull, DistinguishesNullFromAbsent) {
   const EgressReport report = makeReport();
   EXPECT_TRUE(reportIsNull(report, "nothing"));
   for (const std::string_view key : {"absent", "text", "empty", "number", "flag", "noRows"}) {
@@ -66,7 +66,7 @@ TEST(ReportRows, ReadsOnlyArrays) {
   EXPECT_EQ(reportRows(report, "absent"), nullptr);
 }
 
-TEST(FindReportScalar, GivesAnyScalarButNoRows) {
+TEST(FindReportScalar, FindsScalarsButNotRows) {
   const EgressReport report = makeReport();
   ASSERT_NE(findReportScalar(report, "flag"), nullptr);
   EXPECT_EQ(*findReportScalar(report, "flag"), booleanScalar(true));
@@ -74,7 +74,7 @@ TEST(FindReportScalar, GivesAnyScalarButNoRows) {
   EXPECT_EQ(findReportScalar(report, "absent"), nullptr);
 }
 
-TEST(ReportReaders, TakeOnlyTheFirstMemberWithAKeyWhateverItHolds) {
+TEST(ReportReaders, ReadOnlyTheFirstMemberWithAKey) {
   EgressReport report;
   insertMember(report, "a", integerScalar(1));
   insertMember(report, "a", stringScalar("OK"));
@@ -88,7 +88,7 @@ TEST(ReportReaders, TakeOnlyTheFirstMemberWithAKeyWhateverItHolds) {
   EXPECT_EQ(reportRows(report, "b"), nullptr);
 }
 
-TEST(RowReaders, PassOverValuesOfAnotherKindAndKeepLooking) {
+TEST(RowReaders, SkipValuesOfOtherKinds) {
   const ReportRow row = {{"other", stringScalar("no")}, {"a", nullScalar()},
                          {"a", integerScalar(3)},       {"a", stringScalar("OK")},
                          {"a", stringScalar("late")},   {"a", integerScalar(4)}};
@@ -96,7 +96,7 @@ TEST(RowReaders, PassOverValuesOfAnotherKindAndKeepLooking) {
   EXPECT_EQ(rowInteger(row, "a"), 3);
 }
 
-TEST(RowReaders, GiveSentinelsWhenNothingFits) {
+TEST(RowReaders, ReturnSentinelsWithoutAMatch) {
   const ReportRow row = {{"a", nullScalar()}, {"a", booleanScalar(true)}};
   EXPECT_EQ(rowString(row, "a"), "<missing>");
   EXPECT_EQ(rowInteger(row, "a"), -1);

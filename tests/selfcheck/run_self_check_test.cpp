@@ -7,8 +7,8 @@
 namespace egress::test {
 namespace {
 
-// The second run shows that none leaves a state behind.
-TEST(RunSelfCheck, WritesOnlyTheSummaryOfACorrectCore) {
+// The second run checks that no state remains.
+TEST(RunSelfCheck, PrintsOnlyTheSummaryForACorrectCore) {
   for (int run = 1; run <= 2; ++run) {
     const CapturedOutput output;
     EXPECT_EQ(runSelfCheck(output.stream()), 0);

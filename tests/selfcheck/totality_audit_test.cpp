@@ -46,7 +46,7 @@ EgressReport makeReport() {
   return report;
 }
 
-TEST_F(AuditTest, TheKeysStandInTheOrderOfTheRun) {
+TEST_F(AuditTest, ExportedKeysAreInOrder) {
   std::vector<std::string> keys;
   for (const ExportedKey& exported : exportedKeys()) keys.push_back(exported.key);
   EXPECT_THAT(keys, ElementsAre("configStatus", "egressSelectionPolicy", "activeEndpointStatus",
@@ -54,7 +54,7 @@ TEST_F(AuditTest, TheKeysStandInTheOrderOfTheRun) {
                                 "socketSourcesStatus", kRowKey));
 }
 
-TEST_F(AuditTest, EachKeysWordIsRecordedUnderThatKey) {
+TEST_F(AuditTest, RecordsEachWordUnderItsKey) {
   recordProducedValues(run, makeReport());
   EXPECT_THAT(run.producedValues["configStatus"], ElementsAre("OK"));
   EXPECT_THAT(run.producedValues["egressSelectionPolicy"], ElementsAre("os_routed"));
@@ -67,7 +67,7 @@ TEST_F(AuditTest, EachKeysWordIsRecordedUnderThatKey) {
   expect(0, 0, "");
 }
 
-TEST_F(AuditTest, WordsAreRecordedOnceAndNeverForgotten) {
+TEST_F(AuditTest, RecordsEachWordOnceAndKeepsIt) {
   recordProducedValues(run, makeReport());
   recordProducedValues(run, makeReport());
   EgressReport other = makeReport();
@@ -76,10 +76,10 @@ TEST_F(AuditTest, WordsAreRecordedOnceAndNeverForgotten) {
   EXPECT_THAT(run.producedValues["configStatus"], ElementsAre("NO_CONFIG", "OK"));
 }
 
-TEST_F(AuditTest, AnAbsentOrMistypedStatusIsRecordedAsMissing) {
+TEST_F(AuditTest, RecordsAnAbsentOrMistypedStatusAsMissing) {
   EgressReport report;
   insertMember(report, "configStatus", integerScalar(0));
-  insertMember(report, "configStatus", stringScalar("OK"));  // only the first one counts
+  insertMember(report, "configStatus", stringScalar("OK"));  // only the first one is used
   insertMember(report, "interfacesStatus", std::vector<ReportRow>{});
   recordProducedValues(run, report);
   for (const ExportedKey& exported : exportedKeys()) {
@@ -88,7 +88,7 @@ TEST_F(AuditTest, AnAbsentOrMistypedStatusIsRecordedAsMissing) {
   }
 }
 
-TEST_F(AuditTest, ARowsFirstStringUnderTheKeyCountsAndOthersArePassedOver) {
+TEST_F(AuditTest, RecordsTheFirstStringOfARow) {
   EgressReport report;
   insertMember(report, "defaultRoutes",
                std::vector<ReportRow>{{{"interfaceOrdinalStatus", nullScalar()},
@@ -99,7 +99,7 @@ TEST_F(AuditTest, ARowsFirstStringUnderTheKeyCountsAndOthersArePassedOver) {
   EXPECT_THAT(run.producedValues[kRowKey], ElementsAre("<missing>", "OK"));
 }
 
-TEST_F(AuditTest, WithoutRouteRowsNothingIsRecordedForTheirKey) {
+TEST_F(AuditTest, RecordsNothingWithoutRouteRows) {
   recordProducedValues(run, EgressReport{});
   EXPECT_THAT(run.producedValues[kRowKey], IsEmpty());
   EgressReport report;
@@ -108,7 +108,7 @@ TEST_F(AuditTest, WithoutRouteRowsNothingIsRecordedForTheirKey) {
   EXPECT_THAT(run.producedValues[kRowKey], IsEmpty());
 }
 
-TEST_F(AuditTest, EachUndeclaredStringIsAFailureInReportOrder) {
+TEST_F(AuditTest, ReportsUndeclaredStringsInReportOrder) {
   EgressReport report;
   insertMember(report, "note", stringScalar("it's 10.0.0.7"));
   insertMember(report, "interfaces",
@@ -124,7 +124,7 @@ TEST_F(AuditTest, EachUndeclaredStringIsAFailureInReportOrder) {
          "FAIL policy/os-routed: undeclared exported string '3' at key a\n");
 }
 
-TEST_F(AuditTest, DeclaredWordsNumbersFlagsAndNullCostNoCheckAndPrintNothing) {
+TEST_F(AuditTest, AcceptsDeclaredWordsAndNonStrings) {
   EgressReport report = makeReport();
   insertMember(report, "a", integerScalar(11));
   insertMember(report, "b", booleanScalar(true));
@@ -134,7 +134,7 @@ TEST_F(AuditTest, DeclaredWordsNumbersFlagsAndNullCostNoCheckAndPrintNothing) {
   expect(0, 0, "");
 }
 
-TEST_F(AuditTest, AWordOfAnotherKeyPassesTheStringsButNotTheTotality) {
+TEST_F(AuditTest, AWordOfAnotherKeyFailsOnlyTheTotalityCheck) {
   EgressReport report = makeReport();
   std::get<ReportScalar>(report.members[3].value) = stringScalar("NO_CONFIG");
   auditExportedStrings(run, "l", report);
@@ -146,7 +146,7 @@ TEST_F(AuditTest, AWordOfAnotherKeyPassesTheStringsButNotTheTotality) {
          "FAIL totality/selectionStatus: undeclared value produced: NO_CONFIG\n");
 }
 
-TEST_F(AuditTest, EveryDeclaredWordOfEveryKeyPassesAsAString) {
+TEST_F(AuditTest, AcceptsEveryDeclaredWord) {
   EgressReport report;
   const auto insertAll = [&report](const std::vector<std::string>& words) {
     for (const std::string& word : words) insertMember(report, "k", stringScalar(word));
@@ -165,14 +165,14 @@ TEST_F(AuditTest, DiagnoseAndAuditRecordsAndReturnsTheReport) {
   expect(0, 0, "");
 }
 
-TEST_F(AuditTest, TotalityIsOneCheckWhateverFollows) {
+TEST_F(AuditTest, TotalityIsOneCheckForAnyNumberOfWords) {
   auditTotality(run.recorder, "k", {"a", "b"}, {"b", "a", "b"});
   expect(1, 0, "");
   auditTotality(run.recorder, "k", {}, {});
   expect(2, 0, "");
 }
 
-TEST_F(AuditTest, MissingWordsComeBeforeForeignOnesEachInByteOrder) {
+TEST_F(AuditTest, ReportsMissingThenUndeclaredWordsInByteOrder) {
   auditTotality(run.recorder, "k", {"\xFF", "Z", "z", "OK"}, {"b", "OK", "ab", "a", "B"});
   expect(1, 7,
          "FAIL totality/k: declared value never exercised: B\n"
@@ -184,7 +184,7 @@ TEST_F(AuditTest, MissingWordsComeBeforeForeignOnesEachInByteOrder) {
          "FAIL totality/k: undeclared value produced: \xFF\n");
 }
 
-TEST_F(AuditTest, ARunThatProducedNothingMissesEveryDeclaredWord) {
+TEST_F(AuditTest, ReportsEveryDeclaredWordForAnEmptyRun) {
   auditAllTotalities(run);
   EXPECT_EQ(run.recorder.checkCount, 8);
   EXPECT_EQ(run.recorder.failureCount, 44);
@@ -195,7 +195,7 @@ TEST_F(AuditTest, ARunThatProducedNothingMissesEveryDeclaredWord) {
                                 "declared value never exercised: ROUTE_INTERFACE_UNMAPPED\n"));
 }
 
-TEST_F(AuditTest, ARunThatProducedExactlyTheDeclaredWordsAddsEightChecks) {
+TEST_F(AuditTest, PassesIfExactlyTheDeclaredWordsWereProduced) {
   for (const ExportedKey& exported : exportedKeys()) {
     const WordList& words = exported.declaredWords();
     run.producedValues[exported.key].insert(words.begin(), words.end());
