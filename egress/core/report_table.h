@@ -37,31 +37,31 @@ struct ReportMemberField {
   return {.key = key, .kind = ReportKind::Boolean};
 }
 
-inline constexpr ReportField kInterfaceColumns[] = {
+inline constexpr auto kInterfaceColumns = std::to_array<ReportField>({
     {.key = "ordinal"},
     {.key = "operStatus"},
     {.key = "interfaceMetric"},
-};
+});
 
-inline constexpr ReportField kRouteColumns[] = {
+inline constexpr auto kRouteColumns = std::to_array<ReportField>({
     {.key = "family"},
     {.key = "interfaceOrdinal", .mayBeNull = true},  // null when unmapped
     wordField("interfaceOrdinalStatus", declaredInterfaceOrdinalStatus),
     {.key = "routeMetric"},
-};
+});
 
-inline constexpr ReportField kSourceColumns[] = {
+inline constexpr auto kSourceColumns = std::to_array<ReportField>({
     {.key = "interfaceOrdinal"},
-};
+});
 
-inline constexpr ReportMemberField kReportMembers[] = {
+inline constexpr auto kReportMembers = std::to_array<ReportMemberField>({
     {wordField("configStatus", declaredConfigStatus)},
     {.field = booleanField("autoDetectInterfaceEnabled"), .onlyWithConfig = true},
     {wordField("egressSelectionPolicy", declaredEgressSelectionPolicy)},
     {wordField("activeEndpointStatus", declaredActiveEndpointStatus)},
     {booleanField("selectorHintStale")},  // the hint names no outbound on the way to the endpoint
-    {{.key = "selectedInterfaceOrdinal",
-      .mayBeNull = true}},  // null unless "selectionStatus" is "OK"
+    // Null unless "selectionStatus" is "OK".
+    {{.key = "selectedInterfaceOrdinal", .mayBeNull = true}},
     {wordField("selectionStatus", declaredSelectionStatus)},
     {wordField("interfacesStatus", declaredInterfacesStatus)},
     {.field = {.key = "interfaces"}, .columns = kInterfaceColumns},  // by ordinal
@@ -69,7 +69,7 @@ inline constexpr ReportMemberField kReportMembers[] = {
     {.field = {.key = "defaultRoutes"}, .columns = kRouteColumns},  // in snapshot order
     {wordField("socketSourcesStatus", declaredSocketSourcesStatus)},
     {.field = {.key = "observedSocketSources"}, .columns = kSourceColumns},  // ascending, each once
-};
+});
 
 }  // namespace egress
 

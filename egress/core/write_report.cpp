@@ -1,5 +1,6 @@
 #include "egress/core/write_report.h"
 
+#include <array>
 #include <cstddef>
 #include <optional>
 #include <utility>
@@ -18,9 +19,9 @@ ReportScalar wordScalar(Status status) {
   return stringScalar(toString(status));
 }
 
-// Pairs the values with the keys of their columns; a wrong number of values does not compile.
+// A different number of columns and values does not compile.
 template <std::size_t N>
-ReportRow makeRow(const ReportField (&columns)[N], ReportScalar (&&values)[N]) {
+ReportRow makeRow(const std::array<ReportField, N>& columns, std::array<ReportScalar, N> values) {
   ReportRow row;
   row.reserve(N);
   for (std::size_t i = 0; i < N; ++i) row.emplace_back(columns[i].key, std::move(values[i]));
@@ -31,9 +32,11 @@ ReportValue interfaceRows(const Diagnosis& diagnosis) {
   std::vector<ReportRow> rows;
   rows.reserve(diagnosis.interfaces.size());
   for (const DiagnosedInterface& row : diagnosis.interfaces) {
-    rows.push_back(
-        makeRow(kInterfaceColumns, {integerScalar(row.ordinal), integerScalar(row.operStatus),
-                                    integerScalar(row.interfaceMetric)}));
+    rows.push_back(makeRow(kInterfaceColumns, std::to_array({
+                                                  integerScalar(row.ordinal),
+                                                  integerScalar(row.operStatus),
+                                                  integerScalar(row.interfaceMetric),
+                                              })));
   }
   return rows;
 }
@@ -42,9 +45,12 @@ ReportValue routeRows(const Diagnosis& diagnosis) {
   std::vector<ReportRow> rows;
   rows.reserve(diagnosis.defaultRoutes.size());
   for (const DiagnosedRoute& row : diagnosis.defaultRoutes) {
-    rows.push_back(makeRow(
-        kRouteColumns, {integerScalar(row.family), ordinalScalar(row.interfaceOrdinal),
-                        wordScalar(row.interfaceOrdinalStatus), integerScalar(row.routeMetric)}));
+    rows.push_back(makeRow(kRouteColumns, std::to_array({
+                                              integerScalar(row.family),
+                                              ordinalScalar(row.interfaceOrdinal),
+                                              wordScalar(row.interfaceOrdinalStatus),
+                                              integerScalar(row.routeMetric),
+                                          })));
   }
   return rows;
 }
@@ -58,40 +64,34 @@ ReportValue sourceRows(const Diagnosis& diagnosis) {
   return rows;
 }
 
-// Pairs the values with the members of the table, as above.
-template <std::size_t N>
-EgressReport makeReport(const ReportMemberField (&members)[N], ReportValue (&&values)[N],
-                        bool hasConfig) {
-  EgressReport report;
-  report.members.reserve(N);
-  for (std::size_t i = 0; i < N; ++i) {
-    if (members[i].onlyWithConfig && !hasConfig) continue;
-    report.members.push_back(
-        {.key = std::string(members[i].field.key), .value = std::move(values[i])});
-  }
-  return report;
-}
-
 }  // namespace
 
 EgressReport writeReport(const Diagnosis& diagnosis) {
-  return makeReport(kReportMembers,
-                    {
-                        wordScalar(diagnosis.configStatus),
-                        booleanScalar(diagnosis.autoDetectInterface),
-                        wordScalar(diagnosis.policy),
-                        wordScalar(diagnosis.endpoint.status),
-                        booleanScalar(diagnosis.selectorHintStale),
-                        ordinalScalar(diagnosis.selection.ordinal),
-                        wordScalar(diagnosis.selection.status),
-                        wordScalar(diagnosis.interfacesStatus),
-                        interfaceRows(diagnosis),
-                        wordScalar(diagnosis.defaultRoutesStatus),
-                        routeRows(diagnosis),
-                        wordScalar(diagnosis.socketSourcesStatus),
-                        sourceRows(diagnosis),
-                    },
-                    /*hasConfig=*/diagnosis.configStatus == ConfigStatus::OK);
+  auto values = std::to_array<ReportValue>({
+      wordScalar(diagnosis.configStatus),
+      booleanScalar(diagnosis.autoDetectInterface),
+      wordScalar(diagnosis.policy),
+      wordScalar(diagnosis.endpoint.status),
+      booleanScalar(diagnosis.selectorHintStale),
+      ordinalScalar(diagnosis.selection.ordinal),
+      wordScalar(diagnosis.selection.status),
+      wordScalar(diagnosis.interfacesStatus),
+      interfaceRows(diagnosis),
+      wordScalar(diagnosis.defaultRoutesStatus),
+      routeRows(diagnosis),
+      wordScalar(diagnosis.socketSourcesStatus),
+      sourceRows(diagnosis),
+  });
+  static_assert(values.size() == kReportMembers.size());
+
+  EgressReport report;
+  report.members.reserve(values.size());
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    const ReportMemberField& member = kReportMembers[i];
+    if (member.onlyWithConfig && diagnosis.configStatus != ConfigStatus::OK) continue;
+    report.members.push_back({.key = std::string(member.field.key), .value = std::move(values[i])});
+  }
+  return report;
 }
 
 }  // namespace egress

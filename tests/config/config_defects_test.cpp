@@ -12,6 +12,7 @@
 
 #include "egress/config/classify_endpoint.h"
 #include "egress/config/proxy_config.h"
+#include "tests/support/joined.h"
 
 namespace egress::test {
 namespace {
@@ -210,7 +211,7 @@ TEST(ConfigDefects, NoneExactlyWhenTheOutboundIsUsable) {
         for (const auto& list : lists) {
           for (const auto& transport : transports) {
             const std::string text =
-                configOf("[{" + type + server + port + list + transport + R"("tag":"proxy"}])");
+                configOf(joined({"[{", type, server, port, list, transport, R"("tag":"proxy"}])"}));
             const ProxyConfig config = readProxyConfig(text, /*hasText=*/true);
             ASSERT_EQ(config.outbounds.size(), 1U);
             NumericAddress address;

@@ -1,5 +1,6 @@
 #include "egress/config/protocols.h"
 
+#include <array>
 #include <string_view>
 #include <utility>
 
@@ -10,7 +11,7 @@ namespace {
 
 TEST(Protocols, ClassifiesOutboundTypes) {
   using enum OutboundType;
-  constexpr std::pair<std::string_view, OutboundType> kRows[] = {
+  constexpr auto kRows = std::to_array<std::pair<std::string_view, OutboundType>>({
       {"selector", Selector},
       {"urltest", Selector},
       {"direct", NoEndpoint},
@@ -33,18 +34,24 @@ TEST(Protocols, ClassifiesOutboundTypes) {
       {"vless ", Unknown},
       {"hysteria3", Unknown},
       {"vles", Unknown},
-  };
+  });
   for (const auto& [type, expected] : kRows) EXPECT_EQ(outboundTypeOf(type), expected) << type;
 }
 
 TEST(Protocols, ClassifiesTransportTypes) {
   using enum TransportType;
-  constexpr std::pair<std::string_view, TransportType> kRows[] = {
-      {"", None},          {"ws", Supported},     {"grpc", Supported},
-      {"http", Supported}, {"quic", Unsupported}, {"kcp", Unknown},
-      {"WS", Unknown},     {"QUIC", Unknown},     {"ws ", Unknown},
+  constexpr auto kRows = std::to_array<std::pair<std::string_view, TransportType>>({
+      {"", None},
+      {"ws", Supported},
+      {"grpc", Supported},
+      {"http", Supported},
+      {"quic", Unsupported},
+      {"kcp", Unknown},
+      {"WS", Unknown},
+      {"QUIC", Unknown},
+      {"ws ", Unknown},
       {"w", Unknown},
-  };
+  });
   for (const auto& [type, expected] : kRows) EXPECT_EQ(transportTypeOf(type), expected) << type;
 }
 

@@ -318,12 +318,12 @@ TEST(StatusWords, EveryWordParsesToItsValue) {
 
 TEST(StatusWords, AnswerStatusesConvertToNamesAndBack) {
   using enum SelectorAnswerStatus;
-  constexpr std::pair<SelectorAnswerStatus, std::string_view> kRows[] = {
+  constexpr auto kRows = std::to_array<std::pair<SelectorAnswerStatus, std::string_view>>({
       {Ok, "Ok"},
       {TransportFailed, "TransportFailed"},
       {Malformed, "Malformed"},
       {NowMissing, "NowMissing"},
-  };
+  });
   for (const auto& [status, name] : kRows) {
     EXPECT_EQ(toString(status), name);
     EXPECT_EQ(parseSelectorAnswerStatus(name), status);
@@ -339,10 +339,15 @@ TEST(StatusWords, AnswerStatusesConvertToNamesAndBack) {
 
 TEST(StatusWords, JsonKindsHaveTheirNames) {
   using enum JsonKind;
-  constexpr std::pair<JsonKind, std::string_view> kRows[] = {
-      {Null, "Null"},     {Bool, "Bool"},   {Integer, "Integer"}, {Number, "Number"},
-      {String, "String"}, {Array, "Array"}, {Object, "Object"},
-  };
+  constexpr auto kRows = std::to_array<std::pair<JsonKind, std::string_view>>({
+      {Null, "Null"},
+      {Bool, "Bool"},
+      {Integer, "Integer"},
+      {Number, "Number"},
+      {String, "String"},
+      {Array, "Array"},
+      {Object, "Object"},
+  });
   for (const auto& [kind, name] : kRows) EXPECT_EQ(toString(kind), name);
   EXPECT_STREQ(toString(JsonKind{7}), "Object");
 }
