@@ -8,13 +8,9 @@ namespace {
 ActiveEndpointStatus classifyTransport(const Outbound& leaf) noexcept {
   using enum ActiveEndpointStatus;
   if (!leaf.hasTransport) return OK;
-  switch (transportTypeOf(leaf.transportType)) {
-    case TransportType::None:
-    case TransportType::Supported: return OK;
-    case TransportType::Unsupported: return TRANSPORT_UNSUPPORTED;
-    case TransportType::Unknown: break;
-  }
-  return TRANSPORT_UNKNOWN;
+  const TransportType type = transportTypeOf(leaf.transportType);
+  if (type == TransportType::None || type == TransportType::Supported) return OK;
+  return type == TransportType::Unsupported ? TRANSPORT_UNSUPPORTED : TRANSPORT_UNKNOWN;
 }
 
 }  // namespace

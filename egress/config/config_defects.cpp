@@ -22,21 +22,17 @@ bool contains(const Tags& sorted, std::string_view tag) {
 // Where each tag stands in "outbounds", by tag and then by position.
 using TagPositions = std::vector<std::pair<std::string_view, std::size_t>>;
 
-bool isFirst(const TagPositions& tags, std::string_view tag, std::size_t position) {
-  return std::ranges::lower_bound(tags, std::pair(tag, std::size_t{0}))->second == position;
+// Where the tag stands first, or nothing.
+std::optional<std::size_t> firstPositionOf(const TagPositions& tags, std::string_view tag) {
+  const auto found = std::ranges::lower_bound(tags, std::pair(tag, std::size_t{0}));
+  if (found == tags.end() || found->first != tag) return std::nullopt;
+  return found->second;
 }
 
 std::string valueText(const JsonValue& value) {
-  switch (value.kind) {
-    case JsonKind::Bool: return value.boolValue ? "true" : "false";
-    case JsonKind::Integer: return std::to_string(value.intValue);
-    case JsonKind::Number:  // the reader was told to keep its text
-    case JsonKind::String: return value.stringValue.substr(0, kMaxDefectText);
-    case JsonKind::Null:
-    case JsonKind::Array:
-    case JsonKind::Object: break;
-  }
-  return {};
+  if (value.kind == JsonKind::Bool) return value.boolValue ? "true" : "false";
+  if (value.kind == JsonKind::Integer) return std::to_string(value.intValue);
+  return value.stringValue.substr(0, kMaxDefectText);  // of a Number, too: the reader kept its text
 }
 
 // The readers treat an empty string like none.
@@ -185,7 +181,7 @@ void listOutbounds(const std::vector<JsonValue>& outbounds,
     }
     place.tag = textOf(outbounds[i], "tag");
     const OutboundType outboundType = outboundTypeOf(textOf(outbounds[i], "type"));
-    if (!place.tag.empty() && !isFirst(tags, place.tag, i)) {
+    if (!place.tag.empty() && firstPositionOf(tags, place.tag) != i) {
       addDefect(place, TAG_REPEATED, "tag");
     } else if (outboundType == OutboundType::Selector) {
       selectors.push_back(place.tag);
@@ -199,8 +195,7 @@ void listOutbounds(const std::vector<JsonValue>& outbounds,
     if (contains(selectors, answer.selectorTag)) continue;
     addDefect({.defects = defects, .tag = answer.selectorTag}, ANSWER_WITHOUT_SELECTOR, "");
   }
-  const auto hinted = std::ranges::lower_bound(tags, std::pair(selectorHint, std::size_t{0}));
-  if (selectorHint.empty() || (hinted != tags.end() && hinted->first == selectorHint)) return;
+  if (selectorHint.empty() || firstPositionOf(tags, selectorHint)) return;
   addDefect({.defects = defects, .tag = selectorHint}, HINT_UNKNOWN, "");
 }
 

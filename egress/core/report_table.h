@@ -28,12 +28,12 @@ struct ReportMemberField {
   bool onlyWithConfig = false;                // absent unless "configStatus" is "OK"
 };
 
-[[nodiscard]] constexpr ReportField wordField(std::string_view key,
+[[nodiscard]] consteval ReportField wordField(std::string_view key,
                                               const WordList& (*declaredWords)()) {
   return {.key = key, .kind = ReportKind::String, .declaredWords = declaredWords};
 }
 
-[[nodiscard]] constexpr ReportField booleanField(std::string_view key) {
+[[nodiscard]] consteval ReportField booleanField(std::string_view key) {
   return {.key = key, .kind = ReportKind::Boolean};
 }
 

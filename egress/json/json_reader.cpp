@@ -182,7 +182,8 @@ bool finishEscapedString(JsonCursor& cursor, std::string& bytes) {
     if (!parseEscape(cursor, bytes)) return false;
     bytes += takePlainRun(cursor);
   }
-  return consume(cursor, '"') || fail(cursor, JsonFaultKind::END_OF_TEXT);
+  if (!consume(cursor, '"')) return fail(cursor, JsonFaultKind::END_OF_TEXT);
+  return true;
 }
 
 // The rest of a string after its first run of plain bytes, which is all of most strings.
@@ -244,7 +245,8 @@ bool parseJsonArray(JsonCursor& cursor, JsonValue& value, std::size_t depth) {
     if (!parseJsonValue(cursor, value.items.emplace_back(), depth + 1)) return false;
     skipBlanks(cursor);
   } while (consume(cursor, ','));
-  return consume(cursor, ']') || fail(cursor, JsonFaultKind::NO_COMMA);
+  if (!consume(cursor, ']')) return fail(cursor, JsonFaultKind::NO_COMMA);
+  return true;
 }
 
 bool parseJsonObject(JsonCursor& cursor, JsonValue& value, std::size_t depth) {
@@ -264,9 +266,10 @@ bool parseJsonObject(JsonCursor& cursor, JsonValue& value, std::size_t depth) {
     if (!parseJsonValue(cursor, value.memberValues.emplace_back(), depth + 1)) return false;
     skipBlanks(cursor);
   } while (consume(cursor, ','));
+  if (!consume(cursor, '}')) return fail(cursor, JsonFaultKind::NO_COMMA);
   const std::size_t members = std::min(value.memberKeys.size(), kMaxMemberRoom);
   room = static_cast<std::uint8_t>((room + members + 1) / 2);
-  return consume(cursor, '}') || fail(cursor, JsonFaultKind::NO_COMMA);
+  return true;
 }
 
 // `depth` is at most kMaxJsonDepth: a container at that depth refuses its first element, so the
@@ -291,7 +294,8 @@ bool parseJsonValue(JsonCursor& cursor, JsonValue& value, std::size_t depth) {
 bool parseRoot(JsonCursor& cursor, JsonValue& root) {
   if (!parseJsonValue(cursor, root, 0)) return false;
   skipBlanks(cursor);
-  return atEnd(cursor) || fail(cursor, JsonFaultKind::BYTES_AFTER_ROOT);
+  if (!atEnd(cursor)) return fail(cursor, JsonFaultKind::BYTES_AFTER_ROOT);
+  return true;
 }
 
 JsonCursor cursorAt(std::string_view text) {

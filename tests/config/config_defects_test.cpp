@@ -67,6 +67,7 @@ TEST(ConfigDefects, InvalidJsonOrANonObjectRootIsTheOnlyDefect) {
   EXPECT_THAT(linesOf("{"), ElementsAre("NOT_JSON"));
   EXPECT_THAT(linesOf("[1]"), ElementsAre("VALUE_UNUSABLE Array<>"));
   EXPECT_THAT(linesOf("true"), ElementsAre("VALUE_UNUSABLE Bool<true>"));
+  EXPECT_THAT(linesOf("false"), ElementsAre("VALUE_UNUSABLE Bool<false>"));
 }
 
 TEST(ConfigDefects, NamesBadRouteAndOutbounds) {
@@ -164,6 +165,8 @@ TEST(ConfigDefects, MatchesSelectorsAnswersAndTheHint) {
               ElementsAre("SELECTOR_WITHOUT_ANSWER 1 'auto'", "ANSWER_WITHOUT_SELECTOR 'd'",
                           "ANSWER_WITHOUT_SELECTOR 'Auto'", "HINT_UNKNOWN 'none'"));
   EXPECT_THAT(linesOf(config, {answer("auto"), answer("proxy")}, "d"), IsEmpty());
+  EXPECT_THAT(linesOf(config, {answer("auto"), answer("proxy")}, "zzz"),
+              ElementsAre("HINT_UNKNOWN 'zzz'"));
   EXPECT_THAT(linesOf(config, {answer("auto"), answer("proxy")}, ""), IsEmpty());
 }
 
