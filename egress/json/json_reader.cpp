@@ -152,7 +152,7 @@ bool parseUnicodeEscape(JsonCursor& cursor, std::string& bytes) {
 
 // The rest of an escape after the backslash.
 bool parseEscape(JsonCursor& cursor, std::string& bytes) {
-  if (atEnd(cursor)) return fail(cursor, JsonFaultKind::BAD_ESCAPE);
+  if (atEnd(cursor)) return fail(cursor, JsonFaultKind::END_OF_TEXT);
   switch (*cursor.position++) {
     case '"': bytes.push_back('"'); return true;
     case '\\': bytes.push_back('\\'); return true;

@@ -138,7 +138,16 @@ TEST(ConfigDefects, NamesTheKeysOfAnEndpointAndTheirValues) {
   }
 }
 
+TEST(ConfigDefects, OnlyAnUnusableValueHasAKind) {
+  EXPECT_EQ(ConfigDefect{}.valueKind, JsonKind::Null);
+  for (const ConfigDefect& defect : findConfigDefects("{}", {}, "hint")) {
+    EXPECT_EQ(defect.valueKind, JsonKind::Null) << lineOf(defect);
+    EXPECT_EQ(defect.value, "") << lineOf(defect);
+  }
+}
+
 TEST(ConfigDefects, ALongValueIsTruncated) {
+  EXPECT_EQ(kMaxDefectText, 80U);
   const std::string longText(kMaxDefectText + 1, 'x');
   const std::vector<ConfigDefect> defects = findConfigDefects(
       configOf(R"([{"tag":"a","type":")" + longText + R"(","server":"::1","server_port":1}])"), {},

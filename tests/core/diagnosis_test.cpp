@@ -43,6 +43,19 @@ TEST(Diagnosis, DefaultsEqualTheDiagnosisOfAnEmptyInput) {
   EXPECT_EQ(diagnosis.selection.status, SelectionStatus::NOT_EVALUATED_ENDPOINT_UNAVAILABLE);
 }
 
+TEST(Diagnosis, FreshRowsAreZeroAndUnmapped) {
+  const DiagnosedInterface interface;
+  EXPECT_EQ(interface.ordinal, 0);
+  EXPECT_EQ(interface.interfaceIndex, 0U);
+  EXPECT_EQ(interface.operStatus, 0);
+  EXPECT_EQ(interface.interfaceMetric, 0U);
+  const DiagnosedRoute route;
+  EXPECT_EQ(route.family, 0);
+  EXPECT_EQ(route.interfaceOrdinal, std::nullopt);
+  EXPECT_EQ(route.interfaceOrdinalStatus, InterfaceOrdinalStatus::ROUTE_INTERFACE_UNMAPPED);
+  EXPECT_EQ(route.routeMetric, 0U);
+}
+
 TEST(Diagnosis, ContainsEveryResult) {
   const Diagnosis diagnosis = diagnose(makeInput());
   EXPECT_EQ(diagnosis.configStatus, ConfigStatus::OK);
