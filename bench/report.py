@@ -85,8 +85,8 @@ def median_time(rounds, name):
 
 
 def ratio_cells(rounds, workloads, pair, goals):
-    """A cell for each workload, and a complaint for each goal that is not met."""
-    cells, complaints = [], []
+    """A cell for each workload, and a miss for each goal that is not met."""
+    cells, misses = [], []
     for workload, goal in zip(workloads, goals, strict=True):
         ours = f"{workload}/{pair[0]}"
         theirs = pair[1] if "/" in pair[1] else f"{workload}/{pair[1]}"
@@ -103,9 +103,9 @@ def ratio_cells(rounds, workloads, pair, goals):
         if not met:
             cell = f"**{cell}**"
             was = "not measured" if ratio is None else f"is {ratio:.3f}"
-            complaints.append(f"{ours} / {theirs} {was}, the goal is at most {goal:.2f}")
+            misses.append(f"{ours} / {theirs} {was}, the goal is at most {goal:.2f}")
         cells.append(cell)
-    return cells, complaints
+    return cells, misses
 
 
 def time_cells(rounds, workloads, contender):
@@ -122,8 +122,8 @@ def table(columns, rows):
 
 
 def report(context, rounds):
-    """The lines of the report, and the complaints."""
-    lines, complaints = ["# Results of the benchmark", ""], []
+    """The lines of the report, and the misses."""
+    lines, misses = ["# Results of the benchmark", ""], []
     lines += [f"- {key}: {context[key]}" for key in CONTEXT if key in context]
     lines += [f"- rounds: {len(rounds)}", "",
               "Median and quartiles of the rounds' ratios, with the goal in parentheses, bold where",
@@ -133,12 +133,12 @@ def report(context, rounds):
         for pair, goals in topic.ratios.items():
             cells, more = ratio_cells(rounds, topic.workloads, pair, goals)
             ratios.append([" / ".join(pair), *cells])
-            complaints += more
+            misses += more
         times = [[name, *time_cells(rounds, topic.workloads, name)]
                  for name in topic.contenders()]
         lines += ["", f"## {topic.title}", "", *table(["ratio", *topic.workloads], ratios)]
         lines += ["", *table([f"ns for one {topic.row}", *topic.workloads], times)]
-    return lines, complaints
+    return lines, misses
 
 
 def plot_data(rounds):
@@ -170,7 +170,7 @@ def main():
             with open(path, encoding="utf-8") as file:
                 results = json.load(file)
             rounds.append(read(results))
-        lines, complaints = report(results["context"], rounds)
+        lines, misses = report(results["context"], rounds)
         if arguments.plot_data:
             with open(arguments.plot_data, "w", encoding="utf-8") as file:
                 file.write(plot_data(rounds))
@@ -183,9 +183,9 @@ def main():
     print("\n".join(lines))
     if not arguments.check:
         return 0
-    for complaint in complaints:
-        print(f"report: missed: {complaint}", file=sys.stderr)
-    return 1 if complaints else 0
+    for miss in misses:
+        print(f"report: missed: {miss}", file=sys.stderr)
+    return 1 if misses else 0
 
 
 if __name__ == "__main__":

@@ -19,7 +19,7 @@ def results(times):
                            for name, time in times.items()]}
 
 
-def complaints_of(times):
+def misses_of(times):
     return report.report({}, [times])[1]
 
 
@@ -36,13 +36,13 @@ class ReportTest(unittest.TestCase):
         rounds = [{"ipv4/egress": ours, "ipv4/inet_pton": theirs}
                   for ours, theirs in [(10, 20), (20, 10), (60, 30)]]
         rounds.append({"ipv4/egress": 20})
-        lines, complaints = report.report({"date": "2001-02-03"}, rounds)
+        lines, misses = report.report({"date": "2001-02-03"}, rounds)
         rows = [line.replace(" ", "") for line in lines]
         self.assertIn("|egress/inet_pton|**2.001.25-2.00(0.70)**|**-(0.45)**|**-(0.55)**|", rows)
         self.assertIn("|egress|20.0|-|-|", rows)
         self.assertIn("- date: 2001-02-03", lines)
         self.assertIn("- rounds: 4", lines)
-        self.assertIn("ipv4/egress / ipv4/inet_pton is 2.000, the goal is at most 0.70", complaints)
+        self.assertIn("ipv4/egress / ipv4/inet_pton is 2.000, the goal is at most 0.70", misses)
 
     def test_times_are_nanoseconds_of_one_row(self):
         round_results = {"benchmarks": [{"run_name": "process/true/real_time",
@@ -53,24 +53,24 @@ class ReportTest(unittest.TestCase):
         self.assertEqual(report.quartiles([3]), [3, 3, 3])
 
     def test_a_ratio_may_divide_by_another_workload(self):
-        self.assertEqual(complaints_of(ten_times_faster() | {"sockets-100000/egress": 1.6}),
+        self.assertEqual(misses_of(ten_times_faster() | {"sockets-100000/egress": 1.6}),
                          ["sockets-100000/egress / sockets-1000/egress is 1.600, the goal is at"
                           " most 1.50"])
 
     def test_a_goal_is_met_at_its_limit_and_missed_above(self):
-        for time, complaints in [(1.15, []),
+        for time, misses in [(1.15, []),
                                  (1.16, ["process/egress / process/true is 1.160, the goal is at"
                                          " most 1.15"])]:
             with self.subTest(time):
                 times = ten_times_faster() | {"process/egress": time, "process/true": 1}
-                self.assertEqual(complaints_of(times), complaints)
+                self.assertEqual(misses_of(times), misses)
 
     def test_every_goal_is_missed_where_nothing_was_measured(self):
         goals = sum(goal is not None for topic in report.TOPICS
                     for goals in topic.ratios.values() for goal in goals)
-        complaints = complaints_of({})
-        self.assertEqual(len(complaints), goals)
-        self.assertIn("not measured", complaints[0])
+        misses = misses_of({})
+        self.assertEqual(len(misses), goals)
+        self.assertIn("not measured", misses[0])
 
     def test_plot_data_is_a_block_for_each_contender_with_sizes(self):
         times = {"line-20/egress": 2, "line-1/egress": 3, "line-1/rapidjson": 4, "answer/egress": 5}

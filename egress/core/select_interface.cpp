@@ -3,7 +3,7 @@
 namespace egress {
 namespace {
 
-SelectionStatus judge(const MatchSummary& matches) noexcept {
+SelectionStatus statusOf(const MatchSummary& matches) noexcept {
   using enum SelectionStatus;
   if (!matches.anySocket) return NO_MATCHING_SOCKET;
   if (matches.anyAmbiguous) return ADDRESS_INTERFACE_AMBIGUOUS;
@@ -29,7 +29,7 @@ Selection selectInterface(const SelectionInput& input) noexcept {
   if (input.socketsFailed) return notSelected(NOT_EVALUATED_SOCKET_ENUM_FAILED);
   if (input.adaptersFailed) return notSelected(NOT_EVALUATED_ADAPTER_ENUM_FAILED);
 
-  const SelectionStatus status = judge(input.matches);
+  const SelectionStatus status = statusOf(input.matches);
   if (status != OK) return notSelected(status);
   return {.status = OK, .ordinal = input.matches.ordinal};
 }
