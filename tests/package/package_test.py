@@ -19,7 +19,8 @@ SOURCE = Path(__file__).resolve().parents[2]
 EMBED = SOURCE / "examples" / "embed"
 SYMBOLS = Path(__file__).with_name("exported_symbols.txt")
 KINDS = ["static", "shared"]
-PASS = "PASS: 121 checks, 0 failures\n"
+PASS, CHECKS = re.search(r"^(PASS: (\d+) checks, 0 failures\n)", (SOURCE / "README.md").read_text(),
+                         re.MULTILINE).groups()
 
 if len(sys.argv) < 3:
     sys.exit(__doc__)
@@ -397,7 +398,7 @@ set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 
 
 class SelfcheckTest(PackageTest):
-    def run_fake(self, script, checks=121):
+    def run_fake(self, script, checks=CHECKS):
         program = fresh_folder("fake") / "egress-selfcheck"
         program.write_text(f"#!/bin/sh\n{script}\n")
         program.chmod(0o755)
@@ -405,16 +406,16 @@ class SelfcheckTest(PackageTest):
                        prefix_of("static") / "lib/cmake/egress/EgressRunSelfcheck.cmake")
 
     def test_passes_only_if_status_and_both_outputs_are_right(self):
-        line = "echo 'PASS: 121 checks, 0 failures'"
-        wrong_output = "its standard output is not the one line 'PASS: 121 checks, 0 failures'"
+        line = f"echo '{PASS.rstrip()}'"
+        wrong_output = f"its standard output is not the one line '{PASS.rstrip()}'"
         rows = [
             (f"{line}; exit 1", ["its exit status is not 0 but 1"]),
             (f"{line}; kill -SEGV $$", ["its exit status is not 0 but Segmentation fault"]),
             (f"{line}; {line}", [wrong_output]),
             (f"echo FAIL: one thing; {line}", [wrong_output]),
-            ("echo 'PASS: 120 checks, 0 failures'", [wrong_output]),
-            ("echo 'PASS: 1210 checks, 0 failures'", [wrong_output]),
-            ("printf 'PASS: 121 checks, 0 failures'", [wrong_output]),
+            (f"echo 'PASS: {int(CHECKS) - 1} checks, 0 failures'", [wrong_output]),
+            (f"echo 'PASS: {CHECKS}0 checks, 0 failures'", [wrong_output]),
+            (f"printf '{PASS.rstrip()}'", [wrong_output]),
             (f"printf ' '; {line}", [wrong_output]),
             ("exit 0", [wrong_output]),
             (f"{line}; echo a warning >&2", ["its standard error is not empty"]),
