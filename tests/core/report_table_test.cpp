@@ -19,12 +19,14 @@ using testing::ElementsAre;
 template <typename Fields>
 std::vector<std::string_view> keysOf(const Fields& fields) {
   std::vector<std::string_view> keys;
+  keys.reserve(fields.size());
   for (const ReportField& field : fields) keys.push_back(field.key);
   return keys;
 }
 
 TEST(ReportTable, KeysHaveTheOrderOfTheReport) {
   std::vector<std::string_view> keys;
+  keys.reserve(kReportMembers.size());
   for (const ReportMemberField& member : kReportMembers) keys.push_back(member.field.key);
   EXPECT_THAT(
       keys, ElementsAre("configStatus", "autoDetectInterfaceEnabled", "egressSelectionPolicy",

@@ -11,7 +11,6 @@ namespace egress::test {
 namespace {
 
 using testing::ElementsAre;
-using testing::Field;
 using testing::IsEmpty;
 
 constexpr std::string_view kRowKey = "defaultRoutes[].interfaceOrdinalStatus";
