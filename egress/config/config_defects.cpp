@@ -19,10 +19,10 @@ bool contains(const Tags& sorted, std::string_view tag) {
   return std::ranges::binary_search(sorted, tag);
 }
 
-// Where each tag stands in "outbounds", by tag and then by position.
+// The positions of all tags in "outbounds", sorted by tag, then by position.
 using TagPositions = std::vector<std::pair<std::string_view, std::size_t>>;
 
-// Where the tag stands first, or nothing.
+// The first position of a tag, or nothing.
 std::optional<std::size_t> firstPositionOf(const TagPositions& tags, std::string_view tag) {
   const auto found = std::ranges::lower_bound(tags, std::pair(tag, std::size_t{0}));
   if (found == tags.end() || found->first != tag) return std::nullopt;

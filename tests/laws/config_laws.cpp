@@ -1,10 +1,17 @@
 #include "tests/laws/config_laws.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <iterator>
+#include <set>
+#include <string>
 #include <utility>
 #include <vector>
 
+#include "egress/config/classify_endpoint.h"
+#include "egress/config/config_defects.h"
+#include "egress/config/protocols.h"
 #include "egress/config/proxy_config.h"
 #include "egress/config/selector_answer.h"
 #include "tests/laws/config_documents.h"
@@ -205,6 +212,23 @@ std::string generateText(TextKind kind, Choices& choices) {
   return text;
 }
 
+bool isOfEndpoint(const ConfigDefect& defect) {
+  if (defect.kind == ConfigDefectKind::SEVERAL_PORTS) return true;
+  return defect.key == "type" || defect.key == "transport.type" || defect.key.starts_with("server");
+}
+
+// Whether an outbound could be a leaf, but is not usable as one.
+bool lacksEndpoint(const Outbound& outbound) {
+  if (outboundTypeOf(outbound.type) == OutboundType::Selector || !outbound.detour.empty()) {
+    return false;
+  }
+  NumericAddress address;
+  std::uint32_t port = 0;
+  const ActiveEndpointStatus status = classifyEndpoint(outbound, address, port);
+  return status != ActiveEndpointStatus::OK &&
+         status != ActiveEndpointStatus::LEAF_HAS_NO_REMOTE_ENDPOINT;
+}
+
 }  // namespace
 
 Violation checkConfigText(std::string_view text) {
@@ -221,6 +245,34 @@ Violation checkConfigText(std::string_view text) {
   const ProxyConfig without = readProxyConfig(exact.view(), false);
   if (!sameConfig(without, ProxyConfig{})) {
     return joined({text, "\nis read without hasText as ", describe(without)});
+  }
+  return checkConfigDefects(text);
+}
+
+Violation checkConfigDefects(std::string_view text) {
+  const ProxyConfig config = readProxyConfig(ExactText(text).view(), true);
+  bool outside = false;
+  std::set<std::size_t> skipped;  // positions of elements that are not objects
+  std::set<std::size_t> withoutEndpoint;
+  for (const ConfigDefect& defect : findConfigDefects(ExactText(text).view(), {}, "")) {
+    if (!defect.position) {
+      outside = outside || defect.key != "outbounds";
+    } else if (defect.kind == ConfigDefectKind::VALUE_UNUSABLE && defect.key.empty()) {
+      skipped.insert(*defect.position);
+    } else if (isOfEndpoint(defect)) {
+      withoutEndpoint.insert(*defect.position);
+    }
+  }
+  if (outside == (config.configStatus == ConfigStatus::OK)) {
+    return joined({text, "\nhas defects that do not match ", toString(config.configStatus)});
+  }
+  std::size_t position = 0;
+  for (const Outbound& outbound : config.outbounds) {
+    while (skipped.contains(position)) ++position;
+    if (withoutEndpoint.contains(position) != lacksEndpoint(outbound)) {
+      return joined({text, "\nhas wrong defects of outbound ", std::to_string(position)});
+    }
+    ++position;
   }
   return {};
 }

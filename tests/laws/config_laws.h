@@ -20,8 +20,13 @@ using Counts = std::map<std::string, std::size_t, std::less<>>;
 enum class TextKind : std::uint8_t { Config, SelectorAnswer };
 
 // readProxyConfig gives the same record as a simple reader, and a consistent one. Without hasText
-// it gives no configuration for any bytes.
+// it gives no configuration for any bytes. findConfigDefects agrees: see checkConfigDefects.
 Violation checkConfigText(std::string_view text);
+
+// The text has a defect outside its outbounds exactly when its status is not OK. An outbound that
+// can be a leaf has a defect of its endpoint exactly when its classification is neither OK nor
+// LEAF_HAS_NO_REMOTE_ENDPOINT; any other outbound has none.
+Violation checkConfigDefects(std::string_view text);
 
 // readSelectorAnswer gives the same result as a simple reader, with and without an output, and does
 // not change the output unless the answer is Ok.

@@ -11,6 +11,7 @@
 
 #include "egress/config/address_text.h"
 #include "egress/config/classify_endpoint.h"
+#include "egress/config/config_defects.h"
 #include "egress/config/numeric_address.h"
 #include "egress/config/proxy_config.h"
 #include "egress/config/selector_answer.h"
@@ -63,6 +64,20 @@ TEST(ConfigMemory, AFailedReadOfAnAnswerDoesNotChangeNow) {
     EXPECT_EQ(status, SelectorAnswerStatus::Ok);
     EXPECT_EQ(now, nodeTag(3));
   }
+}
+
+TEST(ConfigMemory, ListingDefectsThrowsOnEveryFailure) {
+  const std::string tag = nodeTag(1);
+  const std::string text = R"({"outbounds":[{"tag":")" + tag + R"(","server":")" + nodeTag(2) +
+                           R"(","server_port":1.5},{"tag":")" + tag + R"("}]})";
+  const std::vector<SelectorAnswer> answers = {
+      {.selectorTag = nodeTag(3), .status = SelectorAnswerStatus::Ok, .now = ""}};
+  std::vector<ConfigDefect> defects;
+  const std::size_t failures =
+      failEachAllocation([&] { defects = findConfigDefects(text, answers, nodeTag(4)); },
+                         [&] { EXPECT_TRUE(defects.empty()); });
+  EXPECT_GT(failures, 20U);
+  EXPECT_EQ(defects.size(), 10U);
 }
 
 TEST(ConfigMemory, ClassifyingAnEndpointDoesNotAllocate) {

@@ -41,6 +41,16 @@ TEST(CoreMemory, ADiagnosisThrowsOnEveryFailure) {
   EXPECT_EQ(std::get<ReportScalar>(status->value), stringScalar("OK"));
 }
 
+TEST(CoreMemory, WritingAReportThrowsOnEveryFailure) {
+  const Diagnosis diagnosis = diagnose(largeInput(4, 20));
+  const EgressReport expected = writeReport(diagnosis);
+  EgressReport report;
+  const std::size_t failures = failEachAllocation([&] { report = writeReport(diagnosis); },
+                                                  [&] { EXPECT_TRUE(report.members.empty()); });
+  EXPECT_GT(failures, 50U);
+  EXPECT_TRUE(report == expected);
+}
+
 TEST(CoreMemory, AFailedCopyOfAConfigurationDoesNotChangeTheInput) {
   DiagnosisInput input = largeInput(3, 2);
   const DiagnosisInput before = input;

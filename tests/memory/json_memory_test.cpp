@@ -76,6 +76,16 @@ TEST(JsonMemory, AFailureBeforeASyntaxErrorThrows) {
   check();
 }
 
+TEST(JsonMemory, FindingAFaultThrowsOnEveryFailure) {
+  const std::string text = std::string(kDocument) + '!';
+  std::optional<JsonFault> fault;
+  const std::size_t failures =
+      failEachAllocation([&] { fault = findJsonFault(text); }, [&] { EXPECT_FALSE(fault); });
+  EXPECT_GT(failures, 15U);
+  ASSERT_TRUE(fault);
+  EXPECT_EQ(fault->offset, kDocument.size());
+}
+
 TEST(JsonMemory, FindingAMemberDoesNotAllocate) {
   const JsonValue value = fullValue();
   const JsonValue* found = nullptr;
