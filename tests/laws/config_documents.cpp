@@ -24,6 +24,9 @@ constexpr auto kAnswerKeys = std::to_array<std::string_view>({"now"});
 constexpr auto kTexts = std::to_array<std::string_view>(
     {"proxy", "node_1", "direct", "", "ws", "true", "443", "20000:40000", "a\0b"sv, "n\xC3\xB6",
      "\xF0\x9F\x98\x80", R"(say "\")", "/ray", "\n", "route"});
+constexpr auto kTypes =
+    std::to_array<std::string_view>({"vless", "vmess", "trojan", "anytls", "shadowsocks", "tuic",
+                                     "selector", "dns", "socks", "quic", "grpc", "kcp"});
 constexpr auto kServers = std::to_array<std::string_view>(
     {"198.51.100.10", "", "2001:db8::1", "[::1]", "node.example", " ", "0"});
 
@@ -216,6 +219,7 @@ Document generateValueOf(std::string_view key, Choices& choices) {
   if (key == "route") return generateObject(Place::Route, choices);
   if (key == "auto_detect_interface") return !choices.flag();
   if (key == "outbounds") return generateOutbounds(choices);
+  if (key == "type" && choices.flag()) return std::string(choices.oneOf(kTypes));
   if (key == "server") return std::string(choices.oneOf(kServers));
   if (key == "server_port") return choices.oneOf(kIntegers);
   if (key == "server_ports") return generatePortEntries(choices);

@@ -134,11 +134,14 @@ TEST(ConfigLaws, GeneratedAnswersMatchTheSimpleReader) {
   EXPECT_EQ(counts.count("transport failed"), 0);
 }
 
+// What an outbound needs besides a port to be a usable endpoint.
+constexpr std::string_view kEndpoint = R"("type":"vless","server":"192.0.2.1",)";
+
 TEST(ConfigLaws, EveryShortServerPortsEntryMatchesTheSimpleReader) {
   Counts counts;
   std::string entry;
   forEveryText("0156-:+", 5, entry, [&counts](const std::string& text) {
-    const std::string config = configOf(joined({R"("server_ports":[")", text, R"("])"}));
+    const std::string config = configOf(joined({kEndpoint, R"("server_ports":[")", text, R"("])"}));
     ASSERT_EQ(checkConfigText(config), "");
     countConfig(config, counts);
   });
@@ -150,7 +153,7 @@ TEST(ConfigLaws, EveryShortServerPortMatchesTheSimpleReader) {
   Counts counts;
   std::string port;
   forEveryText("0156-.e", 5, port, [&counts](const std::string& text) {
-    const std::string config = configOf(joined({R"("server_port":)", text}));
+    const std::string config = configOf(joined({kEndpoint, R"("server_port":)", text}));
     ASSERT_EQ(checkConfigText(config), "");
     countConfig(config, counts);
   });
