@@ -1,7 +1,5 @@
 #include "egress/config/selector_answer.h"
 
-#include <initializer_list>
-
 #include "egress/json/json_reader.h"
 #include "egress/json/json_value.h"
 
@@ -31,12 +29,14 @@ const char* toString(SelectorAnswerStatus status) noexcept {
   return "Ok";
 }
 
+// Past the last enumerator the word is that of Ok again.
 std::optional<SelectorAnswerStatus> parseSelectorAnswerStatus(std::string_view word) noexcept {
-  using enum SelectorAnswerStatus;
-  for (const SelectorAnswerStatus status : {Ok, TransportFailed, Malformed, NowMissing}) {
-    if (word == toString(status)) return status;
+  const std::string_view first = toString(SelectorAnswerStatus::Ok);
+  for (std::int32_t number = 0;; ++number) {
+    const auto status = static_cast<SelectorAnswerStatus>(number);
+    if (number > 0 && toString(status) == first) return std::nullopt;
+    if (toString(status) == word) return status;
   }
-  return std::nullopt;
 }
 
 }  // namespace egress

@@ -21,6 +21,13 @@ namespace {
 
 using namespace std::string_view_literals;
 
+// One of every token and escape.
+constexpr std::string_view kDocument =
+    "{ \"now\":[true,false , null,-10.50e+7,\n[],{}],\"\":\"\\ud83d\\uDE00\\\"\\u00aF\\t\" }";
+
+// The bytes that mutations insert.
+constexpr std::string_view kAlphabet = "[]{},:\"\\u019-+.eEtfn/ \n\f\0\x80"sv;
+
 struct Counts {
   std::size_t texts = 0;
   std::size_t accepted = 0;
@@ -131,8 +138,6 @@ TEST(JsonLaws, EveryUnicodeEscapeMatchesTheOracle) {
 // Inserts each of the 256 bytes at every position, and replaces every byte by each of them. The
 // document contains every kind of token and escape.
 TEST(JsonLaws, EveryByteAtEveryPositionMatchesTheOracle) {
-  constexpr std::string_view kDocument =
-      "{ \"now\":[true,false , null,-10.50e+7,\n[],{}],\"\":\"\\ud83d\\uDE00\\\"\\u00aF\\t\" }";
   Counts counts;
   for (std::size_t place = 0; place < kDocument.size(); ++place) {
     const std::string_view before = kDocument.substr(0, place);
@@ -152,7 +157,6 @@ TEST(JsonLaws, EveryByteAtEveryPositionMatchesTheOracle) {
 }
 
 TEST(JsonLaws, MutatedDocumentsMatchTheOracle) {
-  constexpr std::string_view kAlphabet = "[]{},:\"\\u019-+.eEtfn/ \n\f\0\x80"sv;
   Counts counts;
   checkOnRandomBytes(200'000, 100, [&](std::string_view bytes) {
     Choices choices(bytes);
@@ -204,8 +208,6 @@ TEST(FaultLaws, HoldForEveryShortText) {
 }
 
 TEST(FaultLaws, HoldForEveryPrefixAndEveryInsertedByte) {
-  constexpr std::string_view kDocument =
-      "{ \"now\":[true,false , null,-10.50e+7,\n[],{}],\"\":\"\\ud83d\\uDE00\\\"\\u00aF\\t\" }";
   for (std::size_t place = 0; place <= kDocument.size(); ++place) {
     const std::string_view before = kDocument.substr(0, place);
     ASSERT_EQ(checkFault(before), "");
@@ -217,7 +219,6 @@ TEST(FaultLaws, HoldForEveryPrefixAndEveryInsertedByte) {
 }
 
 TEST(FaultLaws, HoldForMutatedDocuments) {
-  constexpr std::string_view kAlphabet = "[]{},:\"\\u019-+.eEtfn/ \n\f\0\x80"sv;
   checkOnRandomBytes(20'000, 100, [&](std::string_view bytes) {
     Choices choices(bytes);
     std::string text = textOf(generateDocument(choices));
