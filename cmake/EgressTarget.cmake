@@ -12,10 +12,30 @@ function(egress_configure_target target)
   endif()
 endfunction()
 
-# libstdc++ templates have default visibility, so their instantiations would be exported: few with
-# optimisation, many without. A version script hides them. Linkers without version scripts export them,
-# which is harmless.
-function(egress_hide_standard_library target)
+# Settings of a library that is installed. Its public headers and sources are below the folder of its name.
+# A shared library exports only what its public headers mark, and its users define EGRESS_SHARED. A static
+# library marks nothing, so that a host's own shared library does not re-export its functions.
+function(egress_configure_library target)
+  string(TOUPPER ${target} macro)
+  egress_configure_target(${target})
+  set_target_properties(
+    ${target}
+    PROPERTIES CXX_VISIBILITY_PRESET hidden
+               VISIBILITY_INLINES_HIDDEN ON
+               DEFINE_SYMBOL ${macro}_BUILDING
+               VERSION ${PROJECT_VERSION}
+               SOVERSION ${PROJECT_VERSION_MAJOR})
+  get_target_property(type ${target} TYPE)
+  if(type STREQUAL SHARED_LIBRARY)
+    target_compile_definitions(${target} PUBLIC EGRESS_SHARED)
+    egress_hide_other_symbols(${target})
+  endif()
+endfunction()
+
+# Templates of the standard library and of others have default visibility, so their instantiations would be
+# exported: few with optimisation, many without. A version script hides them. Linkers without version scripts
+# export them, which is harmless.
+function(egress_hide_other_symbols target)
   include(CheckLinkerFlag)
   set(script ${PROJECT_SOURCE_DIR}/cmake/egress.map)
   check_linker_flag(CXX "LINKER:--version-script=${script}" EGRESS_LINKER_TAKES_VERSION_SCRIPT)

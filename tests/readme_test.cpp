@@ -9,7 +9,7 @@
 
 #include "egress/core/diagnose_egress.h"
 #include "egress/selfcheck/fixtures.h"
-#include "examples/linux-host/report_json.h"
+#include "egress_snapshot/report_json.h"
 #include "tests/support/run_program.h"
 
 namespace egress::test {
@@ -36,7 +36,7 @@ TEST(Readme, ShowsTheReportOfTheDefaultInputWithASecondSocketElsewhere) {
   input.sockets.rows = {makeSocketSource("10.0.0.7", 51000, "198.51.100.10", 443),
                         makeSocketSource("192.168.1.50", 51001, "203.0.113.200", 443)};
   // Compared as text, because the order of members matters.
-  EXPECT_EQ(linux_host::reportJson(diagnoseEgress(input)),
+  EXPECT_EQ(snapshot::reportToJson(diagnoseEgress(input)),
             nlohmann::ordered_json::parse(readmeBlock("json")).dump(2));
 }
 

@@ -74,7 +74,7 @@ def configure(source, build, *settings, attempting=run):
 
 def build_project(kind, libdir):
     shared = "ON" if kind == "shared" else "OFF"
-    configure(SOURCE, SCRATCH / kind, "-DEGRESS_BUILD_TESTS=OFF", "-DEGRESS_BUILD_LINUX_HOST=OFF",
+    configure(SOURCE, SCRATCH / kind, "-DEGRESS_BUILD_TESTS=OFF", "-DEGRESS_BUILD_LIVE=OFF",
               f"-DBUILD_SHARED_LIBS={shared}", f"-DCMAKE_INSTALL_LIBDIR={libdir}",
               f"-DCMAKE_INSTALL_PREFIX={prefix_of(kind)}")
     run("cmake", "--build", SCRATCH / kind, "-j2")

@@ -1,0 +1,160 @@
+#include "apps/report/options.h"
+
+#include <algorithm>
+#include <charconv>
+#include <iostream>
+
+#include <CLI/CLI.hpp>
+
+#include "apps/report/files.h"
+#include "egress/version.h"
+
+namespace egress::report {
+namespace {
+
+constexpr const char* kDescription =
+    "Reports the network interface through which the local proxy engine's traffic to its active\n"
+    "endpoint leaves this host, or why it cannot be determined. Prints JSON, or text with\n"
+    "--explain. In place of a FILE, '-' is standard input or output.";
+
+constexpr const char* kFooter = R"(
+Example:
+  egress-report --config config.json --answer proxy=answer.json --process engine --explain
+
+Run it in the engine's network namespace, as root, or as the engine's user if the engine has no
+capabilities.
+
+Exit status:
+  0  the interface was determined, or the policy makes it not applicable
+  1  the interface could not be determined; the report gives the reason
+  2  error: an invalid option, an unreadable file, no such process)";
+
+// Option values before validation.
+struct RawOptions {
+  std::vector<std::string> answers;
+  std::vector<std::string> failedAnswers;
+  std::optional<std::string> process;
+  std::optional<std::string> processName;
+};
+
+void addEngineOptions(CLI::App& app, Options& options, RawOptions& raw) {
+  app.add_option("--config", options.configPath,
+                 "The engine's configuration. Its main outbound must be tagged 'proxy'")
+      ->type_name("FILE");
+  app.add_option(
+         "--answer", raw.answers,
+         R"(The engine's answer for selector TAG, for example {"now":"CHOICE"}; repeatable)")
+      ->type_name("TAG=FILE")
+      ->allow_extra_args(false);
+  app.add_option("--answer-failed", raw.failedAnswers,
+                 "Selector TAG was queried, but the engine did not answer; repeatable")
+      ->type_name("TAG")
+      ->allow_extra_args(false);
+  app.add_option("--hint", options.hint, "Last known choice of the selector")->type_name("TAG");
+}
+
+void addSnapshotOptions(CLI::App& app, Options& options, RawOptions& raw) {
+  auto* const pid = app.add_option("--pid", raw.process, "The engine's process ID")->type_name("N");
+  auto* const name =
+      app.add_option(
+             "--process", raw.processName,
+             "The engine's process name, as in /proc/PID/comm; may match several processes.\n"
+             "A name longer than 15 bytes must also match the executable's file name")
+          ->type_name("NAME")
+          ->excludes(pid);
+  app.add_option(
+         "--snapshot", options.snapshotPath,
+         "Diagnose a saved snapshot instead of this machine; --config, --answer and --hint\n"
+         "override what it contains")
+      ->type_name("FILE")
+      ->excludes(pid)
+      ->excludes(name);
+  auto* const save = app.add_option("--save-snapshot", options.saveSnapshotPath,
+                                    "Also write the complete input of the diagnosis to a file;\n"
+                                    "'-' writes it instead of the report")
+                         ->type_name("FILE");
+  app.add_flag(
+         "--anonymize", options.anonymize,
+         "Replace addresses, names, tags and interface indexes in the saved file; the report\n"
+         "stays the same")
+      ->needs(save);
+  app.add_flag("--explain", options.explain,
+               "Print the report as text with explanations instead of JSON");
+}
+
+void addAnswer(Options& options, AnswerOption answer) {
+  const auto isSame = [&answer](const AnswerOption& other) {
+    return other.selectorTag == answer.selectorTag;
+  };
+  if (std::ranges::any_of(options.answers, isSame)) {
+    throw CannotRun("--answer: selector '" + answer.selectorTag + "' has more than one answer");
+  }
+  options.answers.push_back(std::move(answer));
+}
+
+std::uint32_t processIdIn(const std::string& text) {
+  std::uint32_t number = 0;
+  const char* const end = text.data() + text.size();
+  const auto [last, error] = std::from_chars(text.data(), end, number);
+  if (error != std::errc() || last != end || number == 0) {
+    throw CannotRun("--pid: '" + text + "' is not a process ID");
+  }
+  return number;
+}
+
+// Standard input has one content.
+void checkStandardInput(const Options& options) {
+  std::vector<std::string> readers;
+  if (options.configPath == kStandardStream) readers.emplace_back("--config");
+  if (options.snapshotPath == kStandardStream) readers.emplace_back("--snapshot");
+  for (const AnswerOption& answer : options.answers) {
+    if (answer.path == kStandardStream) readers.emplace_back("--answer");
+  }
+  if (readers.size() > 1) {
+    throw CannotRun(readers[0] + " and " + readers[1] + ": only one of them can read '-'");
+  }
+}
+
+void checkAndComplete(const RawOptions& raw, Options& options) {
+  for (const std::string& answer : raw.answers) {
+    const std::size_t equals = answer.rfind('=');  // tags may contain '='
+    if (equals == std::string::npos)
+      throw CannotRun("--answer: '" + answer + "' is not of the form TAG=FILE");
+    addAnswer(options,
+              {.selectorTag = answer.substr(0, equals), .path = answer.substr(equals + 1)});
+  }
+  for (const std::string& tag : raw.failedAnswers) {
+    addAnswer(options, {.selectorTag = tag, .path = std::nullopt});
+  }
+  if (raw.process) options.processes = processIdIn(*raw.process);
+  if (raw.processName) options.processes = *raw.processName;
+  if (!options.processes && !options.snapshotPath) {
+    throw CannotRun("one of --pid, --process and --snapshot is required");
+  }
+  checkStandardInput(options);
+}
+
+}  // namespace
+
+std::optional<Options> readOptions(int argumentCount, const char* const* arguments) {
+  CLI::App app(kDescription, "egress-report");
+  Options options;
+  RawOptions raw;
+  app.set_help_flag("--help", "Print this help");
+  app.set_version_flag("--version", "egress-report " + std::string(kVersion), "Print the version");
+  app.footer(kFooter);
+  addEngineOptions(app, options, raw);
+  addSnapshotOptions(app, options, raw);
+  try {
+    app.parse(argumentCount, arguments);
+  } catch (const CLI::Success& success) {  // --help, --version
+    app.exit(success, std::cout, std::cout);
+    return std::nullopt;
+  } catch (const CLI::ParseError& error) {
+    throw CannotRun(std::string(error.what()) + "; see egress-report --help");
+  }
+  checkAndComplete(raw, options);
+  return options;
+}
+
+}  // namespace egress::report

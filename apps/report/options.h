@@ -1,0 +1,36 @@
+#ifndef EGRESS_REPORT_OPTIONS_H
+#define EGRESS_REPORT_OPTIONS_H
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "egress_live/take_snapshot.h"
+
+namespace egress::report {
+
+// The source of a selector's answer.
+struct AnswerOption {
+  std::string selectorTag;
+  std::optional<std::string> path;  // none: the engine did not answer
+};
+
+struct Options {
+  // A path of "-" is standard input or output; at most one reads it.
+  std::optional<std::string> configPath;
+  std::vector<AnswerOption> answers;
+  std::optional<std::string> hint;
+  std::optional<live::ProcessChoice> processes;  // set unless snapshotPath is
+  std::optional<std::string> snapshotPath;
+  std::optional<std::string> saveSnapshotPath;
+  bool anonymize = false;
+  bool explain = false;
+};
+
+// Parses the command line. Prints --help or --version itself and then returns nothing. Throws
+// CannotRun if an option is invalid.
+[[nodiscard]] std::optional<Options> readOptions(int argumentCount, const char* const* arguments);
+
+}  // namespace egress::report
+
+#endif

@@ -1,0 +1,87 @@
+#ifndef EGRESS_LIVE_LINUX_NETLINK_MESSAGE_H
+#define EGRESS_LIVE_LINUX_NETLINK_MESSAGE_H
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <libmnl/libmnl.h>
+#include <linux/netlink.h>
+
+#include "egress_live/linux/errors.h"
+
+namespace egress::live {
+
+// Netlink messages (RFC 3549) as bytes. Nothing here talks to the kernel, and no byte is read
+// before a length says that it is there.
+
+// The data messages of one complete dump, in the order received, each aligned.
+struct NetlinkReply {
+  std::vector<std::byte> bytes;
+};
+
+enum class DumpProgress : std::uint8_t { More, Complete, Interrupted };
+
+// Appends the data messages of one part of a dump to the reply. `part` must be aligned for
+// nlmsghdr. Throws EnumerationError if the kernel reports an error; the message begins with `what`.
+[[nodiscard]] DumpProgress addPart(std::string_view what, std::span<const std::byte> part,
+                                   NetlinkReply& reply);
+
+[[nodiscard]] constexpr std::size_t aligned(std::size_t size) {
+  constexpr std::size_t kAlignment = MNL_ALIGNTO;
+  return (size + kAlignment - 1) / kAlignment * kAlignment;
+}
+
+template <typename Handle>
+void forEachMessage(std::span<const std::byte> bytes, Handle handle) {
+  const void* at = bytes.data();
+  int left = static_cast<int>(bytes.size());
+  for (const auto* message = static_cast<const nlmsghdr*>(at); mnl_nlmsg_ok(message, left);
+       message = mnl_nlmsg_next(message, &left)) {
+    handle(*message);
+  }
+}
+
+// The fixed-size header of a message's payload. Throws EnumerationError if the message is too
+// short.
+template <typename Payload>
+[[nodiscard]] const Payload& payloadOf(const nlmsghdr& message) {
+  if (mnl_nlmsg_get_payload_len(&message) < sizeof(Payload)) {
+    throw EnumerationError("a netlink message is too short");
+  }
+  return *static_cast<const Payload*>(mnl_nlmsg_get_payload(&message));
+}
+
+// The first attribute of a type after the fixed-size header, or nullptr. Valid as long as the
+// message.
+[[nodiscard]] const nlattr* findAttribute(const nlmsghdr& message, std::size_t fixedSize,
+                                          std::uint16_t type);
+
+// The value of an attribute.
+[[nodiscard]] std::span<const std::byte> bytesOf(const nlattr& attribute);
+
+// The value of an attribute. Throws EnumerationError if the attribute is too short.
+template <typename Value>
+[[nodiscard]] Value valueOf(const nlattr& attribute) {
+  const std::span<const std::byte> bytes = bytesOf(attribute);
+  if (bytes.size() < sizeof(Value)) throw EnumerationError("a netlink attribute is too short");
+  Value value{};
+  std::memcpy(&value, bytes.data(), sizeof(value));
+  return value;
+}
+
+// The text in an attribute, up to its first zero byte.
+[[nodiscard]] std::string textOf(const nlattr& attribute);
+
+// The text of a binary address in network byte order, as inet_ntop formats it. An IPv4-mapped IPv6
+// address (RFC 4291, section 2.5.5.2) is formatted as the IPv4 address that the packets contain.
+// Throws EnumerationError if there are too few bytes.
+[[nodiscard]] std::string addressText(int family, std::span<const std::byte> bytes);
+
+}  // namespace egress::live
+
+#endif

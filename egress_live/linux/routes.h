@@ -1,0 +1,23 @@
+#ifndef EGRESS_LIVE_LINUX_ROUTES_H
+#define EGRESS_LIVE_LINUX_ROUTES_H
+
+#include <vector>
+
+#include "egress/core/diagnosis_input.h"
+#include "egress_live/linux/netlink_message.h"
+
+namespace egress::live {
+
+// The default routes (prefix length 0) of both families from all routing tables, from rtnetlink.
+// Each next hop of a multipath route gives one row. Only unicast routes are listed: unreachable,
+// blackhole and similar routes have no interface. Throws EnumerationError, also if a route has no
+// RTA_OIF.
+[[nodiscard]] std::vector<RouteRow> takeDefaultRoutes();
+
+// The default routes of a family, AF_INET or AF_INET6, in the reply to RTM_GETROUTE. Throws
+// EnumerationError.
+[[nodiscard]] std::vector<RouteRow> defaultRoutesIn(const NetlinkReply& reply, int family);
+
+}  // namespace egress::live
+
+#endif

@@ -1,0 +1,67 @@
+#include "egress_live/take_snapshot.h"
+
+#include <array>
+#include <ctime>
+#include <set>
+#include <sys/utsname.h>
+#include <utility>
+
+#include "egress_live/linux/adapters.h"
+#include "egress_live/linux/errors.h"
+#include "egress_live/linux/processes.h"
+#include "egress_live/linux/routes.h"
+#include "egress_live/linux/sockets.h"
+
+namespace egress::live {
+namespace {
+
+using snapshot::HostSnapshot;
+
+std::string timeText(std::time_t time) {
+  std::tm utc{};
+  gmtime_r(&time, &utc);
+  std::array<char, sizeof("2026-11-22T04:23:00Z")> text{};
+  const std::size_t size = std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &utc);
+  return {text.data(), size};
+}
+
+// Without the name of the host.
+std::string systemText() {
+  utsname names{};
+  if (uname(&names) != 0) return {};
+  std::string text = names.sysname;
+  return text.append(" ").append(names.release).append(" ").append(names.machine);
+}
+
+// Fills a list with the rows that `takeRows` returns, or marks it as failed.
+template <typename Row, typename TakeRows>
+void take(snapshot::SnapshotList<Row>& list, TakeRows takeRows) {
+  try {
+    list.rows = takeRows();
+  } catch (const EnumerationError& error) {
+    list = {.enumFailed = true, .failureReason = error.what(), .rows = {}};
+  }
+}
+
+}  // namespace
+
+std::variant<HostSnapshot, NoProcess> takeSnapshot(const ProcessChoice& choice) {
+  HostSnapshot snapshot;
+  snapshot.origin.time = timeText(std::time(nullptr));
+  snapshot.origin.system = systemText();
+  std::optional<NoProcess> noProcess;
+  take(snapshot.sockets, [&]() -> std::vector<snapshot::Socket> {
+    auto processes = findProcesses(choice);
+    if (auto* const none = std::get_if<NoProcess>(&processes)) {
+      noProcess = std::move(*none);
+      return {};
+    }
+    return takeSockets(socketInodesOf(std::get<ProcessIds>(processes)));
+  });
+  if (noProcess) return *std::move(noProcess);
+  take(snapshot.adapters, takeAdapters);
+  take(snapshot.routes, takeDefaultRoutes);
+  return snapshot;
+}
+
+}  // namespace egress::live

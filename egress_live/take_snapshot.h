@@ -1,0 +1,49 @@
+#ifndef EGRESS_LIVE_TAKE_SNAPSHOT_H
+#define EGRESS_LIVE_TAKE_SNAPSHOT_H
+
+#include <cstdint>
+#include <string>
+#include <variant>
+
+#include "egress_live/export.h"
+#include "egress_snapshot/host_snapshot.h"
+
+namespace egress::live {
+
+// The engine's processes: the one with this ID, or all with this name, at least one. On Linux a
+// name is compared with /proc/PID/comm, which the kernel truncates to 15 bytes; a longer name is
+// also compared with the file name of the executable.
+using ProcessChoice = std::variant<std::uint32_t, std::string>;
+
+enum class NoProcessReason : std::uint32_t {
+  NOT_VISIBLE,    // no such process, or this user may not see it
+  OTHER_NETWORK,  // the process with this ID is in another network namespace
+};
+
+// Why there is nothing to take a snapshot of.
+struct NoProcess {
+  NoProcessReason reason = NoProcessReason::NOT_VISIBLE;
+  std::string message;  // one line; a name in it is as it was given
+};
+
+// Takes the adapters, the default routes and the sockets of the chosen processes from the system
+// that this process runs on, in its network namespace. The caller adds the engine's configuration,
+// its answers and the hint, and who the program is; time and system are filled in.
+//
+// - A moment: the system has no call that gives all lists at once. They are taken directly one
+// after
+//   the other, sockets first; each is a list that the system had at some moment, or is taken again,
+//   up to 5 times. A list that cannot be had whole has no row, enumFailed and the reason.
+// - Permissions: adapters and routes need none. Sockets need to read /proc/PID/fd of the chosen
+//   processes: as root, with CAP_SYS_PTRACE, or as their user if they have no capabilities.
+// - Cost on Linux: about four system calls for each descriptor of the chosen processes, for a name
+//   also three for each process of the system, one for each 32 KiB of what the kernel has to list:
+//   all its sockets, not only the engine's. No process is started and no name is looked up.
+// - Threads: any number may call it at once; it keeps no state.
+// - Throws only when memory runs out.
+[[nodiscard]] EGRESS_LIVE_EXPORT std::variant<snapshot::HostSnapshot, NoProcess> takeSnapshot(
+    const ProcessChoice& choice);
+
+}  // namespace egress::live
+
+#endif

@@ -1,0 +1,27 @@
+#ifndef EGRESS_SNAPSHOT_ANONYMIZE_H
+#define EGRESS_SNAPSHOT_ANONYMIZE_H
+
+#include "egress_snapshot/export.h"
+#include "egress_snapshot/host_snapshot.h"
+#include "egress_snapshot/refusal.h"
+
+namespace egress::snapshot {
+
+// A record without private data that gives the same report. It replaces, equal values by equal ones
+// and numbered in the order in which they occur:
+// - each address by one of its class (pseudonyms.h has the ranges);
+// - each host name, or other text in place of an address, by a name below "example" (RFC 2606);
+// - each tag except "proxy", the start of the walk to the endpoint, by "tag-N";
+// - interface indexes by their ranks, and the name of the interface with rank N by "ifN";
+// - types that the core does not know by "other".
+// It drops the origin, the reasons of failures and the users of sockets. Ports, metrics, states,
+// marks and the number of rows are kept.
+//
+// Compares the reports of both records, and refuses if they differ. That takes more addresses of
+// one class than it has replacements: more than 16,777,216 private ones. Throws only when memory
+// runs out.
+[[nodiscard]] EGRESS_SNAPSHOT_EXPORT Result<HostSnapshot> anonymized(const HostSnapshot& snapshot);
+
+}  // namespace egress::snapshot
+
+#endif

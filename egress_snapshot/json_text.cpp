@@ -1,0 +1,127 @@
+#include "egress_snapshot/json_text.h"
+
+#include <algorithm>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "egress/json/json_fault.h"
+
+namespace egress::snapshot {
+namespace {
+
+using nlohmann::detail::error_handler_t;
+
+constexpr std::size_t kMaxShown = 40;  // bytes of a string in a reason, or of a key in a place
+
+// One array or object that is open where a text breaks off.
+struct OpenContainer {
+  bool isArray = false;
+  std::size_t index = 0;           // of the element, in an array
+  std::optional<std::string> key;  // of the member, in an object, after the first key
+};
+
+// The place of the value at which nlohmann/json stops in a text that it refuses.
+std::string placeOfFault(std::string_view text) {
+  std::vector<OpenContainer> open;
+  const auto follow = [&open](int /*depth*/, Json::parse_event_t event, const Json& parsed) {
+    using enum Json::parse_event_t;
+    if (event == object_start || event == array_start) {
+      open.push_back({.isArray = event == array_start, .key = {}});
+    } else if (event == key) {
+      open.back().key = parsed.get_ref<const std::string&>().substr(0, kMaxShown);
+    } else {  // a value has ended
+      if (event != value) open.pop_back();
+      if (!open.empty()) ++open.back().index;
+    }
+    return true;
+  };
+  [[maybe_unused]] const Json discarded = Json::parse(text, follow, /*allow_exceptions=*/false);
+  Json::json_pointer pointer;
+  for (const OpenContainer& container : open) {
+    if (container.isArray) pointer.push_back(std::to_string(container.index));
+    if (container.key) pointer.push_back(*container.key);
+  }
+  return pointer.to_string();
+}
+
+std::string reasonOfFault(std::string_view text) {
+  if (text.empty()) return "the text is empty";
+  const std::optional<JsonFault> fault = findJsonFault(text);
+  // The core accepts any bytes in a string, and any number.
+  if (!fault) return "text that is not UTF-8, or a number that does not fit";
+  const std::string offset = std::to_string(fault->offset);
+  if (fault->kind == JsonFaultKind::END_OF_TEXT) return "cut off after byte " + offset;
+  const auto line = std::ranges::count(text.substr(0, fault->offset), '\n') + 1;
+  std::string reason = "not JSON: line ";
+  return reason.append(std::to_string(line))
+      .append(", byte ")
+      .append(offset)
+      .append(" of the text: ")
+      .append(egress::toString(fault->kind));
+}
+
+}  // namespace
+
+Refusal refusalAt(const Place& place, std::string reason) {
+  std::vector<std::string> steps;  // from the value to the root
+  for (const Place* step = &place; step->parent != nullptr; step = step->parent) {
+    steps.push_back(step->key.empty() ? std::to_string(step->index) : std::string(step->key));
+  }
+  Json::json_pointer pointer;
+  for (auto step = steps.rbegin(); step != steps.rend(); ++step) pointer.push_back(*step);
+  return {.place = pointer.to_string(), .reason = std::move(reason)};
+}
+
+std::string shownValue(const Json& value) {
+  if (value.is_structured()) return std::string("an ").append(value.type_name());
+  constexpr int kNoIndent = -1;
+  if (!value.is_string()) return value.dump(kNoIndent);
+  const auto& text = value.get_ref<const std::string&>();
+  // Not UTF-8 if it is cut inside a character.
+  const Json shown = text.substr(0, kMaxShown);
+  return shown.dump(kNoIndent, ' ', /*ensure_ascii=*/true, error_handler_t::replace)
+      .append(text.size() > kMaxShown ? "..." : "");
+}
+
+Refusal refuse(const Place& place, const Json& value, const char* verdict) {
+  return refusalAt(place, shownValue(value).append(" ").append(verdict));
+}
+
+Problem readValue(const Json& value, const Place& place, bool& result) {
+  if (!value.is_boolean()) return refuse(place, value, "is not true or false");
+  result = value.get<bool>();
+  return std::nullopt;
+}
+
+Problem readValue(const Json& value, const Place& place, std::int64_t& result) {
+  if (!value.is_number()) return refuse(place, value, "is not a number");
+  if (!value.is_number_integer()) return refuse(place, value, "is not an integer that fits");
+  // nlohmann/json has an unsigned number for every integer without a sign.
+  const bool isHuge =
+      value.is_number_unsigned() && !std::in_range<std::int64_t>(value.get<std::uint64_t>());
+  if (isHuge) return refuse(place, value, "does not fit");
+  result = value.get<std::int64_t>();
+  return std::nullopt;
+}
+
+Result<Json> parseJson(std::string_view text) {
+  constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";  // some editors write it
+  if (text.starts_with(kByteOrderMark)) text.remove_prefix(kByteOrderMark.size());
+  Json value = Json::parse(text, nullptr, /*allow_exceptions=*/false);
+  if (!value.is_discarded()) return value;
+  return Refusal{.place = placeOfFault(text), .reason = reasonOfFault(text)};
+}
+
+std::string toText(const OrderedJson& value) {
+  constexpr int kIndent = 2;
+  return value.dump(kIndent, ' ', /*ensure_ascii=*/false, error_handler_t::replace);
+}
+
+bool isUtf8(const std::string& bytes) {
+  const std::string withoutInvalid =
+      Json(bytes).dump(-1, ' ', /*ensure_ascii=*/false, error_handler_t::ignore);
+  return Json::parse(withoutInvalid, nullptr, /*allow_exceptions=*/false) == bytes;
+}
+
+}  // namespace egress::snapshot

@@ -1,0 +1,58 @@
+#ifndef EGRESS_SNAPSHOT_JSON_TEXT_H
+#define EGRESS_SNAPSHOT_JSON_TEXT_H
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include <nlohmann/json.hpp>
+
+#include "egress_snapshot/refusal.h"
+
+namespace egress::snapshot {
+
+// What reading and writing JSON have in common. nlohmann/json is used without its exceptions:
+// values are asked for their type first.
+
+// A text that is read keeps no order of members: nlohmann::ordered_json looks for each key among
+// all those before, which a hostile text makes quadratic.
+using Json = nlohmann::json;
+using OrderedJson = nlohmann::ordered_json;
+
+// Where a value stands in the text; lives on the stack of the functions that read it.
+struct Place {
+  const Place* parent = nullptr;  // null: this is the root
+  std::string_view key = {};      // of a member, or
+  std::size_t index = 0;          // of an element, if the key is empty
+};
+
+[[nodiscard]] Refusal refusalAt(const Place& place, std::string reason);
+
+// A scalar as JSON, its beginning if it is long, or the name of its type. Printable ASCII.
+[[nodiscard]] std::string shownValue(const Json& value);
+
+// "VALUE VERDICT", for example "true is not a number".
+[[nodiscard]] Refusal refuse(const Place& place, const Json& value, const char* verdict);
+
+// Why a value was refused, or nothing.
+using Problem = std::optional<Refusal>;
+
+// Each reads a value of one type; a refused one changes nothing.
+[[nodiscard]] Problem readValue(const Json& value, const Place& place, bool& result);
+[[nodiscard]] Problem readValue(const Json& value, const Place& place, std::int64_t& result);
+
+// Parses a text. A refusal says where it breaks off; a text that only lacks its end is called cut
+// off.
+[[nodiscard]] Result<Json> parseJson(std::string_view text);
+
+// Indented by two blanks. What is not UTF-8 in a string becomes U+FFFD.
+[[nodiscard]] std::string toText(const OrderedJson& value);
+
+// Whether these bytes are UTF-8 (RFC 3629).
+[[nodiscard]] bool isUtf8(const std::string& bytes);
+
+}  // namespace egress::snapshot
+
+#endif

@@ -1,0 +1,150 @@
+#include "egress_snapshot/report_json.h"
+
+#include <algorithm>
+#include <limits>
+#include <optional>
+#include <span>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "egress/core/report_table.h"
+#include "egress_snapshot/json_text.h"
+
+namespace egress::snapshot {
+namespace {
+
+OrderedJson toJson(const ReportScalar& scalar) {
+  using enum ReportKind;
+  switch (scalar.kind) {
+    case Boolean: return scalar.boolValue;
+    case Integer: return scalar.intValue;
+    case String: return scalar.stringValue;
+    case Null: break;
+  }
+  return nullptr;
+}
+
+OrderedJson toJson(const std::vector<ReportRow>& rows) {
+  OrderedJson array = OrderedJson::array();
+  for (const ReportRow& row : rows) {
+    OrderedJson object = OrderedJson::object();
+    for (const auto& [key, scalar] : row) object[key] = toJson(scalar);
+    array.push_back(std::move(object));
+  }
+  return array;
+}
+
+// Reading, by the table of the report.
+
+Problem readWord(const Json& value, const Place& place, const WordList& words,
+                 ReportScalar& result) {
+  const auto* const word = value.get_ptr<const std::string*>();
+  if (word == nullptr || std::ranges::find(words, *word) == words.end()) {
+    return refuse(place, value, "is not a word of this member");
+  }
+  result = stringScalar(*word);
+  return std::nullopt;
+}
+
+Problem readScalar(const Json& value, const Place& place, const ReportField& field,
+                   ReportScalar& result) {
+  if (value.is_null() && field.mayBeNull) return std::nullopt;  // as it is
+  if (field.kind == ReportKind::String) {
+    return readWord(value, place, field.declaredWords(), result);
+  }
+  if (field.kind == ReportKind::Boolean) {
+    result = booleanScalar(false);
+    return readValue(value, place, result.boolValue);
+  }
+  result = integerScalar(0);
+  return readValue(value, place, result.intValue);
+}
+
+// The member with this key, or nullptr.
+const Json* findMember(const Json& object, std::string_view key) {
+  const auto member = object.find(key);
+  return member == object.end() ? nullptr : &*member;
+}
+
+Problem refuseUnknownMember(const Json& object, const Place& place,
+                            const std::vector<std::string_view>& known) {
+  for (const auto& member : object.items()) {
+    if (std::ranges::find(known, member.key()) == known.end()) {
+      return refusalAt({.parent = &place, .key = member.key()}, "unknown member");
+    }
+  }
+  return std::nullopt;
+}
+
+Problem readRow(const Json& value, const Place& place, std::span<const ReportField> columns,
+                ReportRow& row) {
+  if (!value.is_object()) return refuse(place, value, "is not an object");
+  std::vector<std::string_view> known;
+  for (const ReportField& column : columns) {
+    const Place memberPlace{.parent = &place, .key = column.key};
+    const Json* const member = findMember(value, column.key);
+    if (member == nullptr) return refusalAt(memberPlace, "missing");
+    ReportScalar& scalar = row.emplace_back(column.key, nullScalar()).second;
+    if (Problem problem = readScalar(*member, memberPlace, column, scalar)) return problem;
+    known.push_back(column.key);
+  }
+  return refuseUnknownMember(value, place, known);
+}
+
+Problem readRows(const Json& value, const Place& place, std::span<const ReportField> columns,
+                 std::vector<ReportRow>& rows) {
+  if (!value.is_array()) return refuse(place, value, "is not an array");
+  for (const Json& item : value) {
+    const Place rowPlace{.parent = &place, .index = rows.size()};
+    if (Problem problem = readRow(item, rowPlace, columns, rows.emplace_back())) return problem;
+  }
+  return std::nullopt;
+}
+
+Problem readMember(const Json& value, const Place& place, const ReportMemberField& table,
+                   ReportValue& result) {
+  if (table.columns.empty()) {
+    return readScalar(value, place, table.field, result.emplace<ReportScalar>());
+  }
+  return readRows(value, place, table.columns, result.emplace<std::vector<ReportRow>>());
+}
+
+Problem readReport(const Json& root, EgressReport& report) {
+  const Place place;
+  if (!root.is_object()) return refuse(place, root, "is not an object");
+  std::vector<std::string_view> known;
+  for (const ReportMemberField& table : kReportMembers) {
+    const std::string_view key = table.field.key;
+    // Read before, because it is the first member.
+    if (table.onlyWithConfig && root.at("configStatus") != "OK") continue;
+    const Place memberPlace{.parent = &place, .key = key};
+    const Json* const member = findMember(root, key);
+    if (member == nullptr) return refusalAt(memberPlace, "missing");
+    ReportMember& result = report.members.emplace_back();
+    result.key = key;
+    if (Problem problem = readMember(*member, memberPlace, table, result.value)) return problem;
+    known.push_back(key);
+  }
+  return refuseUnknownMember(root, place, known);
+}
+
+}  // namespace
+
+std::string reportToJson(const EgressReport& report) {
+  OrderedJson object = OrderedJson::object();
+  for (const ReportMember& member : report.members) {
+    object[member.key] = std::visit([](const auto& value) { return toJson(value); }, member.value);
+  }
+  return toText(object);
+}
+
+Result<EgressReport> reportFromJson(std::string_view text) {
+  const Result<Json> parsed = parseJson(text);
+  if (const auto* const refusal = std::get_if<Refusal>(&parsed)) return *refusal;
+  EgressReport report;
+  if (Problem problem = readReport(std::get<Json>(parsed), report)) return *std::move(problem);
+  return report;
+}
+
+}  // namespace egress::snapshot

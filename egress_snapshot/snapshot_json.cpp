@@ -1,0 +1,225 @@
+#include "egress_snapshot/snapshot_json.h"
+
+#include <algorithm>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "egress/core/status_words.h"
+#include "egress_snapshot/base64.h"
+#include "egress_snapshot/json_text.h"
+#include "egress_snapshot/snapshot_fields.h"
+
+namespace egress::snapshot {
+namespace {
+
+constexpr const char* kFormatKey = "format";
+constexpr const char* kVersionKey = "version";
+constexpr const char* kBase64Key = "base64";
+
+// The word of each enumeration, and its inverse.
+
+std::string_view wordOf(ConfigStatus status) {
+  return egress::toString(status);
+}
+std::string_view wordOf(SelectorAnswerStatus status) {
+  return egress::toString(status);
+}
+std::string_view wordOf(SocketProtocol protocol) {
+  return kSocketProtocolWords.at(static_cast<std::size_t>(protocol));
+}
+std::string_view wordOf(SocketState state) {
+  return kSocketStateWords.at(static_cast<std::size_t>(state));
+}
+
+// Returns whether it is a known word.
+bool parseWord(std::string_view word, ConfigStatus& status) {
+  const std::optional<ConfigStatus> parsed = parseConfigStatus(word);
+  status = parsed.value_or(status);
+  return parsed.has_value();
+}
+bool parseWord(std::string_view word, SelectorAnswerStatus& status) {
+  const std::optional<SelectorAnswerStatus> parsed = parseSelectorAnswerStatus(word);
+  status = parsed.value_or(status);
+  return parsed.has_value();
+}
+template <typename Enum, typename Words>
+bool parseWordIn(const Words& words, std::string_view word, Enum& value) {
+  const auto found = std::ranges::find(words, word);
+  if (found == words.end()) return false;
+  value = static_cast<Enum>(found - words.begin());
+  return true;
+}
+bool parseWord(std::string_view word, SocketProtocol& protocol) {
+  return parseWordIn(kSocketProtocolWords, word, protocol);
+}
+bool parseWord(std::string_view word, SocketState& state) {
+  return parseWordIn(kSocketStateWords, word, state);
+}
+
+template <typename Value>
+concept Enumeration = std::is_enum_v<Value>;
+template <typename Value>
+concept Number = std::same_as<Value, std::int32_t> || std::same_as<Value, std::uint32_t>;
+template <typename Value>
+concept Record = std::is_class_v<Value>;  // texts, vectors and facts have overloads of their own
+
+// Writing.
+
+OrderedJson toJson(bool value) {
+  return value;
+}
+OrderedJson toJson(Number auto value) {
+  return value;
+}
+OrderedJson toJson(Enumeration auto value) {
+  return wordOf(value);
+}
+OrderedJson toJson(const std::string& text) {
+  if (isUtf8(text)) return text;
+  OrderedJson object;
+  object[kBase64Key] = base64Of(text);
+  return object;
+}
+template <typename Item>
+OrderedJson toJson(const std::vector<Item>& items);
+OrderedJson toJson(const Record auto& record);
+
+void addFields(const Record auto& record, OrderedJson& object) {
+  const auto add = [&object](const char* key, const auto& value) {
+    if constexpr (requires { value.has_value(); }) {
+      if (value) object[key] = toJson(*value);
+    } else {
+      object[key] = toJson(value);
+    }
+  };
+  visitFields(add, record);
+}
+
+OrderedJson toJson(const Record auto& record) {
+  OrderedJson object = OrderedJson::object();
+  addFields(record, object);
+  return object;
+}
+
+template <typename Item>
+OrderedJson toJson(const std::vector<Item>& items) {
+  OrderedJson array = OrderedJson::array();
+  for (const Item& item : items) array.push_back(toJson(item));
+  return array;
+}
+
+// Reading.
+
+template <Number Value>
+Problem readValue(const Json& value, const Place& place, Value& result) {
+  std::int64_t number = 0;
+  if (Problem problem = readValue(value, place, number)) return problem;
+  if (!std::in_range<Value>(number)) return refuse(place, value, "does not fit");
+  result = static_cast<Value>(number);
+  return std::nullopt;
+}
+
+template <Enumeration Value>
+Problem readValue(const Json& value, const Place& place, Value& result) {
+  const auto* const word = value.get_ptr<const std::string*>();
+  if (word == nullptr || !parseWord(*word, result)) {
+    return refuse(place, value, "is not a word that is known here");
+  }
+  return std::nullopt;
+}
+
+Problem readValue(const Json& value, const Place& place, std::string& result) {
+  if (const auto* const text = value.get_ptr<const std::string*>()) {
+    result = *text;
+    return std::nullopt;
+  }
+  const auto encoded = value.find(kBase64Key);  // its end, unless the value is an object
+  if (encoded == value.end()) return refuse(place, value, "is not a text");
+  const Place base64Place{.parent = &place, .key = kBase64Key};
+  const auto* const digits = encoded->get_ptr<const std::string*>();
+  std::optional<std::string> bytes;
+  if (digits != nullptr) bytes = bytesOfBase64(*digits);
+  if (!bytes) return refuse(base64Place, *encoded, "is not base64");
+  result = *std::move(bytes);
+  return std::nullopt;
+}
+
+template <typename Item>
+Problem readValue(const Json& value, const Place& place, std::vector<Item>& items);
+
+template <typename Fact>
+Problem readValue(const Json& value, const Place& place, std::optional<Fact>& result) {
+  return readValue(value, place, result.emplace());
+}
+
+Problem readValue(const Json& value, const Place& place, Record auto& record) {
+  if (!value.is_object()) return refuse(place, value, "is not an object");
+  Problem problem;
+  const auto readField = [&](const char* key, auto& field) {
+    if (problem) return;
+    const auto member = value.find(key);
+    const Place memberPlace{.parent = &place, .key = key};
+    if (member != value.end()) problem = readValue(*member, memberPlace, field);
+  };
+  visitFields(readField, record);
+  return problem;
+}
+
+template <typename Item>
+Problem readValue(const Json& value, const Place& place, std::vector<Item>& items) {
+  if (!value.is_array()) return refuse(place, value, "is not an array");
+  items.reserve(value.size());
+  for (const Json& item : value) {
+    const Place itemPlace{.parent = &place, .index = items.size()};
+    if (Problem problem = readValue(item, itemPlace, items.emplace_back())) return problem;
+  }
+  return std::nullopt;
+}
+
+Problem checkFormat(const Json& object, const Place& root) {
+  const Place place{.parent = &root, .key = kFormatKey};
+  const auto format = object.find(kFormatKey);
+  if (format == object.end()) return refusalAt(place, "missing: this is not a saved snapshot");
+  if (*format != kSnapshotFormat) return refuse(place, *format, "is not \"egress-snapshot\"");
+  return std::nullopt;
+}
+
+Problem checkVersion(const Json& object, const Place& root) {
+  const Place place{.parent = &root, .key = kVersionKey};
+  const auto version = object.find(kVersionKey);
+  if (version == object.end()) return refusalAt(place, "missing");
+  if (*version == kSnapshotVersion) return std::nullopt;
+  if (!version->is_number() || *version < kSnapshotVersion) {
+    return refuse(place, *version, "is not a version");
+  }
+  return refusalAt(place, std::string("written by a newer program: version ")
+                              .append(shownValue(*version))
+                              .append(", this one reads ")
+                              .append(std::to_string(kSnapshotVersion)));
+}
+
+}  // namespace
+
+std::string snapshotToJson(const HostSnapshot& snapshot) {
+  OrderedJson object;
+  object[kFormatKey] = kSnapshotFormat;
+  object[kVersionKey] = kSnapshotVersion;
+  addFields(snapshot, object);
+  return toText(object);
+}
+
+Result<HostSnapshot> snapshotFromJson(std::string_view text) {
+  const Result<Json> parsed = parseJson(text);
+  if (const auto* const refusal = std::get_if<Refusal>(&parsed)) return *refusal;
+  const Json& root = std::get<Json>(parsed);
+  const Place place;
+  HostSnapshot snapshot;
+  Problem problem = checkFormat(root, place);
+  if (!problem) problem = checkVersion(root, place);
+  if (!problem) problem = readValue(root, place, snapshot);
+  if (problem) return *std::move(problem);
+  return snapshot;
+}
+
+}  // namespace egress::snapshot
