@@ -1,4 +1,4 @@
-// Compares the include table of docs/architecture.md with the source files.
+// Compares the tables of docs/architecture.md with the #include lines of the source files.
 
 #include <filesystem>
 #include <fstream>
@@ -22,11 +22,15 @@ const std::set<std::string> kLibraryFolders = {"json", "config", "core"};
 // Every header may include it, so the table omits it.
 const std::string kExportHeader = "export";
 
-// The standard headers that the library uses: none for I/O, clocks, threads or system calls.
-const std::set<std::string> kStandardHeaders = {
-    "algorithm", "array",    "charconv", "cstddef", "cstdint", "initializer_list",
-    "limits",    "optional", "span",     "string",  "tuple",   "string_view",
-    "utility",   "variant",  "vector"};
+// The standard headers that the pure layers use: none for I/O, clocks, threads or system calls.
+const std::set<std::string> kPureHeaders = {
+    "algorithm",        "array",  "charconv",    "concepts", "cstddef", "cstdint",
+    "initializer_list", "limits", "map",         "optional", "span",    "string",
+    "string_view",      "tuple",  "type_traits", "utility",  "variant", "vector"};
+
+bool isSource(const fs::path& file) {
+  return file.extension() == ".h" || file.extension() == ".cpp";
+}
 
 std::vector<std::string> linesOf(const fs::path& path) {
   std::ifstream file(path);
@@ -84,18 +88,21 @@ Includes includesInSources() {
   return result;
 }
 
-Includes includesInDocumentation() {
+// The rows of the tables in docs/architecture.md: of folders, whose names end in a slash, or of
+// files.
+Includes includesInDocumentation(bool ofFolders) {
   Includes result;
   for (const std::string& line : linesOf(kSourceDir / "docs" / "architecture.md")) {
     if (!line.starts_with("| `")) continue;
     const std::vector<std::string> names = between(line, "`", "`");
+    if (names.front().ends_with('/') != ofFolders) continue;
     result[names.front()] = {names.begin() + 1, names.end()};
   }
   return result;
 }
 
 TEST(Architecture, DocumentedIncludesMatchTheSources) {
-  const Includes documented = includesInDocumentation();
+  const Includes documented = includesInDocumentation(/*ofFolders=*/false);
   const Includes found = includesInSources();
   EXPECT_FALSE(found.empty());
   EXPECT_EQ(documented, found);
@@ -119,12 +126,25 @@ TEST(Architecture, IncludesAreAcyclic) {
   EXPECT_EQ(rest, Includes{});
 }
 
-TEST(Architecture, TheLibraryUsesOnlyAllowedStandardHeaders) {
+TEST(Architecture, TheLibraryUsesOnlyPureStandardHeaders) {
   for (const std::string& folder : kLibraryFolders) {
     for (const fs::path& file : sourceFilesIn(folder)) {
       for (const std::string& line : linesOf(file)) {
         for (const std::string& header : between(line, "#include <", ">")) {
-          EXPECT_TRUE(kStandardHeaders.contains(header)) << file << " includes " << header;
+          EXPECT_TRUE(kPureHeaders.contains(header)) << file << " includes " << header;
+        }
+      }
+    }
+  }
+}
+
+TEST(Architecture, TheCoreAndItsProgramIncludeNoOtherLayer) {
+  for (const char* const folder : {"", "json", "config", "core", "selfcheck", "scenarios"}) {
+    for (const fs::path& file : sourceFilesIn(folder)) {
+      if (!isSource(file)) continue;
+      for (const std::string& line : linesOf(file)) {
+        for (const std::string& include : between(line, "#include \"", "\"")) {
+          EXPECT_TRUE(include.starts_with("egress/")) << file << " includes " << include;
         }
       }
     }
@@ -140,11 +160,11 @@ TEST(Architecture, OnlyRunSelfCheckIncludesTheScenarios) {
   }
 }
 
-// The installed headers, as "core/status_words".
-std::set<std::string> publicHeaders() {
+// The headers that a library installs, without ".h", for example "core/status_words".
+std::set<std::string> publicHeaders(const std::string& library) {
   std::set<std::string> headers;
   bool inList = false;
-  for (const std::string& line : linesOf(kSourceDir / "egress" / "CMakeLists.txt")) {
+  for (const std::string& line : linesOf(kSourceDir / library / "CMakeLists.txt")) {
     if (inList) {
       const std::size_t start = line.find_first_not_of(' ');
       headers.insert(line.substr(start, line.find(".h") - start));
@@ -156,16 +176,103 @@ std::set<std::string> publicHeaders() {
 }
 
 TEST(Architecture, TheUmbrellaHeaderIncludesEveryPublicHeader) {
-  std::set<std::string> headers = publicHeaders();
+  std::set<std::string> headers = publicHeaders("egress");
   EXPECT_EQ(headers.erase("egress"), 1U);
   EXPECT_EQ(ownIncludesOf(kSourceDir / "egress" / "egress.h"), headers);
 }
 
 TEST(Architecture, PublicHeadersIncludeOnlyPublicHeaders) {
-  const std::set<std::string> headers = publicHeaders();
+  const std::set<std::string> headers = publicHeaders("egress");
   for (const std::string& header : headers) {
     for (const std::string& include : ownIncludesOf(kSourceDir / "egress" / (header + ".h"))) {
       EXPECT_TRUE(headers.contains(include)) << header << " includes " << include;
+    }
+  }
+}
+
+// The layers above the library.
+
+const std::vector<std::string> kLibraries = {"egress", "egress_snapshot", "egress_live"};
+
+// The source files of a folder of the table. Folders below it are other rows.
+std::vector<fs::path> sourcesOf(const std::string& folder) {
+  std::vector<fs::path> files;
+  for (const auto& entry : fs::directory_iterator(kSourceDir / folder)) {
+    if (isSource(entry.path())) files.push_back(entry.path());
+  }
+  EXPECT_FALSE(files.empty()) << folder;
+  return files;
+}
+
+// Whether a library has the header and does not install it; `include` is as in the #include line.
+bool isInternalHeader(const std::string& include) {
+  const std::string library = include.substr(0, include.find('/'));
+  if (std::ranges::find(kLibraries, library) == kLibraries.end()) return false;
+  const std::size_t start = library.size() + 1;
+  return !publicHeaders(library).contains(include.substr(start, include.rfind(".h") - start));
+}
+
+TEST(Architecture, EachFolderIncludesOnlyWhatItsRowAllows) {
+  for (const auto& [folder, allowed] : includesInDocumentation(/*ofFolders=*/true)) {
+    const auto isAllowed = [&allowed = allowed](const std::string& include) {
+      return std::ranges::any_of(
+          allowed, [&include](const std::string& prefix) { return include.starts_with(prefix); });
+    };
+    for (const fs::path& file : sourcesOf(folder)) {
+      for (const std::string& line : linesOf(file)) {
+        for (const std::string& include : between(line, "#include \"", "\"")) {
+          if (include.starts_with(folder)) continue;
+          EXPECT_TRUE(isAllowed(include)) << file << " includes " << include;
+          EXPECT_FALSE(isInternalHeader(include)) << file << " includes the internal " << include;
+        }
+        for (const std::string& header : between(line, "#include <", ">")) {
+          const bool isLibrary = header.find('/') != std::string::npos || header.ends_with(".h");
+          EXPECT_TRUE(!isLibrary || isAllowed(header)) << file << " includes " << header;
+        }
+      }
+    }
+  }
+}
+
+TEST(Architecture, TheTableHasEveryFolderOfTheLayers) {
+  std::set<std::string> folders;
+  for (const char* const root : {"egress_snapshot", "egress_live", "apps", "examples"}) {
+    for (const auto& entry : fs::recursive_directory_iterator(kSourceDir / root)) {
+      if (!isSource(entry.path())) continue;
+      const fs::path folder = fs::relative(entry.path().parent_path(), kSourceDir);
+      folders.insert(folder.generic_string() + "/");
+    }
+  }
+  std::set<std::string> documented;
+  for (const auto& row : includesInDocumentation(/*ofFolders=*/true)) documented.insert(row.first);
+  EXPECT_EQ(documented, folders);
+}
+
+// The headers of the layer that reads the system know no system.
+TEST(Architecture, ThePureLayersUseOnlyPureStandardHeaders) {
+  std::vector<fs::path> files = sourcesOf("egress_snapshot");
+  for (const std::string& header : publicHeaders("egress_live")) {
+    files.push_back(kSourceDir / "egress_live" / (header + ".h"));
+  }
+  for (const fs::path& file : files) {
+    for (const std::string& line : linesOf(file)) {
+      for (const std::string& header : between(line, "#include <", ">")) {
+        if (header.starts_with("nlohmann/")) continue;  // the table says who may
+        EXPECT_TRUE(kPureHeaders.contains(header)) << file << " includes " << header;
+      }
+    }
+  }
+}
+
+// Platforms are folders that the build chooses.
+TEST(Architecture, SharedFilesHaveNoConditionalCode) {
+  for (const auto& row : includesInDocumentation(/*ofFolders=*/true)) {
+    for (const fs::path& file : sourcesOf(row.first)) {
+      if (file.filename() == "export.h") continue;
+      for (const std::string& line : linesOf(file)) {
+        const bool isGuard = line.starts_with("#ifndef EGRESS_") && line.ends_with("_H");
+        EXPECT_TRUE(!line.starts_with("#if") || isGuard) << file << ": " << line;
+      }
     }
   }
 }
