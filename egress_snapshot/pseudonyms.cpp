@@ -17,15 +17,15 @@ struct Ipv4Range {
   std::uint32_t size = 0;
 };
 
-constexpr Ipv4Range range(std::uint32_t a, std::uint32_t b, std::uint32_t c, std::uint32_t d,
-                          unsigned prefixLength) {
+constexpr Ipv4Range prefixRange(std::uint32_t a, std::uint32_t b, std::uint32_t c, std::uint32_t d,
+                                unsigned prefixLength) {
   return {.first = a << 24U | b << 16U | c << 8U | d, .size = 1U << (32U - prefixLength)};
 }
 
-constexpr Ipv4Range kLoopback = range(127, 0, 0, 0, 8);
-constexpr Ipv4Range kLinkLocal = range(169, 254, 0, 0, 16);
-constexpr Ipv4Range kShared = range(100, 64, 0, 0, 10);
-constexpr Ipv4Range kPrivate = range(10, 0, 0, 0, 8);
+constexpr Ipv4Range kLoopback = prefixRange(127, 0, 0, 0, 8);
+constexpr Ipv4Range kLinkLocal = prefixRange(169, 254, 0, 0, 16);
+constexpr Ipv4Range kShared = prefixRange(100, 64, 0, 0, 10);
+constexpr Ipv4Range kPrivate = prefixRange(10, 0, 0, 0, 8);
 
 struct ClassRange {
   AddressClass addressClass = AddressClass::GLOBAL;
@@ -37,15 +37,15 @@ constexpr auto kIpv4Classes = std::to_array<ClassRange>({
     {.addressClass = AddressClass::LINK_LOCAL, .range = kLinkLocal},
     {.addressClass = AddressClass::SHARED, .range = kShared},
     {.addressClass = AddressClass::PRIVATE, .range = kPrivate},
-    {.addressClass = AddressClass::PRIVATE, .range = range(172, 16, 0, 0, 12)},
-    {.addressClass = AddressClass::PRIVATE, .range = range(192, 168, 0, 0, 16)},
+    {.addressClass = AddressClass::PRIVATE, .range = prefixRange(172, 16, 0, 0, 12)},
+    {.addressClass = AddressClass::PRIVATE, .range = prefixRange(192, 168, 0, 0, 16)},
 });
 
 constexpr auto kGlobalReplacements = std::to_array<Ipv4Range>({
-    range(192, 0, 2, 0, 24),
-    range(198, 51, 100, 0, 24),
-    range(203, 0, 113, 0, 24),
-    range(240, 0, 0, 0, 4),
+    prefixRange(192, 0, 2, 0, 24),
+    prefixRange(198, 51, 100, 0, 24),
+    prefixRange(203, 0, 113, 0, 24),
+    prefixRange(240, 0, 0, 0, 4),
 });
 
 AddressClass classOfIpv4(std::uint32_t address) {
@@ -124,10 +124,10 @@ std::size_t Pseudonyms::numberOf(std::uint32_t family, AddressClass addressClass
 }
 
 std::string Pseudonyms::ipv4(const Bytes& bytes) {
-  std::uint32_t address = 0;
-  for (const std::uint8_t byte : std::span(bytes).first<4>()) address = address << 8U | byte;
-  if (address == 0) return ipv4Text(address);
-  const AddressClass addressClass = classOfIpv4(address);
+  std::uint32_t value = 0;
+  for (const std::uint8_t byte : std::span(bytes).first<4>()) value = value << 8U | byte;
+  if (value == 0) return ipv4Text(value);
+  const AddressClass addressClass = classOfIpv4(value);
   const std::size_t number = numberOf(4, addressClass, bytes);
   return ipv4Text(addressIn(replacementsFor(addressClass), number));
 }

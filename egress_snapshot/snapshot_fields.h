@@ -14,14 +14,14 @@ namespace egress::snapshot {
 template <typename Record, typename Expected>
 concept Either = std::same_as<std::remove_const_t<Record>, Expected>;
 
-void visitFields(auto& visit, Either<Origin> auto& origin) {
+void visitFields(const auto& visit, Either<Origin> auto& origin) {
   visit("time", origin.time);
   visit("program", origin.program);
   visit("programVersion", origin.programVersion);
   visit("system", origin.system);
 }
 
-void visitFields(auto& visit, Either<Outbound> auto& outbound) {
+void visitFields(const auto& visit, Either<Outbound> auto& outbound) {
   visit("tag", outbound.tag);
   visit("type", outbound.type);
   visit("detour", outbound.detour);
@@ -35,19 +35,19 @@ void visitFields(auto& visit, Either<Outbound> auto& outbound) {
   visit("transportType", outbound.transportType);
 }
 
-void visitFields(auto& visit, Either<ProxyConfig> auto& config) {
+void visitFields(const auto& visit, Either<ProxyConfig> auto& config) {
   visit("configStatus", config.configStatus);
   visit("autoDetectInterface", config.autoDetectInterface);
   visit("outbounds", config.outbounds);
 }
 
-void visitFields(auto& visit, Either<SelectorAnswer> auto& answer) {
+void visitFields(const auto& visit, Either<SelectorAnswer> auto& answer) {
   visit("selectorTag", answer.selectorTag);
   visit("status", answer.status);
   visit("now", answer.now);
 }
 
-void visitFields(auto& visit, Either<Adapter> auto& row) {
+void visitFields(const auto& visit, Either<Adapter> auto& row) {
   visit("name", row.name);
   visit("interfaceIndex", row.interfaceIndex);
   visit("operStatus", row.operStatus);
@@ -55,13 +55,13 @@ void visitFields(auto& visit, Either<Adapter> auto& row) {
   visit("addresses", row.addresses);
 }
 
-void visitFields(auto& visit, Either<RouteRow> auto& row) {
+void visitFields(const auto& visit, Either<RouteRow> auto& row) {
   visit("family", row.family);
   visit("interfaceIndex", row.interfaceIndex);
   visit("routeMetric", row.routeMetric);
 }
 
-void visitFields(auto& visit, Either<Socket> auto& row) {
+void visitFields(const auto& visit, Either<Socket> auto& row) {
   visit("protocol", row.protocol);
   visit("state", row.state);
   visit("localAddress", row.localAddress);
@@ -78,13 +78,13 @@ template <typename List>
 concept EitherList = Either<List, SnapshotList<Adapter>> || Either<List, SnapshotList<RouteRow>> ||
     Either<List, SnapshotList<Socket>>;
 
-void visitFields(auto& visit, EitherList auto& list) {
+void visitFields(const auto& visit, EitherList auto& list) {
   visit("enumFailed", list.enumFailed);
   visit("failureReason", list.failureReason);
   visit("rows", list.rows);
 }
 
-void visitFields(auto& visit, Either<HostSnapshot> auto& snapshot) {
+void visitFields(const auto& visit, Either<HostSnapshot> auto& snapshot) {
   visit("origin", snapshot.origin);
   visit("config", snapshot.config);
   visit("selectorAnswers", snapshot.selectorAnswers);
