@@ -26,7 +26,8 @@ std::string placeOfFault(std::string_view text) {
   std::vector<OpenContainer> open;
   const auto follow = [&open](int /*depth*/, Json::parse_event_t event, const Json& parsed) {
     using enum Json::parse_event_t;
-    if (event == object_start || event == array_start) {
+    const bool begins = event == object_start || event == array_start;
+    if (begins) {
       open.push_back({.isArray = event == array_start, .key = {}});
     } else if (event == key) {
       open.back().key = parsed.get_ref<const std::string&>().substr(0, kMaxShown);
@@ -34,7 +35,9 @@ std::string placeOfFault(std::string_view text) {
       if (event != value) open.pop_back();
       if (!open.empty()) ++open.back().index;
     }
-    return true;
+    // Keep no value that has ended: at the end of each object, nlohmann/json walks through the
+    // values that were kept beside it, which a hostile text makes quadratic.
+    return begins || event == key;
   };
   [[maybe_unused]] const Json discarded = Json::parse(text, follow, /*allow_exceptions=*/false);
   Json::json_pointer pointer;
