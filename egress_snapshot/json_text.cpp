@@ -21,7 +21,8 @@ struct OpenContainer {
   std::optional<std::string> key;  // of the member, in an object, after the first key
 };
 
-// The place of the value at which nlohmann/json stops in a text that it refuses.
+// The place of the value at which nlohmann/json stops in a text that it refuses, or that ends where
+// the core stops.
 std::string placeOfFault(std::string_view text) {
   std::vector<OpenContainer> open;
   const auto follow = [&open](int /*depth*/, Json::parse_event_t event, const Json& parsed) {
@@ -48,20 +49,16 @@ std::string placeOfFault(std::string_view text) {
   return pointer.to_string();
 }
 
-std::string reasonOfFault(std::string_view text) {
-  if (text.empty()) return "the text is empty";
-  const std::optional<JsonFault> fault = findJsonFault(text);
-  // The core accepts any bytes in a string, and any number.
-  if (!fault) return "text that is not UTF-8, or a number that does not fit";
-  const std::string offset = std::to_string(fault->offset);
-  if (fault->kind == JsonFaultKind::END_OF_TEXT) return "cut off after byte " + offset;
-  const auto line = std::ranges::count(text.substr(0, fault->offset), '\n') + 1;
+std::string reasonOfFault(std::string_view text, const JsonFault& fault) {
+  const std::string offset = std::to_string(fault.offset);
+  if (fault.kind == JsonFaultKind::END_OF_TEXT) return "cut off after byte " + offset;
+  const auto line = std::ranges::count(text.substr(0, fault.offset), '\n') + 1;
   std::string reason = "not JSON: line ";
   return reason.append(std::to_string(line))
       .append(", byte ")
       .append(offset)
       .append(" of the text: ")
-      .append(egress::toString(fault->kind));
+      .append(egress::toString(fault.kind));
 }
 
 }  // namespace
@@ -111,9 +108,18 @@ Problem readValue(const Json& value, const Place& place, std::int64_t& result) {
 Result<Json> parseJson(std::string_view text) {
   constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";  // some editors write it
   if (text.starts_with(kByteOrderMark)) text.remove_prefix(kByteOrderMark.size());
+  if (text.empty()) return Refusal{.place = "", .reason = "the text is empty"};
+  // First the core's reader: nlohmann/json accepts any depth, and ignores what follows a zero byte.
+  if (const std::optional<JsonFault> fault = findJsonFault(text)) {
+    return Refusal{.place = placeOfFault(text.substr(0, fault->offset)),
+                   .reason = reasonOfFault(text, *fault)};
+  }
   Json value = Json::parse(text, nullptr, /*allow_exceptions=*/false);
   if (!value.is_discarded()) return value;
-  return Refusal{.place = placeOfFault(text), .reason = reasonOfFault(text)};
+  return Refusal{.place = placeOfFault(text),
+                 .reason =
+                     "not strict JSON: invalid UTF-8, a control character or an unpaired "
+                     "surrogate in a string, or a number with a leading zero or out of range"};
 }
 
 std::string toText(const OrderedJson& value) {

@@ -43,8 +43,9 @@ using Problem = std::optional<Refusal>;
 [[nodiscard]] Problem readValue(const Json& value, const Place& place, bool& result);
 [[nodiscard]] Problem readValue(const Json& value, const Place& place, std::int64_t& result);
 
-// Parses a text. A refusal says where it breaks off; a text that only lacks its end is called cut
-// off.
+// Parses a text; a byte-order mark before it is ignored. Refuses what is not strict JSON, and what
+// is nested deeper than kMaxJsonDepth. The refusal says where the text breaks off; a text that only
+// lacks its end is called cut off.
 [[nodiscard]] Result<Json> parseJson(std::string_view text);
 
 // Indented by two blanks. What is not UTF-8 in a string becomes U+FFFD.

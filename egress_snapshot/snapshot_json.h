@@ -22,9 +22,9 @@ inline constexpr std::uint32_t kSnapshotVersion = 1;
 [[nodiscard]] EGRESS_SNAPSHOT_EXPORT std::string snapshotToJson(const HostSnapshot& snapshot);
 
 // Reads a saved record. A member that is left out has the default of its field, and unknown members
-// are ignored; of a repeated member, the last is read. Refuses text that is not JSON, another
-// format or a newer version, and any value that its field cannot hold. Throws only when memory runs
-// out.
+// are ignored; of a repeated member, the last is read. Refuses text that is not JSON or is nested
+// deeper than kMaxJsonDepth, another format or a newer version, and any value that its field cannot
+// hold. Throws only when memory runs out.
 [[nodiscard]] EGRESS_SNAPSHOT_EXPORT Result<HostSnapshot> snapshotFromJson(std::string_view text);
 
 }  // namespace egress::snapshot
