@@ -66,7 +66,8 @@ std::string reasonOfFault(std::string_view text, const JsonFault& fault) {
 Refusal refusalAt(const Place& place, std::string reason) {
   std::vector<std::string> steps;  // from the value to the root
   for (const Place* step = &place; step->parent != nullptr; step = step->parent) {
-    steps.push_back(step->key.empty() ? std::to_string(step->index) : std::string(step->key));
+    steps.push_back(step->index ? std::to_string(*step->index)
+                                : std::string(step->key.substr(0, kMaxShown)));
   }
   Json::json_pointer pointer;
   for (auto step = steps.rbegin(); step != steps.rend(); ++step) pointer.push_back(*step);

@@ -23,9 +23,9 @@ using OrderedJson = nlohmann::ordered_json;
 
 // Where a value stands in the text; lives on the stack of the functions that read it.
 struct Place {
-  const Place* parent = nullptr;  // null: this is the root
-  std::string_view key = {};      // of a member, or
-  std::size_t index = 0;          // of an element, if the key is empty
+  const Place* parent = nullptr;          // null: this is the root
+  std::string_view key = {};              // of a member
+  std::optional<std::size_t> index = {};  // of an element; nothing: this is a member
 };
 
 [[nodiscard]] Refusal refusalAt(const Place& place, std::string reason);
