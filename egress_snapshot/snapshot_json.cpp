@@ -17,7 +17,7 @@ constexpr const char* kFormatKey = "format";
 constexpr const char* kVersionKey = "version";
 constexpr const char* kBase64Key = "base64";
 
-// The word of each enumeration, and its inverse.
+// The word of each enumerator, and its inverse. A value outside the enumeration has a word too.
 
 std::string_view wordOf(ConfigStatus status) {
   return egress::toString(status);
@@ -25,11 +25,15 @@ std::string_view wordOf(ConfigStatus status) {
 std::string_view wordOf(SelectorAnswerStatus status) {
   return egress::toString(status);
 }
+template <typename Enum, typename Words>
+std::string_view wordIn(const Words& words, Enum value) {
+  return words[std::min(static_cast<std::size_t>(value), words.size() - 1)];
+}
 std::string_view wordOf(SocketProtocol protocol) {
-  return kSocketProtocolWords.at(static_cast<std::size_t>(protocol));
+  return wordIn(kSocketProtocolWords, protocol);
 }
 std::string_view wordOf(SocketState state) {
-  return kSocketStateWords.at(static_cast<std::size_t>(state));
+  return wordIn(kSocketStateWords, state);
 }
 
 // Returns whether it is a known word.

@@ -14,7 +14,8 @@ namespace egress::snapshot {
 // A saved record is a JSON object (RFC 8259). Its first members are "format" and "version"; the
 // others are named like the fields of HostSnapshot, and so on inside. docs/snapshot.schema.json is
 // its schema. Enumerators are written as their names, absent facts are left out. A text that is not
-// UTF-8 is written as {"base64": "..."} (RFC 4648, section 4).
+// UTF-8 is written as {"base64": "..."} (RFC 4648, section 4). A value outside an enumeration is
+// written as toString of egress does, or as the last of kSocketProtocolWords or kSocketStateWords.
 inline constexpr std::string_view kSnapshotFormat = "egress-snapshot";
 inline constexpr std::uint32_t kSnapshotVersion = 1;
 
