@@ -1,0 +1,198 @@
+#include "tests/laws/anonymize_laws.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "egress/config/numeric_address.h"
+#include "egress/config/protocols.h"
+#include "egress/core/diagnose_egress.h"
+#include "egress_snapshot/anonymize.h"
+#include "egress_snapshot/snapshot_json.h"
+#include "tests/laws/core_laws.h"
+#include "tests/laws/renamed_snapshot.h"
+#include "tests/laws/same_snapshot.h"
+#include "tests/support/joined.h"
+
+namespace egress::test {
+namespace {
+
+using snapshot::Adapter;
+using snapshot::HostSnapshot;
+using snapshot::Refusal;
+using snapshot::Socket;
+
+// What anonymising replaces, in the order of the record.
+struct Replaced {
+  std::vector<std::string> addresses;
+  std::vector<std::string> tags;
+  std::vector<std::uint32_t> indexes;
+};
+
+Replaced takeReplaced(HostSnapshot& record) {
+  Replaced replaced;
+  const auto takeAddress = [&](std::string& text) {
+    replaced.addresses.push_back(std::exchange(text, ""));
+  };
+  const auto takeTag = [&](std::string& text) { replaced.tags.push_back(std::exchange(text, "")); };
+  const auto takeIndex = [&](std::uint32_t& index) {
+    replaced.indexes.push_back(std::exchange(index, 0));
+  };
+  for (Adapter& row : record.adapters.rows) {
+    takeIndex(row.interfaceIndex);
+    std::ranges::for_each(row.addresses, takeAddress);
+  }
+  for (RouteRow& row : record.routes.rows) takeIndex(row.interfaceIndex);
+  for (Socket& row : record.sockets.rows) {
+    takeAddress(row.localAddress);
+    takeAddress(row.remoteAddress);
+    for (auto* const fact : {&row.boundInterfaceIndex, &row.routeInterfaceIndex}) {
+      if (fact->value_or(0) != 0) takeIndex(**fact);  // 0 means none, and stays
+    }
+  }
+  for (Outbound& row : record.config.outbounds) {
+    takeTag(row.tag);
+    takeTag(row.detour);
+    takeAddress(row.server);
+  }
+  for (SelectorAnswer& row : record.selectorAnswers) {
+    takeTag(row.selectorTag);
+    takeTag(row.now);
+  }
+  takeTag(record.selectorHint);
+  return replaced;
+}
+
+// What equal addresses have in common.
+std::string addressIdentity(const std::string& text) {
+  const NumericAddress address = parseNumericAddress(text);
+  if (!address.valid) return joined({"text ", text});
+  return joined({"IPv", std::to_string(address.family), " ",
+                 std::string(address.bytes.begin(), address.bytes.end())});
+}
+
+std::string tagIdentity(const std::string& tag) {
+  return tag;
+}
+
+// What a replaced tag keeps: whether it is empty, and whether it is the start of the walk.
+std::string tagKind(const std::string& tag) {
+  return tag.empty() || tag == "proxy" ? tag : "other";
+}
+
+using TextFunction = std::string (*)(const std::string& text);
+
+// Each text keeps its kind; equal ones stay equal, and different ones different.
+Violation checkTexts(const std::vector<std::string>& before, const std::vector<std::string>& after,
+                     TextFunction kindOf, TextFunction identityOf) {
+  if (before.size() != after.size()) return "texts were added or removed";
+  std::map<std::string, std::string> forward;
+  std::map<std::string, std::string> backward;
+  for (std::size_t i = 0; i < before.size(); ++i) {
+    const std::string shown = joined({"'", before[i], "' became '", after[i], "'"});
+    if (kindOf(before[i]) != kindOf(after[i])) return joined({shown, ", of another kind"});
+    const std::string identity = identityOf(before[i]);
+    const std::string replacement = identityOf(after[i]);
+    if (forward.try_emplace(identity, replacement).first->second != replacement) {
+      return joined({shown, ", elsewhere '", forward[identity], "'"});
+    }
+    if (backward.try_emplace(replacement, identity).first->second != identity) {
+      return joined({shown, ", and so did '", backward[replacement], "'"});
+    }
+  }
+  return {};
+}
+
+// Indexes become their ranks, from 1.
+Violation checkIndexes(const std::vector<std::uint32_t>& before,
+                       const std::vector<std::uint32_t>& after) {
+  std::vector<std::uint32_t> sorted = before;
+  std::ranges::sort(sorted);
+  const auto repeated = std::ranges::unique(sorted);
+  sorted.erase(repeated.begin(), repeated.end());
+  const bool areRanks = std::ranges::equal(before, after, {}, [&](std::uint32_t index) {
+    return std::ranges::lower_bound(sorted, index) - sorted.begin() + 1;
+  });
+  return areRanks ? "" : "an index did not become its rank";
+}
+
+// The record as it must be apart from what takeReplaced takes. Interfaces have the names of their
+// new indexes.
+HostSnapshot withoutPrivateData(HostSnapshot record, const std::vector<Adapter>& anonymized) {
+  record.origin = {};
+  record.adapters.failureReason.clear();
+  record.routes.failureReason.clear();
+  record.sockets.failureReason.clear();
+  for (Socket& row : record.sockets.rows) row.user.reset();
+  for (Outbound& row : record.config.outbounds) {
+    const bool isUnknown = outboundTypeOf(row.type) == OutboundType::Unknown;
+    if (isUnknown && !row.type.empty()) row.type = "other";
+    if (transportTypeOf(row.transportType) == TransportType::Unknown) row.transportType = "other";
+  }
+  auto& rows = record.adapters.rows;
+  for (std::size_t i = 0; i < std::min(rows.size(), anonymized.size()); ++i) {
+    if (rows[i].name.empty()) continue;
+    rows[i].name = joined({"if", std::to_string(anonymized[i].interfaceIndex)});
+  }
+  return record;
+}
+
+Violation checkReplacements(const HostSnapshot& original, HostSnapshot anonymized) {
+  HostSnapshot expected = withoutPrivateData(original, anonymized.adapters.rows);
+  const Replaced before = takeReplaced(expected);
+  const Replaced after = takeReplaced(anonymized);
+  Violation violation = checkTexts(before.addresses, after.addresses, networkOf, addressIdentity);
+  if (violation.empty()) violation = checkTexts(before.tags, after.tags, tagKind, tagIdentity);
+  if (violation.empty()) violation = checkIndexes(before.indexes, after.indexes);
+  const bool restIsKept = sameSnapshot(expected, anonymized);
+  if (violation.empty() && !restIsKept) violation = "more was changed, or less dropped";
+  return violation;
+}
+
+Violation checkReportIsKept(const HostSnapshot& original, const HostSnapshot& anonymized) {
+  const EgressReport before = diagnoseEgress(toInput(original));
+  const EgressReport after = diagnoseEgress(toInput(anonymized));
+  if (before == after) return {};
+  return joined({"the report changed from\n", describe(before), "to\n", describe(after)});
+}
+
+// The saved anonymised record; nothing if it is refused.
+std::string anonymizedText(const HostSnapshot& record) {
+  const auto result = snapshot::anonymized(record);
+  const auto* const anonymized = std::get_if<HostSnapshot>(&result);
+  return anonymized == nullptr ? "" : snapshot::snapshotToJson(*anonymized);
+}
+
+}  // namespace
+
+Violation checkAnonymized(const HostSnapshot& record) {
+  const auto result = snapshot::anonymized(record);
+  if (const auto* const refusal = std::get_if<Refusal>(&result)) {
+    return joined({"refused: ", toString(*refusal)});
+  }
+  const auto& anonymized = std::get<HostSnapshot>(result);
+  Violation violation = checkReportIsKept(record, anonymized);
+  if (violation.empty()) violation = checkReplacements(record, anonymized);
+  const bool isStable = anonymizedText(anonymized) == snapshot::snapshotToJson(anonymized);
+  if (violation.empty() && !isStable) violation = "anonymising again changed the record";
+  return violation;
+}
+
+Violation checkPrivacy(const HostSnapshot& record, Choices& choices) {
+  const RenamedSnapshot other = renamed(record, choices);
+  const std::string text = anonymizedText(other.record);
+  for (const std::string& secret : other.secrets) {
+    if (text.find(secret) != std::string::npos) return joined({"contains '", secret, "':\n", text});
+  }
+  const std::string expected = anonymizedText(record);
+  if (text == expected) return {};
+  return joined({"depends on private data:\n", text, "\nand\n", expected});
+}
+
+}  // namespace egress::test

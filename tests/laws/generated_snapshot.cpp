@@ -1,0 +1,194 @@
+#include "tests/laws/generated_snapshot.h"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <optional>
+#include <string_view>
+#include <utility>
+
+#include <nlohmann/json.hpp>
+
+#include "tests/laws/generated_input.h"
+#include "tests/laws/mutate.h"
+
+namespace egress::test {
+namespace {
+
+using namespace std::string_view_literals;
+using Json = nlohmann::ordered_json;
+using snapshot::Adapter;
+using snapshot::HostSnapshot;
+using snapshot::Socket;
+using snapshot::SocketProtocol;
+using snapshot::SocketState;
+
+constexpr std::uint32_t kMaxUint32 = std::numeric_limits<std::uint32_t>::max();
+
+// Some look like the replacements of an anonymised record.
+constexpr std::array kNames = {"eth0"sv, ""sv, "wlan0"sv, "if2"sv, "if1"sv, "e\u00e4\U0001f600"sv};
+constexpr std::array kTexts = {""sv,         "tag-2"sv, "host-1.example"sv,
+                               "10.0.0.1"sv, "other"sv, "\"\\\n\x7f"sv};
+constexpr std::array<std::uint32_t, 5> kFacts = {0, 5, 11, 1000, kMaxUint32};
+
+// The bytes that mutations of a JSON text insert.
+constexpr std::string_view kAlphabet = "[]{},:\"\\u019-+.eEtfn/ \n\f\0\x80\xEF"sv;
+
+std::optional<std::uint32_t> generateFact(Choices& choices) {
+  if (choices.flag()) return std::nullopt;
+  return choices.oneOf(kFacts);
+}
+
+// Up to `atMost` of any bytes: base64 has three forms, by their number.
+std::string generateBytes(Choices& choices, std::size_t atMost) {
+  std::string bytes(choices.below(atMost + 1), '\0');
+  for (char& byte : bytes) byte = static_cast<char>(choices.nextByte());
+  return bytes;
+}
+
+Socket generateSocket(const SocketSource& row, Choices& choices) {
+  // There are 2 protocols and 11 states; a caller may pass any number.
+  return {.protocol = static_cast<SocketProtocol>(choices.rarely(32) ? 2 : choices.below(2)),
+          .state = static_cast<SocketState>(choices.below(12)),
+          .localAddress = row.localAddress,
+          .localPort = row.localPort,
+          .remoteAddress = row.remoteAddress,
+          .remotePort = row.remotePort,
+          .boundInterfaceIndex = generateFact(choices),
+          .mark = generateFact(choices),
+          .user = generateFact(choices),
+          .routeInterfaceIndex = generateFact(choices)};
+}
+
+template <typename Row>
+void setFailure(snapshot::SnapshotList<Row>& list, bool enumFailed, Choices& choices) {
+  list.enumFailed = enumFailed;
+  if (enumFailed) list.failureReason = choices.oneOf(kTexts);
+}
+
+// Every text of the record.
+std::vector<std::string*> textsOf(HostSnapshot& record) {
+  std::vector<std::string*> texts = {&record.origin.time,           &record.origin.program,
+                                     &record.origin.programVersion, &record.origin.system,
+                                     &record.selectorHint,          &record.adapters.failureReason,
+                                     &record.routes.failureReason,  &record.sockets.failureReason};
+  for (Outbound& row : record.config.outbounds) {
+    texts.insert(texts.end(), {&row.tag, &row.type, &row.detour, &row.server, &row.transportType});
+  }
+  for (SelectorAnswer& row : record.selectorAnswers) {
+    texts.insert(texts.end(), {&row.selectorTag, &row.now});
+  }
+  for (Adapter& row : record.adapters.rows) {
+    texts.push_back(&row.name);
+    for (std::string& address : row.addresses) texts.push_back(&address);
+  }
+  for (Socket& row : record.sockets.rows) {
+    texts.insert(texts.end(), {&row.localAddress, &row.remoteAddress});
+  }
+  return texts;
+}
+
+// One or two levels of values of every kind, for any field the right or the wrong one.
+Json generateValue(Choices& choices) {
+  static const auto kValues = std::to_array<Json>({nullptr,
+                                                   true,
+                                                   false,
+                                                   0,
+                                                   1,
+                                                   -1,
+                                                   1.0,
+                                                   2,
+                                                   -2147483649,
+                                                   4294967295,
+                                                   4294967296,
+                                                   1e300,
+                                                   std::numeric_limits<std::uint64_t>::max(),
+                                                   std::numeric_limits<std::int64_t>::min(),
+                                                   "",
+                                                   "OK",
+                                                   "Ok",
+                                                   "TCP",
+                                                   "LISTEN",
+                                                   "\u00e4\x7f\n",
+                                                   std::string(100, 'x'),
+                                                   Json::array(),
+                                                   Json::object(),
+                                                   Json::object({{"base64", "QQ=="}}),
+                                                   Json::object({{"base64", "QQ="}}),
+                                                   Json::object({{"base64", 1}}),
+                                                   Json::object({{"", 1}})});
+  return choices.oneOf(kValues);
+}
+
+Json& elementOf(Json& container, std::size_t number) {
+  return *std::next(container.begin(), static_cast<std::ptrdiff_t>(number));
+}
+
+void removeElement(Json& container, std::size_t number) {
+  container.erase(std::next(container.begin(), static_cast<std::ptrdiff_t>(number)));
+}
+
+// Replaces, adds or removes one value below the root.
+void damageValue(Json& root, Choices& choices) {
+  Json* value = &root;
+  while (value->is_structured() && !value->empty()) {
+    const std::size_t number = choices.below(value->size());
+    if (choices.rarely(8)) return removeElement(*value, number);
+    if (choices.rarely(8)) break;
+    value = &elementOf(*value, number);
+  }
+  if (value->is_object() && choices.flag()) {
+    (*value)[std::string(choices.oneOf(kTexts))] = generateValue(choices);
+  } else if (value->is_array() && choices.flag()) {
+    value->push_back(generateValue(choices));
+  } else {
+    *value = generateValue(choices);
+  }
+}
+
+}  // namespace
+
+HostSnapshot generateSnapshot(Choices& choices) {
+  DiagnosisInput input = generateInput(choices);
+  HostSnapshot record;
+  if (choices.flag()) record.origin = {"2026-11-22T04:23:00Z", "egress-report", "2.0", "Linux 6.1"};
+  record.config = {.configStatus = input.configStatus,
+                   .autoDetectInterface = input.autoDetectInterface,
+                   .outbounds = std::move(input.outbounds)};
+  record.selectorAnswers = std::move(input.selectorAnswers);
+  record.selectorHint = input.selectorHint;
+  setFailure(record.adapters, input.adapters.enumFailed, choices);
+  setFailure(record.routes, input.routes.enumFailed, choices);
+  setFailure(record.sockets, input.sockets.enumFailed, choices);
+  for (InterfaceRow& row : input.adapters.rows) {
+    record.adapters.rows.push_back({.name = std::string(choices.oneOf(kNames)),
+                                    .interfaceIndex = row.interfaceIndex,
+                                    .operStatus = row.operStatus,
+                                    .interfaceMetric = row.interfaceMetric,
+                                    .addresses = std::move(row.addresses)});
+  }
+  record.routes.rows = std::move(input.routes.rows);
+  for (const SocketSource& row : input.sockets.rows) {
+    record.sockets.rows.push_back(generateSocket(row, choices));
+  }
+  const std::vector<std::string*> texts = textsOf(record);
+  for (std::size_t i = choices.rarely(2) ? choices.below(4) : 0; i > 0; --i) {
+    std::string& text = *choices.oneOf(texts);
+    text = choices.flag() ? generateBytes(choices, 6) : std::string(choices.oneOf(kTexts));
+  }
+  return record;
+}
+
+std::string damaged(const std::string& text, Choices& choices) {
+  Json root = Json::parse(text);
+  constexpr int kIndent = 2;
+  for (std::size_t i = choices.below(3); i > 0; --i) damageValue(root, choices);
+  std::string result = root.dump(kIndent);
+  for (std::size_t i = choices.rarely(4) ? choices.below(3) : 0; i > 0; --i) {
+    mutate(result, kAlphabet, choices);
+  }
+  return result;
+}
+
+}  // namespace egress::test
