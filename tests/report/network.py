@@ -26,7 +26,8 @@ CLOSING_PORT = 444  # the server closes them at once
 
 # Opens a socket for each line of "KIND SOURCE TARGET PORT", sets the process name, and waits.
 CLIENT = r"""
-import socket, sys
+import socket, sys, time
+FIN_WAIT_2 = 5  # of the kernel's states, the first byte of TCP_INFO
 sockets = []
 for line in sys.argv[2:]:
     kind, source, target, port = line.split()
@@ -39,6 +40,8 @@ for line in sys.argv[2:]:
         (made.connect if made.getblocking() else made.connect_ex)((target, int(port)))
     if kind == "tcp-half-closed":
         made.shutdown(socket.SHUT_WR)
+        while made.getsockopt(socket.IPPROTO_TCP, socket.TCP_INFO, 1)[0] != FIN_WAIT_2:
+            time.sleep(0.01)
     if kind == "tcp-closed-by-server":
         made.recv(1)
     sockets.append(made)

@@ -213,59 +213,95 @@ class ProcessTest(NetworkTest):
 
 class SnapshotTest(NetworkTest):
     def saved(self, *arguments):
-        """The text of a live snapshot, and the report."""
-        path = self.folder / "saved.snapshot"
+        """A live snapshot that the program saved, and the report."""
+        path = self.folder / "saved.json"
         result = self.diagnose("--save-snapshot", path, *arguments)
         self.assertEqual(result.error, "")
-        return path.read_text(), result.report
+        return self.parsed_snapshot(path.read_text()), result.report
+
+    def saved_sockets(self, *names):
+        """The given members of each saved socket."""
+        snapshot, _ = self.saved()
+        return [tuple(socket[name] for name in names) for socket in snapshot["sockets"]["rows"]]
 
     def test_a_saved_snapshot_gives_the_report_of_the_live_one(self):
         self.connect(f"tcp {UP2} {ENDPOINT4} {PORT}", f"udp {UP1_6} {ENDPOINT6} {PORT}")
         for arguments in ([], ["--anonymize"]):
-            text, report = self.saved(*arguments)
+            snapshot, report = self.saved(*arguments)
             self.assertEqual(report["selectionStatus"], "OK")
-            self.assertEqual(self.diagnose_snapshot(text).report, report)
+            self.assertEqual(self.diagnose_snapshot(snapshot).report, report)
 
-    def test_an_anonymized_snapshot_contains_no_address_of_this_network(self):
+    def test_an_anonymized_snapshot_contains_no_address_or_name_of_this_network(self):
         self.connect(f"tcp {UP2} {ENDPOINT4} {PORT}", f"tcp {UP1_6} {ENDPOINT6} {PORT}")
-        text, _ = self.saved()
-        for address in (UP2, ENDPOINT4, UP1_6, ENDPOINT6):
-            self.assertIn(address, text)
-        text, _ = self.saved("--anonymize")
-        for address in (UP1, UP2, ENDPOINT4, UP1_6, UP2_6, ENDPOINT6, "10.", "fe80", "127."):
-            self.assertNotIn(address, text)
+        links = json.loads(ip("engine", "-json address show"))
+        private = {ENDPOINT4, ENDPOINT6, os.uname().release}
+        for link in links:
+            if link["ifname"] != "lo":  # the loopback addresses are those of every machine
+                private |= {link["ifname"], *(info["local"] for info in link["addr_info"])}
+        self.assertLessEqual({"up1", "up2", UP1, UP2, UP1_6, UP2_6}, private)
+        text = json.dumps(self.saved()[0])
+        for secret in private:
+            self.assertIn(secret, text)
+        text = json.dumps(self.saved("--anonymize")[0])
+        for secret in private:
+            self.assertNotIn(secret, text)
+
+    def test_the_origin_names_the_time_the_program_and_the_system(self):
+        self.connect()
+        origin = self.saved()[0]["origin"]
+        self.assertRegex(origin.pop("time"), r"\A\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ\Z")
+        system = os.uname()
+        self.assertEqual(origin, {"program": "egress-report",
+                                  "programVersion": os.environ["EGRESS_VERSION"],
+                                  "system": f"{system.sysname} {system.release} {system.machine}"})
 
     def test_a_snapshot_without_an_interface_is_inconsistent(self):
         self.connect(f"tcp {UP1} {ENDPOINT4} {PORT}")
-        text, report = self.saved()
+        snapshot, report = self.saved()
         self.assertEqual(report["defaultRoutesStatus"], "OK")
-        up2 = next(line for line in text.splitlines(keepends=True)
-                   if line.startswith("interface ") and UP2 in line)
-        report = self.diagnose_snapshot(text.replace(up2, "")).report
+        rows = snapshot["adapters"]["rows"]
+        rows.remove(next(row for row in rows if row["name"] == "up2"))
+        report = self.diagnose_snapshot(snapshot).report
         self.assertEqual(report["defaultRoutesStatus"], "SNAPSHOT_INCONSISTENT")
         self.assertEqual(report["selectionStatus"], "OK")
 
-    def test_states_and_addresses_of_interfaces(self):
+    def test_names_states_and_addresses_of_interfaces(self):
         self.connect()
         self.for_this_test("engine", "link add spare type veth peer name spare2", "link del spare")
         self.for_this_test("engine", "link set spare up", "link set spare down")
         for name, state in [("up1", "UP"), ("spare", "LOWERLAYERDOWN"), ("spare2", "DOWN")]:
             network.wait_for_state(name, state)
-        text, report = self.saved()
+        snapshot, report = self.saved()
         links = {link["ifname"]: link for link in json.loads(ip("engine", "-json address show"))}
+        rows = {row["name"]: row for row in snapshot["adapters"]["rows"]}
+        self.assertEqual([row["interfaceIndex"] for row in rows.values()],
+                         sorted(link["ifindex"] for link in links.values()))
         # ifOperStatus of RFC 2863: 1 up, 2 down, 4 unknown, 7 lowerLayerDown.
         for name, status in [("lo", 4), ("up1", 1), ("spare", 7), ("spare2", 2)]:
-            addresses = ",".join(info["local"] for info in links[name]["addr_info"])
-            self.assertIn(f"\ninterface index={links[name]['ifindex']} operStatus={status} metric=0 "
-                          f"addresses={addresses}\n", text)
+            addresses = [info["local"] for info in links[name]["addr_info"]]
+            self.assertEqual(rows[name],
+                             {"name": name, "interfaceIndex": links[name]["ifindex"],
+                              "operStatus": status, "interfaceMetric": 0, "addresses": addresses})
         self.assertEqual(len(report["interfaces"]), len(links))
+
+    def test_protocols_and_states_of_sockets(self):
+        for kind, port, protocol, state in [
+                ("tcp", PORT, "TCP", "ESTABLISHED"), ("udp", PORT, "UDP", "ESTABLISHED"),
+                ("tcp-half-closed", PORT, "TCP", "FIN_WAIT_2"),
+                ("tcp-closed-by-server", CLOSING_PORT, "TCP", "CLOSE_WAIT")]:
+            for source, server in [(UP1, ENDPOINT4), (UP2_6, ENDPOINT6)]:
+                with self.subTest(kind=kind, source=source):
+                    client = self.connect(f"{kind} {source} {server} {port}")
+                    self.assertEqual(
+                        self.saved_sockets("protocol", "state", "localAddress", "remoteAddress",
+                                           "remotePort"),
+                        [(protocol, state, source, server, port)])
+                    client.end()
 
     def test_an_ipv4_mapped_address_is_saved_as_ipv4(self):
         self.connect(f"tcp ::ffff:{UP1} ::ffff:{ENDPOINT4} {PORT}")
-        text, _ = self.saved()
-        self.assertRegex(text, rf"\nsocket localAddress={UP1} localPort=\d+ "
-                               rf"remoteAddress={ENDPOINT4} remotePort={PORT}\n")
-        self.assertEqual(text.count("\nsocket "), 1)
+        self.assertEqual(self.saved_sockets("localAddress", "remoteAddress", "remotePort"),
+                         [(UP1, ENDPOINT4, PORT)])
 
 
 class RouteTest(NetworkTest):

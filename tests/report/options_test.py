@@ -1,6 +1,7 @@
 #!/usr/bin/python3
 """The options, exit statuses and error messages of egress-report."""
 
+import json
 import os
 import subprocess
 import unittest
@@ -21,7 +22,7 @@ class ExitStatusTest(ProgramTest):
         self.assertEqual((result.status, result.error), (0, ""))
 
     def test_0_if_not_applicable(self):
-        result = self.diagnose_snapshot(EMPTY_SNAPSHOT + "config status=OK\n")
+        result = self.diagnose_snapshot(EMPTY_SNAPSHOT | {"config": {"configStatus": "OK"}})
         self.assertEqual(result.report["selectionStatus"], "NOT_APPLICABLE_OS_ROUTED")
         self.assertEqual(result.status, 0)
 
@@ -43,6 +44,7 @@ class HelpTest(ProgramTest):
                        "--anonymize", "--explain", "--help", "--version",
                        "Exit status:\n  0  ", "\n  1  ", "\n  2  "):
             self.assertIn(option, result.output)
+        self.assertIn("In place of a FILE, '-' is standard input or output.", result.output)
         self.assertEqual((result.status, result.error), (0, ""))
 
     def test_version(self):
@@ -106,7 +108,8 @@ class AnswerTest(ProgramTest):
                          "SELECTOR_TRANSPORT_FAILED")
 
     def test_overrides_the_snapshot(self):
-        snapshot = EMPTY_SNAPSHOT + "answer selectorTag=proxy status=Ok now=a\n"
+        snapshot = EMPTY_SNAPSHOT | {"selectorAnswers": [
+            {"selectorTag": "proxy", "status": "Ok", "now": "a"}]}
         result = self.diagnose_snapshot(snapshot, "--config", "-",
                                         *self.answer("proxy", '{"now": "b"}'), text=SELECTOR)
         self.assertEqual(result.report["activeEndpointStatus"], "OK")
@@ -122,7 +125,8 @@ class AnswerTest(ProgramTest):
                 self.assertEqual(result.report["activeEndpointStatus"], "SELECTOR_NOW_MISSING")
 
     def test_a_failed_answer_overrides_the_snapshot(self):
-        snapshot = EMPTY_SNAPSHOT + "answer selectorTag=proxy status=Ok now=b\n"
+        snapshot = EMPTY_SNAPSHOT | {"selectorAnswers": [
+            {"selectorTag": "proxy", "status": "Ok", "now": "b"}]}
         result = self.diagnose_snapshot(snapshot, "--config", "-", "--answer-failed", "proxy",
                                         text=SELECTOR)
         self.assertEqual(result.report["activeEndpointStatus"], "SELECTOR_TRANSPORT_FAILED")
@@ -139,10 +143,53 @@ class HintTest(ProgramTest):
         self.assertTrue(self.stale("--hint", "other"))
 
     def test_an_empty_hint_overrides_the_snapshot(self):
-        snapshot = HEALTHY_SNAPSHOT + "hint tag=other\n"
+        snapshot = HEALTHY_SNAPSHOT | {"selectorHint": "other"}
         self.assertTrue(self.diagnose_snapshot(snapshot).report["selectorHintStale"])
         result = self.diagnose_snapshot(snapshot, "--hint", "")
         self.assertFalse(result.report["selectorHintStale"])
+
+
+class StandardStreamsTest(ProgramTest):
+    def test_a_snapshot_from_standard_input(self):
+        result = self.run_program("--snapshot", "-", text=json.dumps(HEALTHY_SNAPSHOT))
+        self.assertEqual(result.output, self.diagnose_snapshot(HEALTHY_SNAPSHOT).output)
+        self.assertEqual((result.status, result.error), (0, ""))
+
+    def test_an_answer_from_standard_input(self):
+        config = self.file("config.json", SELECTOR)
+        result = self.diagnose_snapshot(EMPTY_SNAPSHOT, "--config", config, "--answer", "proxy=-",
+                                        text='{"now": "b"}')
+        self.assertEqual(result.report["activeEndpointStatus"], "OK")
+
+    def test_only_one_option_reads_standard_input(self):
+        config, snapshot, answer = ("--config", "-"), ("--snapshot", "-"), ("--answer", "proxy=-")
+        for arguments, names in [
+                ([*config, *snapshot], "--config and --snapshot"),
+                ([*answer, *snapshot], "--snapshot and --answer"),
+                ([*config, *answer, "--pid", 1], "--config and --answer"),
+                ([*answer, "--answer", "other=-", "--pid", 1], "--answer and --answer"),
+                ([*answer, *snapshot, *config], "--config and --snapshot")]:
+            result = self.run_program(*arguments, text=json.dumps(EMPTY_SNAPSHOT))
+            self.assert_cannot_run(result)
+            self.assertEqual(result.error,
+                             f"egress-report: {names}: only one of them can read '-'\n")
+
+    def test_a_file_named_minus(self):
+        self.file("-", json.dumps(HEALTHY_SNAPSHOT))
+        self.assertEqual(self.run_program("--snapshot", "./-", cwd=self.folder).status, 0)
+        self.assert_cannot_run(self.run_program("--snapshot", "-", cwd=self.folder), "empty")
+
+    def test_a_snapshot_to_standard_output_replaces_the_report(self):
+        for given, status in [(HEALTHY_SNAPSHOT, 0), (EMPTY_SNAPSHOT, 1)]:
+            for extra in ([], ["--explain"]):
+                result = self.diagnose_snapshot(given, "--save-snapshot", "-", *extra,
+                                                cwd=self.folder)
+                self.assertEqual((result.status, result.error), (status, ""))
+                self.assertEqual(self.parsed_snapshot(result.output)["format"], "egress-snapshot")
+                again = self.run_program("--snapshot", "-", "--save-snapshot", "-",
+                                         text=result.output)
+                self.assertEqual(again.output, result.output)
+        self.assertFalse((self.folder / "-").exists())
 
 
 class CannotRunTest(ProgramTest):
@@ -187,7 +234,7 @@ class CannotRunTest(ProgramTest):
 
     def test_missing_files(self):
         missing = self.folder / "missing"
-        snapshot = self.file("empty.snapshot", EMPTY_SNAPSHOT + "end\n")
+        snapshot = self.snapshot_file(EMPTY_SNAPSHOT)
         self.reject("--snapshot", missing, parts=["--snapshot", missing, "No such file"])
         self.reject("--snapshot", snapshot, "--config", missing,
                     parts=["--config", missing, "No such file"])
@@ -195,14 +242,14 @@ class CannotRunTest(ProgramTest):
                     parts=["--answer", missing, "No such file"])
 
     def test_empty_file_names(self):
-        snapshot = self.file("empty.snapshot", EMPTY_SNAPSHOT + "end\n")
+        snapshot = self.snapshot_file(EMPTY_SNAPSHOT)
         self.reject("--snapshot", "", parts=["--snapshot", "No such file"])
         for option in ("--config", "--save-snapshot"):
             self.reject("--snapshot", snapshot, option, "", parts=[option, "No such file"])
         self.reject("--snapshot", snapshot, "--answer", "proxy=", parts=["--answer", "No such file"])
 
     def test_directories_instead_of_files(self):
-        snapshot = self.file("empty.snapshot", EMPTY_SNAPSHOT + "end\n")
+        snapshot = self.snapshot_file(EMPTY_SNAPSHOT)
         self.reject("--snapshot", self.folder, parts=[self.folder, "Is a directory"])
         self.reject("--snapshot", snapshot, "--config", self.folder,
                     parts=["--config", self.folder, "Is a directory"])
@@ -210,7 +257,7 @@ class CannotRunTest(ProgramTest):
                     parts=["--save-snapshot: cannot write", self.folder, "Is a directory"])
 
     def test_a_full_disk(self):
-        snapshot = self.file("empty.snapshot", EMPTY_SNAPSHOT + "end\n")
+        snapshot = self.snapshot_file(EMPTY_SNAPSHOT)
         self.reject("--snapshot", snapshot, "--save-snapshot", "/dev/full",
                     parts=["--save-snapshot", "/dev/full", "No space left"])
 
@@ -218,21 +265,22 @@ class CannotRunTest(ProgramTest):
         return self.run_program("-c", command, program="sh")
 
     def test_unwritable_standard_output(self):
-        snapshot = self.file("empty.snapshot", EMPTY_SNAPSHOT + "end\n")
-        for arguments in (f"--snapshot '{snapshot}'", f"--snapshot '{snapshot}' --explain", "--help",
-                          "--version"):
+        snapshot = f"--snapshot '{self.snapshot_file(EMPTY_SNAPSHOT)}'"
+        for arguments in (snapshot, f"{snapshot} --explain", f"{snapshot} --save-snapshot -",
+                          "--help", "--version"):
             self.assert_cannot_run(self.in_shell(f"'{PROGRAM}' {arguments} >/dev/full"),
                                    "cannot write to standard output", "No space left")
             self.assert_cannot_run(self.in_shell(f"'{PROGRAM}' {arguments} >&-"),
                                    "cannot write to standard output", "Bad file descriptor")
 
     def test_unreadable_standard_input(self):
-        snapshot = self.file("empty.snapshot", EMPTY_SNAPSHOT + "end\n")
-        command = f"'{PROGRAM}' --snapshot '{snapshot}' --config -"
-        self.assert_cannot_run(self.in_shell(f"{command} </"), "--config", "standard input",
-                               "Is a directory")
-        self.assert_cannot_run(self.in_shell(f"{command} <&-"), "--config", "standard input",
-                               "Bad file descriptor")
+        snapshot = f"--snapshot '{self.snapshot_file(EMPTY_SNAPSHOT)}'"
+        for option, arguments in [("--config", f"{snapshot} --config -"),
+                                  ("--answer", f"{snapshot} --answer proxy=-"),
+                                  ("--snapshot", "--snapshot -")]:
+            for redirection, reason in [("</", "Is a directory"), ("<&-", "Bad file descriptor")]:
+                self.assert_cannot_run(self.in_shell(f"'{PROGRAM}' {arguments} {redirection}"),
+                                       f"{option}: cannot read standard input: {reason}")
 
     def test_terminal_escape_sequences_are_encoded(self):
         hostile = "a\nb\x1b[31m\x07\x9b"

@@ -1,4 +1,4 @@
-"""Runs egress-report and validates every report that it prints against docs/report.schema.json."""
+"""Runs egress-report and validates every report and every saved snapshot against its schema in docs/."""
 
 import json
 import os
@@ -12,21 +12,29 @@ import jsonschema
 SOURCE_DIR = Path(os.environ["EGRESS_SOURCE_DIR"])
 PROGRAM = os.environ["EGRESS_REPORT_PROGRAM"]
 SCHEMA = json.loads((SOURCE_DIR / "docs/report.schema.json").read_text())
+SNAPSHOT_SCHEMA_FILE = SOURCE_DIR / "docs/snapshot.schema.json"
+SNAPSHOT_SCHEMA = json.loads(SNAPSHOT_SCHEMA_FILE.read_text()) if SNAPSHOT_SCHEMA_FILE.exists() else {}
 
-# The header of a saved snapshot; with the line "end" added, it is a complete one.
-EMPTY_SNAPSHOT = "egress-snapshot version=1\n"
+# Derive variants with `|`, which replaces whole members, for example
+# EMPTY_SNAPSHOT | {"selectorHint": "x"}.
+EMPTY_SNAPSHOT = {"format": "egress-snapshot", "version": 1}
 
 # The engine has one connection to its endpoint.
-HEALTHY_SNAPSHOT = EMPTY_SNAPSHOT + """\
-config status=OK autoDetectInterface=true
-outbound tag=proxy type=shadowsocks hasServer=true server=198.51.100.10 portSpecified=true ports=443
-interface index=11 operStatus=1 metric=25 addresses=192.168.1.50
-interface index=5 operStatus=1 metric=5 addresses=10.0.0.7,fd00::7
-route family=4 interfaceIndex=5 metric=100
-socket localAddress=10.0.0.7 localPort=51000 remoteAddress=198.51.100.10 remotePort=443
-"""
+HEALTHY_SNAPSHOT = EMPTY_SNAPSHOT | {
+    "config": {"configStatus": "OK", "autoDetectInterface": True, "outbounds": [
+        {"tag": "proxy", "type": "shadowsocks", "hasServer": True, "server": "198.51.100.10",
+         "portSpecified": True, "ports": [443]}]},
+    "adapters": {"rows": [
+        {"interfaceIndex": 11, "operStatus": 1, "interfaceMetric": 25, "addresses": ["192.168.1.50"]},
+        {"interfaceIndex": 5, "operStatus": 1, "interfaceMetric": 5,
+         "addresses": ["10.0.0.7", "fd00::7"]}]},
+    "routes": {"rows": [{"family": 4, "interfaceIndex": 5, "routeMetric": 100}]},
+    "sockets": {"rows": [{"localAddress": "10.0.0.7", "localPort": 51000,
+                          "remoteAddress": "198.51.100.10", "remotePort": 443}]},
+}
 
 _validator = jsonschema.Draft202012Validator(SCHEMA)
+_snapshot_validator = jsonschema.Draft202012Validator(SNAPSHOT_SCHEMA)
 
 
 def schema_errors(report):
@@ -40,6 +48,10 @@ def schema_errors(report):
         if list(members) != order:
             found.append(f"wrong order of members: {list(members)}")
     return found
+
+
+def snapshot_schema_errors(snapshot):
+    return [error.message for error in _snapshot_validator.iter_errors(snapshot)]
 
 
 class Result:
@@ -76,21 +88,32 @@ class ProgramTest(unittest.TestCase):
                                  capture_output=True, encoding="utf-8",
                                  errors="surrogateescape", check=False, **options)
         result = Result(process.returncode, process.stdout, process.stderr)
-        if result.output.startswith("{"):
+        if result.output.startswith('{\n  "format"'):
+            self.parsed_snapshot(result.output)
+        elif result.output.startswith("{"):
             self.assertEqual(schema_errors(result.report), [], result.output)
             self.assertTrue(result.output.endswith("}\n"))
         return result
 
-    def diagnose_snapshot(self, content, *arguments, **options):
-        """Runs the program on a saved snapshot; adds the line "end" if it is missing."""
-        if not content.endswith("\nend\n"):
-            content += "end\n"
-        return self.diagnose_raw_snapshot(content, *arguments, **options)
+    def parsed_snapshot(self, text):
+        """The snapshot in a text that the program wrote."""
+        snapshot = json.loads(text)
+        self.assertEqual(snapshot_schema_errors(snapshot), [], text)
+        self.assertTrue(text.endswith("}\n"))
+        return snapshot
 
-    def diagnose_raw_snapshot(self, content, *arguments, **options):
-        """Runs the program on a saved snapshot, text or bytes, as it is."""
-        return self.run_program("--snapshot", self.file("given.snapshot", content), *arguments,
-                                **options)
+    def snapshot_file(self, snapshot):
+        """The path of a file with this snapshot, a dictionary."""
+        self.assertEqual(snapshot_schema_errors(snapshot), [], snapshot)
+        return self.file("given.json", json.dumps(snapshot))
+
+    def diagnose_snapshot(self, snapshot, *arguments, **options):
+        """Runs the program on a saved snapshot, a dictionary."""
+        return self.run_program("--snapshot", self.snapshot_file(snapshot), *arguments, **options)
+
+    def diagnose_text(self, content, *arguments, **options):
+        """Runs the program on the text or bytes of a saved snapshot."""
+        return self.run_program("--snapshot", self.file("given.json", content), *arguments, **options)
 
     def assert_cannot_run(self, result, *parts):
         """The only output is one line on standard error that contains `parts`."""
