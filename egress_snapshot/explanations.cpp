@@ -1,6 +1,5 @@
 #include "egress_snapshot/explanations.h"
 
-#include <algorithm>
 #include <array>
 
 #include "egress_snapshot/explained_words.h"
@@ -64,9 +63,10 @@ std::span<const ExplainedKey> explainedKeys() noexcept {
 }
 
 std::optional<Explanation> explainWord(std::string_view key, std::string_view word) {
-  const auto found = std::ranges::find(kExplainedKeys, key, &ExplainedKey::key);
-  if (found == kExplainedKeys.end()) return std::nullopt;
-  return found->explain(word);
+  for (const ExplainedKey& row : kExplainedKeys) {
+    if (row.key == key) return row.explain(word);
+  }
+  return std::nullopt;
 }
 
 }  // namespace egress::snapshot
