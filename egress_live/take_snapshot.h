@@ -36,9 +36,10 @@ struct NoProcess {
 //   up to 5 times. A list that cannot be had whole has no row, enumFailed and the reason.
 // - Permissions: adapters and routes need none. Sockets need to read /proc/PID/fd of the chosen
 //   processes: as root, with CAP_SYS_PTRACE, or as their user if they have no capabilities.
-// - Cost on Linux: about four system calls for each descriptor of the chosen processes, for a name
-//   also three for each process of the system, one for each 32 KiB of what the kernel has to list:
-//   all its sockets, not only the engine's. No process is started and no name is looked up.
+// - Cost on Linux: two system calls for each descriptor of the chosen processes, for a name also
+// three
+//   for each process of the system, and one for each 32 KiB of what the kernel has to list: all its
+//   sockets, not only the engine's. No process is started and no name is looked up.
 // - Threads: any number may call it at once; it keeps no state.
 // - Throws only when memory runs out.
 [[nodiscard]] EGRESS_LIVE_EXPORT std::variant<snapshot::HostSnapshot, NoProcess> takeSnapshot(
