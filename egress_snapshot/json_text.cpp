@@ -26,7 +26,7 @@ struct OpenContainer {
 std::string placeOfFault(std::string_view text) {
   std::vector<OpenContainer> open;
   const auto follow = [&open](int /*depth*/, Json::parse_event_t event, const Json& parsed) {
-    using enum Json::parse_event_t;
+    using enum nlohmann::detail::parse_event_t;  // clang 14 takes no alias of it, as in Json
     const bool begins = event == object_start || event == array_start;
     if (begins) {
       open.push_back({.isArray = event == array_start, .key = {}});
@@ -70,7 +70,8 @@ Refusal refusalAt(const Place& place, std::string reason) {
                                 : std::string(step->key.substr(0, kMaxShown)));
   }
   Json::json_pointer pointer;
-  for (auto step = steps.rbegin(); step != steps.rend(); ++step) pointer.push_back(*step);
+  std::ranges::reverse(steps);
+  for (const std::string& step : steps) pointer.push_back(step);
   return {.place = pointer.to_string(), .reason = std::move(reason)};
 }
 
