@@ -114,8 +114,7 @@ Violation checkIndexes(const std::vector<std::uint32_t>& before,
                        const std::vector<std::uint32_t>& after) {
   std::vector<std::uint32_t> sorted = before;
   std::ranges::sort(sorted);
-  const auto repeated = std::ranges::unique(sorted);
-  sorted.erase(repeated.begin(), repeated.end());
+  sorted.erase(std::unique(sorted.begin(), sorted.end()), sorted.end());
   const bool areRanks = std::ranges::equal(before, after, {}, [&](std::uint32_t index) {
     return std::ranges::lower_bound(sorted, index) - sorted.begin() + 1;
   });

@@ -82,7 +82,7 @@ TEST(ReportJsonLaws, ADamagedReportIsReadOrRefused) {
 }
 
 TEST(AnonymizeLaws, TheReportIsKeptAndReplacementsAreConsistent) {
-  checkOnRandomBytes(10'000, kMaxBytes, [](std::string_view bytes) {
+  checkOnRandomBytes(5'000, kMaxBytes, [](std::string_view bytes) {
     Choices choices(bytes);
     return checkAnonymized(generateSnapshot(choices));
   });
