@@ -1,0 +1,159 @@
+#include "egress_snapshot/host_snapshot.h"
+
+#include <tuple>
+
+#include <gtest/gtest.h>
+
+#include "tests/egress_snapshot/full_snapshot.h"
+#include "tests/support/snapshot_equality.h"
+
+// The core's input as tuples of all fields: a field more or less does not compile.
+
+namespace egress {
+
+static auto fieldsOf(const InterfaceRow& record) {
+  const auto& [interfaceIndex, operStatus, interfaceMetric, addresses] = record;
+  return std::tie(interfaceIndex, operStatus, interfaceMetric, addresses);
+}
+static bool operator==(const InterfaceRow& a, const InterfaceRow& b) {
+  return fieldsOf(a) == fieldsOf(b);
+}
+
+static auto fieldsOf(const SocketSource& record) {
+  const auto& [localAddress, localPort, remoteAddress, remotePort] = record;
+  return std::tie(localAddress, localPort, remoteAddress, remotePort);
+}
+static bool operator==(const SocketSource& a, const SocketSource& b) {
+  return fieldsOf(a) == fieldsOf(b);
+}
+
+template <typename Row>
+static auto fieldsOf(const Snapshot<Row>& record) {
+  const auto& [enumFailed, rows] = record;
+  return std::tie(enumFailed, rows);
+}
+template <typename Row>
+static bool operator==(const Snapshot<Row>& a, const Snapshot<Row>& b) {
+  return fieldsOf(a) == fieldsOf(b);
+}
+
+}  // namespace egress
+
+namespace egress::snapshot {
+namespace {
+
+// Compares every field with its default.
+template <typename Record>
+void expectNoDefaults(const Record& record) {
+  const Record defaults;
+  const auto differsFrom = [&defaults](const auto&... fields) {
+    return std::apply([&fields...](const auto&... others) { return (!(fields == others) && ...); },
+                      fieldsOf(defaults));
+  };
+  EXPECT_TRUE(std::apply(differsFrom, fieldsOf(record)));
+}
+
+TEST(FullSnapshot, NoFieldHasItsDefault) {
+  const HostSnapshot snapshot = fullSnapshot();
+  expectNoDefaults(snapshot);
+  expectNoDefaults(snapshot.origin);
+  expectNoDefaults(snapshot.config);
+  expectNoDefaults(snapshot.config.outbounds.front());
+  expectNoDefaults(snapshot.selectorAnswers.front());
+  expectNoDefaults(snapshot.adapters);
+  expectNoDefaults(snapshot.adapters.rows.front());
+  expectNoDefaults(snapshot.routes);
+  expectNoDefaults(snapshot.routes.rows.front());
+  expectNoDefaults(snapshot.sockets);
+  expectNoDefaults(snapshot.sockets.rows.front());
+}
+
+TEST(HostSnapshot, ToInputCopiesEveryFieldOfTheInput) {
+  const HostSnapshot snapshot = fullSnapshot();
+  const DiagnosisInput input = toInput(snapshot);
+  const auto& [configStatus, autoDetectInterface, outbounds, adapters, routes, sockets,
+               selectorAnswers, selectorHint] = input;
+
+  EXPECT_EQ(configStatus, ConfigStatus::OK);
+  EXPECT_TRUE(autoDetectInterface);
+  EXPECT_EQ(outbounds, snapshot.config.outbounds);
+  EXPECT_EQ(selectorAnswers, snapshot.selectorAnswers);
+  EXPECT_EQ(selectorHint, snapshot.selectorHint);
+
+  const std::vector<std::string>& addresses = snapshot.adapters.rows[0].addresses;
+  const AdapterSnapshot wantedAdapters = {.enumFailed = true,
+                                          .rows = {{.interfaceIndex = 4294967295,
+                                                    .operStatus = -2147483647 - 1,
+                                                    .interfaceMetric = 4294967295,
+                                                    .addresses = addresses},
+                                                   {}}};
+  EXPECT_EQ(adapters, wantedAdapters);
+  const RouteSnapshot wantedRoutes = {
+      .enumFailed = true,
+      .rows = {{.family = 2147483647, .interfaceIndex = 7, .routeMetric = 9}, {}}};
+  EXPECT_EQ(routes, wantedRoutes);
+  const SocketSnapshot wantedSockets = {.enumFailed = true,
+                                        .rows = {{.localAddress = "10.1.2.3",
+                                                  .localPort = 4294967295,
+                                                  .remoteAddress = "no address",
+                                                  .remotePort = 443},
+                                                 {}}};
+  EXPECT_EQ(sockets, wantedSockets);
+}
+
+TEST(HostSnapshot, AFreshRecordIsAFreshInput) {
+  const DiagnosisInput input = toInput({});
+  EXPECT_EQ(input.configStatus, ConfigStatus::NO_CONFIG);
+  EXPECT_FALSE(input.autoDetectInterface);
+  EXPECT_TRUE(input.outbounds.empty());
+  EXPECT_EQ(input.adapters, AdapterSnapshot{});
+  EXPECT_EQ(input.routes, RouteSnapshot{});
+  EXPECT_EQ(input.sockets, SocketSnapshot{});
+  EXPECT_TRUE(input.selectorAnswers.empty());
+  EXPECT_EQ(input.selectorHint, "");
+}
+
+TEST(HostSnapshot, EachListFailsOnItsOwn) {
+  HostSnapshot snapshot;
+  snapshot.routes.enumFailed = true;
+  const DiagnosisInput input = toInput(snapshot);
+  EXPECT_FALSE(input.adapters.enumFailed);
+  EXPECT_TRUE(input.routes.enumFailed);
+  EXPECT_FALSE(input.sockets.enumFailed);
+}
+
+struct ProtocolRow {
+  SocketProtocol protocol;
+  std::string_view word;
+};
+struct StateRow {
+  SocketState state;
+  std::string_view word;
+};
+
+TEST(HostSnapshot, ProtocolsAndStatesHaveTheirNamesAsWords) {
+  for (const ProtocolRow& row : std::to_array<ProtocolRow>({
+           {.protocol = SocketProtocol::TCP, .word = "TCP"},
+           {.protocol = SocketProtocol::UDP, .word = "UDP"},
+       })) {
+    EXPECT_EQ(kSocketProtocolWords.at(static_cast<std::size_t>(row.protocol)), row.word);
+  }
+  for (const StateRow& row : std::to_array<StateRow>({
+           {.state = SocketState::ESTABLISHED, .word = "ESTABLISHED"},
+           {.state = SocketState::SYN_SENT, .word = "SYN_SENT"},
+           {.state = SocketState::SYN_RECEIVED, .word = "SYN_RECEIVED"},
+           {.state = SocketState::FIN_WAIT_1, .word = "FIN_WAIT_1"},
+           {.state = SocketState::FIN_WAIT_2, .word = "FIN_WAIT_2"},
+           {.state = SocketState::CLOSE_WAIT, .word = "CLOSE_WAIT"},
+           {.state = SocketState::CLOSING, .word = "CLOSING"},
+           {.state = SocketState::LAST_ACK, .word = "LAST_ACK"},
+           {.state = SocketState::TIME_WAIT, .word = "TIME_WAIT"},
+           {.state = SocketState::LISTEN, .word = "LISTEN"},
+           {.state = SocketState::CLOSED, .word = "CLOSED"},
+       })) {
+    EXPECT_EQ(kSocketStateWords.at(static_cast<std::size_t>(row.state)), row.word);
+  }
+}
+
+}  // namespace
+}  // namespace egress::snapshot
