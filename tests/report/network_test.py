@@ -67,6 +67,13 @@ class SelectionTest(NetworkTest):
                 self.assert_selected(result, uplink)
                 self.assert_observed(result, uplink)
 
+    def test_the_example_of_a_live_host_names_the_interface(self):
+        for name, output, status in [("engine", "OK\nup2\n", 0), ("idle", "NO_MATCHING_SOCKET\n", 1)]:
+            self.connect(*[f"tcp {UP2} {ENDPOINT4} {PORT}"] * (name == "engine"), name=name)
+            result = self.run_program(name, program=os.environ["EGRESS_LIVE_EXAMPLE"],
+                                      text=config(ENDPOINT4, PORT), before=network.inside("engine"))
+            self.assertEqual((result.output, result.error, result.status), (output, "", status))
+
     def test_the_system_uses_the_route_with_the_lower_metric(self):
         self.connect(f"tcp 0.0.0.0 {ENDPOINT4} {PORT}")
         self.assert_selected(self.diagnose(), "up1")
