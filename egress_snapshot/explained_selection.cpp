@@ -1,6 +1,16 @@
 #include "egress_snapshot/explained_words.h"
 
 namespace egress::snapshot {
+namespace {
+
+// A configuration whose endpoint is known: 198.51.100.10, port 443.
+constexpr const char* kEndpointKnown = R"({
+  "route": {"auto_detect_interface": true},
+  "outbounds": [{"tag": "proxy", "type": "shadowsocks",
+                 "server": "198.51.100.10", "server_port": 443}]
+})";
+
+}  // namespace
 
 Explanation explanationOf(SelectionStatus status) {
   switch (status) {
@@ -16,10 +26,8 @@ Explanation explanationOf(SelectionStatus status) {
                   "Nothing. The ordinal is the interface's position in this report. To verify "
                   "on Linux, run `ip route get ENDPOINT from SOURCE`; `egress-report "
                   "--save-snapshot FILE` writes both addresses.",
-              .smallestInput = {.snapshot = R"({"format": "egress-snapshot", "version": 1,
- "config": {"configStatus": "OK", "autoDetectInterface": true, "outbounds": [
-    {"tag": "proxy", "type": "shadowsocks", "hasServer": true, "server": "198.51.100.10",
-     "portSpecified": true, "ports": [443]}]},
+              .smallestInput = {.config = kEndpointKnown,
+                                .snapshot = R"({"format": "egress-snapshot", "version": 1,
  "adapters": {"rows": [
     {"interfaceIndex": 2, "addresses": ["192.0.2.7"]}]},
  "sockets": {"rows": [
@@ -39,20 +47,16 @@ Explanation explanationOf(SelectionStatus status) {
       return {.meaning = "The endpoint is known, but not the sockets.",
               .usualCause = "`socketSourcesStatus` is `SOCKET_ENUM_FAILED`.",
               .whatToDo = "See `socketSourcesStatus`.",
-              .smallestInput = {.snapshot = R"({"format": "egress-snapshot", "version": 1,
- "config": {"configStatus": "OK", "autoDetectInterface": true, "outbounds": [
-    {"tag": "proxy", "type": "shadowsocks", "hasServer": true, "server": "198.51.100.10",
-     "portSpecified": true, "ports": [443]}]},
+              .smallestInput = {.config = kEndpointKnown,
+                                .snapshot = R"({"format": "egress-snapshot", "version": 1,
  "sockets": {"enumFailed": true}})"}};
     case NOT_EVALUATED_ADAPTER_ENUM_FAILED:
       return {
           .meaning = "The endpoint and the sockets are known, but not the interfaces' addresses.",
           .usualCause = "`interfacesStatus` is `ADAPTER_ENUM_FAILED`.",
           .whatToDo = "See `interfacesStatus`.",
-          .smallestInput = {.snapshot = R"({"format": "egress-snapshot", "version": 1,
- "config": {"configStatus": "OK", "autoDetectInterface": true, "outbounds": [
-    {"tag": "proxy", "type": "shadowsocks", "hasServer": true, "server": "198.51.100.10",
-     "portSpecified": true, "ports": [443]}]},
+          .smallestInput = {.config = kEndpointKnown,
+                            .snapshot = R"({"format": "egress-snapshot", "version": 1,
  "adapters": {"enumFailed": true}})"}};
     case NO_MATCHING_SOCKET:
       return {.meaning = "The engine has no socket to the endpoint.",
@@ -66,10 +70,8 @@ Explanation explanationOf(SelectionStatus status) {
                   "Send traffic through the engine and diagnose again. Check that the sockets "
                   "belong to the engine's process and that it runs with this configuration; "
                   "`egress-report --save-snapshot FILE` writes the sockets.",
-              .smallestInput = {.snapshot = R"({"format": "egress-snapshot", "version": 1,
- "config": {"configStatus": "OK", "autoDetectInterface": true, "outbounds": [
-    {"tag": "proxy", "type": "shadowsocks", "hasServer": true, "server": "198.51.100.10",
-     "portSpecified": true, "ports": [443]}]}})"}};
+              .smallestInput = {.config = kEndpointKnown,
+                                .snapshot = R"({"format": "egress-snapshot", "version": 1})"}};
     case SOCKET_SOURCE_ADDRESS_UNMAPPED:
       return {.meaning =
                   "There are sockets to the endpoint, but no interface has any of their source "
@@ -85,10 +87,8 @@ Explanation explanationOf(SelectionStatus status) {
                   "let the engine reconnect. If the status stays, find the owner of the "
                   "address, on Linux with `ip route show table local`; `egress-report "
                   "--save-snapshot FILE` writes the address.",
-              .smallestInput = {.snapshot = R"({"format": "egress-snapshot", "version": 1,
- "config": {"configStatus": "OK", "autoDetectInterface": true, "outbounds": [
-    {"tag": "proxy", "type": "shadowsocks", "hasServer": true, "server": "198.51.100.10",
-     "portSpecified": true, "ports": [443]}]},
+              .smallestInput = {.config = kEndpointKnown,
+                                .snapshot = R"({"format": "egress-snapshot", "version": 1,
  "sockets": {"rows": [
     {"localAddress": "192.0.2.7", "remoteAddress": "198.51.100.10", "remotePort": 443}]}})"}};
     case PARTIAL_SOCKET_SOURCE_MAPPING:
@@ -99,10 +99,8 @@ Explanation explanationOf(SelectionStatus status) {
               .whatToDo =
                   "Wait until the old connections are closed, or let the engine reconnect, and "
                   "diagnose again.",
-              .smallestInput = {.snapshot = R"({"format": "egress-snapshot", "version": 1,
- "config": {"configStatus": "OK", "autoDetectInterface": true, "outbounds": [
-    {"tag": "proxy", "type": "shadowsocks", "hasServer": true, "server": "198.51.100.10",
-     "portSpecified": true, "ports": [443]}]},
+              .smallestInput = {.config = kEndpointKnown,
+                                .snapshot = R"({"format": "egress-snapshot", "version": 1,
  "adapters": {"rows": [
     {"interfaceIndex": 2, "addresses": ["192.0.2.7"]}]},
  "sockets": {"rows": [
@@ -117,10 +115,8 @@ Explanation explanationOf(SelectionStatus status) {
                   "Diagnose again later. If the status stays, the engine uses several "
                   "interfaces. They are among `observedSocketSources`, which lists the "
                   "interfaces of all its sockets.",
-              .smallestInput = {.snapshot = R"({"format": "egress-snapshot", "version": 1,
- "config": {"configStatus": "OK", "autoDetectInterface": true, "outbounds": [
-    {"tag": "proxy", "type": "shadowsocks", "hasServer": true, "server": "198.51.100.10",
-     "portSpecified": true, "ports": [443]}]},
+              .smallestInput = {.config = kEndpointKnown,
+                                .snapshot = R"({"format": "egress-snapshot", "version": 1,
  "adapters": {"rows": [
     {"interfaceIndex": 2, "addresses": ["192.0.2.7"]},
     {"interfaceIndex": 3, "addresses": ["192.0.2.8"]}]},
@@ -138,10 +134,8 @@ Explanation explanationOf(SelectionStatus status) {
           .whatToDo =
               "Give each interface a unique address. For link-local addresses, use another "
               "address of the endpoint instead.",
-          .smallestInput = {.snapshot = R"({"format": "egress-snapshot", "version": 1,
- "config": {"configStatus": "OK", "autoDetectInterface": true, "outbounds": [
-    {"tag": "proxy", "type": "shadowsocks", "hasServer": true, "server": "198.51.100.10",
-     "portSpecified": true, "ports": [443]}]},
+          .smallestInput = {.config = kEndpointKnown,
+                            .snapshot = R"({"format": "egress-snapshot", "version": 1,
  "adapters": {"rows": [
     {"interfaceIndex": 2, "addresses": ["192.0.2.7"]},
     {"interfaceIndex": 3, "addresses": ["192.0.2.7"]}]},

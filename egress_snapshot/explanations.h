@@ -9,7 +9,8 @@
 
 namespace egress::snapshot {
 
-// A small input with which the report has a word. An empty text is not part of it.
+// A small input with which the report has a word. An empty text is not part of it; the
+// configuration and the answer take the place of those in the snapshot.
 struct SmallestInput {
   std::string_view config = {};    // the engine's configuration
   std::string_view answer = {};    // of the selector tagged "proxy"

@@ -17,9 +17,9 @@ constexpr const char* kIntroduction =
     "is generated from the explanations in `egress_snapshot/`, and a test compares it with them.";
 
 constexpr const char* kInputs =
-    "An input is a configuration (`--config`), with the answer of the selector `proxy` (`--answer "
-    "proxy=FILE`) if it is shown, or a saved snapshot (`--snapshot`). Where no snapshot is shown, "
-    "use an empty one: `{\"format\": \"egress-snapshot\", \"version\": 1}`. "
+    "An input is a configuration (`--config`), the answer of the selector `proxy` (`--answer "
+    "proxy=FILE`) and a saved snapshot (`--snapshot`), each if it is shown. Where no snapshot is "
+    "shown, use an empty one: `{\"format\": \"egress-snapshot\", \"version\": 1}`. "
     "[host-contract.md](host-contract.md) defines what a host must provide.";
 
 // Appends a paragraph, wrapped at 100 columns.
