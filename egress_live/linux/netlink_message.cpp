@@ -48,8 +48,10 @@ DumpProgress addPart(std::string_view what, std::span<const std::byte> part, Net
 }
 
 const nlattr* findAttribute(const nlmsghdr& message, std::size_t fixedSize, std::uint16_t type) {
-  const auto* const end = static_cast<const char*>(mnl_nlmsg_get_payload_tail(&message));
-  const void* at = mnl_nlmsg_get_payload_offset(&message, fixedSize);
+  const void* at = &message;
+  // Not mnl_nlmsg_get_payload_tail, which is aligned: up to 3 bytes behind the message.
+  const auto* const end = static_cast<const char*>(at) + message.nlmsg_len;
+  at = mnl_nlmsg_get_payload_offset(&message, fixedSize);
   while (true) {
     const auto* const attribute = static_cast<const nlattr*>(at);
     const auto left = end - static_cast<const char*>(at);
