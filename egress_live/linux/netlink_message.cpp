@@ -29,7 +29,7 @@ DumpProgress addPart(std::string_view what, std::span<const std::byte> part, Net
   const std::string name(what);
   const void* at = part.data();
   int left = static_cast<int>(part.size());
-  for (const auto* message = static_cast<const nlmsghdr*>(at); mnl_nlmsg_ok(message, left);
+  for (const auto* message = static_cast<const nlmsghdr*>(at); isWholeMessage(message, left);
        message = mnl_nlmsg_next(message, &left)) {
     if ((message->nlmsg_flags & NLM_F_DUMP_INTR) != 0) return DumpProgress::Interrupted;
     switch (message->nlmsg_type) {
@@ -44,6 +44,7 @@ DumpProgress addPart(std::string_view what, std::span<const std::byte> part, Net
       default: append(*message, reply); break;
     }
   }
+  if (left > 0) throw EnumerationError(name + ": a netlink message is cut off");
   return DumpProgress::More;
 }
 

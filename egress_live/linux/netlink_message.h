@@ -27,7 +27,8 @@ struct NetlinkReply {
 enum class DumpProgress : std::uint8_t { More, Complete, Interrupted };
 
 // Appends the data messages of one part of a dump to the reply. `part` must be aligned for
-// nlmsghdr. Throws EnumerationError if the kernel reports an error; the message begins with `what`.
+// nlmsghdr. Throws EnumerationError if the kernel reports an error or the part is cut off; the
+// message begins with `what`.
 [[nodiscard]] DumpProgress addPart(std::string_view what, std::span<const std::byte> part,
                                    NetlinkReply& reply);
 
@@ -36,11 +37,17 @@ enum class DumpProgress : std::uint8_t { More, Complete, Interrupted };
   return (size + kAlignment - 1) / kAlignment * kAlignment;
 }
 
+// Whether a whole message begins here, with `left` bytes to the end. mnl_nlmsg_ok alone takes a
+// length of 2^31 or more as a negative one, which fits.
+[[nodiscard]] inline bool isWholeMessage(const nlmsghdr* message, int left) {
+  return mnl_nlmsg_ok(message, left) && message->nlmsg_len <= static_cast<std::uint32_t>(left);
+}
+
 template <typename Handle>
 void forEachMessage(std::span<const std::byte> bytes, Handle handle) {
   const void* at = bytes.data();
   int left = static_cast<int>(bytes.size());
-  for (const auto* message = static_cast<const nlmsghdr*>(at); mnl_nlmsg_ok(message, left);
+  for (const auto* message = static_cast<const nlmsghdr*>(at); isWholeMessage(message, left);
        message = mnl_nlmsg_next(message, &left)) {
     handle(*message);
   }
