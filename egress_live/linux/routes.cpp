@@ -1,5 +1,6 @@
 #include "egress_live/linux/routes.h"
 
+#include <algorithm>
 #include <sys/socket.h>
 
 #include <linux/rtnetlink.h>
@@ -13,10 +14,12 @@ using Rows = std::vector<RouteRow>;
 
 // RTNH_OK of <linux/rtnetlink.h> reads the length of a next hop before it checks that it is there.
 void addNextHops(std::span<const std::byte> hops, RouteRow row, Rows& rows) {
-  while (hops.size() >= sizeof(rtnexthop)) {
+  while (!hops.empty()) {
     rtnexthop hop{};
-    std::memcpy(&hop, hops.data(), sizeof(hop));
-    if (hop.rtnh_len < sizeof(hop) || hop.rtnh_len > hops.size()) return;
+    if (hops.size() >= sizeof(hop)) std::memcpy(&hop, hops.data(), sizeof(hop));
+    if (hop.rtnh_len < sizeof(hop) || hop.rtnh_len > hops.size()) {
+      throw EnumerationError("a next hop of a default route is cut off");
+    }
     row.interfaceIndex = static_cast<std::uint32_t>(hop.rtnh_ifindex);
     rows.push_back(row);
     hops = hops.subspan(std::min(aligned(hop.rtnh_len), hops.size()));
