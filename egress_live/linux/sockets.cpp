@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 #include <array>
 #include <netinet/tcp.h>
+#include <optional>
 #include <sys/socket.h>
 
 #include <linux/inet_diag.h>
@@ -35,7 +36,9 @@ constexpr std::uint32_t kConnectedStates = 1U << TCP_ESTABLISHED | 1U << TCP_FIN
                                            1U << TCP_FIN_WAIT2 | 1U << TCP_CLOSE_WAIT |
                                            1U << TCP_LAST_ACK | 1U << TCP_CLOSING;
 
-SocketState stateOf(std::uint8_t state) {
+// Nothing for a socket that is not connected any more: the kernel reads the state again after it
+// has selected the sockets.
+std::optional<SocketState> stateOf(std::uint8_t state) {
   switch (state) {
     using enum SocketState;
     case TCP_ESTABLISHED: return ESTABLISHED;
@@ -44,17 +47,17 @@ SocketState stateOf(std::uint8_t state) {
     case TCP_CLOSE_WAIT: return CLOSE_WAIT;
     case TCP_LAST_ACK: return LAST_ACK;
     case TCP_CLOSING: return CLOSING;
-    default: throw EnumerationError("a socket is in a state that was not asked for");
+    default: return std::nullopt;
   }
 }
 
-Socket socketIn(const inet_diag_msg& socket, SocketProtocol protocol) {
+Socket socketIn(const inet_diag_msg& socket, SocketProtocol protocol, SocketState state) {
   const inet_diag_sockid& ends = socket.id;
   const auto address = [&socket](const auto& words) {
     return addressText(socket.idiag_family, std::as_bytes(std::span(words)));
   };
   return {.protocol = protocol,
-          .state = stateOf(socket.idiag_state),
+          .state = state,
           .localAddress = address(ends.idiag_src),
           .localPort = ntohs(ends.idiag_sport),
           .remoteAddress = address(ends.idiag_dst),
@@ -72,7 +75,10 @@ std::vector<Socket> socketsIn(const NetlinkReply& reply, SocketProtocol protocol
   std::vector<Socket> sockets;
   forEachMessage(reply.bytes, [&](const nlmsghdr& message) {
     const auto& socket = payloadOf<inet_diag_msg>(message);
-    if (inodes.contains(socket.idiag_inode)) sockets.push_back(socketIn(socket, protocol));
+    const std::optional<SocketState> state = stateOf(socket.idiag_state);
+    if (state && inodes.contains(socket.idiag_inode)) {
+      sockets.push_back(socketIn(socket, protocol, *state));
+    }
   });
   return sockets;
 }

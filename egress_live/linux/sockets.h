@@ -16,7 +16,7 @@ namespace egress::live {
 // EnumerationError.
 [[nodiscard]] std::vector<snapshot::Socket> takeSockets(const std::set<std::uint32_t>& inodes);
 
-// The sockets with these inode numbers in the reply to SOCK_DIAG_BY_FAMILY. Throws
+// The connected sockets with these inode numbers in the reply to SOCK_DIAG_BY_FAMILY. Throws
 // EnumerationError.
 [[nodiscard]] std::vector<snapshot::Socket> socketsIn(const NetlinkReply& reply,
                                                       snapshot::SocketProtocol protocol,
