@@ -13,7 +13,6 @@
 #include <sys/socket.h>
 
 #include <libmnl/libmnl.h>
-#include <linux/if.h>
 #include <linux/if_addr.h>
 #include <linux/rtnetlink.h>
 
@@ -84,25 +83,7 @@ class Reply {
   nlmsghdr* message_ = nullptr;
 };
 
-constexpr int kLoopback = 1;  // its interface index in every network namespace
 constexpr std::uint32_t kUnknownIndex = 999999;
-
-// Writes a part before the kernel's reply; returns 0 for other faults.
-ssize_t insertPart(void* buffer) {
-  Reply reply(buffer);
-  if (isRequested("noop")) {
-    reply.add<int>(NLMSG_NOOP);
-  } else if (isRequested("other-family") && currentType == RTM_GETADDR) {
-    reply.add<ifaddrmsg>(RTM_NEWADDR).ifa_family = AF_PHONET;
-    reply.addAttribute(IFA_LOCAL, 1, &kLoopback);
-  } else if (isRequested("other-family") && currentType == RTM_GETROUTE) {
-    auto& route = reply.add<rtmsg>(RTM_NEWROUTE);
-    route.rtm_family = AF_INET;
-    route.rtm_type = RTN_UNICAST;
-    reply.addAttribute(RTA_OIF, sizeof(kLoopback), &kLoopback);
-  }
-  return reply.size();
-}
 
 // Writes a complete fake reply; returns 0 for other faults.
 ssize_t fakeReply(void* buffer) {
@@ -119,31 +100,13 @@ ssize_t fakeReply(void* buffer) {
     reply.add<std::uint16_t>(currentType);
     return reply.end();
   }
-  if (isRequested("states")) {
-    for (std::uint8_t state = IF_OPER_UNKNOWN; state <= IF_OPER_UP + 1; ++state) {
-      reply.add<ifinfomsg>(RTM_NEWLINK).ifi_index = state + 1;
-      reply.addAttribute(IFLA_OPERSTATE, sizeof(state), &state);
-    }
-    reply.add<ifinfomsg>(RTM_NEWLINK).ifi_index = 100;  // without a state
-    return reply.end();
-  }
-  const bool hasUnknownInterface =
-      isRequested("unknown-interface") ||
-      (isRequested("unknown-interface-once") && requestCounts[currentRequest] == 1);
-  if (hasUnknownInterface || isRequested("short-address") || isRequested("no-address")) {
+  if (isRequested("unknown-interface") ||
+      (isRequested("unknown-interface-once") && requestCounts[currentRequest] == 1)) {
     auto& address = reply.add<ifaddrmsg>(RTM_NEWADDR);
     address.ifa_family = AF_INET;
-    address.ifa_index = hasUnknownInterface ? kUnknownIndex : kLoopback;
+    address.ifa_index = kUnknownIndex;
     const in_addr value{};
-    const std::size_t size = hasUnknownInterface ? sizeof(value) : 2;
-    if (!isRequested("no-address")) reply.addAttribute(IFA_LOCAL, size, &value);
-    return reply.end();
-  }
-  if (isRequested("no-interface") || isRequested("short-interface")) {
-    auto& route = reply.add<rtmsg>(RTM_NEWROUTE);
-    route.rtm_family = AF_INET;
-    route.rtm_type = RTN_UNICAST;
-    if (isRequested("short-interface")) reply.addAttribute(RTA_OIF, 2, &kLoopback);
+    reply.addAttribute(IFA_LOCAL, sizeof(value), &value);
     return reply.end();
   }
   return 0;
@@ -204,9 +167,6 @@ ssize_t mnl_socket_recvfrom(const mnl_socket* nl, void* buf, std::size_t siz) {
     return -1;
   }
   if (isRequested("empty")) return 0;
-  if (partCount == 1) {
-    if (const ssize_t added = insertPart(buf); added != 0) return added;
-  }
   if (const ssize_t faked = fakeReply(buf); faked != 0) return faked;
   const ssize_t received = real(mnl_socket_recvfrom, "mnl_socket_recvfrom")(nl, buf, siz);
   if (received > 0) corrupt(buf, received);
