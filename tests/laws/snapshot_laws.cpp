@@ -11,10 +11,10 @@
 #include "egress/json/json_fault.h"
 #include "egress_snapshot/report_json.h"
 #include "egress_snapshot/snapshot_json.h"
-#include "tests/laws/same_snapshot.h"
 #include "tests/support/exact_text.h"
 #include "tests/support/joined.h"
 #include "tests/support/scalar_text.h"
+#include "tests/support/snapshot_equality.h"
 
 namespace egress::test {
 namespace {
@@ -127,7 +127,7 @@ Violation checkSnapshotJson(const HostSnapshot& record) {
     return joined({"refused: ", toString(*refusal), "\n", text});
   }
   const HostSnapshot expected = withDeclaredWords(record);
-  const bool isSame = sameSnapshot(std::get<HostSnapshot>(result), expected);
+  const bool isSame = std::get<HostSnapshot>(result) == expected;
   return isSame ? "" : joined({"read back as another record:\n", text});
 }
 
