@@ -213,10 +213,12 @@ bool isInternalHeader(const std::string& include) {
 }
 
 TEST(Architecture, EachFolderIncludesOnlyWhatItsRowAllows) {
-  for (const auto& [folder, allowed] : includesInDocumentation(/*ofFolders=*/true)) {
-    const auto isAllowed = [&allowed = allowed](const std::string& include) {
-      return std::ranges::any_of(
-          allowed, [&include](const std::string& prefix) { return include.starts_with(prefix); });
+  for (const auto& row : includesInDocumentation(/*ofFolders=*/true)) {
+    const std::string& folder = row.first;
+    const auto isAllowed = [&row](const std::string& include) {
+      return std::ranges::any_of(row.second, [&include](const std::string& prefix) {
+        return include.starts_with(prefix);
+      });
     };
     for (const fs::path& file : sourcesOf(folder)) {
       for (const std::string& line : linesOf(file)) {
