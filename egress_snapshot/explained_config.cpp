@@ -3,8 +3,8 @@
 namespace egress::snapshot {
 
 Explanation explanationOf(ConfigStatus status) {
+  using enum ConfigStatus;
   switch (status) {
-    using enum ConfigStatus;
     case OK:
       return {.meaning = "The configuration was read and contains a valid `auto_detect_interface`.",
               .usualCause = "The normal case.",
@@ -45,8 +45,8 @@ Explanation explanationOf(ConfigStatus status) {
 }
 
 Explanation explanationOf(EgressSelectionPolicy policy) {
+  using enum EgressSelectionPolicy;
   switch (policy) {
-    using enum EgressSelectionPolicy;
     case singbox_auto_detect:
       return {
           .meaning = "The engine selects the interface itself, so only its sockets show which one.",

@@ -3,8 +3,8 @@
 namespace egress::snapshot {
 
 Explanation explanationOf(ActiveEndpointStatus status) {
+  using enum ActiveEndpointStatus;
   switch (status) {
-    using enum ActiveEndpointStatus;
     case OK:
       return {.meaning =
                   "The endpoint is one numeric address and one port, and its sockets can be "

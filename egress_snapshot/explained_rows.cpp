@@ -3,8 +3,8 @@
 namespace egress::snapshot {
 
 Explanation explanationOf(InterfacesStatus status) {
+  using enum InterfacesStatus;
   switch (status) {
-    using enum InterfacesStatus;
     case OK:
       return {.meaning = "They are; `interfaces` lists them.",
               .usualCause = "The normal case.",
@@ -22,8 +22,8 @@ Explanation explanationOf(InterfacesStatus status) {
 }
 
 Explanation explanationOf(DefaultRoutesStatus status) {
+  using enum DefaultRoutesStatus;
   switch (status) {
-    using enum DefaultRoutesStatus;
     case OK:
       return {.meaning = "They are; `defaultRoutes` lists them.",
               .usualCause = "The normal case.",
@@ -51,8 +51,8 @@ Explanation explanationOf(DefaultRoutesStatus status) {
 }
 
 Explanation explanationOf(InterfaceOrdinalStatus status) {
+  using enum InterfaceOrdinalStatus;
   switch (status) {
-    using enum InterfaceOrdinalStatus;
     case OK:
       return {.meaning = "It is; `interfaceOrdinal` identifies it.",
               .usualCause = "The normal case.",
@@ -75,8 +75,8 @@ Explanation explanationOf(InterfaceOrdinalStatus status) {
 }
 
 Explanation explanationOf(SocketSourcesStatus status) {
+  using enum SocketSourcesStatus;
   switch (status) {
-    using enum SocketSourcesStatus;
     case OK:
       return {.meaning =
                   "They are. `observedSocketSources` lists each interface that has the source "

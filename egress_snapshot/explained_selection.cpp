@@ -13,8 +13,8 @@ constexpr const char* kEndpointKnown = R"({
 }  // namespace
 
 Explanation explanationOf(SelectionStatus status) {
+  using enum SelectionStatus;
   switch (status) {
-    using enum SelectionStatus;
     case OK:
       return {.meaning =
                   "All sockets to the endpoint have source addresses of one interface. Their "
