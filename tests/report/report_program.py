@@ -12,8 +12,7 @@ import jsonschema
 SOURCE_DIR = Path(os.environ["EGRESS_SOURCE_DIR"])
 PROGRAM = os.environ["EGRESS_REPORT_PROGRAM"]
 SCHEMA = json.loads((SOURCE_DIR / "docs/report.schema.json").read_text())
-SNAPSHOT_SCHEMA_FILE = SOURCE_DIR / "docs/snapshot.schema.json"
-SNAPSHOT_SCHEMA = json.loads(SNAPSHOT_SCHEMA_FILE.read_text()) if SNAPSHOT_SCHEMA_FILE.exists() else {}
+SNAPSHOT_SCHEMA = json.loads((SOURCE_DIR / "docs/snapshot.schema.json").read_text())
 
 # Derive variants with `|`, which replaces whole members, for example
 # EMPTY_SNAPSHOT | {"selectorHint": "x"}.

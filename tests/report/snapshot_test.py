@@ -9,7 +9,8 @@ import os
 import re
 import unittest
 
-from report_program import EMPTY_SNAPSHOT, HEALTHY_SNAPSHOT, SOURCE_DIR, ProgramTest
+from report_program import (EMPTY_SNAPSHOT, HEALTHY_SNAPSHOT, SOURCE_DIR, ProgramTest,
+                            snapshot_schema_errors)
 
 # Every member of every record, and special characters in texts.
 FULL_SNAPSHOT = EMPTY_SNAPSHOT | {
@@ -71,22 +72,37 @@ SECRETS = ["2026-11-22", "my-tool", "7.8.9", "alice", "Tokyo", "Osaka", "Kyoto",
            "8.8.8.8", "2a00", "4040", "707", "3939", "3838", "3737", "reason", "100023"]
 
 
+def paths(value, path=()):
+    """The keys that lead to each value inside a value."""
+    if isinstance(value, (dict, list)):
+        for key in value if isinstance(value, dict) else range(len(value)):
+            yield *path, key
+            yield from paths(value[key], (*path, key))
+
+
+def at(value, path):
+    for key in path:
+        value = value[key]
+    return value
+
+
 def without_each_record(snapshot):
     """Copies of a snapshot, each without one of its members or one element of its arrays."""
-    def paths(value, path):
-        for key in value if isinstance(value, dict) else range(len(value)):
-            if not path or isinstance(value, list):
-                yield *path, key
-            if isinstance(value[key], (dict, list)):
-                yield from paths(value[key], (*path, key))
-    for path in paths(snapshot, ()):
-        if path not in (("format",), ("version",)):
+    for path in paths(snapshot):
+        is_record = len(path) == 1 or isinstance(at(snapshot, path[:-1]), list)
+        if is_record and path not in (("format",), ("version",)):
             changed = copy.deepcopy(snapshot)
-            parent = changed
-            for key in path[:-1]:
-                parent = parent[key]
-            del parent[path[-1]]
+            del at(changed, path[:-1])[path[-1]]
             yield path, changed
+
+
+def with_each_scalar_replaced(snapshot, values):
+    for path in paths(snapshot):
+        if not isinstance(at(snapshot, path), (dict, list)):
+            for value in values:
+                changed = copy.deepcopy(snapshot)
+                at(changed, path[:-1])[path[-1]] = value
+                yield path, changed
 
 
 def documented_ranges():
@@ -233,6 +249,15 @@ class RejectedTest(ProgramTest):
                  "/adapters/rows/0/addresses/0: null is not a text")]:
             with self.subTest(text=text):
                 self.reject(text, error)
+
+    def test_the_schema_rejects_the_same(self):
+        rejected = 0
+        for path, snapshot in with_each_scalar_replaced(FULL_SNAPSHOT, (None, True, -1, 2**32, "x", {})):
+            with self.subTest(path=path, value=at(snapshot, path)):
+                is_rejected = self.diagnose_text(json.dumps(snapshot)).status == 2
+                self.assertEqual(bool(snapshot_schema_errors(snapshot)), is_rejected)
+                rejected += is_rejected
+        self.assertGreater(rejected, 0)
 
     def test_the_file_is_named_as_given(self):
         result = self.run_program("--snapshot", "-", text="")
