@@ -17,7 +17,7 @@ struct Ipv4Range {
   std::uint32_t size = 0;
 };
 
-constexpr Ipv4Range prefixRange(std::uint32_t a, std::uint32_t b, std::uint32_t c, std::uint32_t d,
+consteval Ipv4Range prefixRange(std::uint32_t a, std::uint32_t b, std::uint32_t c, std::uint32_t d,
                                 unsigned prefixLength) {
   return {.first = a << 24U | b << 16U | c << 8U | d, .size = 1U << (32U - prefixLength)};
 }
