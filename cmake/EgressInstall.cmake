@@ -1,4 +1,4 @@
-# Installs the library, the self-check and the files for CMake and pkg-config. They refer to each other by
+# Installs the libraries, the programs and the files for CMake and pkg-config. They refer to each other by
 # relative paths, so that an installed tree can be moved, unless an installation directory is absolute.
 
 # Included only here, because GNUInstallDirs adds cache variables to a parent project.
@@ -18,30 +18,54 @@ egress_relative_path(includedir_from_prefix ${CMAKE_INSTALL_PREFIX}
                      ${CMAKE_INSTALL_FULL_INCLUDEDIR})
 egress_relative_path(libdir_from_bindir ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
 
-install(TARGETS egress EXPORT egressTargets FILE_SET HEADERS)
-if(TARGET egress-selfcheck)
-  set_target_properties(egress-selfcheck PROPERTIES EXPORT_NAME selfcheck)
-  if(library_type STREQUAL SHARED_LIBRARY)
-    set(here $<IF:$<PLATFORM_ID:Darwin>,@loader_path,$ORIGIN>)
-    set_target_properties(egress-selfcheck PROPERTIES INSTALL_RPATH ${here}/${libdir_from_bindir})
-  endif()
-  install(TARGETS egress-selfcheck EXPORT egressTargets)
+set(shared_flag "")
+set(library_rpath "")
+set(program_rpath "")
+if(library_type STREQUAL SHARED_LIBRARY)
+  set(shared_flag " -DEGRESS_SHARED")
+  set(library_rpath $<IF:$<PLATFORM_ID:Darwin>,@loader_path,$ORIGIN>)
+  set(program_rpath ${library_rpath}/${libdir_from_bindir})
 endif()
-install(EXPORT egressTargets NAMESPACE egress:: DESTINATION ${cmake_dir})
 
-configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/egressConfig.cmake.in egressConfig.cmake
-                              INSTALL_DESTINATION ${cmake_dir})
+# Each library has an export set of its own, because egressConfig.cmake loads only those that are asked for.
+function(egress_install_library target name requires description)
+  set_target_properties(${target} PROPERTIES INSTALL_RPATH "${library_rpath}")
+  install(TARGETS ${target} EXPORT ${target}Targets FILE_SET HEADERS)
+  install(EXPORT ${target}Targets NAMESPACE egress:: DESTINATION ${cmake_dir})
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/library.pc.in ${name}.pc @ONLY)
+  install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${name}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endfunction()
+function(egress_install_program target)
+  set_target_properties(${target} PROPERTIES INSTALL_RPATH "${program_rpath}")
+  install(TARGETS ${target} ${ARGN})
+endfunction()
+
+egress_install_library(egress egress "" "${PROJECT_DESCRIPTION}")
+if(EGRESS_BUILD_SNAPSHOT)
+  egress_install_library(egress_snapshot egress-snapshot "egress = ${PROJECT_VERSION}"
+                         "Records of hosts for egress, and its reports, as JSON")
+endif()
+if(EGRESS_BUILD_LIVE)
+  set(live_requires "egress-snapshot = ${PROJECT_VERSION}")
+  if(library_type STREQUAL STATIC_LIBRARY)
+    # Not in Requires.private: all libraries of an installation are static, so every user links libmnl.
+    string(APPEND live_requires ", libmnl >= ${egress_libmnl_version}")
+    install(FILES ${CMAKE_CURRENT_LIST_DIR}/EgressFindLibmnl.cmake DESTINATION ${cmake_dir})
+  endif()
+  egress_install_library(egress_live egress-live "${live_requires}"
+                         "Takes a record of the host that it runs on, for egress")
+endif()
+if(EGRESS_BUILD_SELFCHECK)
+  egress_install_program(egress-selfcheck EXPORT egressTargets)
+endif()
+if(EGRESS_BUILD_REPORT)
+  egress_install_program(egress-report)
+endif()
+
 write_basic_package_version_file(egressConfigVersion.cmake COMPATIBILITY SameMajorVersion)
 install(
-  FILES ${CMAKE_CURRENT_BINARY_DIR}/egressConfig.cmake
-        ${CMAKE_CURRENT_BINARY_DIR}/egressConfigVersion.cmake
+  FILES ${CMAKE_CURRENT_BINARY_DIR}/egressConfigVersion.cmake
+        ${CMAKE_CURRENT_LIST_DIR}/egressConfig.cmake
         ${CMAKE_CURRENT_LIST_DIR}/EgressSelfcheck.cmake
         ${CMAKE_CURRENT_LIST_DIR}/EgressRunSelfcheck.cmake
   DESTINATION ${cmake_dir})
-
-set(shared_flag "")
-if(library_type STREQUAL SHARED_LIBRARY)
-  set(shared_flag " -DEGRESS_SHARED")
-endif()
-configure_file(${CMAKE_CURRENT_LIST_DIR}/egress.pc.in egress.pc @ONLY)
-install(FILES ${CMAKE_CURRENT_BINARY_DIR}/egress.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -1,12 +1,13 @@
-# The layers above the core, each on the one below. EGRESS_BUILD_<layer> is ON, OFF or AUTO: on if the layer below
-# is on and what this layer needs is found. AUTO is the default, but OFF in a subproject.
+# The layers above the core, each on the one below. EGRESS_BUILD_<layer> is ON, OFF or AUTO: on if the layer
+# below is on and what this layer needs is found. AUTO is the default, but OFF in a subproject.
 
 set(egress_layer_default OFF)
 if(PROJECT_IS_TOP_LEVEL)
   set(egress_layer_default AUTO)
 endif()
 foreach(layer IN ITEMS SNAPSHOT LIVE REPORT)
-  set(EGRESS_BUILD_${layer} ${egress_layer_default} CACHE STRING "ON, OFF, or AUTO: if its library is found")
+  set(EGRESS_BUILD_${layer} ${egress_layer_default}
+      CACHE STRING "ON, OFF, or AUTO: if its library is found")
 endforeach()
 # A layer that is left out on request takes those above with it.
 if(NOT EGRESS_BUILD_SNAPSHOT AND EGRESS_BUILD_LIVE STREQUAL "AUTO")
@@ -16,8 +17,8 @@ if(NOT EGRESS_BUILD_LIVE AND EGRESS_BUILD_REPORT STREQUAL "AUTO")
   set(EGRESS_BUILD_REPORT OFF)
 endif()
 
-# Turns EGRESS_BUILD_<layer> into ON or OFF. `below` is the option of the layer below, `titles` what is left out
-# without this layer, `found` whether there is what it needs.
+# Turns EGRESS_BUILD_<layer> into ON or OFF. `below` is the option of the layer below, `titles` what is left
+# out without this layer, `found` whether there is what it needs.
 function(egress_layer layer below titles found needs)
   set(option EGRESS_BUILD_${layer})
   if(found AND ${below})
@@ -41,12 +42,9 @@ if(EGRESS_BUILD_SNAPSHOT)
 endif()
 if(EGRESS_BUILD_LIVE AND CMAKE_SYSTEM_NAME STREQUAL "Linux")
   set(egress_live_system linux) # a folder for each system, in egress_live/
-  find_package(PkgConfig QUIET)
-  if(PkgConfig_FOUND)
-    pkg_check_modules(EGRESS_LIBMNL QUIET IMPORTED_TARGET libmnl>=1.0.4)
-  endif()
+  include(cmake/EgressFindLibmnl.cmake)
   egress_layer(LIVE EGRESS_BUILD_SNAPSHOT "egress::live and egress-report" "${EGRESS_LIBMNL_FOUND}"
-               "libmnl 1.0.4 (Debian: pkg-config libmnl-dev)")
+               "${egress_libmnl_title}")
 elseif(EGRESS_BUILD_LIVE)
   egress_layer(LIVE EGRESS_BUILD_SNAPSHOT "egress::live and egress-report" FALSE "Linux")
 endif()

@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""Builds and installs the project as a static and as a shared library, and uses it in host projects.
+"""Builds and installs the project with static and with shared libraries, and uses it in host projects.
 
 Usage: package_test.py SCRATCH COMPILER [UNITTEST_ARGUMENT...]
 
@@ -17,7 +17,7 @@ from pathlib import Path
 
 SOURCE = Path(__file__).resolve().parents[2]
 EMBED = SOURCE / "examples" / "embed"
-SYMBOLS = Path(__file__).with_name("exported_symbols.txt")
+CONSUMER = Path(__file__).with_name("consumer")  # of the libraries above the core
 KINDS = ["static", "shared"]
 PASS, CHECKS = re.search(r"^(PASS: (\d+) checks, 0 failures\n)", (SOURCE / "README.md").read_text(),
                          re.MULTILINE).groups()
@@ -32,20 +32,53 @@ IGNORED = re.compile(
 ENVIRONMENT = {name: value for name, value in os.environ.items() if not IGNORED.fullmatch(name)}
 ENVIRONMENT["LC_ALL"] = "C"  # the tests compare messages
 
-HEADERS = """
-    egress.h export.h version.h config/config_defects.h config/numeric_address.h config/protocols.h
-    config/proxy_config.h config/selector_answer.h core/diagnose_egress.h core/diagnosis.h
-    core/diagnosis_input.h core/egress_report.h core/report_table.h core/status_words.h
-    core/write_report.h json/json_fault.h json/json_kind.h""".split()
-INSTALLED = """
-    bin/egress-selfcheck lib/cmake/egress/EgressRunSelfcheck.cmake
-    lib/cmake/egress/EgressSelfcheck.cmake lib/cmake/egress/egressConfig.cmake
-    lib/cmake/egress/egressConfigVersion.cmake lib/cmake/egress/egressTargets-release.cmake
-    lib/cmake/egress/egressTargets.cmake lib/pkgconfig/egress.pc""".split()
-LIBRARIES = {
-    "static": ["lib/libegress.a"],
-    "shared": ["lib/libegress.so", "lib/libegress.so.1", "lib/libegress.so.1.0.0"],
+# The libraries, each with the list of the symbols that it exports.
+LIBRARIES = {"egress": "exported_symbols.txt", "egress-snapshot": "exported_symbols_snapshot.txt",
+             "egress-live": "exported_symbols_live.txt"}
+PROGRAMS = ["egress-selfcheck", "egress-report"]
+
+# Installed with each library and the programs, besides the libraries.
+FILES = {
+    "egress": """
+        include/egress/egress.h include/egress/export.h include/egress/version.h
+        include/egress/config/config_defects.h include/egress/config/numeric_address.h
+        include/egress/config/protocols.h include/egress/config/proxy_config.h
+        include/egress/config/selector_answer.h include/egress/core/diagnose_egress.h
+        include/egress/core/diagnosis.h include/egress/core/diagnosis_input.h
+        include/egress/core/egress_report.h include/egress/core/report_table.h
+        include/egress/core/status_words.h include/egress/core/write_report.h
+        include/egress/json/json_fault.h include/egress/json/json_kind.h
+        lib/cmake/egress/EgressRunSelfcheck.cmake lib/cmake/egress/EgressSelfcheck.cmake
+        lib/cmake/egress/egressConfig.cmake lib/cmake/egress/egressConfigVersion.cmake
+        lib/cmake/egress/egressTargets-release.cmake lib/cmake/egress/egressTargets.cmake
+        lib/pkgconfig/egress.pc""".split(),
+    "egress-snapshot": """
+        include/egress_snapshot/anonymize.h include/egress_snapshot/explanations.h
+        include/egress_snapshot/export.h include/egress_snapshot/host_snapshot.h
+        include/egress_snapshot/refusal.h include/egress_snapshot/report_json.h
+        include/egress_snapshot/snapshot_json.h
+        lib/cmake/egress/egress_snapshotTargets-release.cmake
+        lib/cmake/egress/egress_snapshotTargets.cmake lib/pkgconfig/egress-snapshot.pc""".split(),
+    "egress-live": """
+        include/egress_live/export.h include/egress_live/take_snapshot.h
+        lib/cmake/egress/egress_liveTargets-release.cmake
+        lib/cmake/egress/egress_liveTargets.cmake lib/pkgconfig/egress-live.pc""".split(),
+    "programs": [f"bin/{name}" for name in PROGRAMS],
 }
+
+
+def library_files(kind, name):
+    if kind == "static":
+        return [f"lib/lib{name}.a"]
+    return [f"lib/lib{name}.so{version}" for version in ["", ".1", ".1.0.0"]]
+
+
+def expected_files(kind):
+    files = [file for group in FILES.values() for file in group]
+    files += [file for name in LIBRARIES for file in library_files(kind, name)]
+    if kind == "static":
+        files.append("lib/cmake/egress/EgressFindLibmnl.cmake")
+    return sorted(files)
 
 
 def attempt(*command, **environment):
@@ -53,6 +86,12 @@ def attempt(*command, **environment):
     return subprocess.run([str(word) for word in command], text=True, stdout=subprocess.PIPE,
                           stderr=subprocess.STDOUT, stdin=subprocess.DEVNULL, check=False,
                           env=ENVIRONMENT | environment)
+
+
+def pkg_config_path(libdir):
+    """Our directory before the system's, which have libmnl."""
+    system = run("pkg-config", "--variable=pc_path", "pkg-config").strip()
+    return f"{libdir}/pkgconfig:{system}"
 
 
 def show(result):
@@ -67,14 +106,16 @@ def run(*command, **environment):
     return result.stdout
 
 
-def configure(source, build, *settings, attempting=run):
+def configure(source, build, *settings, attempting=run, **environment):
     return attempting("cmake", "-S", source, "-B", build, "-G", "Ninja",
-                      f"-DCMAKE_CXX_COMPILER={COMPILER}", "-DCMAKE_BUILD_TYPE=Release", *settings)
+                      f"-DCMAKE_CXX_COMPILER={COMPILER}", "-DCMAKE_BUILD_TYPE=Release", *settings,
+                      **environment)
 
 
 def build_project(kind, libdir):
     shared = "ON" if kind == "shared" else "OFF"
-    configure(SOURCE, SCRATCH / kind, "-DEGRESS_BUILD_TESTS=OFF", "-DEGRESS_BUILD_LIVE=OFF",
+    configure(SOURCE, SCRATCH / kind, "-DEGRESS_BUILD_TESTS=OFF", "-DEGRESS_BUILD_SNAPSHOT=ON",
+              "-DEGRESS_BUILD_LIVE=ON", "-DEGRESS_BUILD_REPORT=ON",
               f"-DBUILD_SHARED_LIBS={shared}", f"-DCMAKE_INSTALL_LIBDIR={libdir}",
               f"-DCMAKE_INSTALL_PREFIX={prefix_of(kind)}")
     run("cmake", "--build", SCRATCH / kind, "-j2")
@@ -107,7 +148,7 @@ def readme_blocks(language):
 
 
 # The host's build files and commands from README.md.
-README_FIND, README_ADD, README_FETCH = readme_blocks("cmake")
+README_FIND, README_FIND_COMPONENTS, README_ADD, README_FETCH = readme_blocks("cmake")
 README_COMPILE, = readme_blocks("sh")
 
 
@@ -131,10 +172,29 @@ class PackageTest(unittest.TestCase):
     def expect_embed_works(self, program, **environment):
         self.assertEqual(run(program, **environment), readme_blocks("text")[0])
 
-    def expect_linked_as(self, kind, program):
-        uses = any(name.startswith("egress::diagnoseEgress(")
+    def expect_linked_as(self, kind, program, function="egress::diagnoseEgress"):
+        uses = any(name.startswith(f"{function}(")
                    for _, name in dynamic_symbols("--undefined-only", program))
         self.assertEqual(uses, kind == "shared", f"{program} links the shared library")
+
+    def expect_consumer_works(self, kind, snapshot_program, live_program, **environment):
+        """Checks the two programs of tests/package/consumer."""
+        self.expect_linked_as(kind, snapshot_program, "egress::snapshot::snapshotFromJson")
+        self.expect_linked_as(kind, live_program, "egress::live::takeSnapshot")
+        snapshot, report = json.loads(run(snapshot_program, **environment))
+        self.assertEqual(snapshot["selectorHint"], "a tag")
+        self.assertEqual(report["configStatus"], "NO_CONFIG")
+        # A chroot may have no /proc.
+        expected = "snapshot taken\n" if Path("/proc/self/fd").exists() else "no snapshot: "
+        self.assertTrue(run(live_program, **environment).startswith(expected))
+
+    def expect_programs_work(self, prefix):
+        self.assertEqual(run(prefix / "bin" / "egress-selfcheck"), PASS)
+        snapshot = fresh_folder("snapshot") / "snapshot.json"
+        snapshot.write_text('{"format": "egress-snapshot", "version": 1}')
+        result = attempt(prefix / "bin" / "egress-report", "--snapshot", snapshot)
+        self.assertEqual(result.returncode, 1, show(result))
+        self.assertEqual(json.loads(result.stdout)["configStatus"], "NO_CONFIG")
 
     def expect_all_pass(self, build, tests):
         output = run("ctest", "--test-dir", build, "--output-on-failure", "--no-tests=error")
@@ -158,31 +218,63 @@ class PackageTest(unittest.TestCase):
         return build
 
 
+def find_components(name, prefix, arguments, **environment):
+    """What find_package(egress ARGUMENTS) brings: "found TARGETS" or "refused: MESSAGE"."""
+    folder = SCRATCH / name
+    folder.mkdir(parents=True, exist_ok=True)
+    (folder / "CMakeLists.txt").write_text("""\
+cmake_minimum_required(VERSION 3.25)
+project(components LANGUAGES CXX)
+find_package(egress CONFIG QUIET ${arguments})
+foreach(target IN ITEMS egress selfcheck snapshot live)
+  if(TARGET egress::${target})
+    list(APPEND targets ${target})
+  endif()
+endforeach()
+if(egress_FOUND)
+  message(NOTICE "found ${targets}")
+else()
+  message(NOTICE "refused: ${egress_NOT_FOUND_MESSAGE}")
+endif()
+""")
+    output = configure(folder, folder / "build", f"-Darguments={arguments}",
+                       f"-DCMAKE_PREFIX_PATH={prefix}", **environment)
+    return re.search("^(found|refused:) .*", output, re.MULTILINE)[0]
+
+
 class InstalledTest(PackageTest):
     def test_installs_exactly_the_listed_files(self):
-        headers = [f"include/egress/{header}" for header in HEADERS]
         for kind in KINDS:
             with self.subTest(kind):
-                self.assertEqual(installed_files(prefix_of(kind)),
-                                 sorted(INSTALLED + headers + LIBRARIES[kind]))
+                self.assertEqual(installed_files(prefix_of(kind)), expected_files(kind))
 
-    def test_no_file_contains_a_path_of_the_build(self):
+    def test_no_file_for_a_host_build_mentions_the_json_library(self):
         for kind in KINDS:
-            prefix = prefix_of(kind)
-            for file in installed_files(prefix):
-                content = (prefix / file).read_bytes()
-                for place in [SOURCE, SCRATCH / kind, prefix]:
+            for file in installed_files(prefix_of(kind)):
+                if re.match("include/|lib/(cmake|pkgconfig)/", file):
                     with self.subTest(kind=kind, file=file):
-                        self.assertNotIn(str(place).encode(), content)
+                        self.assertNotIn("nlohmann", (prefix_of(kind) / file).read_text())
 
-    def test_the_shared_library_exports_exactly_the_listed_symbols(self):
-        library = prefix_of("shared") / "lib" / "libegress.so"
-        self.assertEqual(dynamic_symbols("--defined-only", library),
-                         [("T", name) for name in SYMBOLS.read_text().splitlines()])
+    def test_the_shared_libraries_export_exactly_the_listed_symbols(self):
+        for name, symbols in LIBRARIES.items():
+            with self.subTest(name):
+                library = prefix_of("shared") / "lib" / f"lib{name}.so"
+                listed = Path(__file__).with_name(symbols).read_text().splitlines()
+                self.assertEqual(dynamic_symbols("--defined-only", library),
+                                 [("T", symbol) for symbol in listed])
 
     def test_the_soname_contains_the_major_version(self):
-        headers = run("objdump", "-p", prefix_of("shared") / "lib" / "libegress.so")
-        self.assertRegex(headers, r"SONAME +libegress\.so\.1\n")
+        for name in LIBRARIES:
+            with self.subTest(name):
+                headers = run("objdump", "-p", prefix_of("shared") / "lib" / f"lib{name}.so")
+                self.assertRegex(headers, rf"SONAME +lib{name}\.so\.1\n")
+
+    def test_the_shared_libraries_find_each_other(self):
+        moved = self.move_installation("shared")
+        for name in LIBRARIES:
+            with self.subTest(name):
+                library = moved / "lib" / f"lib{name}.so.1"
+                self.assertNotIn("not found", run("ldd", library))
 
 
 class FindPackageTest(PackageTest):
@@ -202,10 +294,58 @@ class FindPackageTest(PackageTest):
         for kind in KINDS:
             with self.subTest(kind):
                 moved = self.move_installation(kind)
-                self.assertEqual(run(moved / "bin" / "egress-selfcheck"), PASS)
+                self.expect_programs_work(moved)
                 build = self.build_embed(f"{kind}-found-moved", f"-DCMAKE_PREFIX_PATH={moved}")
                 self.expect_embed_works(build / "embed")
                 self.expect_all_pass(build, ["embed", "egress-selfcheck"])
+                self.expect_components_work(kind, moved)
+
+    def test_the_components_work_with_either_library(self):
+        for kind in KINDS:
+            with self.subTest(kind):
+                self.expect_components_work(kind, prefix_of(kind))
+
+    def expect_components_work(self, kind, prefix):
+        self.assertIn(README_FIND_COMPONENTS, (CONSUMER / "CMakeLists.txt").read_text())
+        build = fresh_folder("consumer")
+        configure(CONSUMER, build, f"-DCMAKE_PREFIX_PATH={prefix}")
+        run("cmake", "--build", build)
+        self.expect_consumer_works(kind, build / "use_snapshot", build / "use_live")
+
+    def test_brings_the_targets_of_the_components_that_are_asked_for(self):
+        core = ["egress", "selfcheck"]
+        rows = [
+            ("", core),
+            ("COMPONENTS;snapshot", [*core, "snapshot"]),
+            ("COMPONENTS;live", [*core, "snapshot", "live"]),
+            ("OPTIONAL_COMPONENTS;liv;snapshot", [*core, "snapshot"]),
+        ]
+        for arguments, targets in rows:
+            with self.subTest(arguments):
+                self.assertEqual(find_components("components", prefix_of("static"), arguments),
+                                 f"found {';'.join(targets)}")
+
+    def test_refuses_an_unknown_component(self):
+        answer = find_components("unknown", prefix_of("static"), "COMPONENTS;live;liv")
+        self.assertEqual(answer, "refused: Component 'liv' does not exist; "
+                                 "the components are snapshot and live.")
+
+    def test_only_the_static_live_library_needs_libmnl(self):
+        none = {"PKG_CONFIG_LIBDIR": str(fresh_folder("no-libmnl"))}
+        core = "found egress;selfcheck"
+        rows = [
+            ("static", "COMPONENTS;live",
+             "refused: Component 'live' needs libmnl 1.0.4 (Debian: pkg-config libmnl-dev)."),
+            ("static", "", core),
+            ("static", "OPTIONAL_COMPONENTS;live", core),
+            ("static", "COMPONENTS;snapshot", f"{core};snapshot"),
+            ("shared", "COMPONENTS;live", f"{core};snapshot;live"),
+        ]
+        for kind, arguments, answer in rows:
+            with self.subTest(kind=kind, arguments=arguments):
+                self.assertEqual(
+                    find_components(f"no-libmnl/{kind}", prefix_of(kind), arguments, **none),
+                    answer)
 
     def test_rejects_other_major_versions_and_newer_ones(self):
         folder = fresh_folder("version")
@@ -223,46 +363,64 @@ class FindPackageTest(PackageTest):
 
 
 class PkgConfigTest(PackageTest):
-    def ask(self, prefix, option):
-        return run("pkg-config", option, "egress",
-                   PKG_CONFIG_LIBDIR=str(prefix / "lib" / "pkgconfig"))
+    def ask(self, prefix, option, name="egress"):
+        return run("pkg-config", option, name, PKG_CONFIG_LIBDIR=pkg_config_path(prefix / "lib"))
 
-    def compile_embed(self, prefix, libdir):
-        """Compiles the example with README's command, in which c++ is COMPILER."""
-        folder = fresh_folder("pkg-config")
-        shutil.copy(EMBED / "main.cpp", folder)
+    def compile(self, source, name, prefix, libdir="lib"):
+        """Compiles a program with README's command, in which c++ is COMPILER, for a library."""
+        folder = fresh_folder(f"pkg-config-{name}")
+        shutil.copy(source, folder / "main.cpp")
         (folder / "c++").symlink_to(shutil.which(COMPILER))
-        run("sh", "-c", f"cd '{folder}' && {README_COMPILE}",
-            PATH=f"{folder}:{ENVIRONMENT['PATH']}",
-            PKG_CONFIG_LIBDIR=str(prefix / libdir / "pkgconfig"))
+        command = README_COMPILE.replace(" egress)", f" {name})")
+        self.assertIn(f" {name})", command)
+        run("sh", "-c", f"cd '{folder}' && {command}", PATH=f"{folder}:{ENVIRONMENT['PATH']}",
+            PKG_CONFIG_LIBDIR=pkg_config_path(prefix / libdir))
         return folder / "a.out"
+
+    def compile_embed(self, prefix, libdir="lib"):
+        return self.compile(EMBED / "main.cpp", "egress", prefix, libdir)
+
+    def expect_components_work(self, kind, prefix):
+        programs = [self.compile(CONSUMER / f"use_{name}.cpp", f"egress-{name}", prefix)
+                    for name in ["snapshot", "live"]]
+        self.expect_consumer_works(kind, *programs, LD_LIBRARY_PATH=str(prefix / "lib"))
 
     def test_works_with_either_library(self):
         for kind in KINDS:
             with self.subTest(kind):
-                program = self.compile_embed(prefix_of(kind), "lib")
+                program = self.compile_embed(prefix_of(kind))
                 self.expect_linked_as(kind, program)
                 self.expect_shared_flag_if_shared(kind, self.ask(prefix_of(kind), "--cflags"))
                 self.expect_embed_works(program, LD_LIBRARY_PATH=str(prefix_of(kind) / "lib"))
+                self.expect_components_work(kind, prefix_of(kind))
+
+    def test_only_the_static_live_library_needs_libmnl(self):
+        for kind in KINDS:
+            with self.subTest(kind):
+                requires = self.ask(prefix_of(kind), "--print-requires", "egress-live")
+                self.assertEqual("libmnl" in requires, kind == "static", requires)
 
     def test_works_after_the_installation_was_moved(self):
         for kind in KINDS:
             with self.subTest(kind):
                 moved = self.move_installation(kind)
-                program = self.compile_embed(moved, "lib")
+                program = self.compile_embed(moved)
                 self.expect_embed_works(program, LD_LIBRARY_PATH=str(moved / "lib"))
+                self.expect_components_work(kind, moved)
 
     def test_works_with_a_nested_library_directory(self):
         libdir = "lib/some/where"
         self.addCleanup(build_project, "shared", "lib")
         build_project("shared", libdir)
         prefix = install("shared", SCRATCH / "nested-prefix")
-        self.assertEqual(run(prefix / "bin" / "egress-selfcheck"), PASS)
+        self.expect_programs_work(prefix)
         program = self.compile_embed(prefix, libdir)
         self.expect_embed_works(program, LD_LIBRARY_PATH=str(prefix / libdir))
 
     def test_has_the_version(self):
-        self.assertEqual(self.ask(prefix_of("static"), "--modversion"), "1.0.0\n")
+        for name in LIBRARIES:
+            with self.subTest(name):
+                self.assertEqual(self.ask(prefix_of("static"), "--modversion", name), "1.0.0\n")
 
 
 # A parent project that dumps its variables and properties before and after it adds egress. It needs a
@@ -308,6 +466,11 @@ EMBED_IN_PARENT = f"""
 add_executable(embed "{EMBED}/main.cpp")
 target_link_libraries(embed PRIVATE egress::egress)
 """
+ENABLE_LIBRARIES = "set(EGRESS_BUILD_SNAPSHOT ON)\nset(EGRESS_BUILD_LIVE ON)\n"
+CONSUMER_IN_PARENT = "".join(f"""
+add_executable(use_{name} "{CONSUMER}/use_{name}.cpp")
+target_link_libraries(use_{name} PRIVATE egress::{name})
+""" for name in ["snapshot", "live"])
 
 
 class SubprojectTest(PackageTest):
@@ -357,18 +520,23 @@ class SubprojectTest(PackageTest):
                    for path in (SOURCE / "egress" / folder).glob("*.cpp")]
         self.assertEqual(len(ours), len(sources), "only the library's sources are compiled")
 
-    def test_works_through_fetch_content(self):
-        build = self.build_parent("fetching", PARENT % README_FETCH + EMBED_IN_PARENT)
+    def test_works_through_fetch_content_with_the_other_static_libraries(self):
+        build = self.build_parent(
+            "fetching",
+            PARENT % (ENABLE_LIBRARIES + README_FETCH) + EMBED_IN_PARENT + CONSUMER_IN_PARENT,
+            "-DCMAKE_BUILD_TYPE=Debug")
         self.expect_embed_works(build / "embed")
+        self.expect_consumer_works("static", build / "use_snapshot", build / "use_live")
 
-    def test_the_parent_can_enable_the_self_check(self):
+    def test_the_parent_can_enable_the_self_check_and_the_other_shared_libraries(self):
         build = self.build_parent("checking", PARENT % f"""
 set(EGRESS_BUILD_SELFCHECK ON)
-{README_ADD}
+{ENABLE_LIBRARIES}{README_ADD}
 egress_add_selfcheck_test()
 egress_add_selfcheck_test(NAME by-another-name)
-""")
+""" + CONSUMER_IN_PARENT, "-DBUILD_SHARED_LIBS=ON", "-DCMAKE_BUILD_TYPE=Debug")
         self.expect_all_pass(build, ["egress-selfcheck", "by-another-name"])
+        self.expect_consumer_works("shared", build / "use_snapshot", build / "use_live")
 
     def test_adding_the_self_check_test_fails_if_the_self_check_is_not_built(self):
         folder = fresh_folder("selfcheck-not-built")
@@ -395,6 +563,21 @@ set(CMAKE_POSITION_INDEPENDENT_CODE ON)
         names = [name for _, name in dynamic_symbols("--defined-only", build / "libplugin.so")]
         self.assertIn("plugin()", names)
         self.assertEqual([name for name in names if "egress::" in name], [])
+
+
+    def test_a_component_that_was_not_built_is_refused(self):
+        build = self.build_parent("static-parent", PARENT % README_ADD + EMBED_IN_PARENT,
+                                  "-DEGRESS_INSTALL=ON")
+        prefix = install("static-parent/build", SCRATCH / "core-prefix")
+        self.assertEqual(installed_files(prefix),
+                         sorted(FILES["egress"] + library_files("static", "egress")))
+        for component in ["snapshot", "live"]:
+            with self.subTest(component):
+                answer = find_components("not-built", prefix, f"COMPONENTS;{component}")
+                self.assertEqual(answer, f"refused: Component '{component}' was not built; "
+                                         f"build egress with EGRESS_BUILD_{component.upper()}=ON.")
+        answer = find_components("not-built", prefix, "OPTIONAL_COMPONENTS;live")
+        self.assertEqual(answer, "found egress")
 
 
 class SelfcheckTest(PackageTest):
