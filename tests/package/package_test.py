@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""Builds and installs the project with static and with shared libraries, and uses it in host projects.
+"""Builds and installs the project with static and shared libraries, and uses it in host projects.
 
 Usage: package_test.py SCRATCH COMPILER [UNITTEST_ARGUMENT...]
 
@@ -578,6 +578,68 @@ set(CMAKE_POSITION_INDEPENDENT_CODE ON)
                                          f"build egress with EGRESS_BUILD_{component.upper()}=ON.")
         answer = find_components("not-built", prefix, "OPTIONAL_COMPONENTS;live")
         self.assertEqual(answer, "found egress")
+
+
+class LayersTest(PackageTest):
+    """Which layers are built where a library is missing."""
+
+    NO_JSON = "-DCMAKE_DISABLE_FIND_PACKAGE_nlohmann_json=ON"
+    NO_CLI = "-DCMAKE_DISABLE_FIND_PACKAGE_CLI11=ON"
+    NO_PKG_CONFIG = "-DCMAKE_DISABLE_FIND_PACKAGE_PkgConfig=ON"
+    FOLDERS = ["egress_snapshot", "egress_live", "apps/report"]
+    JSON = "nlohmann-json 3.11 (Debian: nlohmann-json3-dev)"
+    LIBMNL = "libmnl 1.0.4 (Debian: pkg-config libmnl-dev)"
+    CLI = "CLI11 2.1 (Debian: libcli11-dev)"
+
+    def configure(self, *settings, libmnl=True):
+        folder = fresh_folder("layers")
+        invisible = {} if libmnl else {"PKG_CONFIG_LIBDIR": str(folder)}
+        result = configure(SOURCE, folder, "-DEGRESS_BUILD_TESTS=OFF", *settings,
+                           attempting=attempt, **invisible)
+        return result, [name for name in self.FOLDERS if (folder / name).is_dir()]
+
+    def test_a_layer_without_its_library_is_left_out_with_those_above(self):
+        no_snapshot = f"egress::snapshot, egress::live and egress-report: needs {self.JSON}"
+        no_live = "egress::live and egress-report: needs"
+        no_report = f"egress-report: needs {self.CLI}"
+        rows = [
+            ([], True, 3, []),
+            ([self.NO_JSON], True, 0, [no_snapshot]),
+            ([], False, 1, [f"{no_live} {self.LIBMNL}"]),
+            ([self.NO_PKG_CONFIG], True, 1, [f"{no_live} {self.LIBMNL}"]),
+            ([self.NO_CLI], True, 2, [no_report]),
+            ([self.NO_JSON, self.NO_CLI], False, 0,
+             [no_snapshot, f"{no_live} {self.LIBMNL}", no_report]),
+            (["-DCMAKE_SYSTEM_NAME=FreeBSD"], True, 1, [f"{no_live} Linux"]),
+            # Left out on request.
+            (["-DEGRESS_BUILD_SNAPSHOT=OFF"], False, 0, []),
+            (["-DEGRESS_BUILD_LIVE=OFF", self.NO_CLI], True, 1, []),
+        ]
+        for settings, libmnl, layers, lines in rows:
+            with self.subTest(settings=settings, libmnl=libmnl):
+                result, built = self.configure(*settings, libmnl=libmnl)
+                self.assertEqual(result.returncode, 0, show(result))
+                self.assertEqual(built, self.FOLDERS[:layers])
+                left_out = re.findall("^-- Not building (.*)", result.stdout, re.MULTILINE)
+                self.assertEqual(left_out, lines)
+
+    def test_a_layer_that_is_asked_for_and_cannot_be_built_is_an_error(self):
+        rows = [
+            (["-DEGRESS_BUILD_SNAPSHOT=ON", self.NO_JSON], True,
+             f"EGRESS_BUILD_SNAPSHOT=ON needs {self.JSON}"),
+            (["-DEGRESS_BUILD_LIVE=ON"], False, f"EGRESS_BUILD_LIVE=ON needs {self.LIBMNL}"),
+            (["-DEGRESS_BUILD_LIVE=ON", "-DCMAKE_SYSTEM_NAME=FreeBSD"], True,
+             "EGRESS_BUILD_LIVE=ON needs Linux"),
+            (["-DEGRESS_BUILD_LIVE=ON", "-DEGRESS_BUILD_SNAPSHOT=OFF"], True,
+             "EGRESS_BUILD_LIVE=ON needs EGRESS_BUILD_SNAPSHOT=ON"),
+            (["-DEGRESS_BUILD_REPORT=ON", self.NO_CLI], True,
+             f"EGRESS_BUILD_REPORT=ON needs {self.CLI}"),
+        ]
+        for settings, libmnl, message in rows:
+            with self.subTest(settings=settings, libmnl=libmnl):
+                result, _ = self.configure(*settings, libmnl=libmnl)
+                self.assertNotEqual(result.returncode, 0, show(result))
+                self.assertIn(message, " ".join(result.stdout.split()))
 
 
 class SelfcheckTest(PackageTest):
