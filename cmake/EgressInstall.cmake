@@ -8,6 +8,18 @@ include(CMakePackageConfigHelpers)
 set(cmake_dir ${CMAKE_INSTALL_LIBDIR}/cmake/egress)
 get_target_property(library_type egress TYPE)
 
+# The first rule checks that every target was built, so that a failure leaves no part of an installation.
+set(built_files "")
+foreach(target IN ITEMS egress egress_snapshot egress_live egress-selfcheck egress-report)
+  if(TARGET ${target})
+    list(APPEND built_files $<TARGET_FILE:${target}>)
+  endif()
+endforeach()
+get_property(is_multi_config GLOBAL PROPERTY GENERATOR_IS_MULTI_CONFIG)
+set(build_command "cmake --build '${CMAKE_BINARY_DIR}'$<${is_multi_config}: --config $<CONFIG>>")
+install(CODE "set(egress_built_files \"${built_files}\")\nset(egress_build_command \"${build_command}\")")
+install(SCRIPT ${CMAKE_CURRENT_LIST_DIR}/EgressCheckBuilt.cmake)
+
 function(egress_relative_path variable from to)
   cmake_path(RELATIVE_PATH to BASE_DIRECTORY ${from} OUTPUT_VARIABLE path)
   set(${variable} ${path} PARENT_SCOPE)

@@ -255,6 +255,33 @@ class InstalledTest(PackageTest):
                     with self.subTest(kind=kind, file=file):
                         self.assertNotIn("nlohmann", (prefix_of(kind) / file).read_text())
 
+    def test_installs_nothing_unless_everything_was_built(self):
+        prefix = fresh_folder("incomplete") / "prefix"
+        for kind in KINDS:
+            files = [*PROGRAMS, *[Path(library_files(kind, name)[-1]).name for name in LIBRARIES]]
+            for file in files:
+                with self.subTest(kind=kind, file=file):
+                    built, = (SCRATCH / kind).rglob(file)
+                    hidden = built.rename(f"{built}.hidden")
+                    try:
+                        result = attempt("cmake", "--install", SCRATCH / kind, "--prefix", prefix)
+                    finally:
+                        hidden.rename(built)
+                    self.assertNotEqual(result.returncode, 0, show(result))
+                    message = " ".join(result.stdout.split())
+                    self.assertIn(f"'{built}' was not built, so nothing was installed", message)
+                    self.assertIn(f"cmake --build '{SCRATCH / kind}'", message)
+                    self.assertFalse(prefix.exists())
+
+    def test_no_file_contains_a_path_of_the_build(self):
+        for kind in KINDS:
+            prefix = prefix_of(kind)
+            for file in installed_files(prefix):
+                content = (prefix / file).read_bytes()
+                for place in [SOURCE, SCRATCH / kind, prefix]:
+                    with self.subTest(kind=kind, file=file):
+                        self.assertNotIn(str(place).encode(), content)
+
     def test_the_shared_libraries_export_exactly_the_listed_symbols(self):
         for name, symbols in LIBRARIES.items():
             with self.subTest(name):
