@@ -1,5 +1,6 @@
-# Installs the libraries, the programs and the files for CMake and pkg-config. They refer to each other by
-# relative paths, so that an installed tree can be moved, unless an installation directory is absolute.
+# Installs the libraries, the programs, their documentation and the files for CMake and pkg-config. They
+# refer to each other by relative paths, so that an installed tree can be moved, unless an installation
+# directory is absolute.
 
 # Included only here, because GNUInstallDirs adds cache variables to a parent project.
 include(GNUInstallDirs)
@@ -81,3 +82,9 @@ install(
         ${CMAKE_CURRENT_LIST_DIR}/EgressSelfcheck.cmake
         ${CMAKE_CURRENT_LIST_DIR}/EgressRunSelfcheck.cmake
   DESTINATION ${cmake_dir})
+
+# In one folder, because they refer to each other.
+set(docs compatibility.md egress-report.md host-contract.md status-words.md report.schema.json
+         snapshot.schema.json)
+list(TRANSFORM docs PREPEND ${PROJECT_SOURCE_DIR}/docs/)
+install(FILES ${docs} DESTINATION ${CMAKE_INSTALL_DOCDIR})

@@ -51,7 +51,10 @@ FILES = {
         lib/cmake/egress/EgressRunSelfcheck.cmake lib/cmake/egress/EgressSelfcheck.cmake
         lib/cmake/egress/egressConfig.cmake lib/cmake/egress/egressConfigVersion.cmake
         lib/cmake/egress/egressTargets-release.cmake lib/cmake/egress/egressTargets.cmake
-        lib/pkgconfig/egress.pc""".split(),
+        lib/pkgconfig/egress.pc
+        share/doc/egress/compatibility.md share/doc/egress/egress-report.md
+        share/doc/egress/host-contract.md share/doc/egress/report.schema.json
+        share/doc/egress/snapshot.schema.json share/doc/egress/status-words.md""".split(),
     "egress-snapshot": """
         include/egress_snapshot/anonymize.h include/egress_snapshot/explanations.h
         include/egress_snapshot/export.h include/egress_snapshot/host_snapshot.h
@@ -254,6 +257,13 @@ class InstalledTest(PackageTest):
                 if re.match("include/|lib/(cmake|pkgconfig)/", file):
                     with self.subTest(kind=kind, file=file):
                         self.assertNotIn("nlohmann", (prefix_of(kind) / file).read_text())
+
+    def test_the_pages_refer_to_each_other(self):
+        folder = prefix_of("static") / "share/doc/egress"
+        links = [link for page in folder.glob("*.md")
+                 for link in re.findall(r"\]\(([^)#/:]+)", page.read_text())]
+        self.assertIn("report.schema.json", links)
+        self.assertEqual([link for link in links if not (folder / link).exists()], [])
 
     def test_installs_nothing_unless_everything_was_built(self):
         prefix = fresh_folder("incomplete") / "prefix"
