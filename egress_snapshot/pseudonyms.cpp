@@ -22,21 +22,17 @@ consteval Ipv4Range prefixRange(std::uint32_t a, std::uint32_t b, std::uint32_t 
   return {.first = a << 24U | b << 16U | c << 8U | d, .size = 1U << (32U - prefixLength)};
 }
 
-constexpr Ipv4Range kLoopback = prefixRange(127, 0, 0, 0, 8);
-constexpr Ipv4Range kLinkLocal = prefixRange(169, 254, 0, 0, 16);
-constexpr Ipv4Range kShared = prefixRange(100, 64, 0, 0, 10);
-constexpr Ipv4Range kPrivate = prefixRange(10, 0, 0, 0, 8);
-
 struct ClassRange {
   AddressClass addressClass = AddressClass::GLOBAL;
   Ipv4Range range;
 };
 
+// Replacements come from the first range of a class.
 constexpr auto kIpv4Classes = std::to_array<ClassRange>({
-    {.addressClass = AddressClass::LOOPBACK, .range = kLoopback},
-    {.addressClass = AddressClass::LINK_LOCAL, .range = kLinkLocal},
-    {.addressClass = AddressClass::SHARED, .range = kShared},
-    {.addressClass = AddressClass::PRIVATE, .range = kPrivate},
+    {.addressClass = AddressClass::LOOPBACK, .range = prefixRange(127, 0, 0, 0, 8)},
+    {.addressClass = AddressClass::LINK_LOCAL, .range = prefixRange(169, 254, 0, 0, 16)},
+    {.addressClass = AddressClass::SHARED, .range = prefixRange(100, 64, 0, 0, 10)},
+    {.addressClass = AddressClass::PRIVATE, .range = prefixRange(10, 0, 0, 0, 8)},
     {.addressClass = AddressClass::PRIVATE, .range = prefixRange(172, 16, 0, 0, 12)},
     {.addressClass = AddressClass::PRIVATE, .range = prefixRange(192, 168, 0, 0, 16)},
 });
@@ -57,13 +53,8 @@ AddressClass classOfIpv4(std::uint32_t address) {
 }
 
 std::span<const Ipv4Range> replacementsFor(AddressClass addressClass) {
-  using enum AddressClass;
-  switch (addressClass) {
-    case LOOPBACK: return {&kLoopback, 1};
-    case LINK_LOCAL: return {&kLinkLocal, 1};
-    case SHARED: return {&kShared, 1};
-    case PRIVATE: return {&kPrivate, 1};
-    case GLOBAL: break;
+  for (const ClassRange& row : kIpv4Classes) {
+    if (row.addressClass == addressClass) return {&row.range, 1};
   }
   return kGlobalReplacements;
 }
