@@ -25,7 +25,7 @@ HostSnapshot anonymizedOf(const HostSnapshot& snapshot) {
     ADD_FAILURE() << toString(*refusal);
     return {};
   }
-  const HostSnapshot& found = std::get<HostSnapshot>(result);
+  const auto& found = std::get<HostSnapshot>(result);
   EXPECT_EQ(diagnoseEgress(toInput(found)), diagnoseEgress(toInput(snapshot)));
   EXPECT_EQ(std::get<HostSnapshot>(anonymized(found)), found);
   return found;

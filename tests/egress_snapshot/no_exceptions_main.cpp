@@ -64,19 +64,19 @@ constexpr auto kValues = std::to_array<std::string_view>({
     "1e400",
     "-9223372036854775809",
     "18446744073709551616",
-    "\"\"",
-    "\"OK\"",
-    "\"\\ud800\"",
+    R"("")",
+    R"("OK")",
+    R"("\ud800")",
     "\"\xFF\"",
     "[]",
     "[[]]",
     "[null]",
     "{}",
-    "{\"\":1}",
-    "{\"base64\":1}",
-    "{\"base64\":\"?\"}",
-    "{\"rows\":1}",
-    "{\"rows\":[1]}",
+    R"({"":1})",
+    R"({"base64":1})",
+    R"({"base64":"?"})",
+    R"({"rows":1})",
+    R"({"rows":[1]})",
 });
 
 // Calls use(text) with every value of `valid` that stands alone on its line replaced by others.
@@ -136,7 +136,7 @@ void checkOutsideEnumerations() {
 void checkHostile() {
   // Each starts a few hundred thousand times something that is not finished.
   constexpr auto kPieces = std::to_array<std::string_view>(
-      {"[", "{\"a\":", "[{},", "\"", "1", "-", " ", "\xFF", {"\0", 1}});
+      {"[", R"({"a":)", "[{},", "\"", "1", "-", " ", "\xFF", {"\0", 1}});
   for (const std::string_view piece : kPieces) {
     std::string text;
     for (int i = 0; i < 200'000; ++i) text += piece;

@@ -655,7 +655,7 @@ TEST(SnapshotFromJson, DeepNestingInAnUnknownMemberIsReadUpToTheLimitOfTheCore) 
   EXPECT_EQ(readBack(nested(64)), HostSnapshot{});
   std::string place = "/x";
   for (int i = 0; i < 64; ++i) place += "/0";
-  const std::size_t firstBracket = std::string_view(withMembers(R"("x": )")).find("}");
+  const std::size_t firstBracket = std::string_view(withMembers(R"("x": )")).find('}');
   const std::string reason = joined(
       {"not JSON: line 1, byte ", std::to_string(firstBracket + 64), " of the text: TOO_DEEP"});
   for (const std::size_t depth : {65U, 100'000U}) {

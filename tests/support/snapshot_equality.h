@@ -95,8 +95,8 @@ inline bool operator==(const HostSnapshot& a, const HostSnapshot& b) {
 }
 
 // How GoogleTest prints one in a failure.
-inline void PrintTo(const HostSnapshot& snapshot, std::ostream* out) {
-  *out << snapshotToJson(snapshot);
+inline std::ostream& operator<<(std::ostream& out, const HostSnapshot& snapshot) {
+  return out << snapshotToJson(snapshot);
 }
 
 }  // namespace egress::snapshot
