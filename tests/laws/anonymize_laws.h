@@ -12,8 +12,8 @@ namespace egress::test {
 // their order, and all else is kept or dropped as documented.
 Violation checkAnonymized(const snapshot::HostSnapshot& record);
 
-// A record and the same record with other private data become the same bytes, and these contain
-// none of the private data.
+// A record and the same record with other private data become the same record, and its bytes
+// contain none of the private data.
 Violation checkPrivacy(const snapshot::HostSnapshot& record, Choices& choices);
 
 }  // namespace egress::test

@@ -82,14 +82,14 @@ TEST(ReportJsonLaws, ADamagedReportIsReadOrRefused) {
 }
 
 TEST(AnonymizeLaws, TheReportIsKeptAndReplacementsAreConsistent) {
-  checkOnRandomBytes(5'000, kMaxBytes, [](std::string_view bytes) {
+  checkOnRandomBytes(20'000, kMaxBytes, [](std::string_view bytes) {
     Choices choices(bytes);
     return checkAnonymized(generateSnapshot(choices));
   });
 }
 
 TEST(AnonymizeLaws, NoPrivateDataGetsThrough) {
-  checkOnRandomBytes(3'000, kMaxBytes, [](std::string_view bytes) {
+  checkOnRandomBytes(10'000, kMaxBytes, [](std::string_view bytes) {
     Choices choices(bytes);
     const snapshot::HostSnapshot record = generateSnapshot(choices);
     return checkPrivacy(record, choices);
