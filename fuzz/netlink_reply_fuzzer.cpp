@@ -1,0 +1,164 @@
+// Parses any bytes as a part of the kernel's reply. The first byte chooses the parser. Each gives
+// the same rows again, with values in their ranges, or an EnumerationError.
+//
+// netlink_corpus.py made the corpus, from replies of the kernel.
+
+#include <algorithm>
+#include <arpa/inet.h>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <set>
+#include <span>
+#include <string>
+#include <sys/socket.h>
+#include <vector>
+
+#include <linux/inet_diag.h>
+#include <linux/rtnetlink.h>
+
+#include "egress_live/linux/adapters.h"
+#include "egress_live/linux/netlink_message.h"
+#include "egress_live/linux/routes.h"
+#include "egress_live/linux/sockets.h"
+#include "fuzz/fuzz_target.h"
+#include "tests/support/snapshot_equality.h"
+
+namespace egress::fuzz {
+namespace {
+
+using live::NetlinkReply;
+using snapshot::Adapter;
+using snapshot::HostSnapshot;
+using snapshot::Socket;
+using snapshot::SocketProtocol;
+using snapshot::SocketState;
+
+const std::set<std::uint32_t> kInodes = {1, 2, 3};  // of the sockets in the corpus
+constexpr std::uint32_t kMaxPort = 65535;
+
+// Whether it is an address as inet_ntop formats it, and no IPv4-mapped one.
+bool isFormatted(int family, const std::string& text) {
+  std::array<std::byte, 16> bytes{};
+  if (inet_pton(family, text.c_str(), bytes.data()) != 1) return false;
+  return live::addressText(family, bytes) == text;
+}
+
+// Empty if the kernel named another family.
+bool isAddressText(const std::string& text) {
+  return text.empty() || isFormatted(AF_INET, text) || isFormatted(AF_INET6, text);
+}
+
+// What the parsers return or throw.
+struct Outcome {
+  HostSnapshot rows;
+  std::string error;
+};
+
+// The messages of a reply that contain addresses, or the others: the kernel sends links and
+// addresses in two replies.
+NetlinkReply partOf(const NetlinkReply& reply, bool withAddresses) {
+  NetlinkReply part;
+  live::forEachMessage(reply.bytes, [&](const nlmsghdr& message) {
+    if ((message.nlmsg_type == RTM_NEWADDR) != withAddresses) return;
+    const auto* const first = static_cast<const std::byte*>(static_cast<const void*>(&message));
+    part.bytes.insert(part.bytes.end(), first, first + live::aligned(message.nlmsg_len));
+  });
+  part.bytes.shrink_to_fit();
+  return part;
+}
+
+void parse(std::uint8_t parser, const NetlinkReply& reply, HostSnapshot& rows) {
+  switch (parser % 5) {
+    case 0:
+      rows.adapters.rows = live::linksIn(partOf(reply, /*withAddresses=*/false));
+      rows.adapters.enumFailed =
+          !live::addAddresses(partOf(reply, /*withAddresses=*/true), rows.adapters.rows);
+      break;
+    case 1: rows.routes.rows = live::defaultRoutesIn(reply, AF_INET); break;
+    case 2: rows.routes.rows = live::defaultRoutesIn(reply, AF_INET6); break;
+    case 3: rows.sockets.rows = live::socketsIn(reply, SocketProtocol::TCP, kInodes); break;
+    default: rows.sockets.rows = live::socketsIn(reply, SocketProtocol::UDP, kInodes); break;
+  }
+}
+
+// What is received and what is collected from it are in allocations of exactly their sizes, so that
+// a sanitizer sees a read past the end.
+Outcome parsePart(std::uint8_t parser, std::string_view bytes) {
+  const auto data = std::as_bytes(std::span(bytes));
+  const std::vector<std::byte> part(data.begin(), data.end());
+  Outcome outcome;
+  try {
+    NetlinkReply reply;
+    [[maybe_unused]] const auto progress = live::addPart("part", part, reply);
+    reply.bytes.shrink_to_fit();
+    parse(parser, reply, outcome.rows);
+  } catch (const live::EnumerationError& error) {
+    outcome.error = error.what();
+  }
+  return outcome;
+}
+
+// Each row takes at least a message, or a next hop.
+bool isBounded(const HostSnapshot& rows, std::size_t size) {
+  std::size_t addresses = 0;
+  std::size_t names = 0;
+  for (const Adapter& row : rows.adapters.rows) {
+    addresses += row.addresses.size();
+    names += row.name.size();
+  }
+  return rows.adapters.rows.size() <= size / (sizeof(nlmsghdr) + sizeof(ifinfomsg)) &&
+         addresses <= size / (sizeof(nlmsghdr) + sizeof(ifaddrmsg)) && names <= size &&
+         rows.routes.rows.size() <= size / sizeof(rtnexthop) &&
+         rows.sockets.rows.size() <= size / (sizeof(nlmsghdr) + sizeof(inet_diag_msg));
+}
+
+bool areAdapters(const std::vector<Adapter>& rows) {
+  const bool areAscending = std::ranges::adjacent_find(rows, std::greater_equal(),
+                                                       &Adapter::interfaceIndex) == rows.end();
+  return areAscending && std::ranges::all_of(rows, [](const Adapter& row) {
+           return row.operStatus >= 1 && row.operStatus <= 7 &&
+                  row.name.find('\0') == std::string::npos &&
+                  std::ranges::all_of(row.addresses, isAddressText);
+         });
+}
+
+bool areRoutes(const std::vector<RouteRow>& rows, std::int32_t family) {
+  return std::ranges::all_of(rows, [family](const RouteRow& row) { return row.family == family; });
+}
+
+bool isConnected(SocketState state) {
+  using enum SocketState;
+  constexpr std::array kStates = {ESTABLISHED, FIN_WAIT_1, FIN_WAIT_2,
+                                  CLOSE_WAIT,  CLOSING,    LAST_ACK};
+  return std::ranges::find(kStates, state) != kStates.end();
+}
+
+bool areSockets(const std::vector<Socket>& rows, SocketProtocol protocol) {
+  return std::ranges::all_of(rows, [protocol](const Socket& row) {
+    return row.protocol == protocol && isConnected(row.state) && isAddressText(row.localAddress) &&
+           row.localPort <= kMaxPort && isAddressText(row.remoteAddress) &&
+           row.remotePort <= kMaxPort;
+  });
+}
+
+}  // namespace
+
+test::Violation check(std::string_view bytes) {
+  if (bytes.empty()) return {};
+  const auto parser = static_cast<std::uint8_t>(bytes.front());
+  bytes.remove_prefix(1);
+  const Outcome outcome = parsePart(parser, bytes);
+  const Outcome again = parsePart(parser, bytes);
+  const HostSnapshot& rows = outcome.rows;
+  if (!isBounded(rows, bytes.size())) return "more rows than bytes";
+  if (!areAdapters(rows.adapters.rows)) return "not an adapter";
+  if (!areRoutes(rows.routes.rows, parser % 5 == 1 ? 4 : 6)) return "not a route of the family";
+  const SocketProtocol protocol = parser % 5 == 3 ? SocketProtocol::TCP : SocketProtocol::UDP;
+  if (!areSockets(rows.sockets.rows, protocol)) return "not a connected socket of the protocol";
+  const bool isSame = outcome.error == again.error && rows == again.rows;
+  return isSame ? "" : "other rows at the second time";
+}
+
+}  // namespace egress::fuzz
