@@ -11,19 +11,19 @@
 
 int main(int argc, char** argv) {
   auto taken = egress::live::takeSnapshot(argc == 2 ? argv[1] : "");
-  if (const auto* none = std::get_if<egress::live::NoProcess>(&taken)) {
-    std::cerr << "live: " << none->message << "\n";
+  auto* const snapshot = std::get_if<egress::snapshot::HostSnapshot>(&taken);
+  if (snapshot == nullptr) {
+    std::cerr << "live: " << std::get_if<egress::live::NoProcess>(&taken)->message << "\n";
     return 2;
   }
-  auto& snapshot = std::get<egress::snapshot::HostSnapshot>(taken);
   const std::string text(std::istreambuf_iterator<char>(std::cin), {});
-  snapshot.config = egress::readProxyConfig(text, /*hasText=*/true);
+  snapshot->config = egress::readProxyConfig(text, /*hasText=*/true);
 
-  const egress::Diagnosis diagnosis = egress::diagnose(toInput(snapshot));
+  const egress::Diagnosis diagnosis = egress::diagnose(toInput(*snapshot));
   std::cout << egress::toString(diagnosis.selection.status) << "\n";
   if (!diagnosis.selection.ordinal) return 1;
   const auto index = egress::interfaceIndexOf(diagnosis, *diagnosis.selection.ordinal);
-  for (const egress::snapshot::Adapter& adapter : snapshot.adapters.rows) {
+  for (const egress::snapshot::Adapter& adapter : snapshot->adapters.rows) {
     if (adapter.interfaceIndex == index) std::cout << adapter.name << "\n";
   }
 }
