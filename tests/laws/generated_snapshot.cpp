@@ -1,5 +1,6 @@
 #include "tests/laws/generated_snapshot.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -30,6 +31,44 @@ constexpr std::uint32_t kMaxUint32 = std::numeric_limits<std::uint32_t>::max();
 constexpr std::array kNames = {"eth0"sv, ""sv, "wlan0"sv, "if2"sv, "if1"sv, "e\u00e4\U0001f600"sv};
 constexpr std::array kTexts = {""sv,         "tag-2"sv, "host-1.example"sv,
                                "10.0.0.1"sv, "other"sv, "\"\\\n\x7f"sv};
+// Inside and beside each range that anonymising tells apart.
+constexpr std::array kAddresses = {"127.0.0.1"sv,
+                                   "127.255.255.255"sv,
+                                   "128.0.0.0"sv,
+                                   "169.254.0.1"sv,
+                                   "169.255.0.0"sv,
+                                   "100.64.0.0"sv,
+                                   "100.127.255.255"sv,
+                                   "100.128.0.0"sv,
+                                   "100.63.255.255"sv,
+                                   "10.255.255.255"sv,
+                                   "11.0.0.0"sv,
+                                   "172.31.255.255"sv,
+                                   "172.32.0.0"sv,
+                                   "172.15.255.255"sv,
+                                   "192.168.255.255"sv,
+                                   "192.169.0.0"sv,
+                                   "192.0.2.1"sv,
+                                   "240.0.0.1"sv,
+                                   "255.255.255.255"sv,
+                                   "0.0.0.1"sv,
+                                   "::1"sv,
+                                   "::2"sv,
+                                   "1::1"sv,
+                                   "fe80::"sv,
+                                   "febf:ffff::1"sv,
+                                   "fec0::1"sv,
+                                   "fe7f::1"sv,
+                                   "fc00::1"sv,
+                                   "fdff:ffff::1"sv,
+                                   "fe00::1"sv,
+                                   "fbff::1"sv,
+                                   "2001:db8::1"sv,
+                                   "::ffff:0.0.0.0"sv,
+                                   "::ffff:10.0.0.7"sv,
+                                   "::ffff:100.64.0.0"sv,
+                                   "::fffe:10.0.0.7"sv,
+                                   "::ffff:127.0.0.1"sv};
 constexpr std::array<std::uint32_t, 5> kFacts = {0, 5, 11, 1000, kMaxUint32};
 
 // The bytes that mutations of a JSON text insert.
@@ -87,6 +126,18 @@ std::vector<std::string*> textsOf(HostSnapshot& record) {
     texts.insert(texts.end(), {&row.localAddress, &row.remoteAddress});
   }
   return texts;
+}
+
+// Replaces a few addresses, so that the others still match.
+void replaceAddresses(HostSnapshot& record, Choices& choices) {
+  const auto replace = [&choices](std::string& address) {
+    if (choices.rarely(8)) address = choices.oneOf(kAddresses);
+  };
+  for (Adapter& row : record.adapters.rows) std::ranges::for_each(row.addresses, replace);
+  for (Socket& row : record.sockets.rows) {
+    replace(row.localAddress);
+    replace(row.remoteAddress);
+  }
 }
 
 // One or two levels of values of every kind, for any field the right or the wrong one.
@@ -172,6 +223,7 @@ HostSnapshot generateSnapshot(Choices& choices) {
   for (const SocketSource& row : input.sockets.rows) {
     record.sockets.rows.push_back(generateSocket(row, choices));
   }
+  replaceAddresses(record, choices);
   const std::vector<std::string*> texts = textsOf(record);
   for (std::size_t i = choices.rarely(2) ? choices.below(4) : 0; i > 0; --i) {
     std::string& text = *choices.oneOf(texts);
