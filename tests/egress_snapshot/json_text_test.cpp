@@ -308,9 +308,9 @@ TEST(ParseJson, RefusesTextThatIsNestedDeeper) {
 
 // Quadratic time would take minutes here.
 TEST(ParseJson, FindsTheFaultInALargeText) {
-  const std::string text = joined({"{\"x\": [", repeated(R"({"a": [{}], "b": 1},)", 200'000)});
-  expectRefused(parseExactly(text), "/x/200000",
-                "cut off after byte " + std::to_string(7 + 200'000 * 20));
+  const std::string text = joined({"{\"x\": [", repeated(R"({"a": [{}], "b": 1},)", 100'000)});
+  expectRefused(parseExactly(text), "/x/100000",
+                "cut off after byte " + std::to_string(7 + 100'000 * 20));
 }
 
 TEST(ParseJson, EveryBytePairIsReadOrRefusedInOneLine) {

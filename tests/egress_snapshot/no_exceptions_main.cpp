@@ -134,12 +134,12 @@ void checkOutsideEnumerations() {
 }
 
 void checkHostile() {
-  // Each starts a few hundred thousand times something that is not finished.
+  // Each starts a hundred thousand times something that is not finished.
   constexpr auto kPieces = std::to_array<std::string_view>(
       {"[", R"({"a":)", "[{},", "\"", "1", "-", " ", "\xFF", {"\0", 1}});
   for (const std::string_view piece : kPieces) {
     std::string text;
-    for (int i = 0; i < 200'000; ++i) text += piece;
+    for (int i = 0; i < 100'000; ++i) text += piece;
     checkRefused(snapshotFromJson(text), piece);
     checkRefused(reportFromJson(text), piece);
   }
