@@ -365,10 +365,7 @@ TEST(ReportFromJson, ReadsIntegersOf64Bits) {
   Json object = reportJson();
   object["selectedInterfaceOrdinal"] = std::numeric_limits<std::int64_t>::max();
   object["interfaces"][0]["operStatus"] = std::numeric_limits<std::int64_t>::min();
-  const EgressReport report = readBack(object.dump());
-  EXPECT_EQ(findReportMember(report, "selectedInterfaceOrdinal")->value,
-            ReportValue(integerScalar(9223372036854775807)));
-  EXPECT_EQ(reportToJson(report), object.dump(2));
+  EXPECT_EQ(reportToJson(readBack(object.dump())), object.dump(2));
 }
 
 TEST(ReportFromJson, RefusesTextThatIsNoJsonOrNoObject) {

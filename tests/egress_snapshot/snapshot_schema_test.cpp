@@ -98,10 +98,15 @@ TEST(SnapshotSchema, HasTheMembersThatAreWrittenInTheirOrder) {
 }
 
 TEST(SnapshotSchema, DescribesEveryMember) {
-  walkFullRecord([](const Pointer& place, const Json& schema, const Json&) {
+  const Json types = readSchema()["$defs"];
+  walkFullRecord([&types](const Pointer& place, const Json& schema, const Json&) {
     if (!place.empty() && place.back().find_first_not_of("0123456789") == std::string::npos) return;
     ASSERT_TRUE(schema.contains("description")) << place;
-    EXPECT_TRUE(schema["description"].get<std::string>().ends_with('.')) << place;
+    const std::string description = schema["description"];
+    EXPECT_TRUE(description.ends_with('.')) << place;
+    for (const std::string_view type : {"text", "signed", "unsigned"}) {
+      EXPECT_NE(description, types[type]["description"].get<std::string>()) << place;
+    }
   });
 }
 
