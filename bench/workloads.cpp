@@ -20,6 +20,7 @@
 #include "tests/laws/config_reading.h"
 #include "tests/laws/json_trees.h"
 #include "tests/support/joined.h"
+#include "tests/support/record_equality.h"
 
 namespace egress::bench {
 namespace {
@@ -95,7 +96,7 @@ void addConfig(std::size_t outbounds, Layout layout) {
     return true;
   });
   for (const JsonReader& peer : jsonPeers()) {
-    requireSame(test::sameConfig(peer.readConfig(*text), ours), workload, peer.name);
+    requireSame(peer.readConfig(*text) == ours, workload, peer.name);
     addContender(workload, peer.name, outbounds,
                  [text, read = peer.readConfig] { return read(*text); });
   }

@@ -7,38 +7,6 @@
 #include "tests/egress_snapshot/full_snapshot.h"
 #include "tests/support/snapshot_equality.h"
 
-// The core's input as tuples of all fields: a field more or less does not compile.
-
-namespace egress {
-
-static auto fieldsOf(const InterfaceRow& record) {
-  const auto& [interfaceIndex, operStatus, interfaceMetric, addresses] = record;
-  return std::tie(interfaceIndex, operStatus, interfaceMetric, addresses);
-}
-static bool operator==(const InterfaceRow& a, const InterfaceRow& b) {
-  return fieldsOf(a) == fieldsOf(b);
-}
-
-static auto fieldsOf(const SocketSource& record) {
-  const auto& [localAddress, localPort, remoteAddress, remotePort] = record;
-  return std::tie(localAddress, localPort, remoteAddress, remotePort);
-}
-static bool operator==(const SocketSource& a, const SocketSource& b) {
-  return fieldsOf(a) == fieldsOf(b);
-}
-
-template <typename Row>
-static auto fieldsOf(const Snapshot<Row>& record) {
-  const auto& [enumFailed, rows] = record;
-  return std::tie(enumFailed, rows);
-}
-template <typename Row>
-static bool operator==(const Snapshot<Row>& a, const Snapshot<Row>& b) {
-  return fieldsOf(a) == fieldsOf(b);
-}
-
-}  // namespace egress
-
 namespace egress::snapshot {
 namespace {
 

@@ -19,6 +19,7 @@
 #include "tests/laws/mutate.h"
 #include "tests/support/exact_text.h"
 #include "tests/support/joined.h"
+#include "tests/support/record_equality.h"
 
 namespace egress::test {
 namespace {
@@ -72,7 +73,7 @@ Violation checkSameResult(TextKind kind, const std::string& before, const std::s
   if (kind == TextKind::Config) {
     const ProxyConfig a = readProxyConfig(before, true);
     const ProxyConfig b = readProxyConfig(after, true);
-    same = sameConfig(a, b);
+    same = a == b;
     if (!same) was = describe(a);
     if (!same) is = describe(b);
   } else {
@@ -191,7 +192,7 @@ Violation checkOutboundList(const std::vector<Document>& elements, bool detects,
                               alone.outbounds.end());
   }
   const ProxyConfig together = readOutbounds(elements, detects);
-  if (sameConfig(together, expected)) return {};
+  if (together == expected) return {};
   return joined({Document(elements).dump(), "\nis read as ", describe(together),
                  "\nbut each on its own as ", describe(expected)});
 }
@@ -239,11 +240,11 @@ Violation checkConfigText(std::string_view text) {
     return joined({text, "\ngives an inconsistent record: ", inconsistency});
   }
   const ProxyConfig expected = expectedConfig(text);
-  if (!sameConfig(config, expected)) {
+  if (config != expected) {
     return joined({text, "\nis read as ", describe(config), "\nexpected ", describe(expected)});
   }
   const ProxyConfig without = readProxyConfig(exact.view(), false);
-  if (!sameConfig(without, ProxyConfig{})) {
+  if (without != ProxyConfig{}) {
     return joined({text, "\nis read without hasText as ", describe(without)});
   }
   return checkConfigDefects(text);

@@ -7,7 +7,6 @@
 #include <initializer_list>
 #include <map>
 #include <optional>
-#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -125,20 +124,6 @@ Outbound expectedOutbound(const JsonValue& object) {
   return outbound;
 }
 
-// Does not compile when an outbound gets another field.
-auto fieldsOf(const Outbound& outbound) {
-  const auto& [tag, type, detour, hasServer, server, portSpecified, portMalformed, portHopping,
-               ports, hasTransport, transportType] = outbound;
-  return std::tie(tag, type, detour, hasServer, server, portSpecified, portMalformed, portHopping,
-                  ports, hasTransport, transportType);
-}
-
-bool sameOutbounds(const std::vector<Outbound>& a, const std::vector<Outbound>& b) {
-  return std::equal(
-      a.begin(), a.end(), b.begin(), b.end(),
-      [](const Outbound& one, const Outbound& other) { return fieldsOf(one) == fieldsOf(other); });
-}
-
 }  // namespace
 
 ProxyConfig expectedConfig(std::string_view text) {
@@ -172,11 +157,6 @@ SelectorAnswerStatus expectedAnswer(std::string_view text, std::string& now) {
       {now.empty(), SelectorAnswerStatus::NowMissing},
       {true, SelectorAnswerStatus::Ok},
   });
-}
-
-bool sameConfig(const ProxyConfig& a, const ProxyConfig& b) {
-  return a.configStatus == b.configStatus && a.autoDetectInterface == b.autoDetectInterface &&
-         sameOutbounds(a.outbounds, b.outbounds);
 }
 
 std::string describe(const Outbound& outbound) {

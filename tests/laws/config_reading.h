@@ -16,9 +16,6 @@ ProxyConfig expectedConfig(std::string_view text);
 // The same for readSelectorAnswer. `now` is valid only on Ok.
 SelectorAnswerStatus expectedAnswer(std::string_view text, std::string& now);
 
-// True if all fields are equal.
-bool sameConfig(const ProxyConfig& a, const ProxyConfig& b);
-
 std::string describe(const Outbound& outbound);
 std::string describe(const ProxyConfig& config);
 std::string describe(SelectorAnswerStatus status, std::string_view now);

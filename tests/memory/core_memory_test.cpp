@@ -17,6 +17,7 @@
 #include "tests/memory/declared_lists.h"
 #include "tests/memory/fail_each_allocation.h"
 #include "tests/memory/large_input.h"
+#include "tests/support/record_equality.h"
 #include "tests/support/report_builder.h"
 
 namespace egress::test {
@@ -31,7 +32,7 @@ TEST(CoreMemory, ADiagnosisThrowsOnEveryFailure) {
   EgressReport report;
   const std::size_t failures = failEachAllocation([&] { report = diagnoseEgress(input); },
                                                   [&] {
-                                                    EXPECT_TRUE(sameInput(input, before));
+                                                    EXPECT_TRUE(input == before);
                                                     EXPECT_TRUE(report.members.empty());
                                                   });
   EXPECT_GT(failures, 100U);
@@ -58,10 +59,10 @@ TEST(CoreMemory, AFailedCopyOfAConfigurationDoesNotChangeTheInput) {
                               .autoDetectInterface = false,
                               .outbounds = largeInput(5, 1).outbounds};
   const std::size_t failures = failEachAllocation([&] { setProxyConfig(input, config); },
-                                                  [&] { EXPECT_TRUE(sameInput(input, before)); });
+                                                  [&] { EXPECT_TRUE(input == before); });
   EXPECT_GT(failures, 10U);
   EXPECT_FALSE(input.autoDetectInterface);
-  EXPECT_TRUE(sameOutbounds(input.outbounds, config.outbounds));
+  EXPECT_TRUE(input.outbounds == config.outbounds);
 }
 
 TEST(CoreMemory, MovingAConfigurationDoesNotAllocate) {

@@ -1,46 +1,11 @@
 #include "tests/memory/large_input.h"
 
-#include <algorithm>
 #include <cstdint>
-#include <tuple>
 
 #include "tests/support/joined.h"
 
 namespace egress::test {
 namespace {
-
-auto fieldsOf(const Outbound& outbound) {
-  return std::tie(outbound.tag, outbound.type, outbound.detour, outbound.hasServer, outbound.server,
-                  outbound.portSpecified, outbound.portMalformed, outbound.portHopping,
-                  outbound.ports, outbound.hasTransport, outbound.transportType);
-}
-
-auto fieldsOf(const InterfaceRow& row) {
-  return std::tie(row.interfaceIndex, row.operStatus, row.interfaceMetric, row.addresses);
-}
-
-auto fieldsOf(const RouteRow& row) {
-  return std::tie(row.family, row.interfaceIndex, row.routeMetric);
-}
-
-auto fieldsOf(const SocketSource& row) {
-  return std::tie(row.localAddress, row.localPort, row.remoteAddress, row.remotePort);
-}
-
-auto fieldsOf(const SelectorAnswer& answer) {
-  return std::tie(answer.selectorTag, answer.status, answer.now);
-}
-
-template <typename Record>
-bool sameRecords(const std::vector<Record>& a, const std::vector<Record>& b) {
-  return std::ranges::equal(
-      a, b, [](const Record& x, const Record& y) { return fieldsOf(x) == fieldsOf(y); });
-}
-
-template <typename Row>
-bool sameSnapshot(const Snapshot<Row>& a, const Snapshot<Row>& b) {
-  return a.enumFailed == b.enumFailed && sameRecords(a.rows, b.rows);
-}
 
 std::string nodeText(std::size_t number, std::string_view extra) {
   const std::string detour = number == 0 ? nodeTag(1) : "";
@@ -84,17 +49,6 @@ DiagnosisInput largeInput(std::size_t nodes, std::size_t rows) {
                                   .remotePort = 443});
   }
   return input;
-}
-
-bool sameOutbounds(const std::vector<Outbound>& a, const std::vector<Outbound>& b) {
-  return sameRecords(a, b);
-}
-
-bool sameInput(const DiagnosisInput& a, const DiagnosisInput& b) {
-  return a.configStatus == b.configStatus && a.autoDetectInterface == b.autoDetectInterface &&
-         sameOutbounds(a.outbounds, b.outbounds) && sameSnapshot(a.adapters, b.adapters) &&
-         sameSnapshot(a.routes, b.routes) && sameSnapshot(a.sockets, b.sockets) &&
-         sameRecords(a.selectorAnswers, b.selectorAnswers) && a.selectorHint == b.selectorHint;
 }
 
 }  // namespace egress::test

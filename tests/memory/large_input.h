@@ -23,10 +23,6 @@ std::string largeConfig(std::size_t nodes, std::string_view extra);
 // the endpoint through the same adapter.
 DiagnosisInput largeInput(std::size_t nodes, std::size_t rows);
 
-// Whether all fields are equal.
-bool sameOutbounds(const std::vector<Outbound>& a, const std::vector<Outbound>& b);
-bool sameInput(const DiagnosisInput& a, const DiagnosisInput& b);
-
 }  // namespace egress::test
 
 #endif

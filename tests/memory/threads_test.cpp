@@ -14,6 +14,7 @@
 #include "egress/core/diagnose_egress.h"
 #include "tests/memory/declared_lists.h"
 #include "tests/memory/large_input.h"
+#include "tests/support/record_equality.h"
 
 namespace egress::test {
 namespace {
@@ -81,8 +82,7 @@ TEST(Threads, ConcurrentReadersGiveEqualRecords) {
     std::string now;
     const bool answered = readSelectorAnswer(answer, &now) == SelectorAnswerStatus::Ok;
     const ProxyConfig config = readProxyConfig(text, /*hasText=*/true);
-    equal.at(number) =
-        answered && now == nodeTag(0) && sameOutbounds(config.outbounds, alone.outbounds);
+    equal.at(number) = answered && now == nodeTag(0) && config.outbounds == alone.outbounds;
   });
   for (const bool same : equal) EXPECT_TRUE(same);
 }
