@@ -1,7 +1,6 @@
 #include "egress_snapshot/report_json.h"
 
 #include <algorithm>
-#include <limits>
 #include <optional>
 #include <span>
 #include <utility>
@@ -67,10 +66,12 @@ const Json* findMember(const Json& object, std::string_view key) {
   return member == object.end() ? nullptr : &*member;
 }
 
-Problem refuseUnknownMember(const Json& object, const Place& place,
-                            const std::vector<std::string_view>& known) {
+// Refuses a member that is not among those that were read; `key` is where these have their keys.
+template <typename Read, typename Key>
+Problem refuseUnknownMember(const Json& object, const Place& place, const std::vector<Read>& known,
+                            Key key) {
   for (const auto& member : object.items()) {
-    if (std::ranges::find(known, member.key()) == known.end()) {
+    if (std::ranges::find(known, member.key(), key) == known.end()) {
       return refusalAt({.parent = &place, .key = member.key()}, "unknown member");
     }
   }
@@ -80,16 +81,14 @@ Problem refuseUnknownMember(const Json& object, const Place& place,
 Problem readRow(const Json& value, const Place& place, std::span<const ReportField> columns,
                 ReportRow& row) {
   if (!value.is_object()) return refuse(place, value, "is not an object");
-  std::vector<std::string_view> known;
   for (const ReportField& column : columns) {
     const Place memberPlace{.parent = &place, .key = column.key};
     const Json* const member = findMember(value, column.key);
     if (member == nullptr) return refusalAt(memberPlace, "missing");
     ReportScalar& scalar = row.emplace_back(column.key, nullScalar()).second;
     if (Problem problem = readScalar(*member, memberPlace, column, scalar)) return problem;
-    known.push_back(column.key);
   }
-  return refuseUnknownMember(value, place, known);
+  return refuseUnknownMember(value, place, row, &ReportRow::value_type::first);
 }
 
 Problem readRows(const Json& value, const Place& place, std::span<const ReportField> columns,
@@ -113,7 +112,6 @@ Problem readMember(const Json& value, const Place& place, const ReportMemberFiel
 Problem readReport(const Json& root, EgressReport& report) {
   const Place place;
   if (!root.is_object()) return refuse(place, root, "is not an object");
-  std::vector<std::string_view> known;
   for (const ReportMemberField& table : kReportMembers) {
     const std::string_view key = table.field.key;
     // Read before, because it is the first member.
@@ -124,9 +122,8 @@ Problem readReport(const Json& root, EgressReport& report) {
     ReportMember& result = report.members.emplace_back();
     result.key = key;
     if (Problem problem = readMember(*member, memberPlace, table, result.value)) return problem;
-    known.push_back(key);
   }
-  return refuseUnknownMember(root, place, known);
+  return refuseUnknownMember(root, place, report.members, &ReportMember::key);
 }
 
 }  // namespace
