@@ -113,6 +113,13 @@ NamesByOrdinal namesByOrdinal(const HostSnapshot& snapshot, const Diagnosis& dia
   return names;
 }
 
+std::string reportText(const Options& options, const HostSnapshot& snapshot,
+                       const Diagnosis& diagnosis) {
+  const EgressReport report = writeReport(diagnosis);
+  return options.explain ? explain(report, namesByOrdinal(snapshot, diagnosis))
+                         : snapshot::reportToJson(report) + '\n';
+}
+
 bool hasAnswer(const Diagnosis& diagnosis) {
   using enum SelectionStatus;
   const SelectionStatus status = diagnosis.selection.status;
@@ -126,15 +133,14 @@ int run(const Options& options) {
   printFailure("adapters", snapshot.adapters);
   printFailure("routes", snapshot.routes);
   const Diagnosis diagnosis = diagnose(toInput(snapshot));
-  const EgressReport report = writeReport(diagnosis);
-  std::string output = options.explain ? explain(report, namesByOrdinal(snapshot, diagnosis))
-                                       : snapshot::reportToJson(report) + '\n';
   if (options.saveSnapshotPath == kStandardStream) {
-    output = savedText(options, snapshot);
-  } else if (options.saveSnapshotPath) {
-    writeFile("--save-snapshot", *options.saveSnapshotPath, savedText(options, snapshot));
+    std::cout << savedText(options, snapshot);
+  } else {
+    if (options.saveSnapshotPath) {
+      writeFile("--save-snapshot", *options.saveSnapshotPath, savedText(options, snapshot));
+    }
+    std::cout << reportText(options, snapshot, diagnosis);
   }
-  std::cout << output;
   return hasAnswer(diagnosis) ? 0 : 1;
 }
 
