@@ -2,9 +2,11 @@
 
 #include <array>
 #include <ctime>
-#include <set>
+#include <optional>
+#include <string>
 #include <sys/utsname.h>
 #include <utility>
+#include <vector>
 
 #include "egress_live/linux/adapters.h"
 #include "egress_live/linux/errors.h"
