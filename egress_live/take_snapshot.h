@@ -2,28 +2,38 @@
 #define EGRESS_LIVE_TAKE_SNAPSHOT_H
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <variant>
+#include <vector>
 
 #include "egress_live/export.h"
 #include "egress_snapshot/host_snapshot.h"
 
 namespace egress::live {
 
-// The engine's processes: the one with this ID, or all with this name, at least one. On Linux a
-// name is compared with /proc/PID/comm, which the kernel truncates to 15 bytes; a longer name is
-// also compared with the file name of the executable.
-using ProcessChoice = std::variant<std::uint32_t, std::string>;
+// All processes with a name. On Linux it is compared with /proc/PID/comm, which the kernel truncates
+// to 15 bytes; a longer name is also compared with the file name of the executable. Any user of the
+// system may give any name to a process.
+struct ProcessName {
+  std::string name;
+  std::optional<std::uint32_t> user = {};  // ID of who started them; nothing: all of one user
+};
+
+// The engine's processes: the one with this ID, or those with a name, at least one.
+using ProcessChoice = std::variant<std::uint32_t, ProcessName>;
 
 enum class NoProcessReason : std::uint32_t {
-  NOT_VISIBLE,    // no such process, or this user may not see it
-  OTHER_NETWORK,  // the process with this ID is in another network namespace
+  NOT_VISIBLE,      // no such process, or this user may not see it
+  OTHER_NETWORK,    // the process with this ID is in another network namespace
+  DIFFERENT_USERS,  // different users started the processes with this name
 };
 
 // Why there is nothing to take a snapshot of.
 struct NoProcess {
   NoProcessReason reason = NoProcessReason::NOT_VISIBLE;
-  std::string message;  // one line; a name in it is as it was given
+  std::string message;  // one line, in which names are as they were given
+  std::vector<snapshot::Process> processes;  // with DIFFERENT_USERS: all that have the name
 };
 
 // Takes the adapters, the default routes and the sockets of the chosen processes from the system

@@ -76,6 +76,7 @@ void replaceUnknownTypes(HostSnapshot& snapshot) {
 
 void dropUnneeded(HostSnapshot& snapshot) {
   snapshot.origin = {};
+  snapshot.processes.clear();
   snapshot.adapters.failureReason.clear();
   snapshot.routes.failureReason.clear();
   snapshot.sockets.failureReason.clear();

@@ -26,6 +26,13 @@ struct Origin {
   std::string system;          // it was taken on: name, release and machine
 };
 
+// One process of the engine.
+struct Process {
+  std::uint32_t id = 0;
+  std::uint32_t user = 0;  // ID of who started it
+  std::string program;     // path of its executable
+};
+
 // The rows of one kind that the system had at one moment.
 template <typename Row>
 struct SnapshotList {
@@ -85,6 +92,7 @@ struct HostSnapshot {
   ProxyConfig config;  // as read
   std::vector<SelectorAnswer> selectorAnswers;
   std::string selectorHint;
+  std::vector<Process> processes;  // whose sockets are in the list
   SnapshotList<Adapter> adapters;
   SnapshotList<RouteRow> routes;
   SnapshotList<Socket> sockets;

@@ -47,6 +47,12 @@ void visitFields(const auto& visit, Either<SelectorAnswer> auto& answer) {
   visit("now", answer.now);
 }
 
+void visitFields(const auto& visit, Either<Process> auto& process) {
+  visit("id", process.id);
+  visit("user", process.user);
+  visit("program", process.program);
+}
+
 void visitFields(const auto& visit, Either<Adapter> auto& row) {
   visit("name", row.name);
   visit("interfaceIndex", row.interfaceIndex);
@@ -89,6 +95,7 @@ void visitFields(const auto& visit, Either<HostSnapshot> auto& snapshot) {
   visit("config", snapshot.config);
   visit("selectorAnswers", snapshot.selectorAnswers);
   visit("selectorHint", snapshot.selectorHint);
+  visit("processes", snapshot.processes);
   visit("adapters", snapshot.adapters);
   visit("routes", snapshot.routes);
   visit("sockets", snapshot.sockets);

@@ -19,6 +19,11 @@ inline auto fieldsOf(const Origin& record) {
   return std::tie(time, program, programVersion, system);
 }
 
+inline auto fieldsOf(const Process& record) {
+  const auto& [id, user, program] = record;
+  return std::tie(id, user, program);
+}
+
 inline auto fieldsOf(const Adapter& record) {
   const auto& [name, interfaceIndex, operStatus, interfaceMetric, addresses] = record;
   return std::tie(name, interfaceIndex, operStatus, interfaceMetric, addresses);
@@ -38,8 +43,10 @@ auto fieldsOf(const SnapshotList<Row>& record) {
 }
 
 inline auto fieldsOf(const HostSnapshot& record) {
-  const auto& [origin, config, selectorAnswers, selectorHint, adapters, routes, sockets] = record;
-  return std::tie(origin, config, selectorAnswers, selectorHint, adapters, routes, sockets);
+  const auto& [origin, config, selectorAnswers, selectorHint, processes, adapters, routes,
+               sockets] = record;
+  return std::tie(origin, config, selectorAnswers, selectorHint, processes, adapters, routes,
+                  sockets);
 }
 
 // How GoogleTest prints one in a failure.
