@@ -12,9 +12,9 @@
 
 namespace egress::live {
 
-// All processes with a name. On Linux it is compared with /proc/PID/comm, which the kernel truncates
-// to 15 bytes; a longer name is also compared with the file name of the executable. Any user of the
-// system may give any name to a process.
+// All processes with a name. On Linux it is compared with /proc/PID/comm, which the kernel
+// truncates to 15 bytes; a longer name is also compared with the file name of the executable. Any
+// user of the system may give any name to a process.
 struct ProcessName {
   std::string name;
   std::optional<std::uint32_t> user = {};  // ID of who started them; nothing: all of one user
@@ -32,8 +32,8 @@ enum class NoProcessReason : std::uint32_t {
 // Why there is nothing to take a snapshot of.
 struct NoProcess {
   NoProcessReason reason = NoProcessReason::NOT_VISIBLE;
-  std::string message;  // one line, in which names are as they were given
-  std::vector<snapshot::Process> processes;  // with DIFFERENT_USERS: all that have the name
+  std::string message;                            // one line, in which names are as they were given
+  std::vector<snapshot::Process> processes = {};  // with DIFFERENT_USERS: all that have the name
 };
 
 // Takes the adapters, the default routes and the sockets of the chosen processes from the system

@@ -32,7 +32,7 @@ HostSnapshot readSnapshot(const std::string& path) {
   return std::get<HostSnapshot>(std::move(read));
 }
 
-HostSnapshot takeSnapshot(const live::ProcessChoice& choice) {
+HostSnapshot takeLiveSnapshot(const live::ProcessChoice& choice) {
   auto taken = live::takeSnapshot(choice);
   const auto* const none = std::get_if<live::NoProcess>(&taken);
   if (none == nullptr) return std::get<HostSnapshot>(std::move(taken));
@@ -72,7 +72,7 @@ void warnUnknownTags(const Options& options, const HostSnapshot& snapshot) {
 
 HostSnapshot readInput(const Options& options) {
   HostSnapshot snapshot = options.snapshotPath ? readSnapshot(*options.snapshotPath)
-                                               : takeSnapshot(options.processes.value());
+                                               : takeLiveSnapshot(options.processes.value());
   if (!options.snapshotPath) {
     snapshot.origin.program = "egress-report";
     snapshot.origin.programVersion = kVersion;

@@ -127,7 +127,7 @@ void checkAndComplete(const RawOptions& raw, Options& options) {
     addAnswer(options, {.selectorTag = tag, .path = std::nullopt});
   }
   if (raw.process) options.processes = processIdIn(*raw.process);
-  if (raw.processName) options.processes = *raw.processName;
+  if (raw.processName) options.processes = live::ProcessName{.name = *raw.processName};
   if (!options.processes && !options.snapshotPath) {
     throw CannotRun("one of --pid, --process and --snapshot is required");
   }

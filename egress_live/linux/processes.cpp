@@ -142,7 +142,7 @@ void addSocketInodes(std::uint32_t process, std::set<std::uint32_t>& inodes) {
 
 std::variant<ProcessIds, NoProcess> findProcesses(const ProcessChoice& choice) {
   if (const auto* const process = std::get_if<std::uint32_t>(&choice)) return findProcess(*process);
-  return findProcessesNamed(std::get<std::string>(choice));
+  return findProcessesNamed(std::get<ProcessName>(choice).name);
 }
 
 std::set<std::uint32_t> socketInodesOf(const ProcessIds& processes) {

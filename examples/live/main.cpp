@@ -10,7 +10,8 @@
 #include "egress_live/take_snapshot.h"
 
 int main(int argc, char** argv) {
-  auto taken = egress::live::takeSnapshot(argc == 2 ? argv[1] : "");
+  auto taken =
+      egress::live::takeSnapshot(egress::live::ProcessName{.name = argc == 2 ? argv[1] : ""});
   auto* const snapshot = std::get_if<egress::snapshot::HostSnapshot>(&taken);
   if (snapshot == nullptr) {
     std::cerr << "live: " << std::get_if<egress::live::NoProcess>(&taken)->message << "\n";

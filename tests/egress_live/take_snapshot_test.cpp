@@ -143,7 +143,7 @@ TEST(TakeSnapshot, FindsThisProcessByItsName) {
   const Descriptor unconnected = boundSocket(SOCK_DGRAM);
   const Descriptor datagram = boundSocket(SOCK_DGRAM);
   connectTo(datagram, portOf(unconnected));
-  EXPECT_THAT(snapshotOf("egress-live-one").sockets.rows,
+  EXPECT_THAT(snapshotOf(ProcessName{.name = "egress-live-one"}).sockets.rows,
               testing::Contains(
                   isSocket(snapshot::SocketProtocol::UDP, portOf(datagram), portOf(unconnected))));
 }
@@ -156,10 +156,11 @@ TEST(TakeSnapshot, SaysWhichProcessThereIsNot) {
   };
   for (const Row& row :
        {Row{kNone, "no process 4194305 is visible to this user"},
-        Row{"no-such-process",
+        Row{ProcessName{.name = "no-such-process"},
             "no process named 'no-such-process' is visible to this user in this network "
             "namespace"},
-        Row{"", "no process named '' is visible to this user in this network namespace"}}) {
+        Row{ProcessName{},
+            "no process named '' is visible to this user in this network namespace"}}) {
     const auto taken = takeSnapshot(row.choice);
     const auto* const none = std::get_if<NoProcess>(&taken);
     ASSERT_NE(none, nullptr);
