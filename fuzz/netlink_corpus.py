@@ -9,8 +9,8 @@ The replies describe a network that this script invents, so the network namespac
     up2   10.2.0.2/24, 2001:db8:2::2/64
     p2p0  10.9.0.1, of the peer 10.9.0.2         (tun)
 
-with a default route through up1 and one through both uplinks for each family, and connected sockets.
-The first byte of a file chooses the parser, as in netlink_reply_fuzzer.cpp.
+with a default route through up1 and one through both uplinks for each family, and connected sockets,
+with the same routes once more as next-hop objects. netlink_reply_fuzzer.cpp describes the files.
 """
 
 import os
@@ -27,20 +27,22 @@ ADAPTERS, ROUTES4, ROUTES6, TCP, UDP = range(5)  # the parsers
 NLMSG_NOOP, NLMSG_ERROR, NLMSG_DONE, NLMSG_OVERRUN = 1, 2, 3, 4
 NLM_F_REQUEST, NLM_F_MULTI, NLM_F_DUMP_INTR, NLM_F_DUMP = 1, 2, 0x10, 0x300
 NETLINK_ROUTE, NETLINK_SOCK_DIAG = 0, 4
-RTM_NEWLINK, RTM_NEWADDR, RTM_NEWROUTE = 16, 20, 24
-RTM_GETLINK, RTM_GETADDR, RTM_GETROUTE = 18, 22, 26
+RTM_NEWLINK, RTM_NEWADDR, RTM_NEWROUTE, RTM_NEWNEXTHOP = 16, 20, 24, 104
+RTM_GETLINK, RTM_GETADDR, RTM_GETROUTE, RTM_GETNEXTHOP = 18, 22, 26, 106
 SOCK_DIAG_BY_FAMILY = 20
 IFLA_IFNAME, IFLA_OPERSTATE = 3, 16
 IFA_ADDRESS, IFA_LOCAL = 1, 2
-RTA_OIF, RTA_PRIORITY, RTA_MULTIPATH = 4, 6, 9
+RTA_OIF, RTA_PRIORITY, RTA_MULTIPATH, RTA_NH_ID = 4, 6, 9, 30
+NHA_ID, NHA_GROUP, NHA_OIF = 1, 2, 5
+SEQUENCE, PORT = 1, 7  # of the request
 CONNECTED_STATES = 0b1110_0111_0010  # established, both kinds of FIN_WAIT, CLOSE_WAIT, LAST_ACK, CLOSING
 
 HEADER = struct.Struct("=IHHII")
 INODE_OFFSET = HEADER.size + 68  # in a message of sock_diag
 
 
-def message(kind, payload, flags=NLM_F_MULTI):
-    data = HEADER.pack(HEADER.size + len(payload), kind, flags, 1, 0) + payload
+def message(kind, payload, flags=NLM_F_MULTI, sequence=SEQUENCE, port=PORT):
+    data = HEADER.pack(HEADER.size + len(payload), kind, flags, sequence, port) + payload
     return data + bytes(-len(data) % 4)
 
 
@@ -72,7 +74,7 @@ def dump(bus, kind, payload):
             for part in split(kernel.recv(65536)):
                 if HEADER.unpack_from(part)[1] in (NLMSG_DONE, NLMSG_ERROR):
                     return reply
-                reply += part
+                reply += part[:12] + struct.pack("=I", PORT) + part[16:]
 
 
 def ip(text):
@@ -95,6 +97,12 @@ def create_network():
         ip(f"{family} route add default metric 200 nexthop via {first} dev up1 "
            f"nexthop via {second} dev up2")
         ip(f"{family} route add unreachable default metric 300")
+        base = 10 * int(family[1:])
+        ip(f"nexthop add id {base + 1} via {first} dev up1")
+        ip(f"nexthop add id {base + 2} via {second} dev up2")
+        ip(f"nexthop add id {base} group {base + 1}/{base + 2}")
+        ip(f"{family} route add default metric 400 nhid {base + 1}")
+        ip(f"{family} route add default metric 500 nhid {base}")
 
 
 def open_sockets():
@@ -138,6 +146,12 @@ def route_reply(family):
     return dump(NETLINK_ROUTE, RTM_GETROUTE, struct.pack("=B11x", family))
 
 
+def routes_with_objects(family):
+    """The routes as the kernel lists them without nexthop_compat_mode, and the next-hop objects."""
+    Path("/proc/sys/net/ipv4/nexthop_compat_mode").write_text("0", encoding="ascii")
+    return dump(NETLINK_ROUTE, RTM_GETNEXTHOP, bytes(8)) + route_reply(family)
+
+
 def default_route(*attributes):
     header = struct.pack("=BBBBBBBBI", socket.AF_INET, 0, 0, 0, 254, 0, 0, 1, 0)
     return message(RTM_NEWROUTE, header + b"".join(attributes))
@@ -154,6 +168,14 @@ def address(index, family, *attributes):
 
 def next_hop(size, index):
     return struct.pack("=HBBi", size, 0, 0, index)
+
+
+def next_hop_object(*attributes):
+    return message(RTM_NEWNEXTHOP, bytes(8) + b"".join(attributes))
+
+
+def number(kind, value):
+    return attribute(kind, struct.pack("=I", value))
 
 
 def a_socket(family=socket.AF_INET, state=1, inode=1):
@@ -177,6 +199,8 @@ def make_real():
         "routes-ipv4": (ROUTES4, route_reply(socket.AF_INET) + DONE),
         "routes-ipv6": (ROUTES6, route_reply(socket.AF_INET6) + DONE),
         "routes-of-the-other-family": (ROUTES4, route_reply(socket.AF_INET6) + DONE),
+        "next-hop-objects-ipv4": (ROUTES4, routes_with_objects(socket.AF_INET) + DONE),
+        "next-hop-objects-ipv6": (ROUTES6, routes_with_objects(socket.AF_INET6) + DONE),
         "sockets-tcp": (TCP, sockets_reply(TCP, wanted) + DONE),
         "sockets-udp": (UDP, sockets_reply(UDP, wanted) + DONE),
     }
@@ -230,6 +254,19 @@ def make_broken():
         "a-next-hop-is-too-short": hops(next_hop(8, 5), next_hop(7, 11)),
         "a-next-hop-is-cut-off": hops(next_hop(8, 5), next_hop(8, 11)[:3]),
         "a-next-hop-with-an-unaligned-length": hops(next_hop(9, 5) + b"x"),
+        "a-next-hop-object-is-missing": (ROUTES4, default_route(number(RTA_NH_ID, 5))),
+        "a-next-hop-object-without-id": (ROUTES4, next_hop_object(number(NHA_OIF, 5))),
+        "a-next-hop-object-is-too-short": (ROUTES4, message(RTM_NEWNEXTHOP, bytes(7))),
+        "a-group-in-itself": (ROUTES4, default_route(number(RTA_NH_ID, 5)) + next_hop_object(
+            number(NHA_ID, 5), attribute(NHA_GROUP, struct.pack("=II", 5, 0)))),
+        "a-group-is-cut-off": (ROUTES4, next_hop_object(
+            number(NHA_ID, 5), attribute(NHA_GROUP, struct.pack("=II", 5, 0)[:-1]))),
+        "a-member-of-a-group-is-missing": (ROUTES4, default_route(number(RTA_NH_ID, 5)) +
+                                           next_hop_object(number(NHA_ID, 5), attribute(
+                                               NHA_GROUP, struct.pack("=II", 6, 0)))),
+        "another-sequence-number": (ADAPTERS, link(5) + message(
+            RTM_NEWLINK, bytes(16), sequence=SEQUENCE + 1)),
+        "another-port": (ADAPTERS, message(NLMSG_DONE, bytes(4), port=PORT + 1)),
         "a-socket-is-cut-off": (TCP, a_socket()[:-4]),
         "a-socket-that-listens": (TCP, a_socket(state=10)),
         "a-socket-of-another-family": (UDP, a_socket(family=9)),
@@ -237,12 +274,19 @@ def make_broken():
     }
 
 
+def datagram(data, sender=0):
+    return bytes([sender]) + struct.pack("<H", len(data)) + data
+
+
 def main():
     if [name for _, name in socket.if_nameindex()] != ["lo"]:
         sys.exit("netlink_corpus: this network namespace is in use; run it with: unshare --net")
     FOLDER.mkdir(parents=True, exist_ok=True)
     for name, (parser, reply) in (make_real() | make_broken()).items():
-        (FOLDER / name).write_bytes(bytes([parser]) + reply)
+        (FOLDER / name).write_bytes(bytes([parser]) + datagram(reply))
+    forged = datagram(link(5, attribute(IFLA_IFNAME, b"forged\0")) + DONE, sender=9)
+    genuine = datagram(link(5)) + forged + datagram(DONE)
+    (FOLDER / "a-forged-datagram").write_bytes(bytes([ADAPTERS]) + forged + genuine)
 
 
 if __name__ == "__main__":

@@ -1,5 +1,8 @@
-// Parses any bytes as a part of the kernel's reply. The first byte chooses the parser. Each gives
-// the same rows again, with values in their ranges, or an EnumerationError.
+// Parses any bytes as the datagrams of a reply. Each parser gives the same rows again, with values
+// in their ranges, or an EnumerationError; datagrams that are not the kernel's change nothing.
+//
+// The first byte chooses the parser. Each datagram follows its sender (1 byte, 0 is the kernel) and
+// its size (2 bytes, the low one first).
 //
 // netlink_corpus.py made the corpus, from replies of the kernel.
 
@@ -20,6 +23,7 @@
 
 #include "egress_live/linux/adapters.h"
 #include "egress_live/linux/netlink_message.h"
+#include "egress_live/linux/next_hops.h"
 #include "egress_live/linux/routes.h"
 #include "egress_live/linux/sockets.h"
 #include "fuzz/fuzz_target.h"
@@ -35,6 +39,7 @@ using snapshot::Socket;
 using snapshot::SocketProtocol;
 using snapshot::SocketState;
 
+const live::DumpRequest kRequest = {.what = "part", .sequence = 1, .port = 7};
 const std::set<std::uint32_t> kInodes = {1, 2, 3};  // of the sockets in the corpus
 constexpr std::uint32_t kMaxPort = 65535;
 
@@ -54,14 +59,15 @@ bool isAddressText(const std::string& text) {
 struct Outcome {
   HostSnapshot rows;
   std::string error;
+  bool isReply = true;  // all messages answer the request
 };
 
-// The messages of a reply that contain addresses, or the others: the kernel sends links and
-// addresses in two replies.
-NetlinkReply partOf(const NetlinkReply& reply, bool withAddresses) {
+// The messages of a reply that have this type, or all others: the kernel sends, for example, links
+// and addresses in two replies.
+NetlinkReply partOf(const NetlinkReply& reply, std::uint16_t type, bool isOfType) {
   NetlinkReply part;
   live::forEachMessage(reply.bytes, [&](const nlmsghdr& message) {
-    if ((message.nlmsg_type == RTM_NEWADDR) != withAddresses) return;
+    if ((message.nlmsg_type == type) != isOfType) return;
     const auto* const first = static_cast<const std::byte*>(static_cast<const void*>(&message));
     part.bytes.insert(part.bytes.end(), first, first + live::aligned(message.nlmsg_len));
   });
@@ -69,30 +75,69 @@ NetlinkReply partOf(const NetlinkReply& reply, bool withAddresses) {
   return part;
 }
 
+void parseRoutes(const NetlinkReply& reply, int family, HostSnapshot& rows) {
+  const auto nextHops = live::nextHopsIn(partOf(reply, RTM_NEWNEXTHOP, /*isOfType=*/true));
+  const auto routes =
+      live::defaultRoutesIn(partOf(reply, RTM_NEWNEXTHOP, /*isOfType=*/false), family, nextHops);
+  rows.routes.enumFailed = !routes.has_value();
+  rows.routes.rows = routes.value_or(std::vector<RouteRow>());
+}
+
 void parse(std::uint8_t parser, const NetlinkReply& reply, HostSnapshot& rows) {
   switch (parser % 5) {
     case 0:
-      rows.adapters.rows = live::linksIn(partOf(reply, /*withAddresses=*/false));
+      rows.adapters.rows = live::linksIn(partOf(reply, RTM_NEWADDR, /*isOfType=*/false));
       rows.adapters.enumFailed =
-          !live::addAddresses(partOf(reply, /*withAddresses=*/true), rows.adapters.rows);
+          !live::addAddresses(partOf(reply, RTM_NEWADDR, /*isOfType=*/true), rows.adapters.rows);
       break;
-    case 1: rows.routes.rows = live::defaultRoutesIn(reply, AF_INET); break;
-    case 2: rows.routes.rows = live::defaultRoutesIn(reply, AF_INET6); break;
+    case 1: parseRoutes(reply, AF_INET, rows); break;
+    case 2: parseRoutes(reply, AF_INET6, rows); break;
     case 3: rows.sockets.rows = live::socketsIn(reply, SocketProtocol::TCP, kInodes); break;
     default: rows.sockets.rows = live::socketsIn(reply, SocketProtocol::UDP, kInodes); break;
   }
 }
 
+struct Datagram {
+  std::uint32_t sender = 0;
+  std::string_view bytes;
+};
+
+std::vector<Datagram> datagramsIn(std::string_view bytes) {
+  constexpr std::size_t kHeaderSize = 3;
+  std::vector<Datagram> datagrams;
+  while (bytes.size() >= kHeaderSize) {
+    const auto byteAt = [&bytes](std::size_t i) { return static_cast<std::uint8_t>(bytes[i]); };
+    const std::size_t size = byteAt(1) + std::size_t{256} * byteAt(2);
+    datagrams.push_back({.sender = byteAt(0), .bytes = bytes.substr(kHeaderSize, size)});
+    bytes.remove_prefix(kHeaderSize + datagrams.back().bytes.size());
+  }
+  return datagrams;
+}
+
+bool isReplyTo(const live::DumpRequest& request, const NetlinkReply& reply) {
+  bool isReply = true;
+  live::forEachMessage(reply.bytes, [&](const nlmsghdr& message) {
+    const bool isAnswer =
+        message.nlmsg_seq == request.sequence && message.nlmsg_pid == request.port;
+    isReply = isReply && isAnswer;
+  });
+  return isReply;
+}
+
 // What is received and what is collected from it are in allocations of exactly their sizes, so that
 // a sanitizer sees a read past the end.
-Outcome parsePart(std::uint8_t parser, std::string_view bytes) {
-  const auto data = std::as_bytes(std::span(bytes));
-  const std::vector<std::byte> part(data.begin(), data.end());
+Outcome parseDatagrams(std::uint8_t parser, const std::vector<Datagram>& datagrams) {
   Outcome outcome;
   try {
     NetlinkReply reply;
-    [[maybe_unused]] const auto progress = live::addPart("part", part, reply);
+    for (const Datagram& datagram : datagrams) {
+      const auto data = std::as_bytes(std::span(datagram.bytes));
+      const std::vector<std::byte> part(data.begin(), data.end());
+      const live::NetlinkPart received{.sender = datagram.sender, .bytes = part};
+      if (live::addPart(kRequest, received, reply) != live::DumpProgress::More) break;
+    }
     reply.bytes.shrink_to_fit();
+    outcome.isReply = isReplyTo(kRequest, reply);
     parse(parser, reply, outcome.rows);
   } catch (const live::EnumerationError& error) {
     outcome.error = error.what();
@@ -100,8 +145,9 @@ Outcome parsePart(std::uint8_t parser, std::string_view bytes) {
   return outcome;
 }
 
-// Each row takes at least a message, or a next hop.
+// Each row takes at least a message or a next hop; many routes may use one group of next hops.
 bool isBounded(const HostSnapshot& rows, std::size_t size) {
+  const std::size_t groups = size / (sizeof(nlmsghdr) + sizeof(rtmsg)) + 1;
   std::size_t addresses = 0;
   std::size_t names = 0;
   for (const Adapter& row : rows.adapters.rows) {
@@ -110,7 +156,7 @@ bool isBounded(const HostSnapshot& rows, std::size_t size) {
   }
   return rows.adapters.rows.size() <= size / (sizeof(nlmsghdr) + sizeof(ifinfomsg)) &&
          addresses <= size / (sizeof(nlmsghdr) + sizeof(ifaddrmsg)) && names <= size &&
-         rows.routes.rows.size() <= size / sizeof(rtnexthop) &&
+         rows.routes.rows.size() <= groups * (size / sizeof(rtnexthop)) &&
          rows.sockets.rows.size() <= size / (sizeof(nlmsghdr) + sizeof(inet_diag_msg));
 }
 
@@ -149,16 +195,19 @@ test::Violation check(std::string_view bytes) {
   if (bytes.empty()) return {};
   const auto parser = static_cast<std::uint8_t>(bytes.front());
   bytes.remove_prefix(1);
-  const Outcome outcome = parsePart(parser, bytes);
-  const Outcome again = parsePart(parser, bytes);
+  std::vector<Datagram> datagrams = datagramsIn(bytes);
+  const Outcome outcome = parseDatagrams(parser, datagrams);
+  std::erase_if(datagrams, [](const Datagram& datagram) { return datagram.sender != 0; });
+  const Outcome again = parseDatagrams(parser, datagrams);
   const HostSnapshot& rows = outcome.rows;
+  if (!outcome.isReply) return "a message that answers another request";
   if (!isBounded(rows, bytes.size())) return "more rows than bytes";
   if (!areAdapters(rows.adapters.rows)) return "not an adapter";
   if (!areRoutes(rows.routes.rows, parser % 5 == 1 ? 4 : 6)) return "not a route of the family";
   const SocketProtocol protocol = parser % 5 == 3 ? SocketProtocol::TCP : SocketProtocol::UDP;
   if (!areSockets(rows.sockets.rows, protocol)) return "not a connected socket of the protocol";
   const bool isSame = outcome.error == again.error && rows == again.rows;
-  return isSame ? "" : "other rows at the second time";
+  return isSame ? "" : "other rows without the datagrams of other senders";
 }
 
 }  // namespace egress::fuzz

@@ -9,8 +9,7 @@ namespace {
 
 using Socket = std::unique_ptr<mnl_socket, int (*)(mnl_socket*)>;
 
-constexpr unsigned kSequence = 1;  // one request per socket
-constexpr int kAttempts = 5;       // limits the retries on a host that changes all the time
+constexpr std::uint32_t kAttempts = 5;  // limits the retries on a host that changes all the time
 constexpr std::size_t kReceiveSize = 65536;  // larger than any message that the kernel sends
 
 [[noreturn]] void fail(std::string_view what, const char* reason) {
@@ -25,27 +24,40 @@ Socket openSocket(std::string_view what, int bus) {
   return socket;
 }
 
-void sendRequest(std::string_view what, const Socket& socket, std::uint16_t type,
+void sendRequest(const DumpRequest& request, const Socket& socket, std::uint16_t type,
                  std::span<const std::byte> payload) {
   std::vector<std::byte> buffer(mnl_nlmsg_size(aligned(payload.size())));
   nlmsghdr* const header = mnl_nlmsg_put_header(buffer.data());
   header->nlmsg_type = type;
   header->nlmsg_flags = NLM_F_REQUEST | NLM_F_DUMP;
-  header->nlmsg_seq = kSequence;
+  header->nlmsg_seq = request.sequence;
   std::memcpy(mnl_nlmsg_put_extra_header(header, payload.size()), payload.data(), payload.size());
   if (mnl_socket_sendto(socket.get(), header, header->nlmsg_len) < 0) {
-    fail(what, "cannot send a request to the kernel");
+    fail(request.what, "cannot send a request to the kernel");
   }
 }
 
-DumpProgress receiveReply(std::string_view what, const Socket& socket, NetlinkReply& reply) {
+// Not mnl_socket_recvfrom, which does not tell the sender.
+NetlinkPart receivePart(const DumpRequest& request, const Socket& socket,
+                        std::span<std::byte> buffer) {
+  sockaddr_nl sender{};
+  socklen_t senderSize = sizeof(sender);
+  void* const address = &sender;
+  const ssize_t size = recvfrom(mnl_socket_get_fd(socket.get()), buffer.data(), buffer.size(),
+                                MSG_TRUNC, static_cast<sockaddr*>(address), &senderSize);
+  if (size < 0) fail(request.what, "cannot receive from the kernel");
+  const auto received = static_cast<std::size_t>(size);
+  if (received == 0 || received > buffer.size() || senderSize != sizeof(sender)) {
+    throw EnumerationError(request.what + ": the reply is incomplete");
+  }
+  return {.sender = sender.nl_pid, .bytes = buffer.first(received)};
+}
+
+DumpProgress receiveReply(const DumpRequest& request, const Socket& socket, NetlinkReply& reply) {
   std::vector<std::byte> buffer(kReceiveSize);
   DumpProgress progress = DumpProgress::More;
   while (progress == DumpProgress::More) {
-    const auto size = mnl_socket_recvfrom(socket.get(), buffer.data(), buffer.size());
-    if (size < 0) fail(what, "cannot receive from the kernel");
-    if (size == 0) throw EnumerationError(std::string(what).append(": the reply is incomplete"));
-    progress = addPart(what, std::span(buffer).first(static_cast<std::size_t>(size)), reply);
+    progress = addPart(request, receivePart(request, socket, buffer), reply);
   }
   return progress;
 }
@@ -54,11 +66,14 @@ DumpProgress receiveReply(std::string_view what, const Socket& socket, NetlinkRe
 
 NetlinkReply dumpNetlink(std::string_view what, int bus, std::uint16_t type,
                          std::span<const std::byte> payload) {
-  for (int attempt = 0; attempt < kAttempts; ++attempt) {
+  for (std::uint32_t attempt = 1; attempt <= kAttempts; ++attempt) {
     const Socket socket = openSocket(what, bus);
-    sendRequest(what, socket, type, payload);
+    const DumpRequest request{.what = std::string(what),
+                              .sequence = attempt,
+                              .port = mnl_socket_get_portid(socket.get())};
+    sendRequest(request, socket, type, payload);
     NetlinkReply reply;
-    if (receiveReply(what, socket, reply) == DumpProgress::Complete) return reply;
+    if (receiveReply(request, socket, reply) == DumpProgress::Complete) return reply;
   }
   throw EnumerationError(std::string(what).append(": a change interrupted every attempt"));
 }

@@ -25,12 +25,18 @@ void append(const nlmsghdr& message, NetlinkReply& reply) {
 
 }  // namespace
 
-DumpProgress addPart(std::string_view what, std::span<const std::byte> part, NetlinkReply& reply) {
-  const std::string name(what);
-  const void* at = part.data();
-  int left = static_cast<int>(part.size());
+DumpProgress addPart(const DumpRequest& request, const NetlinkPart& part, NetlinkReply& reply) {
+  constexpr std::uint32_t kKernel = 0;
+  if (part.sender != kKernel) return DumpProgress::More;
+  
+  const std::string& name = request.what;
+  const void* at = part.bytes.data();
+  int left = static_cast<int>(part.bytes.size());
   for (const auto* message = static_cast<const nlmsghdr*>(at); isWholeMessage(message, left);
        message = mnl_nlmsg_next(message, &left)) {
+    if (message->nlmsg_seq != request.sequence || message->nlmsg_pid != request.port) {
+      throw EnumerationError(name + ": a netlink message answers another request");
+    }
     if ((message->nlmsg_flags & NLM_F_DUMP_INTR) != 0) return DumpProgress::Interrupted;
     switch (message->nlmsg_type) {
       case NLMSG_NOOP: break;

@@ -26,10 +26,23 @@ struct NetlinkReply {
 
 enum class DumpProgress : std::uint8_t { More, Complete, Interrupted };
 
-// Appends the data messages of one part of a dump to the reply. `part` must be aligned for
-// nlmsghdr. Throws EnumerationError if the kernel reports an error or the part is cut off; the
-// message begins with `what`.
-[[nodiscard]] DumpProgress addPart(std::string_view what, std::span<const std::byte> part,
+// A request for a dump, as the messages of its reply refer to it.
+struct DumpRequest {
+  std::string what;            // is asked for, for error messages
+  std::uint32_t sequence = 0;  // of the request
+  std::uint32_t port = 0;      // of the socket that sent it
+};
+
+// One datagram that the socket received.
+struct NetlinkPart {
+  std::uint32_t sender = 0;          // port of the sender; the kernel's is 0
+  std::span<const std::byte> bytes;  // aligned for nlmsghdr
+};
+
+// Appends the data messages of one part of a dump to the reply. Ignores a part that the kernel did
+// not send: with CAP_NET_ADMIN, processes may send messages to each other. Throws EnumerationError
+// if the kernel reports an error, the part is cut off, or a message answers another request.
+[[nodiscard]] DumpProgress addPart(const DumpRequest& request, const NetlinkPart& part,
                                    NetlinkReply& reply);
 
 [[nodiscard]] constexpr std::size_t aligned(std::size_t size) {

@@ -10,6 +10,9 @@
 namespace egress::live {
 namespace {
 
+// A next-hop object removed between the two dumps is missing; both are then repeated.
+constexpr int kAttempts = 5;
+
 using Rows = std::vector<RouteRow>;
 
 // RTNH_OK of <linux/rtnetlink.h> reads the length of a next hop before it checks that it is there.
@@ -26,11 +29,12 @@ void addNextHops(std::span<const std::byte> hops, RouteRow row, Rows& rows) {
   }
 }
 
-// A kernel that lacks the requested family dumps the routes of all families.
-void addRoute(const nlmsghdr& message, int family, Rows& rows) {
+// Adds the rows of a route. Returns false if it uses a next-hop object that is not there. A kernel
+// that lacks the requested family dumps the routes of all families.
+bool addRoute(const nlmsghdr& message, int family, const NextHops& nextHops, Rows& rows) {
   const auto& route = payloadOf<rtmsg>(message);
-  if (route.rtm_family != family) return;
-  if (route.rtm_dst_len != 0 || route.rtm_type != RTN_UNICAST) return;
+  if (route.rtm_family != family) return true;
+  if (route.rtm_dst_len != 0 || route.rtm_type != RTN_UNICAST) return true;
   const auto attribute = [&](std::uint16_t type) {
     return findAttribute(message, sizeof(route), type);
   };
@@ -40,27 +44,44 @@ void addRoute(const nlmsghdr& message, int family, Rows& rows) {
   }
   if (const nlattr* const multipath = attribute(RTA_MULTIPATH)) {
     addNextHops(bytesOf(*multipath), row, rows);
-    return;
+    return true;
   }
-  const nlattr* const interfaceIndex = attribute(RTA_OIF);
-  if (interfaceIndex == nullptr) {
-    throw EnumerationError("a default route has no interface");
+  if (const nlattr* const interfaceIndex = attribute(RTA_OIF)) {
+    row.interfaceIndex = valueOf<std::uint32_t>(*interfaceIndex);
+    rows.push_back(row);
+    return true;
   }
-  row.interfaceIndex = valueOf<std::uint32_t>(*interfaceIndex);
-  rows.push_back(row);
+  const nlattr* const object = attribute(RTA_NH_ID);
+  if (object == nullptr) throw EnumerationError("a default route has no interface");
+  const auto interfaces = interfacesOf(valueOf<std::uint32_t>(*object), nextHops);
+  for (const std::uint32_t interfaceIndex : interfaces.value_or(std::vector<std::uint32_t>())) {
+    row.interfaceIndex = interfaceIndex;
+    rows.push_back(row);
+  }
+  return interfaces.has_value();
 }
 
 Rows takeRoutes(std::string_view what, int family) {
   rtmsg request{};
   request.rtm_family = static_cast<unsigned char>(family);
-  return defaultRoutesIn(dumpNetlink(what, NETLINK_ROUTE, RTM_GETROUTE, request), family);
+  for (int attempt = 0; attempt < kAttempts; ++attempt) {
+    const NetlinkReply reply = dumpNetlink(what, NETLINK_ROUTE, RTM_GETROUTE, request);
+    if (auto rows = defaultRoutesIn(reply, family, NextHops())) return *std::move(rows);
+    if (auto rows = defaultRoutesIn(reply, family, takeNextHops())) return *std::move(rows);
+  }
+  throw EnumerationError("a next hop of a default route was removed during every attempt");
 }
 
 }  // namespace
 
-Rows defaultRoutesIn(const NetlinkReply& reply, int family) {
+std::optional<Rows> defaultRoutesIn(const NetlinkReply& reply, int family,
+                                    const NextHops& nextHops) {
   Rows rows;
-  forEachMessage(reply.bytes, [&](const nlmsghdr& message) { addRoute(message, family, rows); });
+  bool isComplete = true;
+  forEachMessage(reply.bytes, [&](const nlmsghdr& message) {
+    isComplete = addRoute(message, family, nextHops, rows) && isComplete;
+  });
+  if (!isComplete) return std::nullopt;
   return rows;
 }
 

@@ -26,6 +26,9 @@ FAULTS = {
     "send": ": cannot send a request to the kernel: Operation not permitted",
     "receive": ": cannot receive from the kernel: No buffer space available",
     "empty": ": the reply is incomplete",
+    "truncated": ": the reply is incomplete",
+    "other-sequence": ": a netlink message answers another request",
+    "other-port": ": a netlink message answers another request",
     "error": ": the kernel returned an error: Operation not permitted",
     "late-error": ": the kernel returned an error: Cannot allocate memory",
     "overrun": ": the kernel lost data (NLMSG_OVERRUN)",
@@ -132,6 +135,26 @@ class FailuresTest(ProgramTest):
         result = self.diagnose("addresses:unknown-interface-once")
         self.assert_failed(result, [])
         self.assertEqual(result.output, self.diagnose("none").output)
+
+    def test_a_reply_that_the_kernel_did_not_send_is_ignored(self):
+        whole = self.diagnose("none").output
+        for request in (*ADAPTER_REQUESTS, *ROUTE_REQUESTS, *SOCKET_REQUESTS):
+            with self.subTest(request=request):
+                result = self.diagnose(f"{request}:forged")
+                if result.error == "cannot forge a reply\n":
+                    self.skipTest("no capability CAP_NET_ADMIN")
+                self.assert_failed(result, [])
+                self.assertEqual(result.output, whole)
+
+    def test_routes_are_listed_again_after_a_next_hop_object_was_removed(self):
+        result = self.diagnose("routes4:unknown-next-hop-once")
+        self.assert_failed(result, [])
+        self.assertEqual(result.output, self.diagnose("none").output)
+
+    def test_an_unknown_next_hop_object(self):
+        self.assert_failed(
+            self.diagnose("routes4:unknown-next-hop"), ["routes"],
+            "routes: a next hop of a default route was removed during every attempt")
 
     def test_a_message_that_cannot_be_parsed(self):
         for request, snapshot in [("links", "adapters"), ("addresses", "adapters"),

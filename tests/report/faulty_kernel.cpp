@@ -1,9 +1,10 @@
-// Replaces libmnl's functions for communication with the kernel and injects the fault in
-// EGRESS_FAULT, "REQUEST:FAULT", for example "links:error". If it is unset, calls libmnl's own
-// functions.
+// Replaces the functions for communication with the kernel, libmnl's and recvfrom, and injects the
+// fault in EGRESS_FAULT, "REQUEST:FAULT", for example "links:error". If it is unset, calls the
+// functions that it replaces.
 
 #include <cerrno>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <dlfcn.h>
 #include <map>
@@ -15,11 +16,13 @@
 #include <libmnl/libmnl.h>
 #include <linux/if_addr.h>
 #include <linux/rtnetlink.h>
+#include <linux/sock_diag.h>
 
 namespace {
 
 std::string currentRequest;  // sent last
-std::uint16_t currentType = 0;
+nlmsghdr currentHeader = {};
+unsigned currentPort = 0;
 std::map<std::string, int> requestCounts;  // by name
 int partCount = 0;                         // parts of the current reply
 
@@ -32,7 +35,7 @@ bool isRequested(std::string_view fault) {
   return isRequested(currentRequest, fault);
 }
 
-// libmnl's own function.
+// The function that is replaced.
 template <typename Function>
 Function* real(Function& /*replaced*/, const char* name) {
   return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
@@ -45,6 +48,7 @@ std::string nameOf(const nlmsghdr& message) {
     case RTM_GETLINK: return "links";
     case RTM_GETADDR: return "addresses";
     case RTM_GETROUTE: return "routes" + version;
+    case RTM_GETNEXTHOP: return "next-hops";
     default: return (bytes[1] == IPPROTO_TCP ? "tcp" : "udp") + version;
   }
 }
@@ -59,6 +63,8 @@ class Reply {
   Payload& add(int type) {
     message_ = mnl_nlmsg_put_header(buffer_ + size_);
     message_->nlmsg_type = static_cast<std::uint16_t>(type);
+    message_->nlmsg_seq = currentHeader.nlmsg_seq;
+    message_->nlmsg_pid = currentPort;
     auto* const payload = mnl_nlmsg_put_extra_header(message_, sizeof(Payload));
     size_ += message_->nlmsg_len;
     return *static_cast<Payload*>(payload);
@@ -97,7 +103,7 @@ ssize_t fakeReply(void* buffer) {
     return reply.size();
   }
   if (isRequested("short")) {
-    reply.add<std::uint16_t>(currentType);
+    reply.add<std::uint16_t>(currentHeader.nlmsg_type);
     return reply.end();
   }
   if (isRequested("unknown-interface") ||
@@ -109,7 +115,31 @@ ssize_t fakeReply(void* buffer) {
     reply.addAttribute(IFA_LOCAL, sizeof(value), &value);
     return reply.end();
   }
+  if (isRequested("unknown-next-hop") ||
+      (isRequested("unknown-next-hop-once") && requestCounts[currentRequest] == 1)) {
+    auto& route = reply.add<rtmsg>(RTM_NEWROUTE);
+    route.rtm_family = AF_INET;
+    route.rtm_type = RTN_UNICAST;
+    reply.addAttribute(RTA_NH_ID, sizeof(kUnknownIndex), &kUnknownIndex);
+    return reply.end();
+  }
   return 0;
+}
+
+// Sends a reply without any row to the socket of the request, as any process of this network
+// namespace with CAP_NET_ADMIN may.
+void forgeReply(const mnl_socket& target, int bus) {
+  alignas(nlmsghdr) char buffer[256] = {};
+  Reply reply(buffer);
+  const auto size = static_cast<std::size_t>(reply.end());
+  sockaddr_nl address{};
+  address.nl_family = AF_NETLINK;
+  address.nl_pid = mnl_socket_get_portid(&target);
+  mnl_socket* const sender = mnl_socket_open2(bus, SOCK_CLOEXEC);
+  const ssize_t sent = sendto(mnl_socket_get_fd(sender), buffer, size, 0,
+                              reinterpret_cast<const sockaddr*>(&address), sizeof(address));
+  if (sent < 0) std::fputs("cannot forge a reply\n", stderr);
+  mnl_socket_close(sender);
 }
 
 // Modifies the kernel's reply.
@@ -122,6 +152,8 @@ void corrupt(void* buffer, ssize_t size) {
         (isRequested("interrupt-once") && requestCounts[currentRequest] == 1 && isEnd)) {
       message->nlmsg_flags |= NLM_F_DUMP_INTR;
     }
+    if (isRequested("other-sequence")) ++message->nlmsg_seq;
+    if (isRequested("other-port") && isEnd) ++message->nlmsg_pid;
     if (isRequested("late-error") && isEnd) {
       *static_cast<int*>(mnl_nlmsg_get_payload(message)) = -ENOMEM;
     }
@@ -149,10 +181,15 @@ int mnl_socket_bind(mnl_socket* nl, unsigned groups, pid_t pid) {
 }
 
 ssize_t mnl_socket_sendto(const mnl_socket* nl, const void* req, std::size_t siz) {
+  currentHeader = *static_cast<const nlmsghdr*>(req);
   currentRequest = nameOf(*static_cast<const nlmsghdr*>(req));
+  currentPort = mnl_socket_get_portid(nl);
   ++requestCounts[currentRequest];
-  currentType = static_cast<const nlmsghdr*>(req)->nlmsg_type;
   partCount = 0;
+  if (isRequested("forged")) {
+    forgeReply(*nl,
+               currentHeader.nlmsg_type == SOCK_DIAG_BY_FAMILY ? NETLINK_SOCK_DIAG : NETLINK_ROUTE);
+  }
   if (isRequested("send")) {
     errno = EPERM;
     return -1;
@@ -160,15 +197,17 @@ ssize_t mnl_socket_sendto(const mnl_socket* nl, const void* req, std::size_t siz
   return real(mnl_socket_sendto, "mnl_socket_sendto")(nl, req, siz);
 }
 
-ssize_t mnl_socket_recvfrom(const mnl_socket* nl, void* buf, std::size_t siz) {
+ssize_t recvfrom(int fd, void* buf, std::size_t n, int flags, sockaddr* addr, socklen_t* addr_len) {
   ++partCount;
   if (isRequested("receive") || (isRequested("receive-late") && partCount > 1)) {
     errno = ENOBUFS;
     return -1;
   }
+  const auto replaced = real(recvfrom, "recvfrom");
+  const ssize_t received = replaced(fd, buf, n, flags, addr, addr_len);
   if (isRequested("empty")) return 0;
+  if (isRequested("truncated")) return static_cast<ssize_t>(n) + 1;
   if (const ssize_t faked = fakeReply(buf); faked != 0) return faked;
-  const ssize_t received = real(mnl_socket_recvfrom, "mnl_socket_recvfrom")(nl, buf, siz);
   if (received > 0) corrupt(buf, received);
   return received;
 }

@@ -340,6 +340,26 @@ class RouteTest(NetworkTest):
                                f"{family} route flush table 300")
         self.assert_routes(self.ROUTES + [(4, "up1", 7), (4, "up2", 7), (6, "up1", 7), (6, "up2", 7)])
 
+    def test_next_hop_objects(self):
+        setting = "/proc/sys/net/ipv4/nexthop_compat_mode"
+        if not os.access(setting, os.W_OK):
+            self.skipTest(f"{setting} does not exist or is read-only")
+        hops = [(4, "up1", 7), (4, "up1", 8), (4, "up2", 8), (6, "up1", 7), (6, "up1", 8), (6, "up2", 8)]
+        for family, net in [(4, "10.{}.0.1"), (6, "2001:db8:{}::1")]:
+            for number in (1, 2):
+                self.for_this_test("engine", f"nexthop add id {family}{number} via {net.format(number)} "
+                                   f"dev up{number}", f"nexthop del id {family}{number}")
+            self.for_this_test("engine", f"nexthop add id {family} group {family}1/{family}2",
+                               f"nexthop del id {family}")
+            self.for_this_test("engine", f"-{family} nexthop add id {family}9 blackhole",
+                               f"nexthop del id {family}9")
+            for metric, nexthop in [(7, f"{family}1"), (8, f"{family}"), (9, f"{family}9")]:
+                # Goes away with its object.
+                ip("engine", f"-{family} route add default table 303 metric {metric} nhid {nexthop}")
+        for mode in (0, 1):  # without and with interfaces in the routes
+            network.command(*network.inside("engine"), "sh", "-c", f"echo {mode} >{setting}")
+            self.assert_routes(self.ROUTES + hops)
+
     def test_routes_without_interface_are_ignored(self):
         for kind in ("unreachable", "blackhole", "prohibit", "throw"):
             for family in ("-4", "-6"):
@@ -357,24 +377,6 @@ class RouteTest(NetworkTest):
         self.for_this_test("engine", "route add default dev up1 table 302 metric 4294967295",
                            "route flush table 302")
         self.assert_routes(self.ROUTES + [(4, "up1", 4294967295)])
-
-
-class FailedRouteTest(NetworkTest):
-    def test_a_next_hop_object_without_compat_mode(self):
-        self.connect()
-        setting = "/proc/sys/net/ipv4/nexthop_compat_mode"
-        if not os.access(setting, os.W_OK):
-            self.skipTest(f"{setting} does not exist or is read-only")
-        def set_compat_mode(value):
-            network.command(*network.inside("engine"), "sh", "-c", f"echo {value} >{setting}")
-        set_compat_mode(0)
-        self.addCleanup(set_compat_mode, 1)
-        self.for_this_test("engine", "nexthop add id 5 via 10.1.0.1 dev up1", "nexthop del id 5")
-        self.for_this_test("engine", "route add default table 303 nhid 5", "route flush table 303")
-        result = self.diagnose()
-        self.assertEqual(result.report["defaultRoutesStatus"], "ROUTE_ENUM_FAILED")
-        self.assertEqual(result.report["interfacesStatus"], "OK")
-        self.assertEqual(result.error, "egress-report: routes: a default route has no interface\n")
 
 
 if __name__ == "__main__":

@@ -28,6 +28,10 @@ Bytes bytesOfValue(const Value& value) {
   return {bytes.begin(), bytes.end()};
 }
 
+// Of the request that a message answers.
+constexpr std::uint32_t kSequence = 3;
+constexpr std::uint32_t kPort = 4001;
+
 // Builds a netlink message.
 class Message {
  public:
@@ -61,8 +65,8 @@ class Message {
     const nlmsghdr header{.nlmsg_len = static_cast<std::uint32_t>(size),
                           .nlmsg_type = static_cast<std::uint16_t>(type_),
                           .nlmsg_flags = static_cast<std::uint16_t>(flags_),
-                          .nlmsg_seq = 0,
-                          .nlmsg_pid = 0};
+                          .nlmsg_seq = kSequence,
+                          .nlmsg_pid = kPort};
     Bytes bytes(bytes_.begin(), bytes_.begin() + static_cast<std::ptrdiff_t>(size));
     std::memcpy(bytes.data(), &header, sizeof(header));
     return bytes;

@@ -18,11 +18,18 @@ using testing::ElementsAre;
 
 constexpr int kType = NLMSG_MIN_TYPE;  // of a data message
 
+// A request whose messages the builder makes.
+const DumpRequest kRequest = {.what = "links", .sequence = kSequence, .port = kPort};
+
+DumpProgress add(std::span<const std::byte> part, NetlinkReply& reply) {
+  return addPart(kRequest, {.sender = 0, .bytes = part}, reply);
+}
+
 // The error of a part, or "".
 std::string errorOf(std::span<const std::byte> part) {
   NetlinkReply reply;
   try {
-    static_cast<void>(addPart("links", part, reply));
+    static_cast<void>(add(part, reply));
   } catch (const EnumerationError& error) {
     return error.what();
   }
@@ -43,8 +50,8 @@ const nlmsghdr& messageIn(const Bytes& bytes) {
 
 TEST(AddPart, KeepsTheDataMessagesOfAllParts) {
   NetlinkReply reply;
-  EXPECT_EQ(addPart("", joined({{kType, 1}, {kType, 2}}), reply), DumpProgress::More);
-  EXPECT_EQ(addPart("", joined({{kType, 3}, {NLMSG_DONE, 0}}), reply), DumpProgress::Complete);
+  EXPECT_EQ(add(joined({{kType, 1}, {kType, 2}}), reply), DumpProgress::More);
+  EXPECT_EQ(add(joined({{kType, 3}, {NLMSG_DONE, 0}}), reply), DumpProgress::Complete);
   EXPECT_THAT(payloadsIn(reply), ElementsAre(1, 2, 3));
 }
 
@@ -52,7 +59,7 @@ TEST(AddPart, AlignsAMessageOfAnOddSize) {
   NetlinkReply reply;
   const Message odd = Message(kType, 1).with(1, bytesOfText("odd"));
   for (int part = 0; part < 2; ++part) {
-    EXPECT_EQ(addPart("", joined({odd}), reply), DumpProgress::More);
+    EXPECT_EQ(add(joined({odd}), reply), DumpProgress::More);
   }
   EXPECT_THAT(payloadsIn(reply), ElementsAre(1, 1));
   EXPECT_EQ(reply.bytes.size(), 2 * aligned(odd.size()));
@@ -60,7 +67,7 @@ TEST(AddPart, AlignsAMessageOfAnOddSize) {
 
 TEST(AddPart, IgnoresNoop) {
   NetlinkReply reply;
-  EXPECT_EQ(addPart("", joined({{NLMSG_NOOP, 1}, {kType, 2}}), reply), DumpProgress::More);
+  EXPECT_EQ(add(joined({{NLMSG_NOOP, 1}, {kType, 2}}), reply), DumpProgress::More);
   EXPECT_THAT(payloadsIn(reply), ElementsAre(2));
 }
 
@@ -68,7 +75,7 @@ TEST(AddPart, DetectsAnInterruptionInAnyMessage) {
   for (const int type : {kType, NLMSG_NOOP, NLMSG_DONE}) {
     NetlinkReply reply;
     const Message interrupted = Message(type, 0).withFlags(NLM_F_MULTI | NLM_F_DUMP_INTR);
-    EXPECT_EQ(addPart("", joined({{kType, 1}, interrupted}), reply), DumpProgress::Interrupted);
+    EXPECT_EQ(add(joined({{kType, 1}, interrupted}), reply), DumpProgress::Interrupted);
   }
 }
 
@@ -89,7 +96,7 @@ TEST(AddPart, ReportsErrorsThatAreNoErrno) {
 
 TEST(AddPart, AnErrorOfZeroIsAnAcknowledgement) {
   NetlinkReply reply;
-  EXPECT_EQ(addPart("", joined({{NLMSG_ERROR, 0}}), reply), DumpProgress::Complete);
+  EXPECT_EQ(add(joined({{NLMSG_ERROR, 0}}), reply), DumpProgress::Complete);
 }
 
 TEST(AddPart, RejectsErrorsThatAreTooShort) {
@@ -115,6 +122,32 @@ TEST(AddPart, RejectsLengthsThatDoNotFit) {
     std::memcpy(part.data(), &length, sizeof(length));
     EXPECT_EQ(errorOf(part), "links: a netlink message is cut off") << length;
     EXPECT_THAT(payloadsIn({.bytes = part}), ElementsAre()) << length;
+  }
+}
+
+TEST(AddPart, IgnoresWhatTheKernelDidNotSend) {
+  NetlinkReply reply;
+  const Bytes forged = joined({{kType, 1}, {NLMSG_DONE, 0}});
+  for (const std::uint32_t sender : {1U, kPort, 4294967295U}) {
+    EXPECT_EQ(addPart(kRequest, {.sender = sender, .bytes = forged}, reply), DumpProgress::More);
+    EXPECT_EQ(addPart(kRequest, {.sender = sender, .bytes = Bytes(1)}, reply), DumpProgress::More);
+  }
+  EXPECT_THAT(payloadsIn(reply), ElementsAre());
+}
+
+TEST(AddPart, RejectsAMessageThatAnswersAnotherRequest) {
+  const Bytes part = joined({{kType, 1}, {NLMSG_DONE, 0}});
+  for (DumpRequest other :
+       {DumpRequest{"links", kSequence + 1, kPort}, DumpRequest{"links", 0, kPort},
+        DumpRequest{"links", kSequence, 0}, DumpRequest{"links", kSequence, kPort + 1}}) {
+    NetlinkReply reply;
+    try {
+      static_cast<void>(addPart(other, {.sender = 0, .bytes = part}, reply));
+      FAIL() << other.sequence << ' ' << other.port;
+    } catch (const EnumerationError& error) {
+      EXPECT_STREQ(error.what(), "links: a netlink message answers another request");
+    }
+    EXPECT_THAT(payloadsIn(reply), ElementsAre());
   }
 }
 

@@ -1,6 +1,7 @@
 #include "egress_live/linux/routes.h"
 
 #include <array>
+#include <optional>
 #include <sys/socket.h>
 
 #include <gmock/gmock.h>
@@ -13,6 +14,7 @@ namespace egress::live {
 namespace {
 
 using testing::ElementsAre;
+using testing::Optional;
 
 Message route(int family, int type = RTN_UNICAST, int prefixLength = 0) {
   rtmsg header{};
@@ -43,16 +45,21 @@ auto isRow(int family, std::uint32_t index, std::uint32_t metric) {
                         testing::Field(&RouteRow::routeMetric, metric));
 }
 
+// Without next-hop objects.
+std::vector<RouteRow> routesIn(const NetlinkReply& reply, int family) {
+  return defaultRoutesIn(reply, family, {}).value();
+}
+
 std::vector<RouteRow> ipv4RoutesIn(const Message& message) {
-  return defaultRoutesIn(replyWith({message}), AF_INET);
+  return routesIn(replyWith({message}), AF_INET);
 }
 
 TEST(DefaultRoutesIn, ReadsInterfaceAndMetric) {
-  EXPECT_THAT(defaultRoutesIn(replyWith({route(AF_INET).with(RTA_OIF, 3),
-                                         route(AF_INET).with(RTA_OIF, 4).with(RTA_PRIORITY, -1)}),
-                              AF_INET),
+  EXPECT_THAT(routesIn(replyWith({route(AF_INET).with(RTA_OIF, 3),
+                                  route(AF_INET).with(RTA_OIF, 4).with(RTA_PRIORITY, -1)}),
+                       AF_INET),
               ElementsAre(isRow(4, 3, 0), isRow(4, 4, 4294967295)));
-  EXPECT_THAT(defaultRoutesIn(replyWith({route(AF_INET6).with(RTA_OIF, 3)}), AF_INET6),
+  EXPECT_THAT(routesIn(replyWith({route(AF_INET6).with(RTA_OIF, 3)}), AF_INET6),
               ElementsAre(isRow(6, 3, 0)));
 }
 
@@ -61,8 +68,7 @@ TEST(DefaultRoutesIn, IgnoresRoutesOfOtherFamiliesTypesAndPrefixes) {
                                route(AF_INET, RTN_BLACKHOLE), route(AF_INET, RTN_PROHIBIT),
                                route(AF_INET, RTN_THROW), route(AF_INET, RTN_LOCAL),
                                route(AF_INET, RTN_UNICAST, 1), route(AF_INET, RTN_UNICAST, 32)}) {
-    EXPECT_THAT(defaultRoutesIn(replyWith({Message(other).with(RTA_OIF, 3)}), AF_INET),
-                ElementsAre());
+    EXPECT_THAT(routesIn(replyWith({Message(other).with(RTA_OIF, 3)}), AF_INET), ElementsAre());
     EXPECT_THAT(ipv4RoutesIn(other), ElementsAre());  // they may have no interface
   }
 }
@@ -100,6 +106,31 @@ TEST(DefaultRoutesIn, RejectsNextHopsWithALengthThatDoesNotFit) {
   }
 }
 
+TEST(DefaultRoutesIn, EachInterfaceOfANextHopObjectGivesARow) {
+  const NextHops nextHops = {{5, {.interfaceIndex = 3, .members = {}}},
+                             {6, {.interfaceIndex = 4, .members = {}}},
+                             {7, {.interfaceIndex = {}, .members = {6, 5}}},
+                             {8, {.interfaceIndex = {}, .members = {5, 9}}},
+                             {10, {}}};
+  const auto rowsOf = [&nextHops](int id) {
+    const Message message = route(AF_INET6).with(RTA_PRIORITY, 100).with(RTA_NH_ID, id);
+    return defaultRoutesIn(replyWith({route(AF_INET6).with(RTA_OIF, 2), message}), AF_INET6,
+                           nextHops);
+  };
+  EXPECT_THAT(rowsOf(5), Optional(ElementsAre(isRow(6, 2, 0), isRow(6, 3, 100))));
+  EXPECT_THAT(rowsOf(7), Optional(ElementsAre(isRow(6, 2, 0), isRow(6, 4, 100), isRow(6, 3, 100))));
+  EXPECT_THAT(rowsOf(10), Optional(ElementsAre(isRow(6, 2, 0))));  // a blackhole
+  EXPECT_EQ(rowsOf(9), std::nullopt);
+  EXPECT_EQ(rowsOf(8), std::nullopt);  // a member is not there
+}
+
+TEST(DefaultRoutesIn, TheInterfaceOfARouteCountsBeforeItsNextHopObject) {
+  EXPECT_THAT(ipv4RoutesIn(route(AF_INET).with(RTA_NH_ID, 5).with(RTA_OIF, 3)),
+              ElementsAre(isRow(4, 3, 0)));
+  EXPECT_THAT(ipv4RoutesIn(route(AF_INET).with(RTA_NH_ID, 5).with(RTA_MULTIPATH, nextHop(3))),
+              ElementsAre(isRow(4, 3, 0)));
+}
+
 TEST(DefaultRoutesIn, RejectsARouteWithoutAnInterface) {
   EXPECT_THROW(static_cast<void>(ipv4RoutesIn(route(AF_INET).with(RTA_PRIORITY, 1))),
                EnumerationError);
@@ -108,7 +139,7 @@ TEST(DefaultRoutesIn, RejectsARouteWithoutAnInterface) {
 TEST(DefaultRoutesIn, RejectsShortMessagesAndAttributes) {
   const Message message = route(AF_INET);
   for (std::size_t size = sizeof(nlmsghdr); size < message.size(); ++size) {
-    EXPECT_THROW(static_cast<void>(defaultRoutesIn({.bytes = message.first(size)}, AF_INET)),
+    EXPECT_THROW(static_cast<void>(routesIn({.bytes = message.first(size)}, AF_INET)),
                  EnumerationError);
   }
   for (std::size_t size = 0; size < sizeof(std::uint32_t); ++size) {
