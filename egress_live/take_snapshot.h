@@ -38,18 +38,19 @@ struct NoProcess {
 
 // Takes the adapters, the default routes and the sockets of the chosen processes from the system
 // that this process runs on, in its network namespace. The caller adds the engine's configuration,
-// its answers and the hint, and who the program is; time and system are filled in.
+// its answers and the hint, and who the program is; the rest is filled in.
 //
 // - A moment: the system has no call that gives all lists at once. They are taken directly one
-// after
-//   the other, sockets first; each is a list that the system had at some moment, or is taken again,
-//   up to 5 times. A list that cannot be had whole has no row, enumFailed and the reason.
+//   after the other, sockets first; each is a list that the system had at some moment, or is taken
+//   again, up to 5 times. A list that cannot be had whole has no row, enumFailed and the reason.
 // - Permissions: adapters and routes need none. Sockets need to read /proc/PID/fd of the chosen
-//   processes: as root, with CAP_SYS_PTRACE, or as their user if they have no capabilities.
-// - Cost on Linux: two system calls for each descriptor of the chosen processes, for a name also
-// three
-//   for each process of the system, and one for each 32 KiB of what the kernel has to list: all its
-//   sockets, not only the engine's. No process is started and no name is looked up.
+//   processes: as root, with CAP_SYS_PTRACE and CAP_DAC_READ_SEARCH, or as their user if they have
+//   no capabilities.
+// - Cost on Linux: three system calls for each thread of the chosen processes and one for each
+//   descriptor in a table that they do not share, for a name also six for each process of the
+//   system, and one for each 32 KiB of what the kernel has to list: all its sockets, not only the
+//   engine's. Reading /proc ends after 30 s, then the list of sockets has failed. No process is
+//   started and no name is looked up.
 // - Threads: any number may call it at once; it keeps no state.
 // - Throws only when memory runs out.
 [[nodiscard]] EGRESS_LIVE_EXPORT std::variant<snapshot::HostSnapshot, NoProcess> takeSnapshot(

@@ -28,7 +28,7 @@ void append(const nlmsghdr& message, NetlinkReply& reply) {
 DumpProgress addPart(const DumpRequest& request, const NetlinkPart& part, NetlinkReply& reply) {
   constexpr std::uint32_t kKernel = 0;
   if (part.sender != kKernel) return DumpProgress::More;
-  
+
   const std::string& name = request.what;
   const void* at = part.bytes.data();
   int left = static_cast<int>(part.bytes.size());

@@ -1,153 +1,166 @@
 #include "egress_live/linux/processes.h"
 
-#include <cerrno>
-#include <charconv>
-#include <filesystem>
-#include <fstream>
+#include <algorithm>
 #include <optional>
+#include <string>
 #include <string_view>
-#include <system_error>
+#include <unistd.h>
+#include <utility>
 
+#include "egress_live/linux/descriptor_tables.h"
 #include "egress_live/linux/errors.h"
+#include "egress_live/linux/proc_text.h"
 
 namespace egress::live {
 namespace {
 
-namespace fs = std::filesystem;
-
 constexpr std::size_t kMaxCommLength = 15;
+constexpr const char* kNetwork = "ns/net";
 
-std::optional<std::uint32_t> numberIn(std::string_view text) {
-  std::uint32_t number = 0;
-  const char* const end = text.data() + text.size();
-  const auto [last, error] = std::from_chars(text.data(), end, number);
-  if (error != std::errc() || last != end) return std::nullopt;
-  return number;
-}
+enum class Network : std::uint8_t { NONE, OWN, OTHER };
 
-fs::path procPath(std::uint32_t process) {
-  return "/proc/" + std::to_string(process);
-}
-
-[[noreturn]] void failToRead(const fs::path& path, const std::error_code& error) {
-  throw EnumerationError("cannot read '" + path.string() + "': " + error.message());
-}
-
-// ENOENT if the process's directory is gone, ESRCH if the process ended after the file was opened.
-bool hasEnded(const std::error_code& error) {
-  return error == std::errc::no_such_file_or_directory || error == std::errc::no_such_process;
-}
-
-// The target of a link in /proc/PID; nothing if the process has ended.
-std::optional<std::string> linkOf(const fs::path& link) {
-  std::error_code error;
-  std::string target = fs::read_symlink(link, error).string();
-  if (hasEnded(error)) return std::nullopt;
-  if (error) failToRead(link, error);
-  return target;
-}
-
-// Nothing if the process has ended or is a zombie.
-std::optional<std::string> networkNamespaceOf(const fs::path& process) {
-  return linkOf(process / "ns/net");
-}
-
-// /proc/PID/comm; nothing if the process has ended.
-std::optional<std::string> commOf(std::uint32_t process) {
-  const fs::path path = procPath(process) / "comm";
-  std::ifstream file(path);
-  std::string comm;
-  if (std::getline(file, comm)) return comm;
-  const std::error_code error(errno, std::generic_category());
-  if (hasEnded(error)) return std::nullopt;
-  failToRead(path, error);
-}
-
-// The file name of the executable, even if it was deleted, for example by an update.
-std::string programNameOf(std::uint32_t process) {
-  constexpr std::string_view kRemoved = " (deleted)";
-  std::string path = linkOf(procPath(process) / "exe").value_or("");
-  if (path.ends_with(kRemoved)) path.resize(path.size() - kRemoved.size());
-  return fs::path(path).filename();
-}
-
-bool hasName(std::uint32_t process, const std::string& name) {
-  if (commOf(process) != name.substr(0, kMaxCommLength)) return false;
-  return name.size() <= kMaxCommLength || programNameOf(process) == name;
-}
-
-ProcessIds allProcesses() {
-  ProcessIds processes;
-  std::error_code error;
-  for (fs::directory_iterator entry("/proc", error), end; !error && entry != end;
-       entry.increment(error)) {
-    if (const auto process = numberIn(entry->path().filename().string())) {
-      processes.push_back(*process);
-    }
-  }
-  if (error) failToRead("/proc", error);
-  return processes;
-}
-
-std::variant<ProcessIds, NoProcess> findProcess(std::uint32_t process) {
-  const std::string name = "process " + std::to_string(process);
-  const std::optional<std::string> network = networkNamespaceOf(procPath(process));
+// The network namespace of a process is that of its first thread that has not ended: the main one
+// may end before the others.
+Network networkOf(const ProcDirectory& process, const std::string& own, Deadline deadline) {
+  std::optional<std::string> network = linkIn(process, kNetwork);
   if (!network) {
+    forEachNumber(process, "task", deadline, [&](std::uint32_t thread) {
+      network = linkIn(process, "task/" + std::to_string(thread) + '/' + kNetwork);
+      return !network.has_value();
+    });
+  }
+  if (!network) return Network::NONE;
+  return *network == own ? Network::OWN : Network::OTHER;
+}
+
+std::string ownNetwork(const ProcDirectory& proc) {
+  return linkIn(proc, std::string("self/") + kNetwork).value_or("");
+}
+
+// The path of the executable. A main thread that has ended has none, but the others do.
+std::string programOf(const ProcDirectory& process, Deadline deadline) {
+  std::optional<std::string> link = linkIn(process, "exe");
+  if (!link) {
+    forEachNumber(process, "task", deadline, [&](std::uint32_t thread) {
+      link = linkIn(process, "task/" + std::to_string(thread) + "/exe");
+      return !link.has_value();
+    });
+  }
+  return std::string(programIn(link.value_or("")));
+}
+
+// Nothing if the process has ended or is hidden.
+std::optional<std::uint32_t> userOf(const ProcDirectory& process) {
+  return realUserIn(publicTextIn(process, "status").value_or(""));
+}
+
+bool hasName(const ProcDirectory& process, const std::string& name, Deadline deadline) {
+  const std::optional<std::string> comm = publicTextIn(process, "comm");
+  if (!comm || nameIn(*comm) != std::string_view(name).substr(0, kMaxCommLength)) return false;
+  return name.size() <= kMaxCommLength || fileNameIn(programOf(process, deadline)) == name;
+}
+
+std::variant<FoundProcesses, NoProcess> findProcess(std::uint32_t id, Deadline deadline) {
+  const ProcDirectory proc = openProc();
+  const std::string name = "process " + std::to_string(id);
+  std::optional<ProcDirectory> directory = openDirectory(proc, std::to_string(id));
+  const std::optional<std::uint32_t> user = directory ? userOf(*directory) : std::nullopt;
+  const Network network = user ? networkOf(*directory, ownNetwork(proc), deadline) : Network::NONE;
+  if (network == Network::NONE) {
     return NoProcess{.reason = NoProcessReason::NOT_VISIBLE,
                      .message = "no " + name + " is visible to this user"};
   }
-  if (network != networkNamespaceOf("/proc/self")) {
+  if (network == Network::OTHER) {
     return NoProcess{.reason = NoProcessReason::OTHER_NETWORK,
                      .message = name + " is in another network namespace"};
   }
-  return ProcessIds{process};
+  FoundProcesses found;
+  found.push_back({.process = {.id = id, .user = *user, .program = programOf(*directory, deadline)},
+                   .directory = *std::move(directory)});
+  return found;
 }
 
-std::variant<ProcessIds, NoProcess> findProcessesNamed(const std::string& name) {
-  const std::optional<std::string> network = networkNamespaceOf("/proc/self");
-  ProcessIds processes = allProcesses();
-  std::erase_if(processes, [&](std::uint32_t process) {
-    return !hasName(process, name) || networkNamespaceOf(procPath(process)) != network;
-  });
-  if (processes.empty()) {
-    return NoProcess{.reason = NoProcessReason::NOT_VISIBLE,
-                     .message = "no process named '" + name +
-                                "' is visible to this user in this network namespace"};
-  }
+// The process with this ID if it is one of those with the name in this network namespace.
+std::optional<FoundProcess> matchingProcess(const ProcDirectory& proc, std::uint32_t id,
+                                            const ProcessName& choice, const std::string& network,
+                                            Deadline deadline) {
+  std::optional<ProcDirectory> directory = openDirectory(proc, std::to_string(id));
+  if (!directory || !hasName(*directory, choice.name, deadline)) return std::nullopt;
+  const std::optional<std::uint32_t> user = userOf(*directory);
+  if (!user || user != choice.user.value_or(*user)) return std::nullopt;
+  if (networkOf(*directory, network, deadline) != Network::OWN) return std::nullopt;
+  return FoundProcess{
+      .process = {.id = id, .user = *user, .program = programOf(*directory, deadline)},
+      .directory = *std::move(directory)};
+}
+
+std::vector<snapshot::Process> processesIn(const FoundProcesses& found) {
+  std::vector<snapshot::Process> processes;
+  for (const FoundProcess& one : found) processes.push_back(one.process);
   return processes;
 }
 
-// The inode in "socket:[INODE]".
-std::optional<std::uint32_t> socketInodeIn(std::string_view target) {
-  constexpr std::string_view kPrefix = "socket:[";
-  if (!target.starts_with(kPrefix) || !target.ends_with(']')) return std::nullopt;
-  target.remove_prefix(kPrefix.size());
-  target.remove_suffix(1);
-  return numberIn(target);
+std::variant<FoundProcesses, NoProcess> findProcessesNamed(const ProcessName& choice,
+                                                           Deadline deadline) {
+  const ProcDirectory proc = openProc();
+  const std::string network = ownNetwork(proc);
+  FoundProcesses found;
+  forEachNumber(proc, kThis, deadline, [&](std::uint32_t id) {
+    auto process = matchingProcess(proc, id, choice, network, deadline);
+    if (process) found.push_back(*std::move(process));
+    return true;
+  });
+  std::string named = "named '" + choice.name + "'";
+  if (found.empty()) {
+    if (choice.user) named += " of user " + std::to_string(*choice.user);
+    return NoProcess{
+        .reason = NoProcessReason::NOT_VISIBLE,
+        .message = "no process " + named + " is visible to this user in this network namespace"};
+  }
+  const auto isOfAnotherUser = [&](const FoundProcess& one) {
+    return one.process.user != found.front().process.user;
+  };
+  if (std::ranges::any_of(found, isOfAnotherUser)) {
+    return NoProcess{.reason = NoProcessReason::DIFFERENT_USERS,
+                     .message = "different users have processes " + named,
+                     .processes = processesIn(found)};
+  }
+  return found;
 }
 
-void addSocketInodes(std::uint32_t process, std::set<std::uint32_t>& inodes) {
-  const fs::path directory = procPath(process) / "fd";
-  std::error_code error;
-  for (fs::directory_iterator entry(directory, error), end; !error && entry != end;
-       entry.increment(error)) {
-    const std::optional<std::string> target = linkOf(entry->path());  // none if closed meanwhile
-    if (!target) continue;
-    if (const auto inode = socketInodeIn(*target)) inodes.insert(*inode);
-  }
-  if (error && !hasEnded(error)) failToRead(directory, error);
+void addSocketInodes(const ProcDirectory& thread, Deadline deadline,
+                     std::set<std::uint32_t>& inodes) {
+  const std::optional<ProcDirectory> links = openDirectory(thread, "fd");
+  if (!links) return;
+  forEachNumber(*links, kThis, deadline, [&](std::uint32_t descriptor) {
+    const std::optional<std::string> link = linkIn(*links, std::to_string(descriptor));
+    const std::optional<std::uint32_t> inode = socketInodeIn(link.value_or(""));
+    if (inode) inodes.insert(*inode);
+    return true;
+  });
 }
 
 }  // namespace
 
-std::variant<ProcessIds, NoProcess> findProcesses(const ProcessChoice& choice) {
-  if (const auto* const process = std::get_if<std::uint32_t>(&choice)) return findProcess(*process);
-  return findProcessesNamed(std::get<ProcessName>(choice).name);
+std::variant<FoundProcesses, NoProcess> findProcesses(const ProcessChoice& choice,
+                                                      Deadline deadline) {
+  if (const auto* const id = std::get_if<std::uint32_t>(&choice)) return findProcess(*id, deadline);
+  return findProcessesNamed(std::get<ProcessName>(choice), deadline);
 }
 
-std::set<std::uint32_t> socketInodesOf(const ProcessIds& processes) {
+std::set<std::uint32_t> socketInodesOf(const FoundProcesses& processes, Deadline deadline) {
+  // kcmp takes the IDs of this PID namespace, which /proc may not show.
+  const bool canCompare = linkIn(openProc(), "self") == std::to_string(getpid());
+  DescriptorTables tables;
   std::set<std::uint32_t> inodes;
-  for (const std::uint32_t process : processes) addSocketInodes(process, inodes);
+  for (const FoundProcess& found : processes) {
+    forEachNumber(found.directory, "task", deadline, [&](std::uint32_t id) {
+      if (canCompare && !tables.add(id)) return true;
+      const auto thread = openDirectory(found.directory, "task/" + std::to_string(id));
+      if (thread) addSocketInodes(*thread, deadline, inodes);
+      return true;
+    });
+  }
   return inodes;
 }
 

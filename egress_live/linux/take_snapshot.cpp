@@ -1,6 +1,7 @@
 #include "egress_live/take_snapshot.h"
 
 #include <array>
+#include <chrono>
 #include <ctime>
 #include <optional>
 #include <string>
@@ -18,6 +19,9 @@ namespace egress::live {
 namespace {
 
 using snapshot::HostSnapshot;
+
+// Reading a million descriptors takes a few seconds.
+constexpr std::chrono::seconds kProcessTimeLimit{30};
 
 std::string timeText(std::time_t time) {
   std::tm utc{};
@@ -53,12 +57,15 @@ std::variant<HostSnapshot, NoProcess> takeSnapshot(const ProcessChoice& choice) 
   snapshot.origin.system = systemText();
   std::optional<NoProcess> noProcess;
   take(snapshot.sockets, [&]() -> std::vector<snapshot::Socket> {
-    auto processes = findProcesses(choice);
-    if (auto* const none = std::get_if<NoProcess>(&processes)) {
+    const Deadline deadline = std::chrono::steady_clock::now() + kProcessTimeLimit;
+    auto found = findProcesses(choice, deadline);
+    if (auto* const none = std::get_if<NoProcess>(&found)) {
       noProcess = std::move(*none);
       return {};
     }
-    return takeSockets(socketInodesOf(std::get<ProcessIds>(processes)));
+    const auto& processes = std::get<FoundProcesses>(found);
+    for (const FoundProcess& one : processes) snapshot.processes.push_back(one.process);
+    return takeSockets(socketInodesOf(processes, deadline));
   });
   if (noProcess) return *std::move(noProcess);
   take(snapshot.adapters, takeAdapters);

@@ -7,11 +7,38 @@ import shutil
 import sys
 import unittest
 from collections import Counter
+from pathlib import Path
 
 import network
 from network import CLIENT, CLOSING_PORT, ENDPOINT4, ENDPOINT6, PORT, SERVER, Program, ip
 from report_program import ProgramTest
 
+# Parts of a process that is made of several threads or processes.
+CLIENT_PARTS = """
+import ctypes, os, signal, socket, sys, threading, time
+libc = ctypes.CDLL(None)
+CLONE_FILES = 0x400
+SYS_clone, SYS_exit = {"x86_64": (56, 60), "aarch64": (220, 93)}[os.uname().machine]
+sockets = []
+def connect(source, target, port):
+    sockets.append(socket.create_connection((target, port), source_address=(source, 0)))
+def unshare(flags):
+    assert libc.unshare(flags) == 0
+def clone_with_shared_files():
+    child = libc.syscall(SYS_clone, CLONE_FILES | signal.SIGCHLD, 0, 0, 0, 0)
+    if child == 0:
+        time.sleep(1000)
+    return child
+def exit_this_thread():
+    libc.syscall(SYS_exit, 0)
+def finish(children=()):
+    print("ready", flush=True)
+    sys.stdin.read()
+    for child in children:
+        os.kill(child, signal.SIGKILL)
+    os._exit(0)
+open("/proc/self/comm", "w").write(sys.argv[1])
+"""
 OTHER_PORT = 8443
 UP1, UP2 = "10.1.0.2", "10.2.0.2"
 UP1_6, UP2_6 = "2001:db8:1::2", "2001:db8:2::2"
@@ -216,6 +243,95 @@ class ProcessTest(NetworkTest):
         self.assert_cannot_run(self.diagnose(), "--process", "'engine'")
         self.connect(f"tcp {UP1} {ENDPOINT4} {PORT}")
         self.assert_selected(self.diagnose(), "up1")
+
+
+class ThreadTest(NetworkTest):
+    """Processes that are more than one thread with one table of descriptors."""
+
+    def start(self, text):
+        """Runs Python code in the engine's namespace that opens its sockets with connect(), then waits."""
+        client = Program("engine", CLIENT_PARTS + text, "engine")
+        self.addCleanup(client.end)
+        return client
+
+    def assert_used(self, *processes):
+        """The connection through up2 is seen, by the name and by each ID."""
+        for process in [("--process", "engine"), *(("--pid", process) for process in processes)]:
+            self.assert_selected(self.diagnose(process=process), "up2")
+
+    def test_the_main_thread_has_ended(self):
+        client = self.start(f"""
+def wait():
+    connect("{UP2}", "{ENDPOINT4}", {PORT})
+    finish()
+threading.Thread(target=wait).start()
+exit_this_thread()
+""")
+        self.assertIn("State:\tZ", Path(f"/proc/{client.pid}/status").read_text())
+        self.assert_used(client.pid)
+
+    def test_a_thread_with_descriptors_of_its_own(self):
+        client = self.start(f"""
+def wait():
+    unshare(CLONE_FILES)
+    connect("{UP2}", "{ENDPOINT4}", {PORT})
+    opened.release()
+    time.sleep(1000)
+opened = threading.Semaphore(0)
+threading.Thread(target=wait, daemon=True).start()
+opened.acquire()
+finish()
+""")
+        self.assert_used(client.pid)
+
+    def test_processes_that_share_their_descriptors(self):
+        client = self.start(f"""
+children = [clone_with_shared_files() for _ in range(3)]
+connect("{UP2}", "{ENDPOINT4}", {PORT})
+finish(children)
+""")
+        self.assert_used(client.pid)
+
+    def test_a_descriptor_of_a_long_path(self):
+        """The kernel formats no path over 4,096 bytes."""
+        client = self.start(f"""
+os.chdir({str(self.folder)!r})
+for _ in range(20):
+    os.mkdir("x" * 250)
+    os.chdir("x" * 250)
+kept = open("file", "w")
+connect("{UP2}", "{ENDPOINT4}", {PORT})
+finish()
+""")
+        self.assert_used(client.pid)
+
+
+class HiddenProcessTest(NetworkTest):
+    def diagnose_in_mounts(self, mount, *arguments):
+        """Runs the program after a shell command that mounts something for it alone."""
+        shell = (*network.inside("engine"), "unshare", "--mount", "sh", "-c", f'{mount} && exec "$0" "$@"')
+        try:
+            network.command(*shell, "true")
+        except RuntimeError as reason:
+            self.skipTest(str(reason))
+        return self.run_program(*arguments, "--config", "-", text=config(ENDPOINT4, PORT), before=shell)
+
+    def test_there_is_no_proc(self):
+        for arguments in (["--pid", 1], ["--process", "engine"]):
+            result = self.diagnose_in_mounts("mount -t tmpfs tmpfs /proc", *arguments)
+            self.assertEqual(result.error,
+                             "egress-report: sockets: there is no '/proc/self': /proc is not mounted, or "
+                             "is that of another PID namespace\n")
+            self.assertEqual(result.report["selectionStatus"], "NOT_EVALUATED_SOCKET_ENUM_FAILED")
+
+    def test_processes_that_proc_hides_are_ignored(self):
+        """Of the processes, this user sees only his own ones."""
+        as_user = "setpriv --reuid 12345 --regid 12345 --clear-groups --inh-caps=-all"
+        mount = f"unshare --pid --fork --mount-proc sh -c 'mount -o remount,hidepid=1 /proc && " \
+                f"{{ {as_user} sleep 100 & }} && {as_user} \"$0\" \"$@\"; status=$?; kill $!; " \
+                "exit $status' \"$0\" \"$@\"; exit $?; true"
+        result = self.diagnose_in_mounts(mount, "--process", "sleep")
+        self.assert_not_selected(result, "NO_MATCHING_SOCKET")
 
 
 class SnapshotTest(NetworkTest):
