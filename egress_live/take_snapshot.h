@@ -46,7 +46,7 @@ struct NoProcess {
 // - Permissions: adapters and routes need none. Sockets need to read /proc/PID/fd of the chosen
 //   processes: as root, with CAP_SYS_PTRACE and CAP_DAC_READ_SEARCH, or as their user if they have
 //   no capabilities.
-// - Cost on Linux: three system calls for each thread of the chosen processes and one for each
+// - Cost on Linux: a few system calls for each thread of the chosen processes and one for each
 //   descriptor in a table that they do not share, for a name also six for each process of the
 //   system, and one for each 32 KiB of what the kernel has to list: all its sockets, not only the
 //   engine's. Reading /proc ends after 30 s, then the list of sockets has failed. No process is
