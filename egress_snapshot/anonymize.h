@@ -14,8 +14,8 @@ namespace egress::snapshot {
 // - each tag except "proxy", the start of the walk to the endpoint, by "tag-N";
 // - interface indexes by their ranks, and the name of the interface with rank N by "ifN";
 // - types that the core does not know by "other".
-// It drops the origin, the reasons of failures and the users of sockets. Ports, metrics, states,
-// marks and the number of rows are kept.
+// It drops the origin, the processes, the reasons of failures and the users of sockets. Ports,
+// metrics, states, marks and the number of rows are kept.
 //
 // Compares the reports of both records, and refuses if they differ. That takes more addresses of
 // one class than it has replacements: more than 16,777,216 private ones. Throws only when memory

@@ -43,6 +43,7 @@ TEST(Anonymize, ReplacesEqualValuesByEqualOnesInTheOrderOfTheirOccurrence) {
   outbounds[3].server = "::ffff:192.0.2.1";
   wanted.selectorAnswers[0].now = "tag-1";
   wanted.selectorHint = "tag-2";
+  wanted.processes = {};
   wanted.adapters.failureReason = "";
   auto& adapters = wanted.adapters.rows;
   adapters[0].name = "if3";  // of the indexes 7, 39 and 40
@@ -86,6 +87,7 @@ TEST(Anonymize, KeepsEverythingElse) {
   wanted.selectorAnswers[3].selectorTag = "tag-6";
   wanted.selectorAnswers[3].now = "tag-7";
   wanted.selectorHint = "tag-1";
+  wanted.processes = {};
   wanted.adapters.failureReason = "";
   wanted.adapters.rows[0].name = "if3";  // of the indexes 0, 7 and 4294967295
   wanted.adapters.rows[0].interfaceIndex = 3;
@@ -149,8 +151,9 @@ TEST(Anonymize, LeavesNoNameTagAddressOrOrigin) {
   const std::string text = snapshotToJson(anonymizedOf(selectedSnapshot()));
   const std::string before = snapshotToJson(selectedSnapshot());
   for (const std::string_view secret :
-       {"Tokyo", "Osaka", "Kyoto", "osaka", "tokyo", "93.184", "10.20", "8.8.8.8", "fd12", "1234",
-        "2a00", "private", "probe", "2026", "1.2.3", "Linux", "1000", "eth", "wlan"}) {
+       {"Tokyo",   "Osaka", "Kyoto", "osaka", "tokyo",   "93.184", "10.20",
+        "8.8.8.8", "fd12",  "1234",  "2a00",  "private", "probe",  "2026",
+        "1.2.3",   "Linux", "4711",  "alice", "1000",    "eth",    "wlan"}) {
     EXPECT_NE(before.find(secret), std::string::npos) << secret;
     EXPECT_EQ(text.find(secret), std::string::npos) << secret;
   }

@@ -37,6 +37,7 @@ namespace egress::snapshot {
       {.selectorTag = "c", .status = SelectorAnswerStatus::NowMissing, .now = ""},
       {.selectorTag = "d", .status = SelectorAnswerStatus::Ok, .now = "e"}};
   snapshot.selectorHint = tag;
+  snapshot.processes = {{.id = 4294967295, .user = 1000, .program = notUtf8}, {}};
   snapshot.adapters = {.enumFailed = true,
                        .failureReason = "EPERM",
                        .rows = {{.name = "eth0",

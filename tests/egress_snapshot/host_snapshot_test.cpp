@@ -28,6 +28,7 @@ TEST(FullSnapshot, NoFieldHasItsDefault) {
   expectNoDefaults(snapshot.config);
   expectNoDefaults(snapshot.config.outbounds.front());
   expectNoDefaults(snapshot.selectorAnswers.front());
+  expectNoDefaults(snapshot.processes.front());
   expectNoDefaults(snapshot.adapters);
   expectNoDefaults(snapshot.adapters.rows.front());
   expectNoDefaults(snapshot.routes);

@@ -43,6 +43,7 @@ inline Socket makeSocket(std::string localAddress, std::uint32_t localPort,
   snapshot.selectorAnswers = {
       {.selectorTag = "proxy", .status = SelectorAnswerStatus::Ok, .now = "Tokyo"}};
   snapshot.selectorHint = "Osaka";
+  snapshot.processes = {{.id = 4711, .user = 1000, .program = "/home/alice/engine"}};
   snapshot.adapters.failureReason = "private failure 1";
   snapshot.adapters.rows = {{.name = "eth-tokyo",
                              .interfaceIndex = 40,

@@ -59,6 +59,7 @@ TEST(SnapshotToJson, WritesTheMembersInTheOrderOfTheFields) {
   snapshot.selectorAnswers = {
       {.selectorTag = "proxy", .status = SelectorAnswerStatus::NowMissing, .now = "n"}};
   snapshot.selectorHint = "h";
+  snapshot.processes = {{.id = 77, .user = 1000, .program = "/bin/p"}};
   snapshot.adapters = {.enumFailed = false,
                        .failureReason = "",
                        .rows = {{.name = "eth0",
@@ -120,6 +121,13 @@ TEST(SnapshotToJson, WritesTheMembersInTheOrderOfTheFields) {
     }
   ],
   "selectorHint": "h",
+  "processes": [
+    {
+      "id": 77,
+      "user": 1000,
+      "program": "/bin/p"
+    }
+  ],
   "adapters": {
     "enumFailed": false,
     "failureReason": "",
@@ -183,6 +191,7 @@ TEST(SnapshotToJson, WritesAFreshRecordWithAllItsMembers) {
   },
   "selectorAnswers": [],
   "selectorHint": "",
+  "processes": [],
   "adapters": {
     "enumFailed": false,
     "failureReason": "",
@@ -268,12 +277,13 @@ TEST(SnapshotFromJson, MembersThatAreLeftOutHaveDefaults) {
   HostSnapshot wanted;
   wanted.config.outbounds.resize(1);
   wanted.selectorAnswers.resize(1);
+  wanted.processes.resize(1);
   wanted.adapters.rows.resize(2);
   wanted.routes.rows.resize(1);
   wanted.sockets.rows.resize(1);
   EXPECT_EQ(readBack(withMembers(
                 R"("origin": {}, "config": {"outbounds": [{}]}, "selectorAnswers": [{}],)"
-                R"("adapters": {"rows": [{}, {}]}, "routes": {"rows": [{}]},)"
+                R"("processes": [{}], "adapters": {"rows": [{}, {}]}, "routes": {"rows": [{}]},)"
                 R"("sockets": {"rows": [{}]})")),
             wanted);
 }
@@ -285,8 +295,8 @@ TEST(SnapshotFromJson, UnknownMembersAreIgnored) {
   object = Json::parse(snapshotToJson(fullSnapshot()));
   for (const std::string_view place :
        {"", "/origin", "/config", "/config/outbounds/0", "/config/outbounds/1",
-        "/selectorAnswers/0", "/adapters", "/adapters/rows/0", "/routes", "/routes/rows/0",
-        "/sockets", "/sockets/rows/0"}) {
+        "/selectorAnswers/0", "/processes/0", "/adapters", "/adapters/rows/0", "/routes",
+        "/routes/rows/0", "/sockets", "/sockets/rows/0"}) {
     Json& record = object.at(Json::json_pointer(std::string(place)));
     record["base64"] = "not base64";
     record["unknown"] = Json::array({nullptr, {{"time", 5}}});
@@ -458,6 +468,9 @@ constexpr auto kMembers = std::to_array<MemberRow>({
     {.members = R"("selectorAnswers": [{}, 5])",
      .place = "/selectorAnswers/1",
      .reason = "5 is not an object"},
+    {.members = R"("processes": ["x"])",
+     .place = "/processes/0",
+     .reason = R"("x" is not an object)"},
     {.members = R"("config": {"outbounds": [[]]})",
      .place = "/config/outbounds/0",
      .reason = "an array is not an object"},
@@ -467,6 +480,9 @@ constexpr auto kMembers = std::to_array<MemberRow>({
     // Arrays.
     {.members = R"("selectorAnswers": {})",
      .place = "/selectorAnswers",
+     .reason = "an object is not an array"},
+    {.members = R"("processes": {"id": 7})",
+     .place = "/processes",
      .reason = "an object is not an array"},
     {.members = R"("routes": {"rows": null})",
      .place = "/routes/rows",

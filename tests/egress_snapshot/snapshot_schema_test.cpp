@@ -93,8 +93,8 @@ TEST(SnapshotSchema, HasTheMembersThatAreWrittenInTheirOrder) {
     const bool isPartial = place.to_string() == "/sockets/rows/1";
     EXPECT_EQ(keysOf(value), isPartial ? Json(wanted.begin(), wanted.begin() + 6) : wanted);
   });
-  // The root, origin, config, 2 outbounds, 4 answers, 3 lists and 2 rows of each.
-  EXPECT_EQ(records, 1U + 1U + 1U + 2U + 4U + 3U + 6U);
+  // The root, origin, config, 2 outbounds, 4 answers, 2 processes, 3 lists and 2 rows of each.
+  EXPECT_EQ(records, 1U + 1U + 1U + 2U + 4U + 2U + 3U + 6U);
 }
 
 TEST(SnapshotSchema, DescribesEveryMember) {
@@ -158,8 +158,9 @@ TEST(SnapshotSchema, HasTheRangesThatAreAccepted) {
     EXPECT_FALSE(accepts(place, minimum - 1)) << place;
     EXPECT_FALSE(accepts(place, maximum + 1)) << place;
   });
-  // 2 ports, and the numbers of 2 adapters, 2 routes, and 2 sockets of which one has no facts.
-  EXPECT_EQ(count, 2U + 2U * 3U + 2U * 3U + (2U + 4U) + 2U);
+  // 2 ports, and the numbers of 2 processes, 2 adapters, 2 routes, and 2 sockets of which one has
+  // no facts.
+  EXPECT_EQ(count, 2U + 2U * 2U + 2U * 3U + 2U * 3U + (2U + 4U) + 2U);
 }
 
 TEST(SnapshotSchema, HasTheConstantsThatAreAccepted) {

@@ -125,6 +125,7 @@ Violation checkIndexes(const std::vector<std::uint32_t>& before,
 // new indexes.
 HostSnapshot withoutPrivateData(HostSnapshot record, const std::vector<Adapter>& anonymized) {
   record.origin = {};
+  record.processes.clear();
   record.adapters.failureReason.clear();
   record.routes.failureReason.clear();
   record.sockets.failureReason.clear();

@@ -21,6 +21,7 @@ using namespace std::string_view_literals;
 using Json = nlohmann::ordered_json;
 using snapshot::Adapter;
 using snapshot::HostSnapshot;
+using snapshot::Process;
 using snapshot::Socket;
 using snapshot::SocketProtocol;
 using snapshot::SocketState;
@@ -118,6 +119,7 @@ std::vector<std::string*> textsOf(HostSnapshot& record) {
   for (SelectorAnswer& row : record.selectorAnswers) {
     texts.insert(texts.end(), {&row.selectorTag, &row.now});
   }
+  for (Process& row : record.processes) texts.push_back(&row.program);
   for (Adapter& row : record.adapters.rows) {
     texts.push_back(&row.name);
     for (std::string& address : row.addresses) texts.push_back(&address);
@@ -222,6 +224,11 @@ HostSnapshot generateSnapshot(Choices& choices) {
   record.routes.rows = std::move(input.routes.rows);
   for (const SocketSource& row : input.sockets.rows) {
     record.sockets.rows.push_back(generateSocket(row, choices));
+  }
+  for (std::size_t i = choices.below(3); i > 0; --i) {
+    record.processes.push_back({.id = choices.oneOf(kFacts),
+                                .user = choices.oneOf(kFacts),
+                                .program = std::string(choices.oneOf(kNames))});
   }
   replaceAddresses(record, choices);
   const std::vector<std::string*> texts = textsOf(record);

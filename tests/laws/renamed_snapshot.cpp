@@ -17,6 +17,7 @@ namespace {
 
 using snapshot::Adapter;
 using snapshot::HostSnapshot;
+using snapshot::Process;
 using snapshot::Socket;
 
 // The first row that contains an address decides. Secret addresses start with `secret`, high in the
@@ -88,6 +89,11 @@ class Renaming {
   void rename(HostSnapshot& record) {
     replaceIndexes(record);
     replaceTexts(record);
+    for (Process& row : record.processes) {
+      row.id = secretNumber(1'413'000'000, row.id % 1000);
+      row.user = secretNumber(1'313'000'000, row.user % 1000);
+      replace(row.program, "executable");
+    }
     for (Adapter& row : record.adapters.rows) {
       replace(row.name, "interface");
       for (std::string& address : row.addresses) replaceAddress(address);

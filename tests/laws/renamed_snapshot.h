@@ -13,9 +13,9 @@ namespace egress::test {
 // it is not numeric, nothing if it is empty.
 std::string networkOf(const std::string& address);
 
-// A record with other private data: addresses, tags, names, unknown types, indexes, users, origin
-// and reasons. Equal values are replaced by equal ones, addresses within their networks, indexes in
-// their order. No replacement is one that anonymising could give.
+// A record with other private data: addresses, tags, names, unknown types, indexes, processes,
+// users, origin and reasons. Equal values are replaced by equal ones, addresses within their
+// networks, indexes in their order. No replacement is one that anonymising could give.
 struct RenamedSnapshot {
   snapshot::HostSnapshot record;
   std::set<std::string> secrets;  // the replacements, of an address also its shortest text

@@ -22,6 +22,7 @@ FULL_SNAPSHOT = EMPTY_SNAPSHOT | {
     "selectorAnswers": [{"selectorTag": "proxy", "status": "Ok", "now": "node 1,%\n\u00e9\0"},
                         {"selectorTag": "a", "status": "TransportFailed", "now": ""}],
     "selectorHint": "\u2028",
+    "processes": [{"id": 2**32 - 1, "user": 1000, "program": "/p\0\n"}],
     "adapters": {"enumFailed": False, "failureReason": "", "rows": [
         {"name": "eth\t0", "interfaceIndex": 2**32 - 1, "operStatus": -2**31,
          "interfaceMetric": 2**32 - 1, "addresses": ["10.1.2.3", "fd00::1"]}]},
@@ -48,6 +49,7 @@ PRIVATE_SNAPSHOT = EMPTY_SNAPSHOT | {
     "selectorAnswers": [{"selectorTag": "proxy", "status": "Ok", "now": "Tokyo"},
                         {"selectorTag": "Sapporo", "status": "Ok", "now": "Fukuoka"}],
     "selectorHint": "Osaka",
+    "processes": [{"id": 47110, "user": 100042, "program": "/opt/alice/tool"}, {"id": 47111}],
     "adapters": {"rows": [
         {"name": "wlan-alice", "interfaceIndex": 4040, "operStatus": 1, "interfaceMetric": 3,
          "addresses": ["10.20.30.40", "fd12::40", "fe80::abcd"]},
@@ -69,7 +71,8 @@ PRIVATE_SNAPSHOT = EMPTY_SNAPSHOT | {
 }
 SECRETS = ["2026-11-22", "my-tool", "7.8.9", "alice", "Tokyo", "Osaka", "Kyoto", "Nagoya", "Sapporo",
            "Fukuoka", "93.184", "osaka", "example.net", "10.20", "fd12", "abcd", "100.77", "254.7.7",
-           "8.8.8.8", "2a00", "4040", "707", "3939", "3838", "3737", "reason", "100023"]
+           "8.8.8.8", "2a00", "4040", "707", "3939", "3838", "3737", "reason", "100023", "4711",
+           "100042", "/opt"]
 
 
 def paths(value, path=()):
