@@ -3,10 +3,13 @@
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "egress/config/protocols.h"
+#include "egress/core/diagnose_egress.h"
 #include "egress_snapshot/pseudonyms.h"
 #include "egress_snapshot/same_report.h"
 
@@ -14,6 +17,33 @@ namespace egress::snapshot {
 namespace {
 
 constexpr const char* kOtherType = "other";
+
+// The tags of the outbounds that the walk to the endpoint enters.
+std::set<std::string> enteredTags(const HostSnapshot& snapshot) {
+  if (snapshot.config.configStatus != ConfigStatus::OK) return {};  // there is no walk
+  const std::vector<std::string> visited = diagnose(toInput(snapshot)).resolution.visitedTags;
+  return {visited.begin(), visited.end()};
+}
+
+// The walk uses the first outbound with a tag, and the first answer for a selector. Which others a
+// configuration has tells one provider from another.
+void dropUnused(HostSnapshot& snapshot) {
+  std::set<std::string> entered = enteredTags(snapshot);
+  std::set<std::string> selectors;
+  std::vector<Outbound> outbounds;
+  for (Outbound& outbound : snapshot.config.outbounds) {
+    if (entered.erase(outbound.tag) == 0) continue;
+    const bool selects = outboundTypeOf(outbound.type) == OutboundType::Selector;
+    if (selects) selectors.insert(outbound.tag);
+    outbounds.push_back(std::move(outbound));
+  }
+  std::vector<SelectorAnswer> answers;
+  for (SelectorAnswer& answer : snapshot.selectorAnswers) {
+    if (selectors.erase(answer.selectorTag) != 0) answers.push_back(std::move(answer));
+  }
+  snapshot.config.outbounds = std::move(outbounds);
+  snapshot.selectorAnswers = std::move(answers);
+}
 
 // Calls visit(index) for each interface index in the record.
 template <typename Visit>
@@ -74,25 +104,30 @@ void replaceUnknownTypes(HostSnapshot& snapshot) {
   }
 }
 
-void dropUnneeded(HostSnapshot& snapshot) {
+// A local port and the time link a socket to the log of the server.
+void dropFacts(HostSnapshot& snapshot) {
   snapshot.origin = {};
   snapshot.processes.clear();
   snapshot.adapters.failureReason.clear();
   snapshot.routes.failureReason.clear();
   snapshot.sockets.failureReason.clear();
-  for (Socket& row : snapshot.sockets.rows) row.user = std::nullopt;
+  for (Socket& row : snapshot.sockets.rows) {
+    row.localPort = 0;
+    row.user = std::nullopt;
+  }
 }
 
 }  // namespace
 
 Result<HostSnapshot> anonymized(const HostSnapshot& snapshot) {
   HostSnapshot result = snapshot;
+  dropUnused(result);
+  dropFacts(result);
   Pseudonyms pseudonyms;
   replaceAddresses(result, pseudonyms);
   replaceTags(result, pseudonyms);
   replaceUnknownTypes(result);
   replaceInterfaces(result);
-  dropUnneeded(result);
   return ifSameReport(snapshot, std::move(result));
 }
 

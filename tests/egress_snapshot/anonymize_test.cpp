@@ -31,16 +31,23 @@ HostSnapshot anonymizedOf(const HostSnapshot& snapshot) {
   return found;
 }
 
+// A record with a usable configuration.
+HostSnapshot withOutbounds(std::vector<Outbound> outbounds,
+                           std::vector<SelectorAnswer> answers = {}) {
+  HostSnapshot snapshot;
+  snapshot.config.configStatus = ConfigStatus::OK;
+  snapshot.config.outbounds = std::move(outbounds);
+  snapshot.selectorAnswers = std::move(answers);
+  return snapshot;
+}
+
 TEST(Anonymize, ReplacesEqualValuesByEqualOnesInTheOrderOfTheirOccurrence) {
   HostSnapshot wanted = selectedSnapshot();
   wanted.origin = {};
   auto& outbounds = wanted.config.outbounds;
   outbounds[1].tag = "tag-1";
   outbounds[1].server = "192.0.2.1";
-  outbounds[2].tag = "tag-2";
-  outbounds[2].server = "host-1.example";
-  outbounds[3].tag = "tag-3";
-  outbounds[3].server = "::ffff:192.0.2.1";
+  outbounds.resize(2);  // the walk enters only these
   wanted.selectorAnswers[0].now = "tag-1";
   wanted.selectorHint = "tag-2";
   wanted.processes = {};
@@ -70,23 +77,28 @@ TEST(Anonymize, ReplacesEqualValuesByEqualOnesInTheOrderOfTheirOccurrence) {
   sockets[2].remoteAddress = "192.0.2.2";
   sockets[3].localAddress = "fd00::1";
   sockets[3].remoteAddress = "2001:db8::1";
+  for (Socket& socket : sockets) socket.localPort = 0;
   EXPECT_EQ(anonymizedOf(selectedSnapshot()), wanted);
 }
 
 TEST(Anonymize, KeepsEverythingElse) {
-  HostSnapshot wanted = fullSnapshot();
+  // The walk enters both outbounds, and uses the first answer.
+  HostSnapshot given = fullSnapshot();
+  given.config.outbounds[0].tag = "proxy";
+  given.config.outbounds[0].detour = given.config.outbounds[1].tag;
+  given.config.outbounds[1].type = "selector";
+  given.selectorAnswers.resize(1);
+  given.selectorAnswers[0].selectorTag = given.config.outbounds[1].tag;
+  given.selectorAnswers[0].now = "e";
+
+  HostSnapshot wanted = given;
   wanted.origin = {};
-  wanted.config.outbounds[0].tag = "tag-1";
-  wanted.config.outbounds[0].detour = "tag-2";
+  wanted.config.outbounds[0].detour = "tag-1";
   wanted.config.outbounds[0].server = "2001:db8::1";
-  wanted.config.outbounds[1].tag = "tag-3";
+  wanted.config.outbounds[1].tag = "tag-1";
   wanted.selectorAnswers[0].selectorTag = "tag-1";
-  wanted.selectorAnswers[0].now = "tag-3";
-  wanted.selectorAnswers[1].selectorTag = "tag-4";
-  wanted.selectorAnswers[2].selectorTag = "tag-5";
-  wanted.selectorAnswers[3].selectorTag = "tag-6";
-  wanted.selectorAnswers[3].now = "tag-7";
-  wanted.selectorHint = "tag-1";
+  wanted.selectorAnswers[0].now = "tag-2";
+  wanted.selectorHint = "tag-3";
   wanted.processes = {};
   wanted.adapters.failureReason = "";
   wanted.adapters.rows[0].name = "if3";  // of the indexes 0, 7 and 4294967295
@@ -98,10 +110,11 @@ TEST(Anonymize, KeepsEverythingElse) {
   wanted.routes.rows[1].interfaceIndex = 1;
   wanted.sockets.failureReason = "";
   wanted.sockets.rows[0].localAddress = "10.0.0.1";
+  wanted.sockets.rows[0].localPort = 0;
   wanted.sockets.rows[0].remoteAddress = "host-2.example";
   wanted.sockets.rows[0].user = std::nullopt;
   wanted.sockets.rows[0].routeInterfaceIndex = 2;
-  EXPECT_EQ(anonymizedOf(fullSnapshot()), wanted);
+  EXPECT_EQ(anonymizedOf(given), wanted);
 }
 
 TEST(Anonymize, AFreshRecordStaysFresh) {
@@ -151,37 +164,142 @@ TEST(Anonymize, LeavesNoNameTagAddressOrOrigin) {
   const std::string text = snapshotToJson(anonymizedOf(selectedSnapshot()));
   const std::string before = snapshotToJson(selectedSnapshot());
   for (const std::string_view secret :
-       {"Tokyo",   "Osaka", "Kyoto", "osaka", "tokyo",   "93.184", "10.20",
-        "8.8.8.8", "fd12",  "1234",  "2a00",  "private", "probe",  "2026",
-        "1.2.3",   "Linux", "4711",  "alice", "1000",    "eth",    "wlan"}) {
+       {"Tokyo", "Osaka", "Kyoto", "osaka",   "tokyo", "93.184", "10.20", "8.8.8.8",
+        "fd12",  "1234",  "2a00",  "private", "probe", "2026",   "1.2.3", "Linux",
+        "4711",  "alice", "1000",  "5000",    "eth",   "wlan"}) {
     EXPECT_NE(before.find(secret), std::string::npos) << secret;
     EXPECT_EQ(text.find(secret), std::string::npos) << secret;
   }
 }
 
 TEST(Anonymize, NumbersNamesByTheirFirstOccurrence) {
-  HostSnapshot snapshot;
+  // From "proxy" through "b" and "a" back to "proxy".
+  HostSnapshot snapshot =
+      withOutbounds({makeOutbound("a", "", "x.net"), makeOutbound("b", "", "y.net"),
+                     makeOutbound("proxy", "", "x.net")});
   auto& outbounds = snapshot.config.outbounds;
-  outbounds = {makeOutbound("a", "", "x.net"), makeOutbound("b", "", "y.net"),
-               makeOutbound("", "", "x.net"), makeOutbound("proxy", "", "a")};
-  outbounds[0].detour = "b";
+  outbounds[0].detour = "proxy";
   outbounds[1].detour = "a";
-  outbounds[2].detour = "proxy";
+  outbounds[2].detour = "b";
   snapshot.selectorHint = "c";
   const HostSnapshot found = anonymizedOf(snapshot);
   const auto& replaced = found.config.outbounds;
+  ASSERT_EQ(replaced.size(), 3U);
   EXPECT_EQ(replaced[0].tag, "tag-1");
-  EXPECT_EQ(replaced[0].detour, "tag-2");
+  EXPECT_EQ(replaced[0].detour, "proxy");
   EXPECT_EQ(replaced[0].server, "host-1.example");
   EXPECT_EQ(replaced[1].tag, "tag-2");
   EXPECT_EQ(replaced[1].detour, "tag-1");
   EXPECT_EQ(replaced[1].server, "host-2.example");
-  EXPECT_EQ(replaced[2].tag, "");
-  EXPECT_EQ(replaced[2].detour, "proxy");
+  EXPECT_EQ(replaced[2].tag, "proxy");
+  EXPECT_EQ(replaced[2].detour, "tag-2");
   EXPECT_EQ(replaced[2].server, "host-1.example");
-  EXPECT_EQ(replaced[3].tag, "proxy");
-  EXPECT_EQ(replaced[3].server, "host-3.example");
   EXPECT_EQ(found.selectorHint, "tag-3");
+}
+
+// The ports of the outbounds and the choices of the answers that are left, to tell which these are.
+std::vector<std::uint32_t> portsOf(const HostSnapshot& snapshot) {
+  std::vector<std::uint32_t> ports;
+  for (const Outbound& outbound : snapshot.config.outbounds) {
+    ports.insert(ports.end(), outbound.ports.begin(), outbound.ports.end());
+  }
+  return ports;
+}
+
+std::vector<SelectorAnswerStatus> statusesOf(const HostSnapshot& snapshot) {
+  std::vector<SelectorAnswerStatus> statuses;
+  for (const SelectorAnswer& answer : snapshot.selectorAnswers) statuses.push_back(answer.status);
+  return statuses;
+}
+
+// An outbound with this port, to tell it from others.
+Outbound numberedOutbound(std::uint32_t port, std::string tag, std::string type,
+                          std::string detour = "") {
+  Outbound outbound = makeOutbound(std::move(tag), std::move(type), "192.0.2.1");
+  outbound.ports = {port};
+  outbound.detour = std::move(detour);
+  return outbound;
+}
+
+TEST(Anonymize, DropsOutboundsThatTheWalkDoesNotEnter) {
+  using Ports = std::vector<std::uint32_t>;
+  // Nothing leads to 1, 5 and 7; the others with their tags stand before 4 and 8.
+  const HostSnapshot snapshot = withOutbounds(
+      {numberedOutbound(1, "unused", "vless"),
+       numberedOutbound(2, "hop", "urltest", "of-a-selector"),
+       numberedOutbound(3, "proxy", "vmess", "hop"), numberedOutbound(4, "proxy", "tuic"),
+       numberedOutbound(5, "", "vless"), numberedOutbound(6, "leaf", "trojan"),
+       numberedOutbound(7, "of-a-selector", "vless"), numberedOutbound(8, "leaf", "vless")},
+      {{.selectorTag = "hop", .status = SelectorAnswerStatus::Ok, .now = "leaf"}});
+  EXPECT_EQ(portsOf(anonymizedOf(snapshot)), (Ports{2, 3, 6}));
+
+  HostSnapshot changed = snapshot;
+  changed.selectorAnswers.front().now = "absent";
+  EXPECT_EQ(portsOf(anonymizedOf(changed)), (Ports{2, 3}));
+  changed.selectorAnswers.front().now = "proxy";  // a cycle
+  EXPECT_EQ(portsOf(anonymizedOf(changed)), (Ports{2, 3}));
+  changed.config.outbounds[2].tag = "";
+  EXPECT_EQ(portsOf(anonymizedOf(changed)), (Ports{4}));
+  changed.config.outbounds[3].tag = "Proxy";
+  EXPECT_EQ(portsOf(anonymizedOf(changed)), Ports{});
+}
+
+TEST(Anonymize, DropsAnswersThatTheWalkDoesNotUse) {
+  using enum SelectorAnswerStatus;
+  using Statuses = std::vector<SelectorAnswerStatus>;
+  const HostSnapshot snapshot =
+      withOutbounds({makeOutbound("proxy", "selector", ""), makeOutbound("group", "urltest", ""),
+                     makeOutbound("hop", "vless", ""), makeOutbound("other", "selector", "")},
+                    {{.selectorTag = "other", .status = TransportFailed, .now = ""},
+                     {.selectorTag = "hop", .status = TransportFailed, .now = ""},
+                     {.selectorTag = "proxy", .status = Ok, .now = "group"},
+                     {.selectorTag = "absent", .status = TransportFailed, .now = ""},
+                     {.selectorTag = "proxy", .status = TransportFailed, .now = ""},
+                     {.selectorTag = "group", .status = Ok, .now = "hop"},
+                     {.selectorTag = "", .status = TransportFailed, .now = ""}});
+  EXPECT_EQ(statusesOf(anonymizedOf(snapshot)), (Statuses{Ok, Ok}));
+
+  // Also an answer without a choice is used.
+  for (const SelectorAnswerStatus status : {TransportFailed, Malformed, NowMissing}) {
+    HostSnapshot changed = snapshot;
+    changed.selectorAnswers[2].status = status;
+    EXPECT_EQ(statusesOf(anonymizedOf(changed)), Statuses{status});
+  }
+}
+
+TEST(Anonymize, OfAWalkThatIsTooDeepTheEnteredOutboundsStay) {
+  HostSnapshot snapshot = withOutbounds({numberedOutbound(0, "proxy", "vless", "1")});
+  std::vector<std::uint32_t> wanted = {0};
+  for (std::uint32_t i = 1; i < 12; ++i) {
+    snapshot.config.outbounds.push_back(
+        numberedOutbound(i, std::to_string(i), "vless", std::to_string(i + 1)));
+    if (i <= 8) wanted.push_back(i);  // after eight steps, the walk ends
+  }
+  EXPECT_EQ(portsOf(anonymizedOf(snapshot)), wanted);
+}
+
+TEST(Anonymize, WithoutAUsableConfigurationNoOutboundAndNoAnswerIsLeft) {
+  for (std::uint32_t i = 0; i < 7; ++i) {
+    HostSnapshot snapshot = selectedSnapshot();
+    snapshot.config.configStatus = static_cast<ConfigStatus>(i);  // the last two have no name
+    const bool isUsable = snapshot.config.configStatus == ConfigStatus::OK;
+    const HostSnapshot found = anonymizedOf(snapshot);
+    EXPECT_EQ(found.config.outbounds.size(), isUsable ? 2U : 0U);
+    EXPECT_EQ(found.selectorAnswers.size(), isUsable ? 1U : 0U);
+    EXPECT_EQ(found.selectorHint, isUsable ? "tag-2" : "tag-1");
+  }
+}
+
+TEST(Anonymize, OfManyOutboundsAndAnswersOnlyTheUsedStay) {
+  HostSnapshot snapshot = selectedSnapshot();
+  const HostSnapshot wanted = anonymizedOf(snapshot);
+  for (std::uint32_t i = 0; i < 100'000; ++i) {
+    const std::string tag = i % 2 == 0 ? "Tokyo" : std::to_string(i);
+    snapshot.config.outbounds.push_back(numberedOutbound(i, tag, "selector"));
+    snapshot.selectorAnswers.push_back(
+        {.selectorTag = tag, .status = SelectorAnswerStatus::Ok, .now = std::to_string(i + 1)});
+  }
+  EXPECT_EQ(anonymizedOf(snapshot), wanted);
 }
 
 struct TypeRow {
@@ -210,9 +328,8 @@ TEST(Anonymize, ReplacesOnlyTypesThatTheCoreDoesNotKnow) {
            {.type = "ws", .wanted = "other"},
            {.type = "other", .wanted = "other"},
        })) {
-    HostSnapshot snapshot;
-    snapshot.config.configStatus = ConfigStatus::OK;
-    snapshot.config.outbounds = {makeOutbound("proxy", std::string(row.type), "192.0.2.1")};
+    const HostSnapshot snapshot =
+        withOutbounds({makeOutbound("proxy", std::string(row.type), "192.0.2.1")});
     EXPECT_EQ(anonymizedOf(snapshot).config.outbounds.front().type, row.wanted);
   }
   for (const TypeRow& row : std::to_array<TypeRow>({
@@ -224,13 +341,11 @@ TEST(Anonymize, ReplacesOnlyTypesThatTheCoreDoesNotKnow) {
            {.type = "vpn.corp.example.net", .wanted = "other"},
            {.type = "vless", .wanted = "other"},
        })) {
-    HostSnapshot snapshot;
-    snapshot.config.configStatus = ConfigStatus::OK;
     Outbound outbound = makeOutbound("proxy", "trojan", "192.0.2.1");
     outbound.hasTransport = true;
     outbound.transportType = row.type;
-    snapshot.config.outbounds = {outbound};
-    EXPECT_EQ(anonymizedOf(snapshot).config.outbounds.front().transportType, row.wanted);
+    EXPECT_EQ(anonymizedOf(withOutbounds({outbound})).config.outbounds.front().transportType,
+              row.wanted);
   }
 }
 

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <set>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -16,6 +17,7 @@
 #include "egress_snapshot/anonymize.h"
 #include "egress_snapshot/snapshot_json.h"
 #include "tests/laws/core_laws.h"
+#include "tests/laws/naive_core.h"
 #include "tests/laws/renamed_snapshot.h"
 #include "tests/support/joined.h"
 #include "tests/support/snapshot_equality.h"
@@ -121,15 +123,45 @@ Violation checkIndexes(const std::vector<std::uint32_t>& before,
   return areRanks ? "" : "an index did not become its rank";
 }
 
+// Keeps the first outbound with each tag that the walk enters, and the first answer for each such
+// selector.
+void keepUsed(HostSnapshot& record) {
+  std::set<std::string> tags;
+  if (record.config.configStatus == ConfigStatus::OK) {
+    for (const std::string& tag : naiveWalk(toInput(record)).visitedTags) tags.insert(tag);
+  }
+  std::map<std::string, Outbound> first;
+  std::vector<Outbound> outbounds;
+  for (const Outbound& outbound : record.config.outbounds) {
+    const bool isFirst = first.emplace(outbound.tag, outbound).second;
+    if (isFirst && tags.contains(outbound.tag)) outbounds.push_back(outbound);
+  }
+  std::set<std::string> answered;
+  std::vector<SelectorAnswer> answers;
+  for (const SelectorAnswer& answer : record.selectorAnswers) {
+    const std::string& tag = answer.selectorTag;
+    const bool isFirst = answered.insert(tag).second;
+    if (!isFirst || !tags.contains(tag)) continue;
+    const std::string& type = first.at(tag).type;
+    if (type == "selector" || type == "urltest") answers.push_back(answer);
+  }
+  record.config.outbounds = outbounds;
+  record.selectorAnswers = answers;
+}
+
 // The record as it must be apart from what takeReplaced takes. Interfaces have the names of their
 // new indexes.
 HostSnapshot withoutPrivateData(HostSnapshot record, const std::vector<Adapter>& anonymized) {
+  keepUsed(record);
   record.origin = {};
   record.processes.clear();
   record.adapters.failureReason.clear();
   record.routes.failureReason.clear();
   record.sockets.failureReason.clear();
-  for (Socket& row : record.sockets.rows) row.user.reset();
+  for (Socket& row : record.sockets.rows) {
+    row.localPort = 0;
+    row.user.reset();
+  }
   for (Outbound& row : record.config.outbounds) {
     const bool isUnknown = outboundTypeOf(row.type) == OutboundType::Unknown;
     if (isUnknown && !row.type.empty()) row.type = "other";

@@ -9,11 +9,12 @@ namespace egress::test {
 
 // An anonymised record gives the same report, and stays the same when it is anonymised again.
 // Replacements are equal where the originals are; an address stays in its network, indexes keep
-// their order, and all else is kept or dropped as documented.
+// their order, the outbounds and answers that the naive core uses stay, and all else is kept or
+// dropped as documented.
 Violation checkAnonymized(const snapshot::HostSnapshot& record);
 
-// A record and the same record with other private data become the same record, and its bytes
-// contain none of the private data.
+// A record and the same record with other private data, and with more outbounds and answers that no
+// walk uses, become the same record, and its bytes contain none of the private data.
 Violation checkPrivacy(const snapshot::HostSnapshot& record, Choices& choices);
 
 }  // namespace egress::test

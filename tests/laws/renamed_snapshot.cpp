@@ -7,6 +7,7 @@
 #include <map>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "egress/config/numeric_address.h"
 #include "egress/config/protocols.h"
@@ -101,6 +102,7 @@ class Renaming {
     for (Socket& row : record.sockets.rows) {
       replaceAddress(row.localAddress);
       replaceAddress(row.remoteAddress);
+      row.localPort = secretNumber(1'513'000'000, row.localPort % 1000);
       if (row.user) row.user = secretNumber(1'313'000'000, *row.user % 1000);
     }
     for (Outbound& row : record.config.outbounds) {
@@ -117,6 +119,8 @@ class Renaming {
       replaceTag(row.now);
     }
     replaceTag(record.selectorHint);
+    addUnusedOutbounds(record.config.outbounds);
+    addUnusedAnswers(record.selectorAnswers);
   }
 
   std::set<std::string> takeSecrets() { return std::move(secrets_); }
@@ -148,6 +152,49 @@ class Renaming {
     replace(record.adapters.failureReason, "reason");
     replace(record.routes.failureReason, "reason");
     replace(record.sockets.failureReason, "reason");
+  }
+
+  // No outbound and no answer has this tag.
+  std::string unusedTag() {
+    std::string tag = numbered("secret-unused-", secrets_.size());
+    secrets_.insert(tag);
+    return tag;
+  }
+
+  // Each is inserted with a tag of its own, or appended with the tag of another.
+  void addUnusedOutbounds(std::vector<Outbound>& outbounds) {
+    for (std::size_t i = choices_.below(4); i > 0; --i) {
+      Outbound row;
+      row.type = choices_.flag() ? "selector" : "vless";
+      row.ports = {secretNumber(1'613'000'000, i)};
+      if (!outbounds.empty() && choices_.flag()) {
+        row.tag = choices_.oneOf(outbounds).tag;
+        outbounds.push_back(row);
+      } else {
+        row.tag = unusedTag();
+        insertAnywhere(outbounds, row);
+      }
+    }
+  }
+
+  void addUnusedAnswers(std::vector<SelectorAnswer>& answers) {
+    for (std::size_t i = choices_.below(4); i > 0; --i) {
+      SelectorAnswer row;
+      row.now = unusedTag();
+      if (!answers.empty() && choices_.flag()) {
+        row.selectorTag = choices_.oneOf(answers).selectorTag;
+        answers.push_back(row);
+      } else {
+        row.selectorTag = unusedTag();
+        insertAnywhere(answers, row);
+      }
+    }
+  }
+
+  template <typename Row>
+  void insertAnywhere(std::vector<Row>& rows, const Row& row) {
+    const std::size_t place = choices_.below(rows.size() + 1);
+    rows.insert(rows.begin() + static_cast<std::ptrdiff_t>(place), row);
   }
 
   std::uint32_t secretNumber(std::uint32_t base, std::size_t number) {

@@ -14,8 +14,9 @@ namespace egress::test {
 std::string networkOf(const std::string& address);
 
 // A record with other private data: addresses, tags, names, unknown types, indexes, processes,
-// users, origin and reasons. Equal values are replaced by equal ones, addresses within their
-// networks, indexes in their order. No replacement is one that anonymising could give.
+// users, local ports, origin and reasons. Equal values are replaced by equal ones, addresses within
+// their networks, indexes in their order. No replacement is one that anonymising could give.
+// Outbounds and answers are added that no walk uses.
 struct RenamedSnapshot {
   snapshot::HostSnapshot record;
   std::set<std::string> secrets;  // the replacements, of an address also its shortest text

@@ -34,20 +34,25 @@ FULL_SNAPSHOT = EMPTY_SNAPSHOT | {
          "mark": 2**32 - 1, "user": 1000, "routeInterfaceIndex": 7}]},
 }
 
-# Tokyo is selected; every text and every number that must not be published is distinct from all others.
+# Tokyo is selected, and leads to Nara. Every text and every number that must not be published is distinct
+# from all others.
 PRIVATE_SNAPSHOT = EMPTY_SNAPSHOT | {
     "origin": {"time": "2026-11-22T04:23:00Z", "program": "my-tool", "programVersion": "7.8.9",
                "system": "Linux 6.1-alice"},
     "config": {"configStatus": "OK", "autoDetectInterface": True, "outbounds": [
         {"tag": "proxy", "type": "selector"},
-        {"tag": "Tokyo", "type": "vless", "hasServer": True, "server": "93.184.216.34",
+        {"tag": "Tokyo", "type": "alice-type", "detour": "Nara", "hasTransport": True,
+         "transportType": "alice-ws"},
+        {"tag": "Nara", "type": "vless", "hasServer": True, "server": "93.184.216.34",
          "portSpecified": True, "ports": [443]},
-        {"tag": "Osaka", "type": "alice-type", "hasServer": True, "server": "osaka.example.net",
-         "portSpecified": True, "ports": [443], "hasTransport": True, "transportType": "alice-ws"},
-        {"tag": "Kyoto", "type": "vless", "detour": "Nagoya", "hasServer": True,
-         "server": "::ffff:93.184.216.34", "portSpecified": True, "ports": [443]}]},
+        {"tag": "Osaka", "type": "hysteria2", "hasServer": True, "server": "osaka.example.net",
+         "portSpecified": True, "ports": [50443], "hasTransport": True, "transportType": "grpc"},
+        {"tag": "Kyoto", "type": "trojan", "detour": "Nagoya", "hasServer": True,
+         "server": "::ffff:93.184.216.34", "portSpecified": True, "ports": [443]},
+        {"tag": "Tokyo", "type": "tuic"}]},
     "selectorAnswers": [{"selectorTag": "proxy", "status": "Ok", "now": "Tokyo"},
-                        {"selectorTag": "Sapporo", "status": "Ok", "now": "Fukuoka"}],
+                        {"selectorTag": "Sapporo", "status": "TransportFailed", "now": "Fukuoka"},
+                        {"selectorTag": "proxy", "status": "NowMissing", "now": "Kobe"}],
     "selectorHint": "Osaka",
     "processes": [{"id": 47110, "user": 100042, "program": "/opt/alice/tool"}, {"id": 47111}],
     "adapters": {"rows": [
@@ -72,7 +77,8 @@ PRIVATE_SNAPSHOT = EMPTY_SNAPSHOT | {
 SECRETS = ["2026-11-22", "my-tool", "7.8.9", "alice", "Tokyo", "Osaka", "Kyoto", "Nagoya", "Sapporo",
            "Fukuoka", "93.184", "osaka", "example.net", "10.20", "fd12", "abcd", "100.77", "254.7.7",
            "8.8.8.8", "2a00", "4040", "707", "3939", "3838", "3737", "reason", "100023", "4711",
-           "100042", "/opt"]
+           "100042", "/opt", "5000", "Nara", "Kobe", "hysteria2", "50443", "grpc", "trojan", "tuic",
+           "TransportFailed", "NowMissing"]
 
 
 def paths(value, path=()):
