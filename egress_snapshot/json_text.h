@@ -19,7 +19,6 @@ namespace egress::snapshot {
 // A text that is read keeps no order of members: nlohmann::ordered_json looks for each key among
 // all those before, which a hostile text makes quadratic.
 using Json = nlohmann::json;
-using OrderedJson = nlohmann::ordered_json;
 
 // Where a value stands in the text; lives on the stack of the functions that read it.
 struct Place {
@@ -47,9 +46,6 @@ using Problem = std::optional<Refusal>;
 // is nested deeper than kMaxJsonDepth. The refusal says where the text breaks off; a text that only
 // lacks its end is called cut off.
 [[nodiscard]] Result<Json> parseJson(std::string_view text);
-
-// Indented by two blanks. What is not UTF-8 in a string becomes U+FFFD.
-[[nodiscard]] std::string toText(const OrderedJson& value);
 
 // Whether these bytes are UTF-8 (RFC 3629).
 [[nodiscard]] bool isUtf8(const std::string& bytes);

@@ -9,11 +9,12 @@
 
 #include "egress/core/report_table.h"
 #include "egress_snapshot/json_text.h"
+#include "egress_snapshot/json_writer.h"
 
 namespace egress::snapshot {
 namespace {
 
-OrderedJson toJson(const ReportScalar& scalar) {
+Json toJson(const ReportScalar& scalar) {
   using enum ReportKind;
   switch (scalar.kind) {
     case Boolean: return scalar.boolValue;
@@ -24,14 +25,22 @@ OrderedJson toJson(const ReportScalar& scalar) {
   return nullptr;
 }
 
-OrderedJson toJson(const std::vector<ReportRow>& rows) {
-  OrderedJson array = OrderedJson::array();
+void writeValue(JsonWriter& writer, const ReportScalar& scalar) {
+  writer.scalar(toJson(scalar));
+}
+
+void writeValue(JsonWriter& writer, const std::vector<ReportRow>& rows) {
+  writer.open('[');
   for (const ReportRow& row : rows) {
-    OrderedJson object = OrderedJson::object();
-    for (const auto& [key, scalar] : row) object[key] = toJson(scalar);
-    array.push_back(std::move(object));
+    writer.element();
+    writer.open('{');
+    for (const auto& [key, scalar] : row) {
+      writer.member(key);
+      writeValue(writer, scalar);
+    }
+    writer.close('}');
   }
-  return array;
+  writer.close(']');
 }
 
 // Reading, by the table of the report.
@@ -129,11 +138,16 @@ Problem readReport(const Json& root, EgressReport& report) {
 }  // namespace
 
 std::string reportToJson(const EgressReport& report) {
-  OrderedJson object = OrderedJson::object();
+  std::string text;
+  JsonWriter writer([&text](std::string_view part) { text += part; });
+  writer.open('{');
   for (const ReportMember& member : report.members) {
-    object[member.key] = std::visit([](const auto& value) { return toJson(value); }, member.value);
+    writer.member(member.key);
+    std::visit([&writer](const auto& value) { writeValue(writer, value); }, member.value);
   }
-  return toText(object);
+  writer.close('}');
+  writer.finish();
+  return text;
 }
 
 Result<EgressReport> reportFromJson(std::string_view text) {

@@ -8,6 +8,7 @@
 #include "egress/core/status_words.h"
 #include "egress_snapshot/base64.h"
 #include "egress_snapshot/json_text.h"
+#include "egress_snapshot/json_writer.h"
 #include "egress_snapshot/snapshot_fields.h"
 
 namespace egress::snapshot {
@@ -70,47 +71,54 @@ concept Record = std::is_class_v<Value>;  // texts, vectors and facts have overl
 
 // Writing.
 
-OrderedJson toJson(bool value) {
-  return value;
+void writeValue(JsonWriter& writer, bool value) {
+  writer.scalar(value);
 }
-OrderedJson toJson(Number auto value) {
-  return value;
+void writeValue(JsonWriter& writer, Number auto value) {
+  writer.scalar(value);
 }
-OrderedJson toJson(Enumeration auto value) {
-  return wordOf(value);
+void writeValue(JsonWriter& writer, Enumeration auto value) {
+  writer.scalar(wordOf(value));
 }
-OrderedJson toJson(const std::string& text) {
-  if (isUtf8(text)) return text;
-  OrderedJson object;
-  object[kBase64Key] = base64Of(text);
-  return object;
+void writeValue(JsonWriter& writer, const std::string& text) {
+  if (isUtf8(text)) return writer.scalar(text);
+  writer.open('{');
+  writer.member(kBase64Key);
+  writer.scalar(base64Of(text));
+  writer.close('}');
 }
 template <typename Item>
-OrderedJson toJson(const std::vector<Item>& items);
-OrderedJson toJson(const Record auto& record);
+void writeValue(JsonWriter& writer, const std::vector<Item>& items);
+void writeValue(JsonWriter& writer, const Record auto& record);
 
-void addFields(const Record auto& record, OrderedJson& object) {
-  const auto add = [&object](const char* key, const auto& value) {
+void writeFields(JsonWriter& writer, const Record auto& record) {
+  const auto write = [&writer](const char* key, const auto& value) {
     if constexpr (requires { value.has_value(); }) {
-      if (value) object[key] = toJson(*value);
+      if (!value) return;
+      writer.member(key);
+      writeValue(writer, *value);
     } else {
-      object[key] = toJson(value);
+      writer.member(key);
+      writeValue(writer, value);
     }
   };
-  visitFields(add, record);
+  visitFields(write, record);
 }
 
-OrderedJson toJson(const Record auto& record) {
-  OrderedJson object = OrderedJson::object();
-  addFields(record, object);
-  return object;
+void writeValue(JsonWriter& writer, const Record auto& record) {
+  writer.open('{');
+  writeFields(writer, record);
+  writer.close('}');
 }
 
 template <typename Item>
-OrderedJson toJson(const std::vector<Item>& items) {
-  OrderedJson array = OrderedJson::array();
-  for (const Item& item : items) array.push_back(toJson(item));
-  return array;
+void writeValue(JsonWriter& writer, const std::vector<Item>& items) {
+  writer.open('[');
+  for (const Item& item : items) {
+    writer.element();
+    writeValue(writer, item);
+  }
+  writer.close(']');
 }
 
 // Reading.
@@ -205,12 +213,22 @@ Problem checkVersion(const Json& object, const Place& root) {
 
 }  // namespace
 
+void writeSnapshot(const HostSnapshot& snapshot, const TextSink& sink) {
+  JsonWriter writer(sink);
+  writer.open('{');
+  writer.member(kFormatKey);
+  writer.scalar(kSnapshotFormat);
+  writer.member(kVersionKey);
+  writer.scalar(kSnapshotVersion);
+  writeFields(writer, snapshot);
+  writer.close('}');
+  writer.finish();
+}
+
 std::string snapshotToJson(const HostSnapshot& snapshot) {
-  OrderedJson object;
-  object[kFormatKey] = kSnapshotFormat;
-  object[kVersionKey] = kSnapshotVersion;
-  addFields(snapshot, object);
-  return toText(object);
+  std::string text;
+  writeSnapshot(snapshot, [&text](std::string_view part) { text += part; });
+  return text;
 }
 
 Result<HostSnapshot> snapshotFromJson(std::string_view text) {

@@ -2,6 +2,7 @@
 #define EGRESS_SNAPSHOT_SNAPSHOT_JSON_H
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -19,7 +20,14 @@ namespace egress::snapshot {
 inline constexpr std::string_view kSnapshotFormat = "egress-snapshot";
 inline constexpr std::uint32_t kSnapshotVersion = 1;
 
-// The record as indented JSON without a trailing newline. Throws only when memory runs out.
+// Receives a text in parts, in order.
+using TextSink = std::function<void(std::string_view)>;
+
+// Writes the record as indented JSON without a trailing newline. A part has at most some KiB, or is
+// one longer text of the record. Throws when memory runs out, and what the sink throws.
+EGRESS_SNAPSHOT_EXPORT void writeSnapshot(const HostSnapshot& snapshot, const TextSink& sink);
+
+// The text that writeSnapshot writes. Throws only when memory runs out.
 [[nodiscard]] EGRESS_SNAPSHOT_EXPORT std::string snapshotToJson(const HostSnapshot& snapshot);
 
 // Reads a saved record. A member that is left out has the default of its field, and unknown members

@@ -326,19 +326,6 @@ TEST(ParseJson, EveryBytePairIsReadOrRefusedInOneLine) {
   }
 }
 
-TEST(ToText, IndentsByTwoBlanksAndKeepsTheOrderOfMembers) {
-  OrderedJson object;
-  object["b"] = {1, nullptr};
-  object["a"] = "\xC3\xA9\n";
-  object["c"] = OrderedJson::array();
-  EXPECT_EQ(toText(object),
-            "{\n  \"b\": [\n    1,\n    null\n  ],\n  \"a\": \"\xC3\xA9\\n\",\n  \"c\": []\n}");
-}
-
-TEST(ToText, WritesAReplacementCharacterForBytesThatAreNotUtf8) {
-  EXPECT_EQ(toText("a\xFFz"), "\"a\xEF\xBF\xBDz\"");
-}
-
 struct Utf8Row {
   std::string_view bytes;
   bool isUtf8;

@@ -210,6 +210,45 @@ TEST(SnapshotToJson, WritesAFreshRecordWithAllItsMembers) {
 })");
 }
 
+std::vector<std::string> partsOf(const HostSnapshot& snapshot) {
+  std::vector<std::string> parts;
+  writeSnapshot(snapshot, [&parts](std::string_view part) { parts.emplace_back(part); });
+  return parts;
+}
+
+TEST(WriteSnapshot, ThePartsAreTheTextInOrder) {
+  for (const HostSnapshot& snapshot : {HostSnapshot{}, fullSnapshot()}) {
+    std::string text;
+    for (const std::string& part : partsOf(snapshot)) text += part;
+    EXPECT_EQ(text, snapshotToJson(snapshot));
+  }
+}
+
+TEST(WriteSnapshot, APartIsSmallOrOneLongText) {
+  constexpr std::size_t kMaxPart = 4096;
+  HostSnapshot snapshot = fullSnapshot();
+  for (std::uint32_t i = 0; i < 1000; ++i) {
+    snapshot.config.outbounds.push_back(snapshot.config.outbounds.front());
+    snapshot.sockets.rows.push_back(snapshot.sockets.rows.front());
+    snapshot.adapters.rows.front().addresses.push_back("192.0.2.1");
+  }
+  std::string text;
+  for (const std::string& part : partsOf(snapshot)) {
+    EXPECT_LE(part.size(), kMaxPart);
+    text += part;
+  }
+  EXPECT_EQ(text, snapshotToJson(snapshot));
+
+  snapshot.selectorHint = std::string(10'000, 'h');
+  std::size_t longParts = 0;
+  for (const std::string& part : partsOf(snapshot)) {
+    if (part.size() <= kMaxPart) continue;
+    ++longParts;
+    EXPECT_EQ(part, '"' + snapshot.selectorHint + '"');
+  }
+  EXPECT_EQ(longParts, 1U);
+}
+
 TEST(SnapshotToJson, EscapesUtf8TextAndEncodesOtherBytes) {
   HostSnapshot snapshot;
   snapshot.selectorHint = "a\0\x1B\n\"\\\x7F\xC3\xA9\xF0\x9F\x98\x80"sv;

@@ -95,6 +95,12 @@ TextVerdict checkText(std::string_view text, snapshot::Result<Value> (*read)(std
   return {.violation = checkValue(std::get<Value>(result)), .accepted = true};
 }
 
+// Whether nlohmann/json writes the same text of the same values.
+bool isIndented(const std::string& text) {
+  constexpr int kIndent = 2;
+  return OrderedJson::parse(text).dump(kIndent) == text;
+}
+
 // A report has only words, which need no escapes.
 std::string naiveText(const EgressReport& report) {
   std::string text;
@@ -122,6 +128,7 @@ std::string naiveText(const EgressReport& report) {
 Violation checkSnapshotJson(const HostSnapshot& record) {
   const std::string text = snapshot::snapshotToJson(record);
   if (!Json::accept(text)) return joined({"not JSON in UTF-8:\n", text});
+  if (!isIndented(text)) return joined({"not indented:\n", text});
   const auto result = snapshot::snapshotFromJson(text);
   if (const auto* const refusal = std::get_if<Refusal>(&result)) {
     return joined({"refused: ", toString(*refusal), "\n", text});
@@ -152,6 +159,7 @@ Violation checkReportJson(const EgressReport& report) {
   if (json != OrderedJson::parse(naiveText(report))) {
     return joined({"written as\n", text, "\nexpected\n", naiveText(report)});
   }
+  if (!isIndented(text)) return joined({"not indented:\n", text});
   const auto result = snapshot::reportFromJson(text);
   if (const auto* const refusal = std::get_if<Refusal>(&result)) {
     return joined({"refused: ", toString(*refusal), "\n", text});

@@ -16,8 +16,8 @@ struct TextVerdict {
   bool accepted = false;
 };
 
-// A record is written as JSON, and read back as the same record. A word outside its enumeration is
-// read back as the last word, or "Ok" for the status of an answer.
+// A record is written as JSON as nlohmann/json indents it, and read back as the same record. A word
+// outside its enumeration is read back as the last word, or "Ok" for the status of an answer.
 Violation checkSnapshotJson(const snapshot::HostSnapshot& record);
 
 // A saved record that is cut short, to any length modulo its own, is refused as cut off or empty.
@@ -26,7 +26,8 @@ Violation checkSnapshotCut(const snapshot::HostSnapshot& record, std::size_t len
 // Any bytes give a record, which can be saved, or a refusal. Only JSON gives a record.
 TextVerdict checkSnapshotText(std::string_view text);
 
-// A report is written as the JSON that a simple writer gives, and read back as the same report.
+// A report is written as the JSON that a simple writer gives, indented likewise, and read back as
+// the same report.
 Violation checkReportJson(const EgressReport& report);
 
 // Any bytes give a report, which can be written, or a refusal. Only JSON gives a report.
