@@ -82,6 +82,33 @@ void addSnapshotOptions(CLI::App& app, Options& options, RawOptions& raw) {
                "Print the report as text with explanations instead of JSON");
 }
 
+bool takesValue(const CLI::Option* option) {
+  return option != nullptr && option->get_items_expected_max() > 0;
+}
+
+// Splits "--option=VALUE" into two words, because CLI11 2.1 takes the word after "--option=" as its
+// value. A word that is the value of the option before it is left as it is.
+std::vector<std::string> splitWords(const CLI::App& app, int count, const char* const* arguments) {
+  std::vector<std::string> words;
+  bool isValue = false;
+  for (int i = 1; i < count; ++i) {
+    const std::string word = arguments[i];
+    const std::size_t equals = isValue ? std::string::npos : word.find('=');
+    const CLI::Option* const option =
+        isValue ? nullptr : app.get_option_no_throw(word.substr(0, equals));
+    isValue = takesValue(option) && equals == std::string::npos;
+    if (option == nullptr || equals == std::string::npos) {
+      words.push_back(word);
+      continue;
+    }
+    const std::string name = word.substr(0, equals);
+    if (!takesValue(option)) throw CannotRun(name + ": takes no value; given '" + word + "'");
+    words.push_back(name);
+    words.push_back(word.substr(equals + 1));
+  }
+  return words;
+}
+
 void addAnswer(Options& options, AnswerOption answer) {
   const auto isSame = [&answer](const AnswerOption& other) {
     return other.selectorTag == answer.selectorTag;
@@ -146,7 +173,9 @@ std::optional<Options> readOptions(int argumentCount, const char* const* argumen
   addEngineOptions(app, options, raw);
   addSnapshotOptions(app, options, raw);
   try {
-    app.parse(argumentCount, arguments);
+    std::vector<std::string> words = splitWords(app, argumentCount, arguments);
+    std::ranges::reverse(words);  // as CLI11 takes them
+    app.parse(std::move(words));
   } catch (const CLI::Success& success) {  // --help, --version
     app.exit(success, std::cout, std::cout);
     return std::nullopt;

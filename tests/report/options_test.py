@@ -3,6 +3,7 @@
 
 import json
 import os
+import re
 import subprocess
 import unittest
 from pathlib import Path
@@ -147,6 +148,62 @@ class HintTest(ProgramTest):
         self.assertTrue(self.diagnose_snapshot(snapshot).report["selectorHintStale"])
         result = self.diagnose_snapshot(snapshot, "--hint", "")
         self.assertFalse(result.report["selectorHintStale"])
+
+
+# Every option, by whether it takes a value.
+VALUE_OPTIONS = ("--config", "--answer", "--answer-failed", "--hint", "--pid", "--process", "--snapshot",
+                 "--save-snapshot")
+FLAGS = ("--anonymize", "--explain", "--help", "--version")
+
+
+class EmptyValueTest(ProgramTest):
+    """An empty value after '=' is the value of its option; the next word is not."""
+
+    def test_every_option_is_tested(self):
+        output = self.run_program("--help").output
+        self.assertEqual(set(re.findall(r"^  (--[a-z-]+)", output, re.MULTILINE)),
+                         {*VALUE_OPTIONS, *FLAGS})
+
+    def run_before_anonymize(self, word, snapshot):
+        """Runs the program with `word` before options that anonymize and save a snapshot."""
+        saved = self.folder / "saved.json"
+        given = () if word == "--snapshot=" else ("--snapshot", self.snapshot_file(snapshot))
+        result = self.run_program(*given, word, "--anonymize", "--save-snapshot", saved)
+        return result, saved
+
+    def test_the_next_word_is_never_the_value(self):
+        snapshot = HEALTHY_SNAPSHOT | {"selectorHint": "other"}
+        for option in VALUE_OPTIONS:
+            with self.subTest(option):
+                result, saved = self.run_before_anonymize(f"{option}=", snapshot)
+                if option in ("--hint", "--answer-failed"):  # an empty tag is a tag
+                    self.assertEqual(result.status, 0)
+                    self.assertNotIn("10.0.0.7", saved.read_text())
+                    saved.unlink()
+                else:
+                    self.assert_cannot_run(result, option)
+                    self.assertFalse(saved.exists())
+
+    def test_an_empty_hint_overrides_the_snapshot(self):
+        snapshot = HEALTHY_SNAPSHOT | {"selectorHint": "other"}
+        result, _ = self.run_before_anonymize("--hint=", snapshot)
+        self.assertFalse(result.report["selectorHintStale"])
+
+    def test_the_value_of_the_option_before_may_end_in_an_equals_sign(self):
+        for hint in ("--hint=", "--anonymize=", "--config=", "="):
+            with self.subTest(hint):
+                snapshot = EMPTY_SNAPSHOT | {"selectorHint": "other"}
+                for words in (["--hint", hint], [f"--hint={hint}"]):
+                    result = self.diagnose_snapshot(snapshot, *words, "--save-snapshot", "-")
+                    self.assertEqual(json.loads(result.output)["selectorHint"], hint)
+
+    def test_a_flag_takes_no_value(self):
+        for flag in FLAGS:
+            for value in ("", "false", "true", "x"):
+                with self.subTest(f"{flag}={value}"):
+                    result, saved = self.run_before_anonymize(f"{flag}={value}", HEALTHY_SNAPSHOT)
+                    self.assert_cannot_run(result, f"{flag}: takes no value")
+                    self.assertFalse(saved.exists())
 
 
 class StandardStreamsTest(ProgramTest):
