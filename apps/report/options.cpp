@@ -35,6 +35,7 @@ struct RawOptions {
   std::vector<std::string> failedAnswers;
   std::optional<std::string> process;
   std::optional<std::string> processName;
+  std::optional<std::string> maxFileSize;
 };
 
 void addEngineOptions(CLI::App& app, Options& options, RawOptions& raw) {
@@ -78,6 +79,10 @@ void addSnapshotOptions(CLI::App& app, Options& options, RawOptions& raw) {
          "Replace addresses, names, tags and interface indexes in the saved file; the report\n"
          "stays the same")
       ->needs(save);
+  app.add_option("--max-file-size", raw.maxFileSize,
+                 "Read files of up to SIZE, for example 64MiB, in place of 16MiB for --config,\n"
+                 "1MiB for --answer and 256MiB for --snapshot")
+      ->type_name("SIZE");
   app.add_flag("--explain", options.explain,
                "Print the report as text with explanations instead of JSON");
 }
@@ -129,6 +134,22 @@ std::uint32_t processIdIn(const std::string& text) {
   return number;
 }
 
+// In bytes; units are powers of 1024. CLI11 alone would read "-1" as the largest number.
+std::uint64_t sizeIn(const std::string& text) {
+  const CannotRun refusal("--max-file-size: '" + text + "' is not a size such as 64MiB");
+  if (text.find_first_of("0123456789") != 0) throw refusal;
+  std::string bytes = text;
+  try {
+    if (!CLI::AsSizeValue(/*kb_is_1000=*/false)(bytes).empty()) throw refusal;
+  } catch (const CLI::ValidationError&) {
+    throw refusal;
+  }
+  std::uint64_t size = 0;
+  std::from_chars(bytes.data(), bytes.data() + bytes.size(), size);
+  if (size == 0) throw refusal;
+  return size;
+}
+
 // Standard input has one content.
 void checkStandardInput(const Options& options) {
   std::vector<std::string> readers;
@@ -155,6 +176,7 @@ void checkAndComplete(const RawOptions& raw, Options& options) {
   }
   if (raw.process) options.processes = processIdIn(*raw.process);
   if (raw.processName) options.processes = live::ProcessName{.name = *raw.processName};
+  if (raw.maxFileSize) options.maxFileSize = sizeIn(*raw.maxFileSize);
   if (!options.processes && !options.snapshotPath) {
     throw CannotRun("one of --pid, --process and --snapshot is required");
   }

@@ -1,6 +1,7 @@
 #ifndef EGRESS_REPORT_OPTIONS_H
 #define EGRESS_REPORT_OPTIONS_H
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -23,6 +24,7 @@ struct Options {
   std::optional<live::ProcessChoice> processes;  // set unless snapshotPath is
   std::optional<std::string> snapshotPath;
   std::optional<std::string> saveSnapshotPath;
+  std::optional<std::uint64_t> maxFileSize;  // in bytes, in place of the default of each option
   bool anonymize = false;
   bool explain = false;
 };

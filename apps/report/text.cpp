@@ -1,5 +1,7 @@
 #include "apps/report/text.h"
 
+#include <iostream>
+
 namespace egress::report {
 
 std::string printable(std::string_view text) {
@@ -14,6 +16,10 @@ std::string printable(std::string_view text) {
     }
   }
   return shown;
+}
+
+void printError(std::string_view text) {
+  std::cerr << "egress-report: " << printable(text) << '\n';
 }
 
 }  // namespace egress::report

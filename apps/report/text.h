@@ -10,6 +10,9 @@ namespace egress::report {
 // Names of files and interfaces may contain terminal escape sequences.
 [[nodiscard]] std::string printable(std::string_view text);
 
+// Prints a line with the name of the program and the text, made printable, to standard error.
+void printError(std::string_view text);
+
 }  // namespace egress::report
 
 #endif

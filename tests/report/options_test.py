@@ -42,7 +42,7 @@ class HelpTest(ProgramTest):
         result = self.run_program("--help")
         for option in ("--config FILE", "--answer TAG=FILE", "--answer-failed TAG", "--hint TAG",
                        "--pid N", "--process NAME", "--snapshot FILE", "--save-snapshot FILE",
-                       "--anonymize", "--explain", "--help", "--version",
+                       "--max-file-size SIZE", "--anonymize", "--explain", "--help", "--version",
                        "Exit status:\n  0  ", "\n  1  ", "\n  2  "):
             self.assertIn(option, result.output)
         self.assertIn("In place of a FILE, '-' is standard input or output.", result.output)
@@ -152,7 +152,7 @@ class HintTest(ProgramTest):
 
 # Every option, by whether it takes a value.
 VALUE_OPTIONS = ("--config", "--answer", "--answer-failed", "--hint", "--pid", "--process", "--snapshot",
-                 "--save-snapshot")
+                 "--save-snapshot", "--max-file-size")
 FLAGS = ("--anonymize", "--explain", "--help", "--version")
 
 

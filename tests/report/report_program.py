@@ -32,6 +32,9 @@ HEALTHY_SNAPSHOT = EMPTY_SNAPSHOT | {
                           "remoteAddress": "198.51.100.10", "remotePort": 443}]},
 }
 
+# A sanitizer reserves terabytes of addresses and makes stack frames larger.
+IS_SANITIZED = b"__asan_init" in Path(PROGRAM).read_bytes()
+
 _validator = jsonschema.Draft202012Validator(SCHEMA)
 _snapshot_validator = jsonschema.Draft202012Validator(SNAPSHOT_SCHEMA)
 

@@ -1,0 +1,115 @@
+#include "apps/report/input.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <utility>
+#include <variant>
+
+#include "apps/report/files.h"
+#include "apps/report/text.h"
+#include "egress/egress.h"
+#include "egress_snapshot/snapshot_json.h"
+
+namespace egress::report {
+namespace {
+
+using snapshot::HostSnapshot;
+
+InputFile snapshotFile(const Options& options) {
+  return {"--snapshot", options.snapshotPath.value(),
+          options.maxFileSize.value_or(kMaxSnapshotSize)};
+}
+
+InputFile configFile(const Options& options) {
+  return {"--config", options.configPath.value(), options.maxFileSize.value_or(kMaxConfigSize)};
+}
+
+InputFile answerFile(const Options& options, const AnswerOption& answer) {
+  return {"--answer", answer.path.value(), options.maxFileSize.value_or(kMaxAnswerSize)};
+}
+
+std::string textOf(const InputFile& file) {
+  return namingFile(file, [&] { return readFile(file); });
+}
+
+HostSnapshot parseSnapshot(const InputFile& file, const std::string& text) {
+  snapshot::Result<HostSnapshot> read =
+      namingFile(file, [&] { return snapshot::snapshotFromJson(text); });
+  if (const auto* const refusal = std::get_if<snapshot::Refusal>(&read)) {
+    throw CannotRun("--snapshot: " + file.path + ": " + toString(*refusal));
+  }
+  return std::get<HostSnapshot>(std::move(read));
+}
+
+// Inserts the answers before those of the snapshot: the first answer for a selector is used.
+void parseAnswers(const Options& options, const std::vector<std::string>& texts,
+                  HostSnapshot& snapshot) {
+  std::vector<SelectorAnswer> answers(options.answers.size());
+  for (std::size_t i = 0; i < answers.size(); ++i) {
+    const AnswerOption& option = options.answers[i];
+    answers[i].selectorTag = option.selectorTag;
+    answers[i].status = SelectorAnswerStatus::TransportFailed;
+    if (!option.path) continue;
+    answers[i].status = namingFile(answerFile(options, option),
+                                   [&] { return readSelectorAnswer(texts[i], &answers[i].now); });
+  }
+  snapshot.selectorAnswers.insert(snapshot.selectorAnswers.begin(), answers.begin(), answers.end());
+}
+
+// Warns about answers for a tag that no outbound has, probably a misspelt one.
+void warnUnknownTags(const Options& options, const HostSnapshot& snapshot) {
+  const std::vector<Outbound>& outbounds = snapshot.config.outbounds;
+  for (const AnswerOption& option : options.answers) {
+    if (std::ranges::find(outbounds, option.selectorTag, &Outbound::tag) == outbounds.end()) {
+      printError("--answer: the configuration has no outbound tagged '" + option.selectorTag + "'");
+    }
+  }
+}
+
+}  // namespace
+
+HostSnapshot takeLiveSnapshot(const live::ProcessChoice& choice) {
+  auto taken = live::takeSnapshot(choice);
+  if (auto* const snapshot = std::get_if<HostSnapshot>(&taken)) {
+    snapshot->origin.program = "egress-report";
+    snapshot->origin.programVersion = kVersion;
+    return std::move(*snapshot);
+  }
+  const auto& none = std::get<live::NoProcess>(taken);
+  const auto* const process = std::get_if<std::uint32_t>(&choice);
+  std::string message = process == nullptr ? "--process: " : "--pid: ";
+  message.append(none.message);
+  if (none.reason == live::NoProcessReason::OTHER_NETWORK) {
+    message.append("; use nsenter --net --target ")
+        .append(std::to_string(*process))
+        .append(" egress-report ...");
+  }
+  throw CannotRun(message);
+}
+
+InputTexts readTexts(const Options& options) {
+  InputTexts texts;
+  if (options.snapshotPath) texts.snapshot = textOf(snapshotFile(options));
+  if (options.configPath) texts.config = textOf(configFile(options));
+  for (const AnswerOption& answer : options.answers) {
+    texts.answers.push_back(answer.path ? textOf(answerFile(options, answer)) : "");
+  }
+  return texts;
+}
+
+HostSnapshot parseInput(const Options& options, HostSnapshot taken, InputTexts texts) {
+  HostSnapshot snapshot = std::move(taken);
+  if (texts.snapshot) snapshot = parseSnapshot(snapshotFile(options), *texts.snapshot);
+  texts.snapshot.reset();  // it may be large
+  if (texts.config) {
+    snapshot.config = namingFile(configFile(options),
+                                 [&] { return readProxyConfig(*texts.config, /*hasText=*/true); });
+  }
+  parseAnswers(options, texts.answers, snapshot);
+  if (options.hint) snapshot.selectorHint = *options.hint;
+  warnUnknownTags(options, snapshot);
+  return snapshot;
+}
+
+}  // namespace egress::report

@@ -1,0 +1,35 @@
+#ifndef EGRESS_REPORT_INPUT_H
+#define EGRESS_REPORT_INPUT_H
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "apps/report/options.h"
+#include "egress_live/take_snapshot.h"
+#include "egress_snapshot/host_snapshot.h"
+
+namespace egress::report {
+
+// The contents of the files that the options name.
+struct InputTexts {
+  std::optional<std::string> snapshot;
+  std::optional<std::string> config;
+  std::vector<std::string> answers;  // one for each answer of the options; empty if it has no file
+};
+
+// Takes the snapshot of this machine. Throws CannotRun.
+[[nodiscard]] snapshot::HostSnapshot takeLiveSnapshot(const live::ProcessChoice& choice);
+
+// Reads all files without parsing a byte of them. Throws CannotRun.
+[[nodiscard]] InputTexts readTexts(const Options& options);
+
+// The input of the diagnosis: the snapshot that was taken, or the one in the texts, with the other
+// texts and options in it. Warns on standard error about answers for tags that no outbound has.
+// Throws CannotRun.
+[[nodiscard]] snapshot::HostSnapshot parseInput(const Options& options,
+                                                snapshot::HostSnapshot taken, InputTexts texts);
+
+}  // namespace egress::report
+
+#endif
