@@ -1,8 +1,9 @@
 #include "apps/report/input.h"
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
+#include <unordered_set>
 #include <utility>
 #include <variant>
 
@@ -57,13 +58,15 @@ void parseAnswers(const Options& options, const std::vector<std::string>& texts,
   snapshot.selectorAnswers.insert(snapshot.selectorAnswers.begin(), answers.begin(), answers.end());
 }
 
-// Warns about answers for a tag that no outbound has, probably a misspelt one.
+// Warns about answers for a tag that no outbound has, probably a misspelt one. The set holds the
+// user's tags: those of a stranger's configuration could be chosen to have equal hashes.
 void warnUnknownTags(const Options& options, const HostSnapshot& snapshot) {
-  const std::vector<Outbound>& outbounds = snapshot.config.outbounds;
+  std::unordered_set<std::string_view> unknown;
+  for (const AnswerOption& option : options.answers) unknown.insert(option.selectorTag);
+  for (const Outbound& outbound : snapshot.config.outbounds) unknown.erase(outbound.tag);
   for (const AnswerOption& option : options.answers) {
-    if (std::ranges::find(outbounds, option.selectorTag, &Outbound::tag) == outbounds.end()) {
-      printError("--answer: the configuration has no outbound tagged '" + option.selectorTag + "'");
-    }
+    if (!unknown.contains(option.selectorTag)) continue;
+    printError("--answer: the configuration has no outbound tagged '" + option.selectorTag + "'");
   }
 }
 

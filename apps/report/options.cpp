@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <charconv>
 #include <iostream>
+#include <string_view>
+#include <unordered_set>
 
 #include <CLI/CLI.hpp>
 
@@ -114,14 +116,12 @@ std::vector<std::string> splitWords(const CLI::App& app, int count, const char* 
   return words;
 }
 
-void addAnswer(Options& options, AnswerOption answer) {
-  const auto isSame = [&answer](const AnswerOption& other) {
-    return other.selectorTag == answer.selectorTag;
-  };
-  if (std::ranges::any_of(options.answers, isSame)) {
+void checkAnswers(const std::vector<AnswerOption>& answers) {
+  std::unordered_set<std::string_view> tags;
+  for (const AnswerOption& answer : answers) {
+    if (tags.insert(answer.selectorTag).second) continue;
     throw CannotRun("--answer: selector '" + answer.selectorTag + "' has more than one answer");
   }
-  options.answers.push_back(std::move(answer));
 }
 
 std::uint32_t processIdIn(const std::string& text) {
@@ -168,12 +168,12 @@ void checkAndComplete(const RawOptions& raw, Options& options) {
     const std::size_t equals = answer.rfind('=');  // tags may contain '='
     if (equals == std::string::npos)
       throw CannotRun("--answer: '" + answer + "' is not of the form TAG=FILE");
-    addAnswer(options,
-              {.selectorTag = answer.substr(0, equals), .path = answer.substr(equals + 1)});
+    options.answers.push_back({answer.substr(0, equals), answer.substr(equals + 1)});
   }
   for (const std::string& tag : raw.failedAnswers) {
-    addAnswer(options, {.selectorTag = tag, .path = std::nullopt});
+    options.answers.push_back({tag, std::nullopt});
   }
+  checkAnswers(options.answers);
   if (raw.process) options.processes = processIdIn(*raw.process);
   if (raw.processName) options.processes = live::ProcessName{.name = *raw.processName};
   if (raw.maxFileSize) options.maxFileSize = sizeIn(*raw.maxFileSize);

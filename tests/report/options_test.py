@@ -104,6 +104,13 @@ class AnswerTest(ProgramTest):
                                            "outbound tagged 'prxy'\n")
             self.assertEqual(result.report["activeEndpointStatus"], "SELECTOR_TRANSPORT_FAILED")
 
+    def test_each_unknown_outbound_gives_a_warning_in_the_order_of_the_options(self):
+        text = '{"route": {"auto_detect_interface": true}, "outbounds": [{"tag": "b"}, {"tag": "a"}, ' \
+               '{"tag": "b"}, {"tag": ""}, {}]}'
+        failed = [word for tag in "zaybx" for word in ("--answer-failed", tag)]
+        result = self.diagnose_snapshot(EMPTY_SNAPSHOT, "--config", "-", *failed, text=text)
+        self.assertEqual(re.findall(r"tagged '(.*)'", result.error), ["z", "y", "x"])
+
     def test_a_failed_answer(self):
         self.assertEqual(self.endpoint_status("--answer-failed", "proxy"),
                          "SELECTOR_TRANSPORT_FAILED")
