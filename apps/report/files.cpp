@@ -4,8 +4,6 @@
 #include <cerrno>
 #include <cstddef>
 #include <fcntl.h>
-#include <fstream>
-#include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
 #include <utility>
@@ -43,24 +41,11 @@ std::string readAll(int descriptor, const InputFile& file) {
   return text;
 }
 
-// Closes a descriptor at the end of its scope.
-class Closed {
- public:
-  explicit Closed(int descriptor) : descriptor_(descriptor) {}
-  Closed(const Closed&) = delete;
-  Closed& operator=(const Closed&) = delete;
-  ~Closed() { close(descriptor_); }
-
- private:
-  int descriptor_;
-};
-
 std::string readNamed(const InputFile& file) {
   if (file.path == kStandardStream) return readAll(STDIN_FILENO, file);
-  const int descriptor = open(file.path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY);
-  if (descriptor < 0) throw std::system_error(errno, std::generic_category());
-  const Closed closed(descriptor);
-  return readAll(descriptor, file);
+  const Closed opened(open(file.path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY));
+  if (opened.descriptor() < 0) throw std::system_error(errno, std::generic_category());
+  return readAll(opened.descriptor(), file);
 }
 
 }  // namespace
@@ -82,12 +67,14 @@ std::string readFile(const InputFile& file) {
   }
 }
 
-void writeFile(const std::string& option, const std::string& path, const std::string& text) {
-  umask(S_IRWXG | S_IRWXO);
-  std::ofstream file(path, std::ios::binary);
-  file << text;
-  file.close();
-  if (!file) throw CannotRun(withSystemError(option + ": cannot write '" + path + "'"));
+Closed::~Closed() {
+  if (descriptor_ >= 0) close(descriptor_);
+}
+
+void reserveStandardStreams() {
+  for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
+    if (fcntl(stream, F_GETFD) < 0) static_cast<void>(open("/", O_PATH));  // the lowest free number
+  }
 }
 
 }  // namespace egress::report

@@ -53,8 +53,23 @@ auto namingFile(const InputFile& file, Use use) {
   }
 }
 
-// Writes a file that only its owner can read: a snapshot contains addresses. Throws CannotRun.
-void writeFile(const std::string& option, const std::string& path, const std::string& text);
+// Closes a descriptor at the end of its scope; none if it is negative.
+class Closed {
+ public:
+  explicit Closed(int descriptor) : descriptor_(descriptor) {}
+  Closed(const Closed&) = delete;
+  Closed& operator=(const Closed&) = delete;
+  ~Closed();
+
+  [[nodiscard]] int descriptor() const { return descriptor_; }
+
+ private:
+  int descriptor_;
+};
+
+// Opens the standard streams that are closed, so that no file gets their numbers: the report would
+// be written into it. Reading from and writing to them still fails.
+void reserveStandardStreams();
 
 }  // namespace egress::report
 

@@ -3,6 +3,7 @@
 #include <iostream>
 #include <map>
 #include <new>
+#include <optional>
 #include <string>
 #include <utility>
 #include <variant>
@@ -10,6 +11,7 @@
 #include "apps/report/explain.h"
 #include "apps/report/files.h"
 #include "apps/report/input.h"
+#include "apps/report/new_file.h"
 #include "apps/report/options.h"
 #include "apps/report/text.h"
 #include "egress/egress.h"
@@ -67,6 +69,9 @@ int run(const Options& options) {
   HostSnapshot taken;
   if (options.processes) taken = takeLiveSnapshot(*options.processes);
   InputTexts texts = readTexts(options);
+  std::optional<NewFile> saved;
+  const bool savesToFile = options.saveSnapshotPath && options.saveSnapshotPath != kStandardStream;
+  if (savesToFile) saved.emplace(*options.saveSnapshotPath);
   const HostSnapshot snapshot = parseInput(options, std::move(taken), std::move(texts));
   printFailure("sockets", snapshot.sockets);
   printFailure("adapters", snapshot.adapters);
@@ -75,8 +80,9 @@ int run(const Options& options) {
   if (options.saveSnapshotPath == kStandardStream) {
     std::cout << savedText(options, snapshot);
   } else {
-    if (options.saveSnapshotPath) {
-      writeFile("--save-snapshot", *options.saveSnapshotPath, savedText(options, snapshot));
+    if (saved) {
+      saved->write(savedText(options, snapshot));
+      saved->commit();
     }
     std::cout << reportText(options, snapshot, diagnosis);
   }
@@ -88,6 +94,7 @@ int run(const Options& options) {
 
 int main(int argc, char** argv) {
   namespace report = egress::report;
+  report::reserveStandardStreams();
   try {
     const auto options = report::readOptions(argc, argv);
     const int status = options ? report::run(*options) : 0;

@@ -139,10 +139,6 @@ class SavedTest(ProgramTest):
             saved, report = self.save(snapshot)
             self.assertEqual(self.save(saved), (saved, report))
 
-    def test_only_the_owner_can_read_a_saved_snapshot(self):
-        self.save(FULL_SNAPSHOT)
-        self.assertEqual((self.folder / "saved.json").stat().st_mode & 0o777, 0o600)
-
     def test_configuration_answers_and_hint_are_saved(self):
         config = self.file("config.json", '{"route": {"auto_detect_interface": true}, "outbounds": ['
                            '{"tag": "proxy", "type": "selector"}, {"tag": "x", "type": "urltest"},'
