@@ -60,14 +60,15 @@ int renameAndFlush(int folder, const char* from, const char* to) {
   return fsync(readable) == 0 || errno == EINVAL ? 0 : errno;  // EINVAL: cannot be flushed
 }
 
-// Waits for a byte of the program, renames, and answers with errno in a byte. The end of the
-// connection means that the program ends without a complete file.
+// Sends a byte when it is ready. Waits for a byte of the program, renames, and answers with errno
+// in a byte. The end of the connection means that the program ends without a complete file.
 [[noreturn]] void runCommitter(int program, int folder, const char* from, const char* to) {
   setsid();  // the signals of a terminal and its process group do not concern it
   dup2(program, 0);
   dup2(folder, 1);
   close_range(2, ~0U, 0);  // whoever waits for the end of the program's output must get it
   std::uint8_t byte = 0;
+  send(0, &byte, sizeof(byte), MSG_NOSIGNAL);  // from now on it outlives a killed program
   const bool isComplete = recv(0, &byte, sizeof(byte), 0) == sizeof(byte);
   const int error = isComplete ? renameAndFlush(1, from, to) : ECANCELED;
   if (error != 0) unlinkat(1, from, 0);
@@ -76,7 +77,7 @@ int renameAndFlush(int folder, const char* from, const char* to) {
   _exit(0);
 }
 
-// Returns 0 or errno.
+// Returns 0 or errno, when the process is ready.
 int startCommitter(Committer& committer, int folder, const char* from, const char* to) {
   int ends[2] = {-1, -1};
   if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) return errno;
@@ -90,7 +91,9 @@ int startCommitter(Committer& committer, int folder, const char* from, const cha
   if (committer.process == 0) runCommitter(ends[1], folder, from, to);
   sigprocmask(SIG_SETMASK, &before, nullptr);
   close(ends[1]);
-  return committer.process < 0 ? error : 0;
+  if (committer.process < 0) return error;
+  std::uint8_t byte = 0;
+  return recv(committer.socket, &byte, sizeof(byte), 0) == sizeof(byte) ? 0 : ECHILD;
 }
 
 }  // namespace

@@ -234,7 +234,7 @@ class WaitingTest(SaveTest):
         self.addCleanup(self.waiting.stderr.close)
         self.addCleanup(self.waiting.wait)
         self.addCleanup(self.waiting.kill)
-        self.wait_until(lambda: len(self.names()) == 2 and self.children())
+        self.wait_until(lambda: len(self.names()) == 2)
         self.assertEqual(self.path.read_text(), OLD)
 
     def children(self):
@@ -269,7 +269,7 @@ class WaitingTest(SaveTest):
         child, = self.children()
         for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGPIPE, signal.SIGUSR1):
             os.kill(child, number)
-        self.wait_until(lambda: sorted(os.listdir(f"/proc/{child}/fd")) == ["0", "1"])
+        self.assertEqual(sorted(os.listdir(f"/proc/{child}/fd")), ["0", "1"])
         self.assertEqual(self.finish()[0], 0)
         self.parsed_snapshot(self.path.read_text())
         self.assertFalse(Path(f"/proc/{child}").exists())
