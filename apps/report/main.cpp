@@ -13,6 +13,7 @@
 #include "apps/report/input.h"
 #include "apps/report/new_file.h"
 #include "apps/report/options.h"
+#include "apps/report/rights.h"
 #include "apps/report/text.h"
 #include "egress/egress.h"
 #include "egress_snapshot/anonymize.h"
@@ -68,10 +69,16 @@ bool hasAnswer(const Diagnosis& diagnosis) {
 int run(const Options& options) {
   HostSnapshot taken;
   if (options.processes) taken = takeLiveSnapshot(*options.processes);
+  // Another user than root reads and writes only what that user may, even if the program has file
+  // capabilities to see the sockets. Root may name a file that only the engine's user can read, and
+  // a folder of another user.
+  if (!isCalledByRoot()) dropRights();
   InputTexts texts = readTexts(options);
   std::optional<NewFile> saved;
   const bool savesToFile = options.saveSnapshotPath && options.saveSnapshotPath != kStandardStream;
   if (savesToFile) saved.emplace(*options.saveSnapshotPath);
+  // Before the first byte is parsed: strangers may have written the texts.
+  if (isCalledByRoot()) dropRights();
   const HostSnapshot snapshot = parseInput(options, std::move(taken), std::move(texts));
   printFailure("sockets", snapshot.sockets);
   printFailure("adapters", snapshot.adapters);

@@ -626,7 +626,7 @@ class LayersTest(PackageTest):
     FOLDERS = ["egress_snapshot", "egress_live", "apps/report"]
     JSON = "nlohmann-json 3.11 (Debian: nlohmann-json3-dev)"
     LIBMNL = "libmnl 1.0.4 (Debian: pkg-config libmnl-dev)"
-    CLI = "CLI11 2.1 (Debian: libcli11-dev)"
+    CLI = "CLI11 2.1 and libcap-ng 0.8 (Debian: pkg-config libcli11-dev libcap-ng-dev)"
 
     def configure(self, *settings, libmnl=True):
         folder = fresh_folder("layers")
@@ -642,8 +642,8 @@ class LayersTest(PackageTest):
         rows = [
             ([], True, 3, []),
             ([self.NO_JSON], True, 0, [no_snapshot]),
-            ([], False, 1, [f"{no_live} {self.LIBMNL}"]),
-            ([self.NO_PKG_CONFIG], True, 1, [f"{no_live} {self.LIBMNL}"]),
+            ([], False, 1, [f"{no_live} {self.LIBMNL}", no_report]),
+            ([self.NO_PKG_CONFIG], True, 1, [f"{no_live} {self.LIBMNL}", no_report]),
             ([self.NO_CLI], True, 2, [no_report]),
             ([self.NO_JSON, self.NO_CLI], False, 0,
              [no_snapshot, f"{no_live} {self.LIBMNL}", no_report]),

@@ -32,6 +32,10 @@ HEALTHY_SNAPSHOT = EMPTY_SNAPSHOT | {
                           "remoteAddress": "198.51.100.10", "remotePort": 443}]},
 }
 
+# Answers for outbounds that no configuration has. Their warnings fill a pipe, so that the program waits
+# for its reader after it has parsed its input and created its file.
+WARNINGS = [word for number in range(5000) for word in ("--answer-failed", f"unknown-{number}")]
+
 # A sanitizer reserves terabytes of addresses and makes stack frames larger.
 IS_SANITIZED = b"__asan_init" in Path(PROGRAM).read_bytes()
 

@@ -13,11 +13,9 @@ import unittest
 from pathlib import Path
 
 import network
-from report_program import EMPTY_SNAPSHOT, HEALTHY_SNAPSHOT, PROGRAM, ProgramTest
+from report_program import EMPTY_SNAPSHOT, HEALTHY_SNAPSHOT, PROGRAM, WARNINGS, ProgramTest
 
 OLD = "the old file"
-# Warnings that fill a pipe, so that the program waits for its reader. The new file then exists.
-WARNINGS = [word for number in range(5000) for word in ("--answer-failed", f"unknown-{number}")]
 
 
 def children_of(pid):
@@ -240,7 +238,8 @@ class WaitingTest(SaveTest):
         self.addCleanup(self.waiting.stderr.close)
         self.addCleanup(self.waiting.wait)
         self.addCleanup(self.waiting.kill)
-        self.wait_until(lambda: len(self.names()) == 2)
+        self.assertIn("unknown-0", self.waiting.stderr.readline())
+        self.assertEqual(len(self.names()), 2)
         self.assertEqual(self.path.read_text(), OLD)
 
     def children(self):
