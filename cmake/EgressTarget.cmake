@@ -1,3 +1,5 @@
+include(${CMAKE_CURRENT_LIST_DIR}/EgressHarden.cmake)
+
 # Settings of every target. Warnings are enabled only if this project is the top level, never in the build
 # of a parent project.
 function(egress_configure_target target)
@@ -9,6 +11,9 @@ function(egress_configure_target target)
                         -Wswitch-enum)
     # Every header must compile on its own: target all_verify_interface_header_sets.
     set_target_properties(${target} PROPERTIES VERIFY_INTERFACE_HEADER_SETS ON)
+  endif()
+  if(EGRESS_HARDEN)
+    egress_harden_target(${target})
   endif()
 endfunction()
 

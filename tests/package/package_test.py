@@ -15,6 +15,8 @@ import sys
 import unittest
 from pathlib import Path
 
+import hardening
+
 SOURCE = Path(__file__).resolve().parents[2]
 EMBED = SOURCE / "examples" / "embed"
 CONSUMER = Path(__file__).with_name("consumer")  # of the libraries above the core
@@ -36,6 +38,9 @@ ENVIRONMENT["LC_ALL"] = "C"  # the tests compare messages
 LIBRARIES = {"egress": "exported_symbols.txt", "egress-snapshot": "exported_symbols_snapshot.txt",
              "egress-live": "exported_symbols_live.txt"}
 PROGRAMS = ["egress-selfcheck", "egress-report"]
+
+# A flag of EGRESS_HARDEN.
+HARDENING = re.compile("stack-protector|stack-clash|cf-protection|FORTIFY|prefix-map|relro|-pie|-z,")
 
 # Installed with each library and the programs, besides the libraries.
 FILES = {
@@ -120,7 +125,11 @@ def build_project(kind, libdir):
     configure(SOURCE, SCRATCH / kind, "-DEGRESS_BUILD_TESTS=OFF", "-DEGRESS_BUILD_SNAPSHOT=ON",
               "-DEGRESS_BUILD_LIVE=ON", "-DEGRESS_BUILD_REPORT=ON",
               f"-DBUILD_SHARED_LIBS={shared}", f"-DCMAKE_INSTALL_LIBDIR={libdir}",
-              f"-DCMAKE_INSTALL_PREFIX={prefix_of(kind)}")
+              f"-DCMAKE_INSTALL_PREFIX={prefix_of(kind)}", "-DEGRESS_HARDEN=ON",
+              # The self-check as it is released; not with shared libraries.
+              "-DEGRESS_LINK_SELFCHECK_STATICALLY=ON",
+              # Debug information has paths.
+              "-DCMAKE_CXX_FLAGS=-g1")
     run("cmake", "--build", SCRATCH / kind, "-j2")
 
 
@@ -312,6 +321,73 @@ class InstalledTest(PackageTest):
             with self.subTest(name):
                 library = moved / "lib" / f"lib{name}.so.1"
                 self.assertNotIn("not found", run("ldd", library))
+
+
+class HardenedTest(PackageTest):
+    """What EGRESS_HARDEN promises, on Linux."""
+
+    def linked_files(self, kind):
+        files = [f"bin/{name}" for name in PROGRAMS]
+        if kind == "shared":
+            files += [library_files(kind, name)[-1] for name in LIBRARIES]
+        return [prefix_of(kind) / file for file in files]
+
+    def archives(self):
+        return [prefix_of("static") / file for name in LIBRARIES
+                for file in library_files("static", name)]
+
+    def test_programs_and_libraries_are_position_independent_and_bound_at_their_start(self):
+        for kind in KINDS:
+            for file in self.linked_files(kind):
+                with self.subTest(kind=kind, file=file):
+                    self.assertEqual(hardening.weaknesses(file), [])
+
+    def test_the_static_self_check_is_hardened_although_nothing_loads_it(self):
+        for kind in KINDS:
+            with self.subTest(kind):
+                file = prefix_of(kind) / "bin/egress-selfcheck"
+                self.assertEqual(hardening.has_interpreter(file), kind == "shared")
+
+    def test_libraries_are_searched_only_relative_to_the_installation(self):
+        for file in self.linked_files("static"):
+            with self.subTest(file):
+                self.assertEqual(hardening.library_paths(file), [])
+        for file in self.linked_files("shared"):
+            with self.subTest(file):
+                path = "$ORIGIN/../lib" if file.parent.name == "bin" else "$ORIGIN"
+                self.assertEqual(hardening.library_paths(file), [path])
+
+    def test_the_stack_is_protected(self):
+        files = [*self.archives(), *self.linked_files("static"), *self.linked_files("shared")]
+        for file in files:
+            with self.subTest(file):
+                self.assertIn("__stack_chk_fail", hardening.names(file))
+
+    def test_calls_of_the_c_library_check_the_sizes_of_buffers(self):
+        compiler = hardening.Compiler(COMPILER, SCRATCH)
+        if not compiler.fortifies_printing():
+            self.skipTest(f"{COMPILER} fortifies no call that the program makes")
+        for kind in KINDS:
+            with self.subTest(kind):
+                self.assertNotEqual(hardening.fortified(prefix_of(kind) / "bin/egress-report"), set())
+
+    def test_jumps_and_returns_are_protected(self):
+        compiler = hardening.Compiler(COMPILER, SCRATCH)
+        if not compiler.protects_control_flow():
+            self.skipTest(f"{COMPILER} cannot protect the control flow on this processor")
+        files = self.archives()
+        if compiler.start_files_protect_control_flow():
+            files += [*self.linked_files("static"), *self.linked_files("shared")]
+        for file in files:
+            with self.subTest(file):
+                self.assertTrue(hardening.has_control_flow_protection(file))
+
+    def test_no_file_for_a_host_build_has_a_flag_of_it(self):
+        for kind in KINDS:
+            for file in installed_files(prefix_of(kind)):
+                if re.match("lib/(cmake|pkgconfig)/", file):
+                    with self.subTest(kind=kind, file=file):
+                        self.assertNotRegex((prefix_of(kind) / file).read_text(), HARDENING)
 
 
 class FindPackageTest(PackageTest):
@@ -529,11 +605,12 @@ class SubprojectTest(PackageTest):
                 shared = "ON" if kind == "shared" else "OFF"
                 build = self.build_parent(
                     f"{kind}-parent", PARENT % README_ADD + EMBED_IN_PARENT,
-                    f"-DBUILD_SHARED_LIBS={shared}", "-DCMAKE_EXPORT_COMPILE_COMMANDS=ON")
+                    f"-DBUILD_SHARED_LIBS={shared}", "-DEGRESS_HARDEN=ON",
+                    "-DCMAKE_EXPORT_COMPILE_COMMANDS=ON")
                 self.expect_embed_works(build / "embed")
                 self.expect_linked_as(kind, build / "embed")
                 self.expect_only_own_cache_variables(build)
-                self.expect_no_warning_flags(build)
+                self.expect_only_own_flags(build)
                 self.assertIn("Total Tests: 0\n", run("ctest", "--test-dir", build, "-N"))
                 prefix = fresh_folder("parent-prefix")
                 run("cmake", "--install", build, "--prefix", prefix)
@@ -548,11 +625,17 @@ class SubprojectTest(PackageTest):
         self.assertIn("cache OFF EGRESS_INSTALL", changes)
         self.assertEqual([line for line in changes if not own.fullmatch(line)], [])
 
-    def expect_no_warning_flags(self, build):
+    def expect_only_own_flags(self, build):
+        """No warnings in our code, no hardening in the parent's."""
         commands = json.loads((build / "compile_commands.json").read_text())
-        ours = [entry["command"] for entry in commands
-                if "/egress-diagnosis/egress/" in entry["file"]]
+        ours, theirs = [], []
+        for entry in commands:
+            is_ours = "/egress-diagnosis/egress/" in entry["file"]
+            (ours if is_ours else theirs).append(entry["command"])
         self.assertEqual([command for command in ours if " -W" in command], [])
+        self.assertEqual([command for command in ours if HARDENING.search(command) is None], [])
+        self.assertEqual([command for command in theirs if HARDENING.search(command)], [])
+        self.assertEqual(len(theirs), 1, "the parent has one source")
         sources = [path for folder in ("json", "config", "core")
                    for path in (SOURCE / "egress" / folder).glob("*.cpp")]
         self.assertEqual(len(ours), len(sources), "only the library's sources are compiled")
