@@ -36,8 +36,8 @@ struct JsonFault {
 // Where the readers stop in a text that they refuse, or nothing for a text that they accept.
 //
 // The faulty byte is the first after which no continuation is accepted: the text before it begins
-// some accepted text, the text including it begins none. Costs as much as reading the text. Throws
-// only when memory runs out.
+// some accepted text, the text including it begins none. Takes as much time as reading the text,
+// and memory for its longest string. Throws only when memory runs out.
 [[nodiscard]] EGRESS_EXPORT std::optional<JsonFault> findJsonFault(std::string_view text);
 
 // The enumerator's name; constant text, never null. A value outside the enumeration gives the last

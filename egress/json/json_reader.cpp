@@ -30,6 +30,7 @@ struct JsonCursor {
   const char* position = nullptr;  // after a failure: the faulty byte
   const char* end = nullptr;
   NumberText numberText = NumberText::Drop;
+  bool keepsElements = true;  // false: each is dropped before the next, to save memory
   JsonFaultKind fault = JsonFaultKind::END_OF_TEXT;  // set by the production that fails
   RoomByLevel memberRooms = firstMemberRooms();
 };
@@ -242,11 +243,17 @@ bool parseJsonArray(JsonCursor& cursor, JsonValue& value, std::size_t depth) {
   if (consume(cursor, ']')) return true;
   if (depth == kMaxJsonDepth) return fail(cursor, JsonFaultKind::TOO_DEEP);
   do {
+    if (!cursor.keepsElements) value.items.clear();
     if (!parseJsonValue(cursor, value.items.emplace_back(), depth + 1)) return false;
     skipBlanks(cursor);
   } while (consume(cursor, ','));
   if (!consume(cursor, ']')) return fail(cursor, JsonFaultKind::NO_COMMA);
   return true;
+}
+
+void dropMembers(JsonValue& object) {
+  object.memberKeys.clear();
+  object.memberValues.clear();
 }
 
 bool parseJsonObject(JsonCursor& cursor, JsonValue& value, std::size_t depth) {
@@ -259,6 +266,7 @@ bool parseJsonObject(JsonCursor& cursor, JsonValue& value, std::size_t depth) {
   value.memberKeys.reserve(room);
   value.memberValues.reserve(room);
   do {
+    if (!cursor.keepsElements) dropMembers(value);
     skipBlanks(cursor);
     if (!parseMemberKey(cursor, value.memberKeys)) return false;
     skipBlanks(cursor);
@@ -315,6 +323,7 @@ bool parseJsonDocument(std::string_view text, JsonValue& value, NumberText numbe
 
 std::optional<JsonFault> findJsonFault(std::string_view text) {
   JsonCursor cursor = cursorAt(text);
+  cursor.keepsElements = false;
   JsonValue root;
   if (parseRoot(cursor, root)) return std::nullopt;
   return JsonFault{.kind = cursor.fault,

@@ -86,6 +86,22 @@ TEST(JsonMemory, FindingAFaultThrowsOnEveryFailure) {
   EXPECT_EQ(fault->offset, kDocument.size());
 }
 
+TEST(JsonMemory, FindingAFaultKeepsNoElement) {
+  for (const std::string_view row : {"0,", "[],", "{},", "true,", "-1.5,"}) {
+    for (const std::string_view start : {"[", R"({"a":[{},[)", R"({"a":1,"b":[[],)"}) {
+      std::string text(start);
+      text.append(row);
+      const std::size_t one = allocationsOf([&] { EXPECT_TRUE(findJsonFault(text)); });
+      for (int i = 0; i < 1000; ++i) text.append(row);
+      EXPECT_EQ(allocationsOf([&] { EXPECT_TRUE(findJsonFault(text)); }), one) << row;
+    }
+  }
+  std::string text = "{";
+  const std::size_t none = allocationsOf([&] { EXPECT_TRUE(findJsonFault(text)); });
+  for (int i = 0; i < 1000; ++i) text += R"("a":0,)";
+  EXPECT_EQ(allocationsOf([&] { EXPECT_TRUE(findJsonFault(text)); }), none);
+}
+
 TEST(JsonMemory, FindingAMemberDoesNotAllocate) {
   const JsonValue value = fullValue();
   const JsonValue* found = nullptr;
