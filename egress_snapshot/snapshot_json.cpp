@@ -121,7 +121,8 @@ void writeValue(JsonWriter& writer, const std::vector<Item>& items) {
   writer.close(']');
 }
 
-// Reading.
+// Reading. What has been read is freed before the next: the parsed values and the record together
+// would be twice the memory.
 
 template <Number Value>
 Problem readValue(const Json& value, const Place& place, Value& result) {
@@ -141,9 +142,9 @@ Problem readValue(const Json& value, const Place& place, Value& result) {
   return std::nullopt;
 }
 
-Problem readValue(const Json& value, const Place& place, std::string& result) {
-  if (const auto* const text = value.get_ptr<const std::string*>()) {
-    result = *text;
+Problem readValue(Json& value, const Place& place, std::string& result) {
+  if (auto* const text = value.get_ptr<std::string*>()) {
+    result = std::move(*text);
     return std::nullopt;
   }
   const auto encoded = value.find(kBase64Key);  // its end, unless the value is an object
@@ -158,14 +159,14 @@ Problem readValue(const Json& value, const Place& place, std::string& result) {
 }
 
 template <typename Item>
-Problem readValue(const Json& value, const Place& place, std::vector<Item>& items);
+Problem readValue(Json& value, const Place& place, std::vector<Item>& items);
 
 template <typename Fact>
-Problem readValue(const Json& value, const Place& place, std::optional<Fact>& result) {
+Problem readValue(Json& value, const Place& place, std::optional<Fact>& result) {
   return readValue(value, place, result.emplace());
 }
 
-Problem readValue(const Json& value, const Place& place, Record auto& record) {
+Problem readValue(Json& value, const Place& place, Record auto& record) {
   if (!value.is_object()) return refuse(place, value, "is not an object");
   Problem problem;
   const auto readField = [&](const char* key, auto& field) {
@@ -179,13 +180,15 @@ Problem readValue(const Json& value, const Place& place, Record auto& record) {
 }
 
 template <typename Item>
-Problem readValue(const Json& value, const Place& place, std::vector<Item>& items) {
+Problem readValue(Json& value, const Place& place, std::vector<Item>& items) {
   if (!value.is_array()) return refuse(place, value, "is not an array");
   items.reserve(value.size());
-  for (const Json& item : value) {
+  for (Json& item : value) {
     const Place itemPlace{.parent = &place, .index = items.size()};
     if (Problem problem = readValue(item, itemPlace, items.emplace_back())) return problem;
+    item = nullptr;
   }
+  value = nullptr;
   return std::nullopt;
 }
 
@@ -232,9 +235,9 @@ std::string snapshotToJson(const HostSnapshot& snapshot) {
 }
 
 Result<HostSnapshot> snapshotFromJson(std::string_view text) {
-  const Result<Json> parsed = parseJson(text);
+  Result<Json> parsed = parseJson(text);
   if (const auto* const refusal = std::get_if<Refusal>(&parsed)) return *refusal;
-  const Json& root = std::get<Json>(parsed);
+  Json& root = std::get<Json>(parsed);
   const Place place;
   HostSnapshot snapshot;
   Problem problem = checkFormat(root, place);
