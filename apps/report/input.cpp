@@ -1,5 +1,6 @@
 #include "apps/report/input.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
@@ -70,7 +71,30 @@ void warnUnknownTags(const Options& options, const HostSnapshot& snapshot) {
   }
 }
 
+// The first processes, and how many more there are.
+std::string processList(const std::vector<snapshot::Process>& processes) {
+  constexpr std::size_t kShown = 10;  // any user can start any number
+  std::string text;
+  for (std::size_t i = 0; i < std::min(kShown, processes.size()); ++i) {
+    text.append(i == 0 ? "" : "; ").append(processText(processes[i]));
+  }
+  if (processes.size() > kShown) {
+    text.append("; and ").append(std::to_string(processes.size() - kShown)).append(" more");
+  }
+  return text;
+}
+
 }  // namespace
+
+std::string processText(const snapshot::Process& process) {
+  std::string text =
+      "process " + std::to_string(process.id) + ", user " + std::to_string(process.user);
+  if (process.program.empty()) return text;
+  text.append(", ");
+  // Its user chose the path. A semicolon could start an invented process in a list.
+  for (const char c : process.program) text.append(c == ';' ? "%3B" : std::string(1, c));
+  return text;
+}
 
 HostSnapshot takeLiveSnapshot(const live::ProcessChoice& choice) {
   auto taken = live::takeSnapshot(choice);
@@ -83,6 +107,9 @@ HostSnapshot takeLiveSnapshot(const live::ProcessChoice& choice) {
   const auto* const process = std::get_if<std::uint32_t>(&choice);
   std::string message = process == nullptr ? "--process: " : "--pid: ";
   message.append(none.message);
+  if (none.reason == live::NoProcessReason::DIFFERENT_USERS) {
+    message.append("; choose with --user or --pid: ").append(processList(none.processes));
+  }
   if (none.reason == live::NoProcessReason::OTHER_NETWORK) {
     message.append("; use nsenter --net --target ")
         .append(std::to_string(*process))

@@ -18,6 +18,9 @@ struct InputTexts {
   std::vector<std::string> answers;  // one for each answer of the options; empty if it has no file
 };
 
+// For example "process 1234, user 1000, /usr/bin/engine"; the program is left out if unknown.
+[[nodiscard]] std::string processText(const snapshot::Process& process);
+
 // Takes the snapshot of this machine. Throws CannotRun.
 [[nodiscard]] snapshot::HostSnapshot takeLiveSnapshot(const live::ProcessChoice& choice);
 

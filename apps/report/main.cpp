@@ -16,6 +16,7 @@
 #include "apps/report/rights.h"
 #include "apps/report/text.h"
 #include "egress/egress.h"
+#include "egress_live/take_snapshot.h"
 #include "egress_snapshot/anonymize.h"
 #include "egress_snapshot/report_json.h"
 #include "egress_snapshot/snapshot_json.h"
@@ -24,6 +25,12 @@ namespace egress::report {
 namespace {
 
 using snapshot::HostSnapshot;
+
+// Any user may give any name to a process, so a name needs a look at what it found.
+void printProcesses(const live::ProcessChoice& choice, const HostSnapshot& snapshot) {
+  if (!std::holds_alternative<live::ProcessName>(choice)) return;
+  for (const snapshot::Process& process : snapshot.processes) printError(processText(process));
+}
 
 template <typename Row>
 void printFailure(const char* name, const snapshot::SnapshotList<Row>& list) {
@@ -80,6 +87,7 @@ int run(const Options& options) {
   // Before the first byte is parsed: strangers may have written the texts.
   if (isCalledByRoot()) dropRights();
   const HostSnapshot snapshot = parseInput(options, std::move(taken), std::move(texts));
+  if (options.processes) printProcesses(*options.processes, snapshot);
   printFailure("sockets", snapshot.sockets);
   printFailure("adapters", snapshot.adapters);
   printFailure("routes", snapshot.routes);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <iostream>
+#include <pwd.h>
 #include <string_view>
 #include <unordered_set>
 
@@ -37,6 +38,7 @@ struct RawOptions {
   std::vector<std::string> failedAnswers;
   std::optional<std::string> process;
   std::optional<std::string> processName;
+  std::optional<std::string> user;
   std::optional<std::string> maxFileSize;
 };
 
@@ -65,6 +67,11 @@ void addSnapshotOptions(CLI::App& app, Options& options, RawOptions& raw) {
              "A name longer than 15 bytes must also match the executable's file name")
           ->type_name("NAME")
           ->excludes(pid);
+  app.add_option("--user", raw.user,
+                 "The user, a name or a number, who started the processes of --process: any user\n"
+                 "may give any name to a process")
+      ->type_name("USER")
+      ->needs(name);
   app.add_option(
          "--snapshot", options.snapshotPath,
          "Diagnose a saved snapshot instead of this machine; --config, --answer and --hint\n"
@@ -124,14 +131,28 @@ void checkAnswers(const std::vector<AnswerOption>& answers) {
   }
 }
 
-std::uint32_t processIdIn(const std::string& text) {
-  std::uint32_t number = 0;
+// Whether the whole text is a decimal number; stores it.
+bool numberIn(const std::string& text, std::uint32_t& number) {
   const char* const end = text.data() + text.size();
   const auto [last, error] = std::from_chars(text.data(), end, number);
-  if (error != std::errc() || last != end || number == 0) {
+  return error == std::errc() && last == end;
+}
+
+std::uint32_t processIdIn(const std::string& text) {
+  std::uint32_t number = 0;
+  if (!numberIn(text, number) || number == 0) {
     throw CannotRun("--pid: '" + text + "' is not a process ID");
   }
   return number;
+}
+
+std::uint32_t userIn(const std::string& text) {
+  constexpr std::uint32_t kNoUser = 0xFFFFFFFF;  // (uid_t)-1 of POSIX
+  std::uint32_t number = 0;
+  if (numberIn(text, number) && number != kNoUser) return number;
+  const passwd* const entry = getpwnam(text.c_str());
+  if (entry == nullptr) throw CannotRun("--user: no user '" + text + "'");
+  return entry->pw_uid;
 }
 
 // In bytes; units are powers of 1024. CLI11 alone would read "-1" as the largest number.
@@ -175,7 +196,11 @@ void checkAndComplete(const RawOptions& raw, Options& options) {
   }
   checkAnswers(options.answers);
   if (raw.process) options.processes = processIdIn(*raw.process);
-  if (raw.processName) options.processes = live::ProcessName{.name = *raw.processName};
+  if (raw.processName) {
+    live::ProcessName& chosen = options.processes.emplace().emplace<live::ProcessName>();
+    chosen.name = *raw.processName;
+    if (raw.user) chosen.user = userIn(*raw.user);
+  }
   if (raw.maxFileSize) options.maxFileSize = sizeIn(*raw.maxFileSize);
   if (!options.processes && !options.snapshotPath) {
     throw CannotRun("one of --pid, --process and --snapshot is required");

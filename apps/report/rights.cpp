@@ -23,8 +23,9 @@ bool isCalledByRoot() {
 }
 
 void dropRights() {
-  // These two need CAP_SETPCAP, which not every privileged caller has. Without it they fail, and
-  // PR_SET_NO_NEW_PRIVS, which needs nothing, keeps programs from regaining what is dropped.
+  // The securebits and the bounding set need CAP_SETPCAP, which not every privileged caller has.
+  // Without it these steps fail, but PR_SET_NO_NEW_PRIVS alone keeps a program from regaining what
+  // is dropped. capng_lock() sets it as well, and does not tell.
   capng_lock();
   capng_clear(CAPNG_SELECT_ALL);
   capng_apply(CAPNG_SELECT_BOUNDS);

@@ -41,7 +41,7 @@ class HelpTest(ProgramTest):
     def test_help_lists_every_option_and_exit_status(self):
         result = self.run_program("--help")
         for option in ("--config FILE", "--answer TAG=FILE", "--answer-failed TAG", "--hint TAG",
-                       "--pid N", "--process NAME", "--snapshot FILE", "--save-snapshot FILE",
+                       "--pid N", "--process NAME", "--user USER", "--snapshot FILE", "--save-snapshot FILE",
                        "--max-file-size SIZE", "--anonymize", "--explain", "--help", "--version",
                        "Exit status:\n  0  ", "\n  1  ", "\n  2  "):
             self.assertIn(option, result.output)
@@ -158,8 +158,8 @@ class HintTest(ProgramTest):
 
 
 # Every option, by whether it takes a value.
-VALUE_OPTIONS = ("--config", "--answer", "--answer-failed", "--hint", "--pid", "--process", "--snapshot",
-                 "--save-snapshot", "--max-file-size")
+VALUE_OPTIONS = ("--config", "--answer", "--answer-failed", "--hint", "--pid", "--process", "--user",
+                 "--snapshot", "--save-snapshot", "--max-file-size")
 FLAGS = ("--anonymize", "--explain", "--help", "--version")
 
 

@@ -2,6 +2,7 @@
 
 import json
 import os
+import re
 import subprocess
 import tempfile
 import unittest
@@ -60,13 +61,21 @@ def snapshot_schema_errors(snapshot):
     return [error.message for error in _snapshot_validator.iter_errors(snapshot)]
 
 
+# The line for a process that --process found.
+_process_line = re.compile(r"^(egress-report: process (\d+), user (\d+)(?:, (.*))?)\n", re.MULTILINE)
+
+
 class Result:
-    """The exit status and the output of a run."""
+    """The exit status and the output of a run. `error` is standard error without the lines for the
+    processes that --process found, `processes` the ID, the user and the program of each."""
 
     def __init__(self, status, output, error):
+        found = _process_line.findall(error)
         self.status = status
         self.output = output
-        self.error = error
+        self.error = _process_line.sub("", error)
+        self.process_lines = [line for line, *_ in found]
+        self.processes = [(int(id_), int(user), program) for _, id_, user, program in found]
 
     @property
     def report(self):
