@@ -1,5 +1,6 @@
 #include "apps/report/new_file.h"
 
+#include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstddef>
@@ -11,6 +12,7 @@
 #include <sys/wait.h>
 #include <system_error>
 #include <unistd.h>
+#include <utility>
 
 #include "apps/report/files.h"
 
@@ -79,8 +81,8 @@ int renameAndFlush(int folder, const char* from, const char* to) {
 
 // Returns 0 or errno, when the process is ready.
 int startCommitter(Committer& committer, int folder, const char* from, const char* to) {
-  int ends[2] = {-1, -1};
-  if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) return errno;
+  std::array<int, 2> ends{-1, -1};
+  if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) != 0) return errno;
   committer.socket = ends[0];
   sigset_t all;
   sigset_t before;
@@ -135,9 +137,7 @@ void NewFile::write(std::string_view text) {
 }
 
 void NewFile::commit() {
-  const int file = file_;
-  file_ = -1;
-  if (fsync(file) != 0 || close(file) != 0) fail(path_, errno);
+  if (fsync(file_) != 0 || close(std::exchange(file_, -1)) != 0) fail(path_, errno);
   std::uint8_t byte = 0;
   send(committer_.socket, &byte, sizeof(byte), MSG_NOSIGNAL);
   if (recv(committer_.socket, &byte, sizeof(byte), 0) != sizeof(byte)) {

@@ -46,8 +46,8 @@ class ProcessesTest(ProgramTest):
     def test_processes_of_different_users_are_an_error(self):
         result = self.run_on_host("--process", "shared-2")
         self.assert_cannot_run(result)
-        self.assertEqual(result.error, "egress-report: --process: several users run 'shared-2'; choose with "
-                         "--user or --pid: process 1, user 1001, /tmp/%3B; "
+        self.assertEqual(result.error, "egress-report: --process: several users run 'shared-2'; "
+                         "choose with --user or --pid: process 1, user 1001, /tmp/%3B; "
                          "process 2, user 1002, /usr/bin/engine\n")
 
     def test_the_error_lists_no_more_than_ten_processes(self):
