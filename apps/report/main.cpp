@@ -1,10 +1,12 @@
 // egress-report: diagnoses this machine or a saved snapshot.
 
+#include <functional>
 #include <iostream>
 #include <map>
 #include <new>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <variant>
 
@@ -37,13 +39,23 @@ void printFailure(const char* name, const snapshot::SnapshotList<Row>& list) {
   if (!list.failureReason.empty()) printError(std::string(name) + ": " + list.failureReason);
 }
 
-std::string savedText(const Options& options, const HostSnapshot& snapshot) {
-  if (!options.anonymize) return snapshotToJson(snapshot) + '\n';
-  const snapshot::Result<HostSnapshot> result = anonymized(snapshot);
-  if (const auto* const refusal = std::get_if<snapshot::Refusal>(&result)) {
-    throw CannotRun("--anonymize: " + toString(*refusal));
+using TextSink = std::function<void(std::string_view)>;
+
+void writeSnapshot(const HostSnapshot& snapshot, const TextSink& sink) {
+  sink(snapshotToJson(snapshot));
+}
+
+void save(const Options& options, const HostSnapshot& snapshot, const TextSink& sink) {
+  if (!options.anonymize) {
+    writeSnapshot(snapshot, sink);
+  } else {
+    const snapshot::Result<HostSnapshot> result = anonymized(snapshot);
+    if (const auto* const refusal = std::get_if<snapshot::Refusal>(&result)) {
+      throw CannotRun("--anonymize: " + toString(*refusal));
+    }
+    writeSnapshot(std::get<HostSnapshot>(result), sink);
   }
-  return snapshotToJson(std::get<HostSnapshot>(result)) + '\n';
+  sink("\n");
 }
 
 NamesByOrdinal namesByOrdinal(const HostSnapshot& snapshot, const Diagnosis& diagnosis) {
@@ -93,10 +105,10 @@ int run(const Options& options) {
   printFailure("routes", snapshot.routes);
   const Diagnosis diagnosis = diagnose(toInput(snapshot));
   if (options.saveSnapshotPath == kStandardStream) {
-    std::cout << savedText(options, snapshot);
+    save(options, snapshot, [](std::string_view text) { std::cout << text; });
   } else {
     if (saved) {
-      saved->write(savedText(options, snapshot));
+      save(options, snapshot, [&saved](std::string_view text) { saved->write(text); });
       saved->commit();
     }
     std::cout << reportText(options, snapshot, diagnosis);

@@ -42,7 +42,8 @@ class HelpTest(ProgramTest):
         result = self.run_program("--help")
         for option in ("--config FILE", "--answer TAG=FILE", "--answer-failed TAG", "--hint TAG",
                        "--pid N", "--process NAME", "--user USER", "--snapshot FILE",
-                       "--save-snapshot FILE", "--max-file-size SIZE", "--anonymize", "--explain", "--help", "--version",
+                       "--save-snapshot FILE", "--max-file-size SIZE", "--anonymize", "--explain",
+                       "--help", "--version",
                        "Exit status:\n  0  ", "\n  1  ", "\n  2  "):
             self.assertIn(option, result.output)
         self.assertIn("In place of a FILE, '-' is standard input or output.", result.output)
