@@ -116,7 +116,7 @@ std::vector<std::string> splitWords(const CLI::App& app, int count, const char* 
       continue;
     }
     const std::string name = word.substr(0, equals);
-    if (!takesValue(option)) throw CannotRun(name + ": takes no value; given '" + word + "'");
+    if (!takesValue(option)) throw CannotRun(name + ": takes no value");
     words.push_back(name);
     words.push_back(word.substr(equals + 1));
   }
@@ -155,19 +155,23 @@ std::uint32_t userIn(const std::string& text) {
   return entry->pw_uid;
 }
 
-// In bytes; units are powers of 1024. CLI11 alone would read "-1" as the largest number.
-std::uint64_t sizeIn(const std::string& text) {
-  const CannotRun refusal("--max-file-size: '" + text + "' is not a size such as 64MiB");
-  if (text.find_first_of("0123456789") != 0) throw refusal;
-  std::string bytes = text;
+// In bytes, 0 if the text is not a size; units are powers of 1024. CLI11 alone would read "-1" as
+// the largest number.
+std::uint64_t bytesIn(std::string text) {
+  if (text.find_first_of("0123456789") != 0) return 0;
   try {
-    if (!CLI::AsSizeValue(/*kb_is_1000=*/false)(bytes).empty()) throw refusal;
+    if (!CLI::AsSizeValue(/*kb_is_1000=*/false)(text).empty()) return 0;
   } catch (const CLI::ValidationError&) {
-    throw refusal;
+    return 0;
   }
-  std::uint64_t size = 0;
-  std::from_chars(bytes.data(), bytes.data() + bytes.size(), size);
-  if (size == 0) throw refusal;
+  std::uint64_t bytes = 0;
+  std::from_chars(text.data(), text.data() + text.size(), bytes);
+  return bytes;
+}
+
+std::uint64_t sizeIn(const std::string& text) {
+  const std::uint64_t size = bytesIn(text);
+  if (size == 0) throw CannotRun("--max-file-size: '" + text + "' is not a size such as 64MiB");
   return size;
 }
 
