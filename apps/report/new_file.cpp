@@ -90,7 +90,10 @@ int startCommitter(Committer& committer, int folder, const char* from, const cha
   sigprocmask(SIG_BLOCK, &all, &before);
   committer.process = fork();
   const int error = errno;
-  if (committer.process == 0) runCommitter(ends[1], folder, from, to);
+  if (committer.process == 0) {
+    close(ends[0]);  // or it would never see the end, where close_range() does not work
+    runCommitter(ends[1], folder, from, to);
+  }
   sigprocmask(SIG_SETMASK, &before, nullptr);
   close(ends[1]);
   if (committer.process < 0) return error;
