@@ -39,13 +39,7 @@ void printFailure(const char* name, const snapshot::SnapshotList<Row>& list) {
   if (!list.failureReason.empty()) printError(std::string(name) + ": " + list.failureReason);
 }
 
-using TextSink = std::function<void(std::string_view)>;
-
-void writeSnapshot(const HostSnapshot& snapshot, const TextSink& sink) {
-  sink(snapshotToJson(snapshot));
-}
-
-void save(const Options& options, const HostSnapshot& snapshot, const TextSink& sink) {
+void save(const Options& options, const HostSnapshot& snapshot, const snapshot::TextSink& sink) {
   if (!options.anonymize) {
     writeSnapshot(snapshot, sink);
   } else {
