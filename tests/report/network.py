@@ -191,11 +191,12 @@ def wait_for_state(name, state):
 
 
 class Program:
-    """A Python program in a namespace. It prints "ready" and ends at the end of its standard input."""
+    """A Python program in a namespace. It prints "ready" and ends at the end of its standard input.
+    `before` is a command prefix."""
 
-    def __init__(self, namespace, text, *arguments, python=sys.executable):
+    def __init__(self, namespace, text, *arguments, python=sys.executable, before=()):
         self.process = subprocess.Popen(
-            [*inside(namespace), str(python), "-c", text, *map(str, arguments)],
+            [*inside(namespace), *before, str(python), "-c", text, *map(str, arguments)],
             stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
         if self.process.stdout.readline() != "ready\n":
             self.end()

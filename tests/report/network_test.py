@@ -4,7 +4,9 @@
 import json
 import os
 import shutil
+import subprocess
 import sys
+import time
 import unittest
 from collections import Counter
 from pathlib import Path
@@ -39,6 +41,7 @@ def finish(children=()):
     os._exit(0)
 open("/proc/self/comm", "w").write(sys.argv[1])
 """
+SYSTEM_PYTHON = "/usr/bin/python3"  # other users may not see root's own
 OTHER_PORT = 8443
 UP1, UP2 = "10.1.0.2", "10.2.0.2"
 UP1_6, UP2_6 = "2001:db8:1::2", "2001:db8:2::2"
@@ -243,6 +246,73 @@ class ProcessTest(NetworkTest):
         self.assert_cannot_run(self.diagnose(), "--process", "'engine'")
         self.connect(f"tcp {UP1} {ENDPOINT4} {PORT}")
         self.assert_selected(self.diagnose(), "up1")
+
+
+class OtherUserTest(NetworkTest):
+    """Another user gives his process the name of the engine."""
+
+    OTHER = 12345
+    AS_OTHER = ("setpriv", f"--reuid={OTHER}", f"--regid={OTHER}", "--clear-groups")
+
+    def setUp(self):
+        super().setUp()
+        try:
+            network.command(*self.AS_OTHER, "true")
+        except RuntimeError as reason:
+            self.skipTest(str(reason))
+
+    def start_other(self, name="engine", python=SYSTEM_PYTHON):
+        client = Program("engine", CLIENT, name, f"tcp {UP1} {ENDPOINT4} {PORT}", python=python,
+                         before=self.AS_OTHER)
+        self.addCleanup(client.end)
+        return client
+
+    def test_processes_of_different_users_are_refused(self):
+        engine = self.connect(f"tcp {UP2} {ENDPOINT4} {PORT}")
+        other = self.start_other()
+        self.assert_cannot_run(self.diagnose(), "--process", "different users", "--user", "--pid",
+                               f"process {engine.pid}, user 0, ",
+                               f"process {other.pid}, user {self.OTHER}, ")
+
+    def test_one_user_is_chosen(self):
+        engine = self.connect(f"tcp {UP2} {ENDPOINT4} {PORT}")
+        other = self.start_other()
+        for user, process, uplink in [("root", engine, "up2"), (0, engine, "up2"),
+                                      (self.OTHER, other, "up1")]:
+            result = self.diagnose(process=("--process", "engine", "--user", user))
+            self.assert_selected(result, uplink)
+            self.assertEqual([id_ for id_, *_ in result.processes], [process.pid])
+        self.assert_cannot_run(self.diagnose(process=("--process", "engine", "--user", 54321)),
+                               "'engine' of user 54321")
+        self.assert_selected(self.diagnose(process=("--pid", engine.pid)), "up2")
+
+    def test_the_user_and_the_program_are_shown(self):
+        other = self.start_other()
+        program = os.readlink(f"/proc/{other.pid}/exe")
+        self.assertEqual(self.diagnose().processes, [(other.pid, self.OTHER, program)])
+
+    def test_a_name_that_goes_on_after_a_newline(self):
+        self.connect(f"tcp {UP2} {ENDPOINT4} {PORT}")
+        self.start_other("engine\n")
+        self.start_other("engine\nx")
+        self.assert_selected(self.diagnose(), "up2")
+
+    def test_the_user_who_started_a_setuid_program_counts(self):
+        """It runs as root, with the name and the sockets that its caller chose."""
+        self.folder.chmod(0o755)
+        program = self.folder / "engine"
+        shutil.copy(shutil.which("sleep"), program)
+        program.chmod(0o4755)
+        process = subprocess.Popen([*network.inside("engine"), *self.AS_OTHER, program, "1000"])
+        self.addCleanup(process.wait)
+        self.addCleanup(process.kill)
+        while Path(f"/proc/{process.pid}/comm").read_text() != "engine\n":
+            self.assertIsNone(process.poll())
+            time.sleep(0.01)
+        status = Path(f"/proc/{process.pid}/status").read_text()
+        if f"Uid:\t{self.OTHER}\t0\t" not in status:
+            self.skipTest("set-user-ID bits have no effect here")
+        self.assertEqual(self.diagnose().processes, [(process.pid, self.OTHER, str(program))])
 
 
 class ThreadTest(NetworkTest):
