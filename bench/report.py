@@ -18,6 +18,7 @@ class Topic(NamedTuple):
     # (contender, what its time is divided by): the goal in each workload, or None. The divisor is
     # a contender of the same workload, or "workload/contender".
     ratios: dict[tuple[str, str], list[float | None]]
+    has_memory: bool = False  # whether the memory of the contenders is measured
 
     def contenders(self):
         names = (name for pair in self.ratios for name in pair if "/" not in name)
@@ -37,6 +38,14 @@ def config(layout, tree_goals):
     })
 
 
+HOSTILE_TEXTS = [
+    "snapshot-outbounds", "snapshot-sockets", "snapshot-ports", "snapshot-numbers",
+    "snapshot-nested", "snapshot-members", "snapshot-escapes", "snapshot-cut", "config-outbounds",
+    "config-numbers", "config-nested", "config-members", "answer-numbers"]
+
+# What the memory of a contender is called among the times.
+MEMORY = "memory of "
+
 TOPICS = [
     config("line", [None, 1.65, 1.45, 1.25]),
     config("indented", [None, 1.9, 1.6, 1.25]),
@@ -55,6 +64,9 @@ TOPICS = [
         ("egress", "lower-bound"): [2.7, 1.4, 1.7, 1.7],
         ("egress", "sockets-1000/egress"): [None, None, None, 1.5],
     }),
+    # At double the size, a byte takes the same time if the cost is linear, and twice if quadratic.
+    Topic("Hostile texts", "byte", ["hostile", "hostile_twice"],
+          {(text, f"hostile/{text}"): [None, 1.6] for text in HOSTILE_TEXTS}, has_memory=True),
     Topic("Whole process", "process", ["process"], {
         ("egress", "true"): [1.15],
     }),
@@ -62,7 +74,8 @@ TOPICS = [
 
 
 def read(results):
-    """The nanoseconds for one row of each "workload/contender" of one round."""
+    """The nanoseconds for one row of each "workload/contender" of one round, and the bytes of memory
+    for one byte of text."""
     known = {f"{workload}/{contender}" for topic in TOPICS for workload in topic.workloads
              for contender in topic.contenders()}
     found = {}
@@ -71,6 +84,8 @@ def read(results):
         if name not in known or name in found:
             raise ValueError(f"unknown or duplicate benchmark '{name}'")
         found[name] = 1e9 / entry["items_per_second"]
+        if "memory_per_byte" in entry:
+            found[MEMORY + name] = entry["memory_per_byte"]
     return found
 
 
@@ -138,6 +153,10 @@ def report(context, rounds):
                  for name in topic.contenders()]
         lines += ["", f"## {topic.title}", "", *table(["ratio", *topic.workloads], ratios)]
         lines += ["", *table([f"ns for one {topic.row}", *topic.workloads], times)]
+        if topic.has_memory:
+            memory = [[name, *time_cells(rounds, [MEMORY + workload for workload in topic.workloads],
+                                         name)] for name in topic.contenders()]
+            lines += ["", *table([f"bytes of memory for one {topic.row}", *topic.workloads], memory)]
     return lines, misses
 
 

@@ -49,6 +49,14 @@ class ReportTest(unittest.TestCase):
                                          "items_per_second": 4e9}]}
         self.assertEqual(report.read(round_results), {"process/true": 0.25})
 
+    def test_memory_has_a_table_of_its_own(self):
+        entry = {"run_name": "hostile/config-nested", "items_per_second": 1e9, "memory_per_byte": 64.5}
+        lines, _ = report.report({}, [report.read({"benchmarks": [entry]})])
+        rows = [line.replace(" ", "") for line in lines]
+        self.assertIn("|config-nested|1.0|-|", rows)
+        self.assertIn("|bytesofmemoryforonebyte|hostile|hostile_twice|", rows)
+        self.assertIn("|config-nested|64.5|-|", rows)
+
     def test_one_round_is_enough(self):
         self.assertEqual(report.quartiles([3]), [3, 3, 3])
 

@@ -1,8 +1,12 @@
 #include "bench/workloads.h"
 
+#include <algorithm>
 #include <arpa/inet.h>
 #include <cstddef>
+#include <iterator>
+#include <malloc.h>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string_view>
 #include <utility>
@@ -13,6 +17,8 @@
 #include "bench/address_texts.h"
 #include "bench/diagnosis_inputs.h"
 #include "bench/documents.h"
+#include "bench/hostile_texts.h"
+#include "bench/peak_memory.h"
 #include "bench/peers/json_peers.h"
 #include "bench/whole_process.h"
 #include "egress/egress.h"
@@ -163,6 +169,45 @@ void addDiagnosis(std::size_t sockets, std::size_t adapters) {
   addContender(workload, "lower-bound", sockets, [input] { return touchEveryRow(*input); });
 }
 
+struct MeasuredText {
+  Reader reader = Reader::Snapshot;
+  std::string name;  // of the workload and of the text
+  std::shared_ptr<const std::string> text;
+  double memoryPerByte = 0;  // while it is read
+};
+
+std::vector<MeasuredText> measureHostileTexts(const std::string& workload,
+                                              std::size_t repetitions) {
+  std::vector<MeasuredText> measured;
+  for (const HostileText& hostile : hostileTexts()) {
+    const auto text = std::make_shared<const std::string>(makeText(hostile, repetitions));
+    const std::optional<std::size_t> memory =
+        peakMemoryOf([&] { return readText(hostile.reader, *text) == hostile.accepted; });
+    requireSame(memory.has_value(), workload, hostile.name);
+    measured.push_back({.reader = hostile.reader,
+                        .name = test::joined({workload, "/", hostile.name}),
+                        .text = text,
+                        .memoryPerByte = static_cast<double>(memory.value_or(0)) /
+                                         static_cast<double>(text->size())});
+  }
+  return measured;
+}
+
+// malloc gets each large block from the system, as for the first text that a process reads.
+// Otherwise it adapts to the sizes that were freed, and reuses the memory of one text and not of
+// another.
+void addHostileText(const MeasuredText& measured) {
+  benchmark::RegisterBenchmark(measured.name.c_str(), [measured](benchmark::State& state) {
+    constexpr int kLargeBlock = 128 * 1024;  // what glibc starts with
+    mallopt(M_MMAP_THRESHOLD, kLargeBlock);
+    mallopt(M_TRIM_THRESHOLD, kLargeBlock);
+    const std::string& text = *measured.text;
+    for (auto _ : state) benchmark::DoNotOptimize(readText(measured.reader, text));
+    state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(text.size()));
+    state.counters["memory_per_byte"] = measured.memoryPerByte;
+  });
+}
+
 void addProcess(const std::string& contender, const std::string& program) {
   requireSame(runWholeProcess(program) == 0, "process", program);
   // By the clock: a child's processor time is not this thread's.
@@ -177,6 +222,12 @@ void registerWorkloads(const std::string& selfcheckProgram) {
   for (const JsonReader& peer : jsonPeers()) {
     benchmark::AddCustomContext(peer.name, peer.version);
   }
+  // Measured first, while this process has little memory. More repetitions than a power of two are
+  // the worst: a list that doubles when it is full has just done so.
+  constexpr std::size_t kRepetitions = (1U << 17U) + 1;
+  std::vector<MeasuredText> hostile = measureHostileTexts("hostile", kRepetitions);
+  std::ranges::move(measureHostileTexts("hostile_twice", 2 * kRepetitions),
+                    std::back_inserter(hostile));
   for (const std::size_t outbounds : {1U, 20U, 500U, 5000U}) {
     addConfig(outbounds, Layout::Line);
     addConfig(outbounds, Layout::Indented);
@@ -189,9 +240,12 @@ void registerWorkloads(const std::string& selfcheckProgram) {
   addDiagnosis(1000, 20);
   addDiagnosis(10000, 200);
   addDiagnosis(100000, 1000);
-  if (selfcheckProgram.empty()) return;
-  addProcess("egress", selfcheckProgram);
-  addProcess("true", "/bin/true");
+  if (!selfcheckProgram.empty()) {
+    addProcess("egress", selfcheckProgram);
+    addProcess("true", "/bin/true");
+  }
+  // Timed last, because they change malloc.
+  for (const MeasuredText& measured : hostile) addHostileText(measured);
 }
 
 }  // namespace egress::bench
