@@ -22,7 +22,7 @@ class Descriptor {
   }
 
   [[nodiscard]] int number() const noexcept { return number_; }
-  [[nodiscard]] int release() noexcept { return std::exchange(number_, -1); }
+  void release() noexcept { number_ = -1; }
 
  private:
   int number_;

@@ -36,7 +36,10 @@ Descriptor openAt(const ProcDirectory& parent, const std::string& name, int flag
 using Listing = std::unique_ptr<DIR, int (*)(DIR*)>;
 
 Listing openListing(const ProcDirectory& parent, const std::string& name) {
-  return {fdopendir(openAt(parent, name, O_RDONLY | O_DIRECTORY).release()), &closedir};
+  Descriptor directory = openAt(parent, name, O_RDONLY | O_DIRECTORY);
+  DIR* const listing = directory.number() < 0 ? nullptr : fdopendir(directory.number());
+  if (listing != nullptr) directory.release();  // closedir closes it
+  return {listing, &closedir};
 }
 
 }  // namespace

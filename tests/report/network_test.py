@@ -13,7 +13,7 @@ from pathlib import Path
 
 import network
 from network import CLIENT, CLOSING_PORT, ENDPOINT4, ENDPOINT6, PORT, SERVER, Program, ip
-from report_program import ProgramTest
+from report_program import PROGRAM, ProgramTest
 
 # Parts of a process that is made of several threads or processes.
 CLIENT_PARTS = """
@@ -290,6 +290,24 @@ class OtherUserTest(NetworkTest):
         other = self.start_other()
         program = os.readlink(f"/proc/{other.pid}/exe")
         self.assertEqual(self.diagnose().processes, [(other.pid, self.OTHER, program)])
+
+    def test_the_capabilities_that_the_sockets_of_another_user_need(self):
+        engine = self.connect(f"tcp {UP2} {ENDPOINT4} {PORT}")
+        self.folder.chmod(0o755)
+        program = shutil.copy(PROGRAM, self.folder)
+
+        def diagnose(capabilities):
+            before = (*network.inside("engine"), *self.AS_OTHER, f"--inh-caps=-all{capabilities}",
+                      f"--ambient-caps=-all{capabilities}", f"--bounding-set=-all{capabilities}")
+            return self.run_program("--pid", engine.pid, "--config", "-", text=config(ENDPOINT4, PORT),
+                                    program=program, before=before)
+        for capabilities, unreadable in [("", "ns/net"), (",+dac_read_search", "ns/net"),
+                                         (",+sys_ptrace", f"task/{engine.pid}/fd")]:
+            result = diagnose(capabilities)
+            self.assertEqual(result.report["selectionStatus"], "NOT_EVALUATED_SOCKET_ENUM_FAILED")
+            self.assertEqual(result.error, f"egress-report: sockets: cannot read "
+                             f"'/proc/{engine.pid}/{unreadable}': Permission denied\n")
+        self.assert_selected(diagnose(",+sys_ptrace,+dac_read_search"), "up2")
 
     def test_a_name_that_goes_on_after_a_newline(self):
         self.connect(f"tcp {UP2} {ENDPOINT4} {PORT}")
