@@ -1,5 +1,7 @@
 #include "egress/selfcheck/check_recorder.h"
 
+#include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <string>
@@ -91,8 +93,8 @@ TEST(CheckRecorder, WritesToStandardOutputByDefault) {
 
 // A second handle sees only flushed data.
 TEST(CheckRecorder, FlushesEveryLine) {
-  const std::string path = testing::TempDir() + "egress_recorder_flushes_every_line";
-  std::FILE* const file = std::fopen(path.c_str(), "wb");
+  std::string path = testing::TempDir() + "egress_recorder_XXXXXX";
+  std::FILE* const file = fdopen(mkstemp(path.data()), "wb");
   ASSERT_NE(file, nullptr);
   const auto written = [&path] {
     std::ifstream reader(path, std::ios::binary);
