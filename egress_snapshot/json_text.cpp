@@ -21,32 +21,58 @@ struct OpenContainer {
   std::optional<std::string> key;  // of the member, in an object, after the first key
 };
 
+// Follows the place in a text, without a value of it.
+class PlaceTracker : public JsonReceiver {
+ public:
+  bool null() { return endValue(); }
+  bool boolean(bool /*value*/) { return endValue(); }
+  bool number_integer(std::int64_t /*value*/) { return endValue(); }
+  bool number_unsigned(std::uint64_t /*value*/) { return endValue(); }
+  bool number_float(double /*value*/, const std::string& /*text*/) { return endValue(); }
+  bool string(const std::string& /*value*/) { return endValue(); }
+
+  bool start_array(std::size_t /*size*/) { return open(/*isArray=*/true); }
+  bool start_object(std::size_t /*size*/) { return open(/*isArray=*/false); }
+  bool end_array() { return close(); }
+  bool end_object() { return close(); }
+
+  bool key(const std::string& key) {
+    open_.back().key = key.substr(0, kMaxShown);
+    return true;
+  }
+
+  [[nodiscard]] std::string place() const {
+    Json::json_pointer pointer;
+    for (const OpenContainer& container : open_) {
+      if (container.isArray) pointer.push_back(std::to_string(container.index));
+      if (container.key) pointer.push_back(*container.key);
+    }
+    return pointer.to_string();
+  }
+
+ private:
+  bool open(bool isArray) {
+    open_.push_back({.isArray = isArray, .key = {}});
+    return true;
+  }
+  bool close() {
+    open_.pop_back();
+    return endValue();
+  }
+  bool endValue() {
+    if (!open_.empty()) ++open_.back().index;
+    return true;
+  }
+
+  std::vector<OpenContainer> open_;
+};
+
 // The place of the value at which nlohmann/json stops in a text that it refuses, or that ends where
 // the core stops.
 std::string placeOfFault(std::string_view text) {
-  std::vector<OpenContainer> open;
-  const auto follow = [&open](int /*depth*/, Json::parse_event_t event, const Json& parsed) {
-    using enum nlohmann::detail::parse_event_t;  // clang 14 takes no alias of it, as in Json
-    const bool begins = event == object_start || event == array_start;
-    if (begins) {
-      open.push_back({.isArray = event == array_start, .key = {}});
-    } else if (event == key) {
-      open.back().key = parsed.get_ref<const std::string&>().substr(0, kMaxShown);
-    } else {  // a value has ended
-      if (event != value) open.pop_back();
-      if (!open.empty()) ++open.back().index;
-    }
-    // Keep no value that has ended: at the end of each object, nlohmann/json walks through the
-    // values that were kept beside it, which a hostile text makes quadratic.
-    return begins || event == key;
-  };
-  [[maybe_unused]] const Json discarded = Json::parse(text, follow, /*allow_exceptions=*/false);
-  Json::json_pointer pointer;
-  for (const OpenContainer& container : open) {
-    if (container.isArray) pointer.push_back(std::to_string(container.index));
-    if (container.key) pointer.push_back(*container.key);
-  }
-  return pointer.to_string();
+  PlaceTracker tracker;
+  [[maybe_unused]] const bool isComplete = Json::sax_parse(text, &tracker);
+  return tracker.place();
 }
 
 std::string reasonOfFault(std::string_view text, const JsonFault& fault) {
@@ -107,7 +133,7 @@ Problem readValue(const Json& value, const Place& place, std::int64_t& result) {
   return std::nullopt;
 }
 
-Result<Json> parseJson(std::string_view text) {
+Result<JsonTree> parseJson(std::string_view text) {
   constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";  // some editors write it
   if (text.starts_with(kByteOrderMark)) text.remove_prefix(kByteOrderMark.size());
   if (text.empty()) return Refusal{.place = "", .reason = "the text is empty"};
@@ -116,8 +142,8 @@ Result<Json> parseJson(std::string_view text) {
     return Refusal{.place = placeOfFault(text.substr(0, fault->offset)),
                    .reason = reasonOfFault(text, *fault)};
   }
-  Json value = Json::parse(text, nullptr, /*allow_exceptions=*/false);
-  if (!value.is_discarded()) return value;
+  JsonTree tree;
+  if (parseInto(tree, text)) return tree;
   return Refusal{.place = placeOfFault(text),
                  .reason =
                      "not strict JSON: invalid UTF-8, a control character or an unpaired "

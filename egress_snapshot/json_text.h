@@ -7,18 +7,13 @@
 #include <string>
 #include <string_view>
 
-#include <nlohmann/json.hpp>
-
+#include "egress_snapshot/json_tree.h"
 #include "egress_snapshot/refusal.h"
 
 namespace egress::snapshot {
 
 // What reading and writing JSON have in common. nlohmann/json is used without its exceptions:
 // values are asked for their type first.
-
-// A text that is read keeps no order of members: nlohmann::ordered_json looks for each key among
-// all those before, which a hostile text makes quadratic.
-using Json = nlohmann::json;
 
 // Where a value stands in the text; lives on the stack of the functions that read it.
 struct Place {
@@ -45,7 +40,7 @@ using Problem = std::optional<Refusal>;
 // Parses a text; a byte-order mark before it is ignored. Refuses what is not strict JSON, and what
 // is nested deeper than kMaxJsonDepth. The refusal says where the text breaks off; a text that only
 // lacks its end is called cut off.
-[[nodiscard]] Result<Json> parseJson(std::string_view text);
+[[nodiscard]] Result<JsonTree> parseJson(std::string_view text);
 
 // Whether these bytes are UTF-8 (RFC 3629).
 [[nodiscard]] bool isUtf8(const std::string& bytes);

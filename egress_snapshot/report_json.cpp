@@ -151,10 +151,11 @@ std::string reportToJson(const EgressReport& report) {
 }
 
 Result<EgressReport> reportFromJson(std::string_view text) {
-  const Result<Json> parsed = parseJson(text);
+  const Result<JsonTree> parsed = parseJson(text);
   if (const auto* const refusal = std::get_if<Refusal>(&parsed)) return *refusal;
   EgressReport report;
-  if (Problem problem = readReport(std::get<Json>(parsed), report)) return *std::move(problem);
+  if (Problem problem = readReport(std::get<JsonTree>(parsed).root, report))
+    return *std::move(problem);
   return report;
 }
 

@@ -186,9 +186,9 @@ Problem readValue(Json& value, const Place& place, std::vector<Item>& items) {
   for (Json& item : value) {
     const Place itemPlace{.parent = &place, .index = items.size()};
     if (Problem problem = readValue(item, itemPlace, items.emplace_back())) return problem;
-    item = nullptr;
+    release(item);
   }
-  value = nullptr;
+  release(value);
   return std::nullopt;
 }
 
@@ -235,9 +235,9 @@ std::string snapshotToJson(const HostSnapshot& snapshot) {
 }
 
 Result<HostSnapshot> snapshotFromJson(std::string_view text) {
-  Result<Json> parsed = parseJson(text);
+  Result<JsonTree> parsed = parseJson(text);
   if (const auto* const refusal = std::get_if<Refusal>(&parsed)) return *refusal;
-  Json& root = std::get<Json>(parsed);
+  Json& root = std::get<JsonTree>(parsed).root;
   const Place place;
   HostSnapshot snapshot;
   Problem problem = checkFormat(root, place);
