@@ -32,9 +32,7 @@ Explanation explanationOf(DefaultRoutesStatus status) {
     case ROUTE_ENUM_FAILED:
       return {
           .meaning = "The host could not list its default routes.",
-          .usualCause =
-              "Missing permission, a system error, or a route without an interface, for "
-              "example one with a next-hop object while `nexthop_compat_mode` is off.",
+          .usualCause = "Missing permission, or a system error.",
           .whatToDo = "See the host's error message; `egress-report` prints it on standard error.",
           .smallestInput = {.snapshot = R"({"format": "egress-snapshot", "version": 1,
  "routes": {"enumFailed": true}})"}};
