@@ -28,10 +28,15 @@ std::string textOfARecord() {
                      R"( "unknown": {"b": [[], {}]}})");
 }
 
-TEST(SnapshotMemory, ReadingARecordThrowsOnEveryFailure) {
+class SnapshotMemory : public testing::Test {
+ protected:
+  // The lists of words that reading asks for stay.
+  void SetUp() override { static_cast<void>(snapshotFromJson(textOfARecord())); }
+};
+
+TEST_F(SnapshotMemory, ReadingARecordThrowsOnEveryFailure) {
   const std::string text = textOfARecord();
   std::size_t processes = 0;
-  static_cast<void>(snapshotFromJson(text));  // the lists of words stay
   const std::size_t failures = failEachAllocation(
       [&] { processes = std::get<HostSnapshot>(snapshotFromJson(text)).processes.size(); },
       kNothing);
@@ -39,7 +44,7 @@ TEST(SnapshotMemory, ReadingARecordThrowsOnEveryFailure) {
   EXPECT_EQ(processes, 2U);
 }
 
-TEST(SnapshotMemory, RefusingARecordThrowsOnEveryFailure) {
+TEST_F(SnapshotMemory, RefusingARecordThrowsOnEveryFailure) {
   const std::string text = textOfARecord();
   const std::string cutOff = text.substr(0, text.size() - 1);
   std::string wrong = text;
@@ -57,7 +62,7 @@ TEST(SnapshotMemory, RefusingARecordThrowsOnEveryFailure) {
   }
 }
 
-TEST(SnapshotMemory, WritingAndAnonymizingARecordThrowOnEveryFailure) {
+TEST_F(SnapshotMemory, WritingAndAnonymizingARecordThrowOnEveryFailure) {
   const HostSnapshot record = snapshot::fullSnapshot();
   std::string text;
   EXPECT_GT(failEachAllocation([&] { text = snapshotToJson(record); }, kNothing), 10U);
