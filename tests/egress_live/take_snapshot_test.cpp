@@ -14,6 +14,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "egress_live/linux/descriptor.h"
+
 namespace egress::live {
 namespace {
 
@@ -22,22 +24,6 @@ using snapshot::Socket;
 using testing::AllOf;
 using testing::ContainsRegex;
 using testing::Field;
-
-class Descriptor {
- public:
-  explicit Descriptor(int number) : number_(number) {}
-  Descriptor(Descriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-  Descriptor& operator=(Descriptor&&) = delete;
-  ~Descriptor() {
-    if (number_ >= 0) close(number_);
-  }
-  [[nodiscard]] int number() const { return number_; }
-
- private:
-  int number_;
-};
 
 sockaddr* pointerTo(sockaddr_in& address) {
   return static_cast<sockaddr*>(static_cast<void*>(&address));
