@@ -133,7 +133,7 @@ Problem readValue(const Json& value, const Place& place, std::int64_t& result) {
   return std::nullopt;
 }
 
-Result<JsonTree> parseJson(std::string_view text) {
+Problem parseJson(std::string_view text, JsonTree& tree) {
   constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";  // some editors write it
   if (text.starts_with(kByteOrderMark)) text.remove_prefix(kByteOrderMark.size());
   if (text.empty()) return Refusal{.place = "", .reason = "the text is empty"};
@@ -142,8 +142,7 @@ Result<JsonTree> parseJson(std::string_view text) {
     return Refusal{.place = placeOfFault(text.substr(0, fault->offset)),
                    .reason = reasonOfFault(text, *fault)};
   }
-  JsonTree tree;
-  if (parseInto(tree, text)) return tree;
+  if (parseInto(tree, text)) return std::nullopt;
   return Refusal{.place = placeOfFault(text),
                  .reason =
                      "not strict JSON: invalid UTF-8, a control character or an unpaired "

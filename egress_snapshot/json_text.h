@@ -37,10 +37,10 @@ using Problem = std::optional<Refusal>;
 [[nodiscard]] Problem readValue(const Json& value, const Place& place, bool& result);
 [[nodiscard]] Problem readValue(const Json& value, const Place& place, std::int64_t& result);
 
-// Parses a text; a byte-order mark before it is ignored. Refuses what is not strict JSON, and what
-// is nested deeper than kMaxJsonDepth. The refusal says where the text breaks off; a text that only
-// lacks its end is called cut off.
-[[nodiscard]] Result<JsonTree> parseJson(std::string_view text);
+// Parses a text into a fresh tree; a byte-order mark before it is ignored. Refuses what is not
+// strict JSON, and what is nested deeper than kMaxJsonDepth. The refusal says where the text breaks
+// off; a text that only lacks its end is called cut off.
+[[nodiscard]] Problem parseJson(std::string_view text, JsonTree& tree);
 
 // Whether these bytes are UTF-8 (RFC 3629).
 [[nodiscard]] bool isUtf8(const std::string& bytes);

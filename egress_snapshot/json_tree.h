@@ -23,22 +23,20 @@ void release(Json& value) noexcept;
 
 // A parsed text that is destroyed without allocating.
 struct JsonTree {
-  Json root;
+  Json root = Json::value_t::null;
 
   JsonTree() = default;
-  JsonTree(JsonTree&& other) noexcept : root(std::move(other.root)) {}
   JsonTree(const JsonTree&) = delete;
   JsonTree& operator=(const JsonTree&) = delete;
-  JsonTree& operator=(JsonTree&&) = delete;
   ~JsonTree() { release(root); }
 };
 
 // Receivers of the values of a text from nlohmann/json, in order, have the functions of its
 // json_sax. These answer in the same way.
 struct JsonReceiver {
-  bool binary(Json::binary_t& /*value*/) { return false; }  // a text has none
-  bool parse_error(std::size_t /*offset*/, const std::string& /*token*/,
-                   const nlohmann::detail::exception& /*error*/) {
+  static bool binary(Json::binary_t& /*value*/) { return false; }  // a text has none
+  static bool parse_error(std::size_t /*offset*/, const std::string& /*token*/,
+                          const nlohmann::detail::exception& /*error*/) {
     return false;
   }
 };

@@ -151,11 +151,10 @@ std::string reportToJson(const EgressReport& report) {
 }
 
 Result<EgressReport> reportFromJson(std::string_view text) {
-  const Result<JsonTree> parsed = parseJson(text);
-  if (const auto* const refusal = std::get_if<Refusal>(&parsed)) return *refusal;
+  JsonTree tree;
+  if (Problem problem = parseJson(text, tree)) return *std::move(problem);
   EgressReport report;
-  if (Problem problem = readReport(std::get<JsonTree>(parsed).root, report))
-    return *std::move(problem);
+  if (Problem problem = readReport(tree.root, report)) return *std::move(problem);
   return report;
 }
 

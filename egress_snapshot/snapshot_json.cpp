@@ -235,9 +235,9 @@ std::string snapshotToJson(const HostSnapshot& snapshot) {
 }
 
 Result<HostSnapshot> snapshotFromJson(std::string_view text) {
-  Result<JsonTree> parsed = parseJson(text);
-  if (const auto* const refusal = std::get_if<Refusal>(&parsed)) return *refusal;
-  Json& root = std::get<JsonTree>(parsed).root;
+  JsonTree tree;
+  if (Problem problem = parseJson(text, tree)) return *std::move(problem);
+  Json& root = tree.root;
   const Place place;
   HostSnapshot snapshot;
   Problem problem = checkFormat(root, place);

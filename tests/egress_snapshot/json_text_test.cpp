@@ -21,18 +21,20 @@ constexpr std::string_view kNotStrict =
     "not strict JSON: invalid UTF-8, a control character or an unpaired surrogate in a string, or "
     "a number with a leading zero or out of range";
 
-Result<JsonTree> parseExactly(std::string_view text) {
-  return parseJson(ExactText(text).view());
+Result<Json> parseExactly(std::string_view text) {
+  JsonTree tree;
+  if (Problem problem = parseJson(ExactText(text).view(), tree)) return *std::move(problem);
+  return tree.root;
 }
 
 // The value of a text without faults.
 Json parsed(std::string_view text) {
-  const Result<JsonTree> result = parseExactly(text);
+  const Result<Json> result = parseExactly(text);
   if (const auto* const refusal = std::get_if<Refusal>(&result)) {
     ADD_FAILURE() << toString(*refusal);
     return nullptr;
   }
-  return std::get<JsonTree>(result).root;
+  return std::get<Json>(result);
 }
 
 TEST(JsonPlace, IsAJsonPointerOfKeysAndIndexes) {
@@ -268,7 +270,7 @@ TEST(ParseJson, AValidTextThatIsCutIsCalledCutOff) {
       R"({"a/b": [1, -2.5e3, "x\u00e9\ud83d\ude00\"", true, false, null, {}, []], "c": {"d": 0}})";
   EXPECT_EQ(parsed(kText).size(), 2U);
   forEveryCut(kText, [](std::string_view cut) {
-    const Result<JsonTree> result = parseJson(cut);
+    const Result<Json> result = parseExactly(cut);
     const auto* const refusal = std::get_if<Refusal>(&result);
     ASSERT_NE(refusal, nullptr) << cut;
     EXPECT_EQ(refusal->reason, cut.empty() ? "the text is empty"
@@ -277,9 +279,8 @@ TEST(ParseJson, AValidTextThatIsCutIsCalledCutOff) {
 }
 
 TEST(JsonTreeBuilder, RefusesBinaryValues) {
-  Json root;
   Json::binary_t value;
-  EXPECT_FALSE(JsonTreeBuilder(root).binary(value));
+  EXPECT_FALSE(JsonTreeBuilder::binary(value));
 }
 
 std::string repeated(std::string_view text, std::size_t times) {
@@ -323,7 +324,7 @@ TEST(ParseJson, EveryBytePairIsReadOrRefusedInOneLine) {
   for (int first = 0; first < 256; ++first) {
     for (int second = 0; second < 256; ++second) {
       const std::string text = {static_cast<char>(first), static_cast<char>(second)};
-      const Result<JsonTree> result = parseExactly(text);
+      const Result<Json> result = parseExactly(text);
       const auto* const refusal = std::get_if<Refusal>(&result);
       if (refusal == nullptr) continue;
       EXPECT_FALSE(refusal->reason.empty());

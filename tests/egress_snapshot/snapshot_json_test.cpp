@@ -230,7 +230,7 @@ TEST(WriteSnapshot, APartIsSmallOrOneLongText) {
   for (std::uint32_t i = 0; i < 1000; ++i) {
     snapshot.config.outbounds.push_back(snapshot.config.outbounds.front());
     snapshot.sockets.rows.push_back(snapshot.sockets.rows.front());
-    snapshot.adapters.rows.front().addresses.push_back("192.0.2.1");
+    snapshot.adapters.rows.front().addresses.emplace_back("192.0.2.1");
   }
   std::string text;
   for (const std::string& part : partsOf(snapshot)) {

@@ -2,6 +2,7 @@
 // fault in EGRESS_FAULT, "REQUEST:FAULT", for example "links:error". If it is unset, calls the
 // functions that it replaces.
 
+#include <array>
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
@@ -129,14 +130,14 @@ ssize_t fakeReply(void* buffer) {
 // Sends a reply without any row to the socket of the request, as any process of this network
 // namespace with CAP_NET_ADMIN may.
 void forgeReply(const mnl_socket& target, int bus) {
-  alignas(nlmsghdr) char buffer[256] = {};
-  Reply reply(buffer);
+  alignas(nlmsghdr) std::array<char, 256> buffer{};
+  Reply reply(buffer.data());
   const auto size = static_cast<std::size_t>(reply.end());
   sockaddr_nl address{};
   address.nl_family = AF_NETLINK;
   address.nl_pid = mnl_socket_get_portid(&target);
   mnl_socket* const sender = mnl_socket_open2(bus, SOCK_CLOEXEC);
-  const ssize_t sent = sendto(mnl_socket_get_fd(sender), buffer, size, 0,
+  const ssize_t sent = sendto(mnl_socket_get_fd(sender), buffer.data(), size, 0,
                               reinterpret_cast<const sockaddr*>(&address), sizeof(address));
   if (sent < 0) std::fputs("cannot forge a reply\n", stderr);
   mnl_socket_close(sender);

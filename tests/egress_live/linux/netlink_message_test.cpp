@@ -137,7 +137,7 @@ TEST(AddPart, IgnoresWhatTheKernelDidNotSend) {
 
 TEST(AddPart, RejectsAMessageThatAnswersAnotherRequest) {
   const Bytes part = joined({{kType, 1}, {NLMSG_DONE, 0}});
-  for (DumpRequest other :
+  for (const DumpRequest& other :
        {DumpRequest{"links", kSequence + 1, kPort}, DumpRequest{"links", 0, kPort},
         DumpRequest{"links", kSequence, 0}, DumpRequest{"links", kSequence, kPort + 1}}) {
     NetlinkReply reply;
