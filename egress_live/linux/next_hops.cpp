@@ -26,14 +26,14 @@ std::vector<std::uint32_t> membersIn(std::span<const std::byte> bytes) {
 NextHops nextHopsIn(const NetlinkReply& reply) {
   NextHops nextHops;
   forEachMessage(reply.bytes, [&nextHops](const nlmsghdr& message) {
-    constexpr std::size_t kHeaderSize = sizeof(payloadOf<nhmsg>(message));
-    const nlattr* const id = findAttribute(message, kHeaderSize, NHA_ID);
+    const auto& header = payloadOf<nhmsg>(message);
+    const nlattr* const id = findAttribute(message, sizeof(header), NHA_ID);
     if (id == nullptr) throw EnumerationError("a next-hop object has no ID");
     NextHop& nextHop = nextHops[valueOf<std::uint32_t>(*id)];
-    if (const nlattr* const interfaceIndex = findAttribute(message, kHeaderSize, NHA_OIF)) {
+    if (const nlattr* const interfaceIndex = findAttribute(message, sizeof(header), NHA_OIF)) {
       nextHop.interfaceIndex = valueOf<std::uint32_t>(*interfaceIndex);
     }
-    if (const nlattr* const group = findAttribute(message, kHeaderSize, NHA_GROUP)) {
+    if (const nlattr* const group = findAttribute(message, sizeof(header), NHA_GROUP)) {
       nextHop.members = membersIn(bytesOf(*group));
     }
   });
