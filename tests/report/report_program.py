@@ -61,6 +61,10 @@ def snapshot_schema_errors(snapshot):
     return [error.message for error in _snapshot_validator.iter_errors(snapshot)]
 
 
+# A program that measures its coverage says so when it may not write its profile, for example as another
+# user.
+_coverage_line = re.compile(r"^LLVM Profile .*\n", re.MULTILINE)
+
 # The line for a process that --process found.
 _process_line = re.compile(r"^(egress-report: process (\d+), user (\d+)(?:, (.*))?)\n", re.MULTILINE)
 
@@ -70,6 +74,7 @@ class Result:
     processes that --process found, `processes` the ID, the user and the program of each."""
 
     def __init__(self, status, output, error):
+        error = _coverage_line.sub("", error)
         found = _process_line.findall(error)
         self.status = status
         self.output = output
