@@ -140,6 +140,16 @@ void addSocketInodes(const ProcDirectory& thread, Deadline deadline,
   });
 }
 
+// The descriptors of a main thread that has ended are root's until the other threads end, too.
+void addSocketInodesUnlessEnded(const ProcDirectory& thread, Deadline deadline,
+                                std::set<std::uint32_t>& inodes) {
+  try {
+    addSocketInodes(thread, deadline, inodes);
+  } catch (const EnumerationError&) {
+    if (linkIn(thread, kNetwork)) throw;
+  }
+}
+
 }  // namespace
 
 std::variant<FoundProcesses, NoProcess> findProcesses(const ProcessChoice& choice,
@@ -157,7 +167,7 @@ std::set<std::uint32_t> socketInodesOf(const FoundProcesses& processes, Deadline
     forEachNumber(found.directory, "task", deadline, [&](std::uint32_t id) {
       if (canCompare && !tables.add(id)) return true;
       const auto thread = openDirectory(found.directory, "task/" + std::to_string(id));
-      if (thread) addSocketInodes(*thread, deadline, inodes);
+      if (thread) addSocketInodesUnlessEnded(*thread, deadline, inodes);
       return true;
     });
   }
