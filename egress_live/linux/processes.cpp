@@ -19,16 +19,21 @@ constexpr const char* kNetwork = "ns/net";
 
 enum class Network : std::uint8_t { NONE, OWN, OTHER };
 
-// The network namespace of a process is that of its first thread that has not ended: the main one
-// may end before the others.
+// A link of a process, or of its first thread that has not ended: the main one may end before the
+// others. Nothing if all have ended.
+std::optional<std::string> linkOf(const ProcDirectory& process, const std::string& name,
+                                  Deadline deadline) {
+  std::optional<std::string> link = linkIn(process, name);
+  if (link) return link;
+  forEachNumber(process, "task", deadline, [&](std::uint32_t thread) {
+    link = linkIn(process, "task/" + std::to_string(thread) + '/' + name);
+    return !link.has_value();
+  });
+  return link;
+}
+
 Network networkOf(const ProcDirectory& process, const std::string& own, Deadline deadline) {
-  std::optional<std::string> network = linkIn(process, kNetwork);
-  if (!network) {
-    forEachNumber(process, "task", deadline, [&](std::uint32_t thread) {
-      network = linkIn(process, "task/" + std::to_string(thread) + '/' + kNetwork);
-      return !network.has_value();
-    });
-  }
+  const std::optional<std::string> network = linkOf(process, kNetwork, deadline);
   if (!network) return Network::NONE;
   return *network == own ? Network::OWN : Network::OTHER;
 }
@@ -37,16 +42,9 @@ std::string ownNetwork(const ProcDirectory& proc) {
   return linkIn(proc, std::string("self/") + kNetwork).value_or("");
 }
 
-// The path of the executable. A main thread that has ended has none, but the others do.
+// The path of the executable.
 std::string programOf(const ProcDirectory& process, Deadline deadline) {
-  std::optional<std::string> link = linkIn(process, "exe");
-  if (!link) {
-    forEachNumber(process, "task", deadline, [&](std::uint32_t thread) {
-      link = linkIn(process, "task/" + std::to_string(thread) + "/exe");
-      return !link.has_value();
-    });
-  }
-  return std::string(programIn(link.value_or("")));
+  return std::string(programIn(linkOf(process, "exe", deadline).value_or("")));
 }
 
 // Nothing if the process has ended or is hidden.
