@@ -54,6 +54,7 @@ void forEachIndex(HostSnapshot& snapshot, Visit visit) {
     for (auto* const fact : {&row.boundInterfaceIndex, &row.routeInterfaceIndex}) {
       if (fact->value_or(0) != 0) visit(fact->value());  // 0 means none
     }
+    for (SeenPackets& seen : row.seenPackets) visit(seen.interfaceIndex);
   }
 }
 
@@ -111,6 +112,7 @@ void dropFacts(HostSnapshot& snapshot) {
   snapshot.adapters.failureReason.clear();
   snapshot.routes.failureReason.clear();
   snapshot.sockets.failureReason.clear();
+  for (MissingFact& missing : snapshot.missingFacts) missing.reason.clear();
   for (Socket& row : snapshot.sockets.rows) {
     row.localPort = 0;
     row.user = std::nullopt;

@@ -2,10 +2,39 @@
 
 namespace egress::snapshot {
 
+static_assert(kInterfaceKindWords.size() == static_cast<std::size_t>(InterfaceKind::TUNNEL) + 1);
+static_assert(kFactKindWords.size() == static_cast<std::size_t>(FactKind::PACKETS) + 1);
 static_assert(kSocketProtocolWords.size() == static_cast<std::size_t>(SocketProtocol::UDP) + 1);
 static_assert(kSocketStateWords.size() == static_cast<std::size_t>(SocketState::CLOSED) + 1);
 
-DiagnosisInput toInput(const HostSnapshot& snapshot) {
+namespace {
+
+bool isConnected(SocketState state) noexcept {
+  switch (state) {
+    using enum SocketState;
+    case ESTABLISHED:
+    case FIN_WAIT_1:
+    case FIN_WAIT_2:
+    case CLOSE_WAIT:
+    case CLOSING:
+    case LAST_ACK: return true;
+    case SYN_SENT:
+    case SYN_RECEIVED:
+    case TIME_WAIT:
+    case LISTEN:
+    case CLOSED: break;
+  }
+  return false;
+}
+
+}  // namespace
+
+bool isCounted(const Socket& socket, CountedSockets counted) noexcept {
+  const bool isTcp = socket.protocol == SocketProtocol::TCP;
+  return isConnected(socket.state) && (isTcp || counted == CountedSockets::TCP_AND_UDP);
+}
+
+DiagnosisInput toInput(const HostSnapshot& snapshot, CountedSockets counted) {
   DiagnosisInput input;
   setProxyConfig(input, snapshot.config);
   input.selectorAnswers = snapshot.selectorAnswers;
@@ -22,6 +51,7 @@ DiagnosisInput toInput(const HostSnapshot& snapshot) {
   input.sockets.enumFailed = snapshot.sockets.enumFailed;
   input.sockets.rows.reserve(snapshot.sockets.rows.size());
   for (const Socket& row : snapshot.sockets.rows) {
+    if (!isCounted(row, counted)) continue;
     input.sockets.rows.push_back({.localAddress = row.localAddress,
                                   .localPort = row.localPort,
                                   .remoteAddress = row.remoteAddress,

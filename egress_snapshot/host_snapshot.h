@@ -41,13 +41,22 @@ struct SnapshotList {
   std::vector<Row> rows;
 };
 
-// One network adapter: the fields of egress::InterfaceRow, and its name.
+enum class InterfaceKind : std::uint32_t {
+  OTHER,
+  LOOPBACK,
+  TUNNEL,  // its packets leave the host inside others, through another interface
+};
+inline constexpr auto kInterfaceKindWords =
+    std::to_array<std::string_view>({"OTHER", "LOOPBACK", "TUNNEL"});
+
+// One network adapter: the fields of egress::InterfaceRow, its name and kind.
 struct Adapter {
   std::string name;                    // the system's, for example "eth0"
   std::uint32_t interfaceIndex = 0;    // the system's own; may repeat
   std::int32_t operStatus = 0;         // ifOperStatus of RFC 2863; 1 is up
   std::uint32_t interfaceMetric = 0;   // on systems that add it to the metrics of their routes
   std::vector<std::string> addresses;  // unicast, numeric text; any other text matches nothing
+  std::optional<InterfaceKind> kind;   // as far as the system tells; absent: unknown
 };
 
 enum class SocketProtocol : std::uint32_t { TCP, UDP };
@@ -71,6 +80,12 @@ inline constexpr auto kSocketStateWords = std::to_array<std::string_view>(
     {"ESTABLISHED", "SYN_SENT", "SYN_RECEIVED", "FIN_WAIT_1", "FIN_WAIT_2", "CLOSE_WAIT", "CLOSING",
      "LAST_ACK", "TIME_WAIT", "LISTEN", "CLOSED"});
 
+// Packets of one socket that left through one interface.
+struct SeenPackets {
+  std::uint32_t interfaceIndex = 0;
+  std::uint32_t count = 0;
+};
+
 // One socket of the engine: the fields of egress::SocketSource, and what else the system says.
 struct Socket {
   SocketProtocol protocol = SocketProtocol::TCP;
@@ -84,7 +99,20 @@ struct Socket {
   std::optional<std::uint32_t> boundInterfaceIndex;  // of the device it is bound to; 0: none
   std::optional<std::uint32_t> mark;                 // for policy routing; 0: none
   std::optional<std::uint32_t> user;                 // ID of the socket's owner
-  std::optional<std::uint32_t> routeInterfaceIndex;  // that the system's route for it leads through
+  std::optional<std::uint32_t> routeInterfaceIndex;  // that the system's route for it leads
+                                                     // through; 0: the system has no route for it
+  std::vector<SeenPackets> seenPackets;  // while packets were observed
+};
+
+// The facts that a system may keep to itself.
+enum class FactKind : std::uint32_t { MARK, ROUTE, PACKETS };
+inline constexpr auto kFactKindWords =
+    std::to_array<std::string_view>({"MARK", "ROUTE", "PACKETS"});
+
+// A fact that was asked for and could not be had, for one socket or for all.
+struct MissingFact {
+  FactKind fact = FactKind::MARK;
+  std::string reason;  // in words; empty: unknown
 };
 
 struct HostSnapshot {
@@ -96,10 +124,23 @@ struct HostSnapshot {
   SnapshotList<Adapter> adapters;
   SnapshotList<RouteRow> routes;
   SnapshotList<Socket> sockets;
+  std::optional<std::uint32_t> observedSeconds;  // how long packets were observed; absent: not
+  std::vector<MissingFact> missingFacts;
 };
 
-// The core's input: the same rows without names and facts. Throws only when memory runs out.
-[[nodiscard]] EGRESS_SNAPSHOT_EXPORT DiagnosisInput toInput(const HostSnapshot& snapshot);
+// Which sockets count for a diagnosis. All protocols that the core follows to an endpoint use TCP,
+// so a UDP socket to the endpoint is no evidence.
+enum class CountedSockets : std::uint32_t { TCP, TCP_AND_UDP };
+
+// Whether the socket has a connected state (from ESTABLISHED until both ends are closed) and a
+// protocol that counts.
+[[nodiscard]] EGRESS_SNAPSHOT_EXPORT bool isCounted(const Socket& socket,
+                                                    CountedSockets counted) noexcept;
+
+// The core's input: the same rows, of the sockets those that count, without names and facts. Throws
+// only when memory runs out.
+[[nodiscard]] EGRESS_SNAPSHOT_EXPORT DiagnosisInput
+toInput(const HostSnapshot& snapshot, CountedSockets counted = CountedSockets::TCP);
 
 }  // namespace egress::snapshot
 

@@ -5,8 +5,10 @@
 namespace egress::snapshot {
 
 Result<HostSnapshot> ifSameReport(const HostSnapshot& original, HostSnapshot changed) {
-  if (diagnoseEgress(toInput(changed)) != diagnoseEgress(toInput(original))) {
-    return Refusal{.place = "", .reason = "the report would change"};
+  for (const CountedSockets counted : {CountedSockets::TCP, CountedSockets::TCP_AND_UDP}) {
+    if (diagnoseEgress(toInput(changed, counted)) != diagnoseEgress(toInput(original, counted))) {
+      return Refusal{.place = "", .reason = "the report would change"};
+    }
   }
   return changed;
 }

@@ -6,7 +6,7 @@
 
 namespace egress::snapshot {
 
-// Returns the changed record if it gives the same report as the original.
+// Returns the changed record if it gives the same report as the original, whichever sockets count.
 [[nodiscard]] Result<HostSnapshot> ifSameReport(const HostSnapshot& original, HostSnapshot changed);
 
 }  // namespace egress::snapshot

@@ -59,12 +59,18 @@ void visitFields(const auto& visit, Either<Adapter> auto& row) {
   visit("operStatus", row.operStatus);
   visit("interfaceMetric", row.interfaceMetric);
   visit("addresses", row.addresses);
+  visit("kind", row.kind);
 }
 
 void visitFields(const auto& visit, Either<RouteRow> auto& row) {
   visit("family", row.family);
   visit("interfaceIndex", row.interfaceIndex);
   visit("routeMetric", row.routeMetric);
+}
+
+void visitFields(const auto& visit, Either<SeenPackets> auto& seen) {
+  visit("interfaceIndex", seen.interfaceIndex);
+  visit("count", seen.count);
 }
 
 void visitFields(const auto& visit, Either<Socket> auto& row) {
@@ -78,6 +84,12 @@ void visitFields(const auto& visit, Either<Socket> auto& row) {
   visit("mark", row.mark);
   visit("user", row.user);
   visit("routeInterfaceIndex", row.routeInterfaceIndex);
+  visit("seenPackets", row.seenPackets);
+}
+
+void visitFields(const auto& visit, Either<MissingFact> auto& missing) {
+  visit("fact", missing.fact);
+  visit("reason", missing.reason);
 }
 
 template <typename List>
@@ -99,6 +111,8 @@ void visitFields(const auto& visit, Either<HostSnapshot> auto& snapshot) {
   visit("adapters", snapshot.adapters);
   visit("routes", snapshot.routes);
   visit("sockets", snapshot.sockets);
+  visit("observedSeconds", snapshot.observedSeconds);
+  visit("missingFacts", snapshot.missingFacts);
 }
 
 }  // namespace egress::snapshot

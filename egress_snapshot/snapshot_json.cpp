@@ -30,6 +30,12 @@ template <typename Enum, typename Words>
 std::string_view wordIn(const Words& words, Enum value) {
   return words[std::min(static_cast<std::size_t>(value), words.size() - 1)];
 }
+std::string_view wordOf(InterfaceKind kind) {
+  return wordIn(kInterfaceKindWords, kind);
+}
+std::string_view wordOf(FactKind fact) {
+  return wordIn(kFactKindWords, fact);
+}
 std::string_view wordOf(SocketProtocol protocol) {
   return wordIn(kSocketProtocolWords, protocol);
 }
@@ -54,6 +60,12 @@ bool parseWordIn(const Words& words, std::string_view word, Enum& value) {
   if (found == words.end()) return false;
   value = static_cast<Enum>(found - words.begin());
   return true;
+}
+bool parseWord(std::string_view word, InterfaceKind& kind) {
+  return parseWordIn(kInterfaceKindWords, word, kind);
+}
+bool parseWord(std::string_view word, FactKind& fact) {
+  return parseWordIn(kFactKindWords, word, fact);
 }
 bool parseWord(std::string_view word, SocketProtocol& protocol) {
   return parseWordIn(kSocketProtocolWords, word, protocol);

@@ -44,7 +44,8 @@ namespace egress::snapshot {
                                  .interfaceIndex = 4294967295,
                                  .operStatus = -2147483647 - 1,
                                  .interfaceMetric = 4294967295,
-                                 .addresses = {"10.1.2.3", notUtf8}},
+                                 .addresses = {"10.1.2.3", notUtf8},
+                                 .kind = InterfaceKind::TUNNEL},
                                 {}}};
   snapshot.routes = {.enumFailed = true,
                      .failureReason = notUtf8,
@@ -60,8 +61,11 @@ namespace egress::snapshot {
                                 .boundInterfaceIndex = 0,
                                 .mark = 4294967295,
                                 .user = 1000,
-                                .routeInterfaceIndex = 7},
+                                .routeInterfaceIndex = 7,
+                                .seenPackets = {{.interfaceIndex = 4294967295, .count = 12}, {}}},
                                {}}};
+  snapshot.observedSeconds = 30;
+  snapshot.missingFacts = {{.fact = FactKind::PACKETS, .reason = notUtf8}, {}};
   return snapshot;
 }
 

@@ -20,7 +20,10 @@ namespace {
 using namespace std::string_view_literals;
 using Json = nlohmann::ordered_json;
 using snapshot::Adapter;
+using snapshot::FactKind;
 using snapshot::HostSnapshot;
+using snapshot::InterfaceKind;
+using snapshot::MissingFact;
 using snapshot::Process;
 using snapshot::Socket;
 using snapshot::SocketProtocol;
@@ -87,6 +90,14 @@ std::string generateBytes(Choices& choices, std::size_t atMost) {
   return bytes;
 }
 
+std::vector<snapshot::SeenPackets> generateSeenPackets(Choices& choices) {
+  std::vector<snapshot::SeenPackets> seen(choices.rarely(8) ? choices.below(3) : 0);
+  for (snapshot::SeenPackets& row : seen) {
+    row = {.interfaceIndex = choices.oneOf(kFacts), .count = choices.oneOf(kFacts)};
+  }
+  return seen;
+}
+
 Socket generateSocket(const SocketSource& row, Choices& choices) {
   // There are 2 protocols and 11 states; a caller may pass any number.
   return {.protocol = static_cast<SocketProtocol>(choices.rarely(32) ? 2 : choices.below(2)),
@@ -98,7 +109,8 @@ Socket generateSocket(const SocketSource& row, Choices& choices) {
           .boundInterfaceIndex = generateFact(choices),
           .mark = generateFact(choices),
           .user = generateFact(choices),
-          .routeInterfaceIndex = generateFact(choices)};
+          .routeInterfaceIndex = generateFact(choices),
+          .seenPackets = generateSeenPackets(choices)};
 }
 
 template <typename Row>
@@ -120,6 +132,7 @@ std::vector<std::string*> textsOf(HostSnapshot& record) {
     texts.insert(texts.end(), {&row.selectorTag, &row.now});
   }
   for (Process& row : record.processes) texts.push_back(&row.program);
+  for (MissingFact& row : record.missingFacts) texts.push_back(&row.reason);
   for (Adapter& row : record.adapters.rows) {
     texts.push_back(&row.name);
     for (std::string& address : row.addresses) texts.push_back(&address);
@@ -229,6 +242,14 @@ HostSnapshot generateSnapshot(Choices& choices) {
     record.processes.push_back({.id = choices.oneOf(kFacts),
                                 .user = choices.oneOf(kFacts),
                                 .program = std::string(choices.oneOf(kNames))});
+  }
+  for (Adapter& row : record.adapters.rows) {
+    if (choices.flag()) row.kind = static_cast<InterfaceKind>(choices.below(4));  // 3 is unknown
+  }
+  record.observedSeconds = generateFact(choices);
+  for (std::size_t i = choices.rarely(8) ? choices.below(3) : 0; i > 0; --i) {
+    record.missingFacts.push_back({.fact = static_cast<FactKind>(choices.below(4)),
+                                   .reason = std::string(choices.oneOf(kTexts))});
   }
   replaceAddresses(record, choices);
   const std::vector<std::string*> texts = textsOf(record);

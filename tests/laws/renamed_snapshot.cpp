@@ -211,6 +211,7 @@ class Renaming {
       for (Socket& row : record.sockets.rows) {
         if (row.boundInterfaceIndex.value_or(0) != 0) visit(*row.boundInterfaceIndex);
         if (row.routeInterfaceIndex.value_or(0) != 0) visit(*row.routeInterfaceIndex);
+        for (snapshot::SeenPackets& seen : row.seenPackets) visit(seen.interfaceIndex);
       }
     };
     forEachIndex([&](const std::uint32_t& index) { secrets[index] = 0; });

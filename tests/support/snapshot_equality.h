@@ -25,15 +25,25 @@ inline auto fieldsOf(const Process& record) {
 }
 
 inline auto fieldsOf(const Adapter& record) {
-  const auto& [name, interfaceIndex, operStatus, interfaceMetric, addresses] = record;
-  return std::tie(name, interfaceIndex, operStatus, interfaceMetric, addresses);
+  const auto& [name, interfaceIndex, operStatus, interfaceMetric, addresses, kind] = record;
+  return std::tie(name, interfaceIndex, operStatus, interfaceMetric, addresses, kind);
+}
+
+inline auto fieldsOf(const SeenPackets& record) {
+  const auto& [interfaceIndex, count] = record;
+  return std::tie(interfaceIndex, count);
 }
 
 inline auto fieldsOf(const Socket& record) {
   const auto& [protocol, state, localAddress, localPort, remoteAddress, remotePort,
-               boundInterfaceIndex, mark, user, routeInterfaceIndex] = record;
+               boundInterfaceIndex, mark, user, routeInterfaceIndex, seenPackets] = record;
   return std::tie(protocol, state, localAddress, localPort, remoteAddress, remotePort,
-                  boundInterfaceIndex, mark, user, routeInterfaceIndex);
+                  boundInterfaceIndex, mark, user, routeInterfaceIndex, seenPackets);
+}
+
+inline auto fieldsOf(const MissingFact& record) {
+  const auto& [fact, reason] = record;
+  return std::tie(fact, reason);
 }
 
 template <typename Row>
@@ -43,10 +53,10 @@ auto fieldsOf(const SnapshotList<Row>& record) {
 }
 
 inline auto fieldsOf(const HostSnapshot& record) {
-  const auto& [origin, config, selectorAnswers, selectorHint, processes, adapters, routes,
-               sockets] = record;
+  const auto& [origin, config, selectorAnswers, selectorHint, processes, adapters, routes, sockets,
+               observedSeconds, missingFacts] = record;
   return std::tie(origin, config, selectorAnswers, selectorHint, processes, adapters, routes,
-                  sockets);
+                  sockets, observedSeconds, missingFacts);
 }
 
 // How GoogleTest prints one in a failure.
