@@ -57,7 +57,7 @@ Replaced takeReplaced(HostSnapshot& record) {
     for (auto* const fact : {&row.boundInterfaceIndex, &row.routeInterfaceIndex}) {
       if (fact->value_or(0) != 0) takeIndex(**fact);  // 0 means none, and stays
     }
-    for (SeenPackets& seen : row.seenPackets) takeIndex(seen.interfaceIndex);
+    for (snapshot::SeenPackets& seen : row.seenPackets) takeIndex(seen.interfaceIndex);
   }
   for (Outbound& row : record.config.outbounds) {
     takeTag(row.tag);

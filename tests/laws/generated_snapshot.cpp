@@ -232,7 +232,8 @@ HostSnapshot generateSnapshot(Choices& choices) {
                                     .interfaceIndex = row.interfaceIndex,
                                     .operStatus = row.operStatus,
                                     .interfaceMetric = row.interfaceMetric,
-                                    .addresses = std::move(row.addresses)});
+                                    .addresses = std::move(row.addresses),
+                                    .kind = {}});
   }
   record.routes.rows = std::move(input.routes.rows);
   for (const SocketSource& row : input.sockets.rows) {
