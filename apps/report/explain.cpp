@@ -1,13 +1,15 @@
 #include "apps/report/explain.h"
 
+#include <cstdint>
+#include <map>
 #include <set>
-#include <sstream>
 #include <string_view>
 #include <utility>
 #include <variant>
 #include <vector>
 
 #include "apps/report/text.h"
+#include "egress/core/write_report.h"
 #include "egress_snapshot/explanations.h"
 
 namespace egress::report {
@@ -15,24 +17,15 @@ namespace {
 
 constexpr std::string_view kAnswerKey = "selectionStatus";
 
+using NamesByOrdinal = std::map<std::int64_t, std::string>;
+
 // Appends "label: sentence" without backquotes, indented and wrapped at 80 columns.
 void addWrapped(std::string& text, std::string_view label, std::string_view sentence) {
   constexpr std::size_t kWidth = 80;
-  constexpr std::string_view kIndent = "    ";
   std::string whole(label);
   whole.append(": ").append(sentence);
   std::erase(whole, '`');
-  std::istringstream words(std::move(whole));
-  std::string line(kIndent);
-  for (std::string word; words >> word;) {
-    if (line.size() + 1 + word.size() > kWidth && line.size() > kIndent.size()) {
-      text.append(line).append("\n");
-      line = kIndent;
-    }
-    if (line.size() > kIndent.size()) line += ' ';
-    line += word;
-  }
-  text.append(line).append("\n");
+  text += wrapped("    ", whole, kWidth);
 }
 
 void addExplanation(std::string& text, std::string_view key, std::string_view word) {
@@ -47,7 +40,7 @@ std::string interfaceText(const ReportScalar& ordinal, const NamesByOrdinal& nam
   if (ordinal.kind != ReportKind::Integer) return "an interface without an ordinal";
   std::string text = "interface " + std::to_string(ordinal.intValue);
   const auto name = names.find(ordinal.intValue);
-  if (name != names.end()) text.append(" (").append(printable(name->second)).append(")");
+  if (name != names.end()) text.append(" (").append(name->second).append(")");
   return text;
 }
 
@@ -116,10 +109,34 @@ void addRows(std::string& text, const ReportMember& member, const NamesByOrdinal
   }
 }
 
+void addCrossCheck(std::string& text, snapshot::CrossCheckStatus status) {
+  const std::string_view word =
+      snapshot::kCrossCheckStatusWords.at(static_cast<std::size_t>(status));
+  text.append("crossCheck: ").append(word).append("\n");
+  addExplanation(text, "crossCheck", word);
+}
+
+// An interface without a name is left out.
+NamesByOrdinal namesByOrdinal(const Finding& finding) {
+  std::map<std::uint32_t, std::string> namesByIndex;
+  for (const snapshot::Adapter& row : finding.snapshot.adapters.rows) {
+    if (!row.name.empty()) namesByIndex[row.interfaceIndex] = readable(row.name);
+  }
+  NamesByOrdinal names;
+  for (const DiagnosedInterface& row : finding.diagnosis.interfaces) {
+    const auto name = namesByIndex.find(row.interfaceIndex);
+    if (name != namesByIndex.end()) names[row.ordinal] = name->second;
+  }
+  return names;
+}
+
 }  // namespace
 
-std::string explain(const EgressReport& report, const NamesByOrdinal& names) {
+std::string explain(const Finding& finding) {
+  const EgressReport report = writeReport(finding.diagnosis);
+  const NamesByOrdinal names = namesByOrdinal(finding);
   std::string text;
+  addCrossCheck(text, finding.check.status);
   addAnswer(text, report, names);
   for (const ReportMember& member : report.members) {
     if (member.key == kAnswerKey || member.key == "selectedInterfaceOrdinal") continue;

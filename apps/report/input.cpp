@@ -8,6 +8,7 @@
 #include <utility>
 #include <variant>
 
+#include "apps/report/culprit.h"
 #include "apps/report/files.h"
 #include "apps/report/text.h"
 #include "egress/egress.h"
@@ -59,16 +60,31 @@ void parseAnswers(const Options& options, const std::vector<std::string>& texts,
   snapshot.selectorAnswers.insert(snapshot.selectorAnswers.begin(), answers.begin(), answers.end());
 }
 
-// Warns about answers for a tag that no outbound has, probably a misspelt one. The set holds the
+// Warns about answers for a tag that no selector has, probably a misspelt one. The sets hold the
 // user's tags: those of a stranger's configuration could be chosen to have equal hashes.
-void warnUnknownTags(const Options& options, const HostSnapshot& snapshot) {
+void warnUnusedAnswers(const Options& options, const HostSnapshot& snapshot) {
   std::unordered_set<std::string_view> unknown;
   for (const AnswerOption& option : options.answers) unknown.insert(option.selectorTag);
-  for (const Outbound& outbound : snapshot.config.outbounds) unknown.erase(outbound.tag);
-  for (const AnswerOption& option : options.answers) {
-    if (!unknown.contains(option.selectorTag)) continue;
-    printError("--answer: the configuration has no outbound tagged '" + option.selectorTag + "'");
+  std::unordered_set<std::string_view> unused = unknown;
+  for (const Outbound& outbound : snapshot.config.outbounds) {
+    unknown.erase(outbound.tag);
+    if (outboundTypeOf(outbound.type) == OutboundType::Selector) unused.erase(outbound.tag);
   }
+  for (const AnswerOption& option : options.answers) {
+    const std::string tag = "'" + option.selectorTag + "'";
+    if (unknown.contains(option.selectorTag)) {
+      printError("--answer: the configuration has no outbound tagged " + tag);
+    } else if (unused.contains(option.selectorTag)) {
+      printError("--answer: the outbound tagged " + tag + " is not a selector");
+    }
+  }
+}
+
+void warnUnknownHint(const Options& options, const HostSnapshot& snapshot) {
+  if (!options.hint || options.hint->empty()) return;
+  const auto& outbounds = snapshot.config.outbounds;
+  if (std::ranges::find(outbounds, *options.hint, &Outbound::tag) != outbounds.end()) return;
+  printError("--hint: the configuration has no outbound tagged '" + *options.hint + "'");
 }
 
 // The first processes, and how many more there are.
@@ -128,18 +144,23 @@ InputTexts readTexts(const Options& options) {
   return texts;
 }
 
-HostSnapshot parseInput(const Options& options, HostSnapshot taken, InputTexts texts) {
-  HostSnapshot snapshot = std::move(taken);
+ParsedInput parseInput(const Options& options, HostSnapshot taken, InputTexts texts) {
+  ParsedInput input{.snapshot = std::move(taken), .configFault = {}};
+  HostSnapshot& snapshot = input.snapshot;
   if (texts.snapshot) snapshot = parseSnapshot(snapshotFile(options), *texts.snapshot);
   texts.snapshot.reset();  // it may be large
   if (texts.config) {
     snapshot.config = namingFile(configFile(options),
                                  [&] { return readProxyConfig(*texts.config, /*hasText=*/true); });
+    if (snapshot.config.configStatus == ConfigStatus::JSON_PARSE_FAILED) {
+      input.configFault = namingFile(configFile(options), [&] { return faultOf(*texts.config); });
+    }
   }
   parseAnswers(options, texts.answers, snapshot);
   if (options.hint) snapshot.selectorHint = *options.hint;
-  warnUnknownTags(options, snapshot);
-  return snapshot;
+  warnUnusedAnswers(options, snapshot);
+  warnUnknownHint(options, snapshot);
+  return input;
 }
 
 }  // namespace egress::report

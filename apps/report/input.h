@@ -27,11 +27,16 @@ struct InputTexts {
 // Reads all files without parsing a byte of them. Throws CannotRun.
 [[nodiscard]] InputTexts readTexts(const Options& options);
 
+struct ParsedInput {
+  snapshot::HostSnapshot snapshot;
+  std::string configFault;  // where the text of the configuration breaks off; empty: nowhere
+};
+
 // The input of the diagnosis: the snapshot that was taken, or the one in the texts, with the other
-// texts and options in it. Warns on standard error about answers for tags that no outbound has.
-// Throws CannotRun.
-[[nodiscard]] snapshot::HostSnapshot parseInput(const Options& options,
-                                                snapshot::HostSnapshot taken, InputTexts texts);
+// texts and options in it. Warns on standard error about answers for tags that no selector has, and
+// a hint that no outbound has. Throws CannotRun.
+[[nodiscard]] ParsedInput parseInput(const Options& options, snapshot::HostSnapshot taken,
+                                     InputTexts texts);
 
 }  // namespace egress::report
 

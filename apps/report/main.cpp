@@ -1,8 +1,7 @@
 // egress-report: diagnoses this machine or a saved snapshot.
 
-#include <functional>
+#include <chrono>
 #include <iostream>
-#include <map>
 #include <new>
 #include <optional>
 #include <string>
@@ -10,16 +9,23 @@
 #include <utility>
 #include <variant>
 
+#include "apps/report/answer.h"
+#include "apps/report/culprit.h"
 #include "apps/report/explain.h"
 #include "apps/report/files.h"
+#include "apps/report/finding.h"
 #include "apps/report/input.h"
 #include "apps/report/new_file.h"
 #include "apps/report/options.h"
 #include "apps/report/rights.h"
+#include "apps/report/terminal.h"
 #include "apps/report/text.h"
 #include "egress/egress.h"
+#include "egress_live/look_up_routes.h"
+#include "egress_live/packet_observer.h"
 #include "egress_live/take_snapshot.h"
 #include "egress_snapshot/anonymize.h"
+#include "egress_snapshot/details_json.h"
 #include "egress_snapshot/report_json.h"
 #include "egress_snapshot/snapshot_json.h"
 
@@ -36,10 +42,23 @@ void printProcesses(const live::ProcessChoice& choice, const HostSnapshot& snaps
 
 template <typename Row>
 void printFailure(const char* name, const snapshot::SnapshotList<Row>& list) {
-  if (!list.failureReason.empty()) printError(std::string(name) + ": " + list.failureReason);
+  if (list.failureReason.empty()) return;
+  const std::string remedy = remedyFor(list.failureReason);
+  printError(std::string(name) + ": " + list.failureReason + (remedy.empty() ? "" : "; " + remedy));
 }
 
-void save(const Options& options, const HostSnapshot& snapshot, const snapshot::TextSink& sink) {
+// The text for people says the same.
+void printFailures(const HostSnapshot& snapshot) {
+  printFailure("sockets", snapshot.sockets);
+  printFailure("adapters", snapshot.adapters);
+  printFailure("routes", snapshot.routes);
+  for (const snapshot::MissingFact& missing : snapshot.missingFacts) {
+    if (missing.fact == snapshot::FactKind::MARK) continue;  // matters only if routes say so
+    printError(std::string(nameOf(missing.fact)) + ": " + missing.reason);
+  }
+}
+
+void write(const Options& options, const HostSnapshot& snapshot, const snapshot::TextSink& sink) {
   if (!options.anonymize) {
     writeSnapshot(snapshot, sink);
   } else {
@@ -52,62 +71,89 @@ void save(const Options& options, const HostSnapshot& snapshot, const snapshot::
   sink("\n");
 }
 
-NamesByOrdinal namesByOrdinal(const HostSnapshot& snapshot, const Diagnosis& diagnosis) {
-  std::map<std::uint32_t, std::string> namesByIndex;
-  for (const snapshot::Adapter& row : snapshot.adapters.rows) {
-    if (!row.name.empty()) namesByIndex[row.interfaceIndex] = row.name;
+// The file of --save-snapshot. If it cannot be written, the report is printed all the same.
+class SavedFile {
+ public:
+  explicit SavedFile(const std::string& path) {
+    tryTo([&] { file_.emplace(path); });
   }
-  NamesByOrdinal names;
-  for (const DiagnosedInterface& row : diagnosis.interfaces) {
-    const auto name = namesByIndex.find(row.interfaceIndex);
-    if (name != namesByIndex.end()) names[row.ordinal] = name->second;
+
+  void save(const Options& options, const HostSnapshot& snapshot) {
+    if (!file_) return;
+    tryTo([&] {
+      write(options, snapshot, [this](std::string_view text) { file_->write(text); });
+      file_->commit();
+    });
   }
-  return names;
+
+  [[nodiscard]] bool hasFailed() const { return hasFailed_; }
+
+ private:
+  template <typename Step>
+  void tryTo(Step step) {
+    try {
+      step();
+    } catch (const CannotRun& error) {
+      printError(error.what());
+      hasFailed_ = true;
+    }
+  }
+
+  std::optional<NewFile> file_;
+  bool hasFailed_ = false;
+};
+
+// Adds what the system says about the sockets to the endpoint, and what is seen of them.
+void addFacts(const Options& options, live::PacketObserver* observer,
+              const ActiveEndpoint& endpoint, HostSnapshot& snapshot) {
+  if (!options.processes) return;
+  live::lookUpRoutes(endpoint, snapshot);
+  if (observer == nullptr) return;
+  observer->observe(endpoint, std::chrono::seconds(options.observeSeconds.value()), snapshot);
 }
 
-std::string reportText(const Options& options, const HostSnapshot& snapshot,
-                       const Diagnosis& diagnosis) {
-  const EgressReport report = writeReport(diagnosis);
-  return options.explain ? explain(report, namesByOrdinal(snapshot, diagnosis))
-                         : snapshot::reportToJson(report) + '\n';
-}
-
-bool hasAnswer(const Diagnosis& diagnosis) {
-  using enum SelectionStatus;
-  const SelectionStatus status = diagnosis.selection.status;
-  return status == OK || status == NOT_APPLICABLE_OS_ROUTED;
+std::string outputText(const Options& options, const Finding& finding) {
+  switch (options.output) {
+    case Output::TEXT: return answerText(finding, terminalStyle());
+    case Output::EXPLAINED: break;
+    case Output::REPORT: return snapshot::reportToJson(writeReport(finding.diagnosis)) + '\n';
+    case Output::DETAILS:
+      return detailsToJson(finding.snapshot, finding.diagnosis, finding.check) + '\n';
+  }
+  return answerText(finding, terminalStyle()) + '\n' + explain(finding);
 }
 
 // Returns the exit status.
 int run(const Options& options) {
   HostSnapshot taken;
+  std::optional<live::PacketObserver> observer;
   if (options.processes) taken = takeLiveSnapshot(*options.processes);
+  if (options.observeSeconds) observer.emplace();
   // Another user than root reads and writes only what that user may, even if the program has file
   // capabilities to see the sockets. Root may name a file that only the engine's user can read, and
   // a folder of another user.
   if (!isCalledByRoot()) dropRights();
   InputTexts texts = readTexts(options);
-  std::optional<NewFile> saved;
-  const bool savesToFile = options.saveSnapshotPath && options.saveSnapshotPath != kStandardStream;
-  if (savesToFile) saved.emplace(*options.saveSnapshotPath);
+  std::optional<SavedFile> saved;
+  const bool savesToOutput = options.saveSnapshotPath == kStandardStream;
+  if (options.saveSnapshotPath && !savesToOutput) saved.emplace(*options.saveSnapshotPath);
   // Before the first byte is parsed: strangers may have written the texts.
   if (isCalledByRoot()) dropRights();
-  const HostSnapshot snapshot = parseInput(options, std::move(taken), std::move(texts));
+  ParsedInput input = parseInput(options, std::move(taken), std::move(texts));
+  HostSnapshot& snapshot = input.snapshot;
   if (options.processes) printProcesses(*options.processes, snapshot);
-  printFailure("sockets", snapshot.sockets);
-  printFailure("adapters", snapshot.adapters);
-  printFailure("routes", snapshot.routes);
-  const Diagnosis diagnosis = diagnose(toInput(snapshot));
-  if (options.saveSnapshotPath == kStandardStream) {
-    save(options, snapshot, [](std::string_view text) { std::cout << text; });
-  } else {
-    if (saved) {
-      save(options, snapshot, [&saved](std::string_view text) { saved->write(text); });
-      saved->commit();
-    }
-    std::cout << reportText(options, snapshot, diagnosis);
+  Diagnosis diagnosis = diagnose(toInput(snapshot, options.counted));
+  addFacts(options, observer ? &*observer : nullptr, diagnosis.endpoint, snapshot);
+  if (options.output == Output::REPORT || options.output == Output::DETAILS || savesToOutput) {
+    printFailures(snapshot);
   }
-  return hasAnswer(diagnosis) ? 0 : 1;
+  if (saved) saved->save(options, snapshot);
+  if (savesToOutput) write(options, snapshot, [](std::string_view text) { std::cout << text; });
+  Finding finding = findOut(std::move(snapshot), std::move(diagnosis), options.counted);
+  finding.configFault = std::move(input.configFault);
+  if (!savesToOutput) std::cout << outputText(options, finding);
+  const Outcome outcome = saved && saved->hasFailed() ? Outcome::CANNOT_RUN : outcomeOf(finding);
+  return static_cast<int>(outcome);
 }
 
 }  // namespace

@@ -16,21 +16,24 @@ namespace egress::report {
 namespace {
 
 constexpr const char* kDescription =
-    "Reports the network interface through which the local proxy engine's traffic to its active\n"
-    "endpoint leaves this host, or why it cannot be determined. Prints JSON, or text with\n"
-    "--explain. In place of a FILE, '-' is standard input or output.";
+    "Says through which network interface the local proxy engine's traffic to its active endpoint\n"
+    "leaves this host, or why that cannot be told. In place of a FILE, '-' is standard input or\n"
+    "output.";
+
+constexpr std::string_view kJsonOption = "--json";
 
 constexpr const char* kFooter = R"(
 Example:
-  egress-report --config config.json --answer proxy=answer.json --process engine --explain
+  egress-report --config config.json --answer proxy=answer.json --process engine
 
 Run it in the engine's network namespace, as root, or as the engine's user if the engine has no
 capabilities.
 
 Exit status:
-  0  the interface was determined, or the policy makes it not applicable
-  1  the interface could not be determined; the report gives the reason
-  2  error: an invalid option, an unreadable file, no such process)";
+  0  an interface is named, and nothing contradicts it
+  1  no interface can be named, or the system contradicts the one that the report names
+  2  error: an invalid option, an unreadable or unwritable file, no such process
+  3  the sockets or the interfaces could not be listed, for example for lack of permission)";
 
 // Option values before validation.
 struct RawOptions {
@@ -40,6 +43,10 @@ struct RawOptions {
   std::optional<std::string> processName;
   std::optional<std::string> user;
   std::optional<std::string> maxFileSize;
+  std::optional<std::string> observe;
+  std::string json;
+  bool explain = false;
+  bool udp = false;
 };
 
 void addEngineOptions(CLI::App& app, Options& options, RawOptions& raw) {
@@ -92,8 +99,23 @@ void addSnapshotOptions(CLI::App& app, Options& options, RawOptions& raw) {
                  "Read files of up to SIZE, for example 64MiB, in place of 16MiB for --config,\n"
                  "1MiB for --answer and 256MiB for --snapshot")
       ->type_name("SIZE");
-  app.add_flag("--explain", options.explain,
-               "Print the report as text with explanations instead of JSON");
+}
+
+void addLookOptions(CLI::App& app, RawOptions& raw) {
+  auto* const snapshot = app.get_option("--snapshot");
+  app.add_option("--observe", raw.observe,
+                 "Watch the packets to the endpoint for this time. What is seen counts more than\n"
+                 "what the system says. Needs root or CAP_NET_RAW")
+      ->type_name("SECONDS")
+      ->excludes(snapshot);
+  app.add_flag("--udp", raw.udp, "Count UDP sockets to the endpoint, too");
+}
+
+void addOutputOptions(CLI::App& app, RawOptions& raw) {
+  auto* const json = app.add_flag("--json{report}", raw.json,
+                                  "Print the report as JSON, without names and addresses;\n"
+                                  "--json=details prints everything that was found out as JSON");
+  app.add_flag("--explain", raw.explain, "Also explain every word of the report")->excludes(json);
 }
 
 bool takesValue(const CLI::Option* option) {
@@ -116,6 +138,12 @@ std::vector<std::string> splitWords(const CLI::App& app, int count, const char* 
       continue;
     }
     const std::string name = word.substr(0, equals);
+    if (name == kJsonOption) {  // a flag that may have a value
+      if (equals + 1 == word.size())
+        throw CannotRun(name + ": '' is neither 'report' nor 'details'");
+      words.push_back(word);
+      continue;
+    }
     if (!takesValue(option)) throw CannotRun(name + ": takes no value");
     words.push_back(name);
     words.push_back(word.substr(equals + 1));
@@ -175,6 +203,23 @@ std::uint64_t sizeIn(const std::string& text) {
   return size;
 }
 
+std::uint32_t secondsIn(const std::string& text) {
+  constexpr std::uint32_t kMax = 3600;
+  std::uint32_t number = 0;
+  if (!numberIn(text, number) || number == 0 || number > kMax) {
+    throw CannotRun("--observe: '" + text + "' is not a number of seconds from 1 to " +
+                    std::to_string(kMax));
+  }
+  return number;
+}
+
+Output outputIn(const RawOptions& raw) {
+  if (raw.json.empty()) return raw.explain ? Output::EXPLAINED : Output::TEXT;
+  if (raw.json == "report") return Output::REPORT;
+  if (raw.json == "details") return Output::DETAILS;
+  throw CannotRun("--json: '" + raw.json + "' is neither 'report' nor 'details'");
+}
+
 // Standard input has one content.
 void checkStandardInput(const Options& options) {
   std::vector<std::string> readers;
@@ -206,6 +251,9 @@ void checkAndComplete(const RawOptions& raw, Options& options) {
     if (raw.user) chosen.user = userIn(*raw.user);
   }
   if (raw.maxFileSize) options.maxFileSize = sizeIn(*raw.maxFileSize);
+  if (raw.observe) options.observeSeconds = secondsIn(*raw.observe);
+  if (raw.udp) options.counted = snapshot::CountedSockets::TCP_AND_UDP;
+  options.output = outputIn(raw);
   if (!options.processes && !options.snapshotPath) {
     throw CannotRun("one of --pid, --process and --snapshot is required");
   }
@@ -218,11 +266,13 @@ std::optional<Options> readOptions(int argumentCount, const char* const* argumen
   CLI::App app(kDescription, "egress-report");
   Options options;
   RawOptions raw;
-  app.set_help_flag("--help", "Print this help");
+  app.set_help_flag("-h,--help", "Print this help");
   app.set_version_flag("--version", "egress-report " + std::string(kVersion), "Print the version");
   app.footer(kFooter);
   addEngineOptions(app, options, raw);
   addSnapshotOptions(app, options, raw);
+  addLookOptions(app, raw);
+  addOutputOptions(app, raw);
   try {
     std::vector<std::string> words = splitWords(app, argumentCount, arguments);
     std::ranges::reverse(words);  // as CLI11 takes them

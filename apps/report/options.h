@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "egress_live/take_snapshot.h"
+#include "egress_snapshot/host_snapshot.h"
 
 namespace egress::report {
 
@@ -14,6 +15,13 @@ namespace egress::report {
 struct AnswerOption {
   std::string selectorTag;
   std::optional<std::string> path;  // none: the engine did not answer
+};
+
+enum class Output : std::uint8_t {
+  TEXT,       // for people
+  EXPLAINED,  // with every word of the report explained
+  REPORT,     // as JSON, without names and addresses
+  DETAILS,    // as JSON
 };
 
 struct Options {
@@ -25,8 +33,10 @@ struct Options {
   std::optional<std::string> snapshotPath;
   std::optional<std::string> saveSnapshotPath;
   std::optional<std::uint64_t> maxFileSize;  // in bytes, in place of the default of each option
+  std::optional<std::uint32_t> observeSeconds;
+  snapshot::CountedSockets counted = snapshot::CountedSockets::TCP;
   bool anonymize = false;
-  bool explain = false;
+  Output output = Output::TEXT;
 };
 
 // Parses the command line. Prints --help or --version itself and then returns nothing. Throws

@@ -1,21 +1,119 @@
 #include "apps/report/text.h"
 
+#include <algorithm>
+#include <clocale>
+#include <cwchar>
 #include <iostream>
+#include <locale.h>
 
 namespace egress::report {
+namespace {
+
+void appendEncoded(std::string& shown, std::string_view bytes) {
+  constexpr std::string_view kDigits = "0123456789ABCDEF";
+  for (const char c : bytes) {
+    const auto byte = static_cast<unsigned char>(c);
+    shown.append({'%', kDigits[byte >> 4U], kDigits[byte & 0xFU]});
+  }
+}
+
+bool isPrintableAscii(char c) {
+  return c >= ' ' && c <= '~';
+}
+
+// Character properties of UTF-8 for the calling thread, whatever locale the user has.
+class Utf8Locale {
+ public:
+  Utf8Locale() : locale_(newlocale(LC_CTYPE_MASK, "C.UTF-8", locale_t{})) {
+    if (locale_ != locale_t{}) previous_ = uselocale(locale_);
+  }
+  Utf8Locale(const Utf8Locale&) = delete;
+  Utf8Locale& operator=(const Utf8Locale&) = delete;
+  ~Utf8Locale() {
+    if (locale_ == locale_t{}) return;
+    uselocale(previous_);
+    freelocale(locale_);
+  }
+
+ private:
+  locale_t locale_;
+  locale_t previous_{};
+};
+
+// The first character of a text that is not empty.
+struct Character {
+  std::size_t size = 1;     // in bytes
+  std::size_t columns = 0;  // 0: it takes up none, or is not UTF-8
+};
+
+// Needs a Utf8Locale.
+Character firstCharacter(std::string_view text) {
+  std::mbstate_t state{};
+  wchar_t wide = 0;
+  const std::size_t size = std::mbrtowc(&wide, text.data(), text.size(), &state);
+  if (size == 0 || size > text.size()) return {};  // a zero byte, or not UTF-8
+  const int columns = wcwidth(wide);
+  return {.size = size, .columns = static_cast<std::size_t>(std::max(columns, 0))};
+}
+
+}  // namespace
 
 std::string printable(std::string_view text) {
-  constexpr std::string_view kDigits = "0123456789ABCDEF";
   std::string shown;
   for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (c >= ' ' && c <= '~') {
+    if (isPrintableAscii(c)) {
       shown += c;
     } else {
-      shown.append({'%', kDigits[byte >> 4U], kDigits[byte & 0xFU]});
+      appendEncoded(shown, {&c, 1});
     }
   }
   return shown;
+}
+
+std::string readable(std::string_view text) {
+  if (std::ranges::all_of(text, isPrintableAscii)) return std::string(text);
+  const Utf8Locale locale;
+  std::string shown;
+  while (!text.empty()) {
+    const Character character = firstCharacter(text);
+    const std::string_view bytes = text.substr(0, character.size);
+    if (character.columns > 0) {
+      shown += bytes;
+    } else {
+      appendEncoded(shown, bytes);
+    }
+    text.remove_prefix(character.size);
+  }
+  return shown;
+}
+
+std::size_t columnsOf(std::string_view text) {
+  if (std::ranges::all_of(text, isPrintableAscii)) return text.size();
+  const Utf8Locale locale;
+  std::size_t columns = 0;
+  while (!text.empty()) {
+    const Character character = firstCharacter(text);
+    columns += character.columns;
+    text.remove_prefix(character.size);
+  }
+  return columns;
+}
+
+std::string wrapped(std::string_view start, std::string_view text, std::size_t width) {
+  const std::size_t indent = columnsOf(start);
+  std::string result(start);
+  std::size_t column = indent;
+  while (!text.empty()) {
+    const std::size_t blanks = std::min(text.find_first_not_of(' '), text.size());
+    const std::size_t end = std::min(text.find(' ', blanks), text.size());
+    const std::size_t columns = columnsOf(text.substr(0, end));
+    const bool breaks = column > indent && column + columns > width;
+    if (breaks) result.append("\n").append(indent, ' ');
+    result += text.substr(breaks ? blanks : 0, end - (breaks ? blanks : 0));
+    column = breaks ? indent + columns - blanks : column + columns;
+    text.remove_prefix(end);
+  }
+  return result += '\n';
 }
 
 void printError(std::string_view text) {

@@ -1,6 +1,7 @@
 #ifndef EGRESS_REPORT_TEXT_H
 #define EGRESS_REPORT_TEXT_H
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -9,6 +10,17 @@ namespace egress::report {
 // Percent-encodes (RFC 3986, section 2.1) every byte except printable ASCII, for example as "%1B".
 // Names of files and interfaces may contain terminal escape sequences.
 [[nodiscard]] std::string printable(std::string_view text);
+
+// The same, but keeps each UTF-8 character that takes up columns of a terminal. Others could hide
+// text or reverse its direction.
+[[nodiscard]] std::string readable(std::string_view text);
+
+// The columns that a readable text takes up.
+[[nodiscard]] std::size_t columnsOf(std::string_view text);
+
+// Breaks a text with blanks into lines of at most `width` columns, the first after `start`, the
+// others after as many blanks; a longer word has a line of its own. Ends with a newline.
+[[nodiscard]] std::string wrapped(std::string_view start, std::string_view text, std::size_t width);
 
 // Prints a line with the name of the program and the text, made printable, to standard error.
 void printError(std::string_view text);

@@ -322,7 +322,7 @@ class CannotRunTest(ProgramTest):
                     parts=["--save-snapshot: cannot write", self.folder, "Is a directory"])
 
     def in_shell(self, command):
-        return self.run_program("-c", command, program="sh")
+        return self.run_program("-c", command, program="sh", output="")
 
     def test_unwritable_standard_output(self):
         snapshot = f"--snapshot '{self.snapshot_file(EMPTY_SNAPSHOT)}'"

@@ -13,7 +13,7 @@ FAKE_HOST = os.environ["EGRESS_FAKE_HOST"]
 
 class ProcessesTest(ProgramTest):
     def run_on_host(self, *arguments):
-        return self.run_program(*arguments, program=FAKE_HOST)
+        return self.run_program(*arguments, program=FAKE_HOST, output="")
 
     def assert_user(self, user, *arguments):
         result = self.run_on_host("--process", "engine", *arguments)

@@ -102,9 +102,11 @@ class ProgramTest(unittest.TestCase):
         path.write_bytes(content if isinstance(content, bytes) else content.encode())
         return path
 
-    def run_program(self, *arguments, text="", program=PROGRAM, before=(), **options):
-        """Runs the program with `text` as standard input; `before` is a command prefix."""
-        process = subprocess.run([*before, program, *map(str, arguments)], input=text,
+    def run_program(self, *arguments, text="", program=PROGRAM, before=(), output="--json", **options):
+        """Runs the program with `text` as standard input; `before` is a command prefix, `output` the
+        option that chooses the output, or "" for the text for people."""
+        chosen = [output] if output and "--explain" not in arguments else []
+        process = subprocess.run([*before, program, *map(str, arguments), *chosen], input=text,
                                  capture_output=True, encoding="utf-8",
                                  errors="surrogateescape", check=False, **options)
         result = Result(process.returncode, process.stdout, process.stderr)

@@ -1,0 +1,217 @@
+#include "apps/report/sentence.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <optional>
+#include <set>
+
+#include "apps/report/culprit.h"
+#include "apps/report/text.h"
+
+namespace egress::report {
+namespace {
+
+using snapshot::CheckedSocket;
+using snapshot::CrossCheckStatus;
+using snapshot::SocketRole;
+
+using Interfaces = std::vector<std::uint32_t>;
+
+// The sockets that the sentence is about.
+struct Subject {
+  std::vector<const CheckedSocket*> sockets;
+  std::string text;  // "2 TCP connections to 203.0.113.5:443"
+  bool isOne = false;
+};
+
+std::string numberOf(std::size_t count, const std::string& one, const char* several = "s") {
+  return std::to_string(count) + " " + one + (count == 1 ? "" : several);
+}
+
+Subject subjectOf(const Finding& finding, SocketRole role) {
+  Subject subject;
+  std::size_t tcp = 0;
+  for (const CheckedSocket& socket : finding.check.sockets) {
+    if (socket.role != role) continue;
+    subject.sockets.push_back(&socket);
+    const snapshot::Socket& row = finding.snapshot.sockets.rows[socket.row];
+    if (row.protocol == snapshot::SocketProtocol::TCP) ++tcp;
+  }
+  const std::size_t udp = subject.sockets.size() - tcp;
+  subject.isOne = subject.sockets.size() == 1;
+  const char* const kind = role == SocketRole::TRYING ? "TCP connection attempt" : "TCP connection";
+  if (tcp > 0) subject.text = numberOf(tcp, kind);
+  if (udp > 0) subject.text += (tcp > 0 ? " and " : "") + numberOf(udp, "UDP socket");
+  subject.text += " to " + endpointText(finding);
+  return subject;
+}
+
+Interfaces unionOf(const Subject& subject, Interfaces CheckedSocket::*member) {
+  std::set<std::uint32_t> all;
+  for (const CheckedSocket* const socket : subject.sockets) {
+    all.insert((socket->*member).begin(), (socket->*member).end());
+  }
+  return {all.begin(), all.end()};
+}
+
+std::string leaveThrough(const Finding& finding, const Subject& subject) {
+  const Interfaces interfaces = unionOf(subject, &CheckedSocket::leavesThrough);
+  return namesOf(finding, interfaces) + ": " + subject.text +
+         (subject.isOne ? " leaves" : " leave") + " through " +
+         (interfaces.size() == 1 ? "it" : "them");
+}
+
+std::optional<std::uint32_t> namedByCore(const Finding& finding) {
+  const Selection& selection = finding.diagnosis.selection;
+  if (!selection.ordinal) return std::nullopt;
+  return interfaceIndexOf(finding.diagnosis, *selection.ordinal);
+}
+
+bool isLoopback(const Finding& finding, std::uint32_t interface) {
+  return std::ranges::any_of(finding.snapshot.adapters.rows, [&](const snapshot::Adapter& row) {
+    return row.interfaceIndex == interface && row.kind == snapshot::InterfaceKind::LOOPBACK;
+  });
+}
+
+Sentence disagreement(const Finding& finding, const Subject& subject) {
+  const std::uint32_t named = namedByCore(finding).value_or(0);
+  const std::string name = namesOf(finding, {named});
+  Sentence sentence{leaveThrough(finding, subject) + ", with the source address of " + name + ".",
+                    {}};
+  if (!isLoopback(finding, named)) {
+    sentence.todo = "If they should leave through " + name +
+                    ", bind the engine to it, or add a routing rule for its source address";
+  }
+  return sentence;
+}
+
+std::string reasonOfNoWay(const Finding& finding, const CheckedSocket& socket) {
+  const auto isDown = [&](std::uint32_t interface) {
+    const auto& rows = finding.snapshot.adapters.rows;
+    return std::ranges::any_of(rows, [interface](const snapshot::Adapter& row) {
+      return row.interfaceIndex == interface && snapshot::isDown(row);
+    });
+  };
+  for (const auto& interface : {socket.byBoundDevice, socket.byRoute}) {
+    if (interface && isDown(*interface)) return namesOf(finding, {*interface}) + " is down";
+  }
+  return "the system has no route";
+}
+
+Sentence noWayOut(const Finding& finding, const Subject& subject) {
+  const auto isStuck = [](const CheckedSocket* socket) { return socket->hasNoWayOut; };
+  const auto count = std::ranges::count_if(subject.sockets, isStuck);
+  const CheckedSocket& first = **std::ranges::find_if(subject.sockets, isStuck);
+  const bool isAll = static_cast<std::size_t>(count) == subject.sockets.size();
+  return {"no way out: " + (isAll ? "" : std::to_string(count) + " of ") + subject.text +
+              " cannot leave: " + reasonOfNoWay(finding, first) + ".",
+          "Set the interface up, or repair the route; an engine that does not notice must "
+          "reconnect"};
+}
+
+Sentence attempt(const Finding& finding, const Subject& subject) {
+  const std::string todo = "Check that the server runs, and that the way to it is open";
+  if (finding.check.interfaceIndex) {
+    return {leaveThrough(finding, subject) + ", without an answer so far.", todo};
+  }
+  return {"no answer: " + subject.text + (subject.isOne ? " has" : " have") + " no answer so far.",
+          todo};
+}
+
+Sentence noSocket(const Finding& finding) {
+  const auto isUdp = [](const CheckedSocket& socket) {
+    return socket.role == SocketRole::NOT_COUNTED;
+  };
+  const auto others = std::ranges::count_if(finding.check.sockets, isUdp);
+  std::string text = "no connection: the engine has no TCP connection to " + endpointText(finding);
+  if (others > 0) {
+    text +=
+        ", and " + numberOf(static_cast<std::size_t>(others),
+                            "other socket to it that does not count", " to it that do not count");
+  }
+  return {text + ".", "Send traffic through the engine, then run this again"};
+}
+
+// The system does not tell, and the core names no interface.
+Sentence unsettled(const Finding& finding, const Subject& subject) {
+  const std::string owners = namesOf(finding, unionOf(subject, &CheckedSocket::bySource));
+  const auto unknown = [](const std::string& what) {
+    return Sentence{"unknown: " + what + ", and the system does not tell where they leave.",
+                    "Let the engine reconnect, then run this again"};
+  };
+  switch (finding.diagnosis.selection.status) {
+    using enum SelectionStatus;
+    case NOT_APPLICABLE_OS_ROUTED:
+      return {"unknown: the system's routes decide, and it does not tell where " + subject.text +
+                  (subject.isOne ? " leaves." : " leave."),
+              ""};
+    case SOCKET_SOURCE_ADDRESS_UNMAPPED:
+      return unknown("no interface has the source address of " + subject.text);
+    case PARTIAL_SOCKET_SOURCE_MAPPING:
+      return unknown("no interface has the source addresses of some of " + subject.text);
+    case MULTIPLE_MATCHING_SOCKET_INTERFACES:
+      return unknown(subject.text + " have source addresses of " + owners);
+    default: return unknown(owners + " have the source address of " + subject.text);
+  }
+}
+
+Sentence culpritSentence(const Culprit& culprit) {
+  return {"unknown: " + culprit.what + ".", culprit.todo};
+}
+
+}  // namespace
+
+Sentence sentenceFor(const Finding& finding) {
+  using enum CrossCheckStatus;
+  const Diagnosis& diagnosis = finding.diagnosis;
+  if (diagnosis.endpoint.status != ActiveEndpointStatus::OK) {
+    return culpritSentence(endpointCulprit(finding));
+  }
+  if (outcomeOf(finding) == Outcome::CANNOT_LOOK) return culpritSentence(listCulprit(finding));
+  const bool isTrying = finding.check.status == TRYING;
+  const Subject subject = subjectOf(finding, isTrying ? SocketRole::TRYING : SocketRole::COUNTED);
+  switch (finding.check.status) {
+    case AGREES:
+    case SETTLES: return {leaveThrough(finding, subject) + ".", {}};
+    case DISAGREES: return disagreement(finding, subject);
+    case SEVERAL:
+      return {leaveThrough(finding, subject) + ".",
+              "If they should leave through one, let the engine reconnect, then run this again"};
+    case NO_WAY_OUT: return noWayOut(finding, subject);
+    case TRYING: return attempt(finding, subject);
+    case NO_SOCKET: return noSocket(finding);
+    case UNKNOWN: break;
+  }
+  const std::optional<std::uint32_t> named = namedByCore(finding);
+  if (!named) return unsettled(finding, subject);
+  return {namesOf(finding, {*named}) + ": " + subject.text + (subject.isOne ? " has" : " have") +
+              " its source address; the system does not tell where " +
+              (subject.isOne ? "it leaves." : "they leave."),
+          {}};
+}
+
+std::string endText(std::string_view address, std::uint32_t port) {
+  const bool isIpv6 = address.find(':') != std::string_view::npos;
+  const std::string text = readable(address);
+  return (isIpv6 ? "[" + text + "]" : text) + ":" + std::to_string(port);
+}
+
+std::string endpointText(const Finding& finding) {
+  const std::size_t leaf = finding.diagnosis.resolution.leaf.value();
+  std::string_view server = finding.snapshot.config.outbounds.at(leaf).server;
+  if (server.starts_with('[') && server.ends_with(']'))
+    server = server.substr(1, server.size() - 2);
+  return endText(server, finding.diagnosis.endpoint.port);
+}
+
+std::string namesOf(const Finding& finding, const Interfaces& interfaces) {
+  std::string text;
+  for (std::size_t i = 0; i < interfaces.size(); ++i) {
+    const bool isLast = i + 1 == interfaces.size();
+    if (i > 0) text += isLast ? " and " : ", ";
+    text += finding.interfaceNames.at(interfaces[i]);
+  }
+  return text;
+}
+
+}  // namespace egress::report
