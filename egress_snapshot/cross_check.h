@@ -19,6 +19,8 @@ namespace egress::snapshot {
 // not look at the source address. The cross-check compares the core's answer with what the system
 // says about the same sockets.
 
+// If several fit: TRYING and NO_SOCKET come first, then NO_WAY_OUT, DISAGREES and SEVERAL, and then
+// UNKNOWN, which only AGREES and SETTLES follow.
 enum class CrossCheckStatus : std::uint32_t {
   AGREES,      // the packets of every counted socket leave through the interface the core named
   DISAGREES,   // those of at least one leave through another
@@ -26,17 +28,18 @@ enum class CrossCheckStatus : std::uint32_t {
   SEVERAL,     // the core named none; they leave through more than one
   NO_WAY_OUT,  // the system has no route for a counted socket, or its interface is down
   TRYING,      // no counted socket goes to the endpoint, but a connection attempt does
-  NO_SOCKET,   // nor that
-  UNKNOWN,     // the facts do not suffice
+  NO_SOCKET,   // neither a counted socket nor an attempt goes to the endpoint
+  UNKNOWN,     // the endpoint or the sockets are unknown, or where one of them leaves
 };
 inline constexpr auto kCrossCheckStatusWords = std::to_array<std::string_view>(
     {"AGREES", "DISAGREES", "SETTLES", "SEVERAL", "NO_WAY_OUT", "TRYING", "NO_SOCKET", "UNKNOWN"});
 
-// What decided where the packets of a socket leave, the strongest last.
+// What decided where the packets of a socket leave, the strongest last. Only the strongest that is
+// known decides.
 enum class Evidence : std::uint32_t {
   NONE,
-  BOUND_DEVICE,  // the device that the socket is bound to; only if the route is unknown
-  ROUTE,         // the system's route for it
+  BOUND_DEVICE,  // the device that the socket is bound to
+  ROUTE,         // the system's route for it, or that it has none
   PACKETS,       // the packets themselves were seen
 };
 inline constexpr auto kEvidenceWords =
@@ -51,19 +54,26 @@ enum class SocketRole : std::uint32_t {
 inline constexpr auto kSocketRoleWords =
     std::to_array<std::string_view>({"COUNTED", "TRYING", "NOT_COUNTED"});
 
-// One socket to the endpoint. All interfaces are indexes of the record's adapters; an index that no
-// adapter has is left out.
+// One socket to the endpoint: its remote port equals the endpoint's, and its remote address equals
+// by value. All interfaces are indexes of the record's adapters. A fact with an index that no
+// adapter has is left out, as if it were unknown.
 struct CheckedSocket {
   std::size_t row = 0;  // position in HostSnapshot::sockets
   SocketRole role = SocketRole::COUNTED;
-  std::vector<std::uint32_t> bySource;         // own its source address; ascending
-  std::optional<std::uint32_t> byBoundDevice;  // that it is bound to
-  std::optional<std::uint32_t> byRoute;
-  std::vector<std::uint32_t> byPackets;  // its packets were seen to leave through; ascending
+  std::vector<std::uint32_t> bySource = {};         // own its source address; ascending
+  std::optional<std::uint32_t> byBoundDevice = {};  // that it is bound to
+  std::optional<std::uint32_t> byRoute = {};        // that the system's route for it leads through
+  std::vector<std::uint32_t> byPackets = {};        // its packets were seen on; ascending
   Evidence decidedBy = Evidence::NONE;
-  std::vector<std::uint32_t> leavesThrough;  // what decided says; ascending, none if NONE
-  bool hasNoWayOut =
-      false;  // what decided says that no packet can leave; then leavesThrough is empty
+
+  // What the evidence says; ascending. Of the interfaces that packets were seen on, only that of
+  // the route if it is among them: packets of a bridge or a tunnel pass several.
+  std::vector<std::uint32_t> leavesThrough = {};
+
+  // By the route or the bound device, no packet can leave: there is no route, or the interface is
+  // down (all its rows have an operStatus of RFC 2863 in which no packet passes: down, testing,
+  // dormant, notPresent or lowerLayerDown). Then leavesThrough is empty.
+  bool hasNoWayOut = false;
 };
 
 struct CrossCheck {

@@ -49,17 +49,20 @@ inline Socket makeSocket(std::string localAddress, std::uint32_t localPort,
                              .interfaceIndex = 40,
                              .operStatus = 1,
                              .interfaceMetric = 3,
-                             .addresses = {"10.20.30.40", "fd12::40", "fe80::1234"}},
+                             .addresses = {"10.20.30.40", "fd12::40", "fe80::1234"},
+                             .kind = InterfaceKind::OTHER},
                             {.name = "wlan-osaka",
                              .interfaceIndex = 7,
                              .operStatus = 2,
                              .interfaceMetric = 4,
-                             .addresses = {"10.20.30.7", "fe80::1234"}},
+                             .addresses = {"10.20.30.7", "fe80::1234"},
+                             .kind = InterfaceKind::TUNNEL},
                             {.name = "eth-tokyo",
                              .interfaceIndex = 40,
                              .operStatus = 1,
                              .interfaceMetric = 5,
-                             .addresses = {}}};
+                             .addresses = {},
+                             .kind = {}}};
   snapshot.routes.failureReason = "private failure 2";
   snapshot.routes.rows = {{.family = 4, .interfaceIndex = 40, .routeMetric = 100},
                           {.family = 6, .interfaceIndex = 39, .routeMetric = 200}};

@@ -66,7 +66,8 @@ TEST(SnapshotToJson, WritesTheMembersInTheOrderOfTheFields) {
                                  .interfaceIndex = 2,
                                  .operStatus = -1,
                                  .interfaceMetric = 3,
-                                 .addresses = {"192.0.2.7"}}}};
+                                 .addresses = {"192.0.2.7"},
+                                 .kind = InterfaceKind::LOOPBACK}}};
   snapshot.routes = {.enumFailed = true,
                      .failureReason = "why",
                      .rows = {{.family = 4, .interfaceIndex = 2, .routeMetric = 100}}};
@@ -79,7 +80,10 @@ TEST(SnapshotToJson, WritesTheMembersInTheOrderOfTheFields) {
                             .boundInterfaceIndex = 0,
                             .mark = std::nullopt,
                             .user = 1000,
-                            .routeInterfaceIndex = 2}};
+                            .routeInterfaceIndex = 2,
+                            .seenPackets = {{.interfaceIndex = 3, .count = 4}}}};
+  snapshot.observedSeconds = 30;
+  snapshot.missingFacts = {{.fact = FactKind::ROUTE, .reason = "not asked"}};
   EXPECT_EQ(snapshotToJson(snapshot), R"({
   "format": "egress-snapshot",
   "version": 1,
@@ -139,7 +143,8 @@ TEST(SnapshotToJson, WritesTheMembersInTheOrderOfTheFields) {
         "interfaceMetric": 3,
         "addresses": [
           "192.0.2.7"
-        ]
+        ],
+        "kind": "LOOPBACK"
       }
     ]
   },
@@ -167,10 +172,23 @@ TEST(SnapshotToJson, WritesTheMembersInTheOrderOfTheFields) {
         "remotePort": 2,
         "boundInterfaceIndex": 0,
         "user": 1000,
-        "routeInterfaceIndex": 2
+        "routeInterfaceIndex": 2,
+        "seenPackets": [
+          {
+            "interfaceIndex": 3,
+            "count": 4
+          }
+        ]
       }
     ]
-  }
+  },
+  "observedSeconds": 30,
+  "missingFacts": [
+    {
+      "fact": "ROUTE",
+      "reason": "not asked"
+    }
+  ]
 })");
 }
 
@@ -206,7 +224,8 @@ TEST(SnapshotToJson, WritesAFreshRecordWithAllItsMembers) {
     "enumFailed": false,
     "failureReason": "",
     "rows": []
-  }
+  },
+  "missingFacts": []
 })");
 }
 
@@ -267,11 +286,15 @@ TEST(SnapshotToJson, AValueOutsideItsEnumerationIsWrittenAsAWord) {
   Socket& socket = snapshot.sockets.rows.emplace_back();
   socket.protocol = static_cast<SocketProtocol>(2);
   socket.state = static_cast<SocketState>(4294967295);
+  snapshot.adapters.rows.emplace_back().kind = static_cast<InterfaceKind>(3);
+  snapshot.missingFacts.emplace_back().fact = static_cast<FactKind>(3);
   const HostSnapshot read = readBack(snapshotToJson(snapshot));
   EXPECT_EQ(read.config.configStatus, ConfigStatus::AUTO_DETECT_INVALID);
   EXPECT_EQ(read.selectorAnswers.front().status, SelectorAnswerStatus::Ok);
   EXPECT_EQ(read.sockets.rows.front().protocol, SocketProtocol::UDP);
   EXPECT_EQ(read.sockets.rows.front().state, SocketState::CLOSED);
+  EXPECT_EQ(read.adapters.rows.front().kind, InterfaceKind::TUNNEL);
+  EXPECT_EQ(read.missingFacts.front().fact, FactKind::PACKETS);
 }
 
 TEST(SnapshotJson, ARecordComesBackEqual) {
@@ -293,8 +316,13 @@ TEST(SnapshotJson, EveryFieldComesBackOnItsOwn) {
   }
 }
 
-TEST(SnapshotJson, EveryProtocolStateAndStatusComesBack) {
+TEST(SnapshotJson, EveryWordComesBack) {
   HostSnapshot snapshot;
+  snapshot.adapters.rows.emplace_back();  // of an unknown kind
+  for (const std::uint32_t i : {0U, 1U, 2U}) {
+    snapshot.adapters.rows.emplace_back().kind = static_cast<InterfaceKind>(i);
+    snapshot.missingFacts.emplace_back().fact = static_cast<FactKind>(i);
+  }
   for (const std::uint32_t i : {0U, 1U}) {
     snapshot.sockets.rows.emplace_back().protocol = static_cast<SocketProtocol>(i);
   }
@@ -320,10 +348,12 @@ TEST(SnapshotFromJson, MembersThatAreLeftOutHaveDefaults) {
   wanted.adapters.rows.resize(2);
   wanted.routes.rows.resize(1);
   wanted.sockets.rows.resize(1);
+  wanted.sockets.rows.front().seenPackets.resize(1);
+  wanted.missingFacts.resize(1);
   EXPECT_EQ(readBack(withMembers(
                 R"("origin": {}, "config": {"outbounds": [{}]}, "selectorAnswers": [{}],)"
                 R"("processes": [{}], "adapters": {"rows": [{}, {}]}, "routes": {"rows": [{}]},)"
-                R"("sockets": {"rows": [{}]})")),
+                R"("sockets": {"rows": [{"seenPackets": [{}]}]}, "missingFacts": [{}])")),
             wanted);
 }
 
