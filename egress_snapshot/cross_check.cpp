@@ -25,25 +25,12 @@ struct Interfaces {
   std::set<OwnedAddress> owned;  // family, bytes, interface index
 };
 
-// The states of RFC 2863 in which an interface passes no packet. The value comes from outside, so
-// it can be any number.
-bool isDown(std::int32_t operStatus) noexcept {
-  switch (operStatus) {
-    case 2:               // down
-    case 3:               // testing
-    case 5:               // dormant
-    case 6:               // notPresent
-    case 7: return true;  // lowerLayerDown
-    default: return false;
-  }
-}
-
 Interfaces interfacesOf(const SnapshotList<Adapter>& adapters) {
   Interfaces interfaces;
   if (adapters.enumFailed) return interfaces;
   for (const Adapter& row : adapters.rows) {
     bool& isInterfaceDown = interfaces.areDown.try_emplace(row.interfaceIndex, true).first->second;
-    isInterfaceDown = isInterfaceDown && isDown(row.operStatus);
+    isInterfaceDown = isInterfaceDown && isDown(row);
     for (const std::string& text : row.addresses) {
       const NumericAddress address = parseNumericAddress(text);
       if (!address.valid) continue;

@@ -29,6 +29,19 @@ bool isConnected(SocketState state) noexcept {
 
 }  // namespace
 
+// The states of RFC 2863 in which an interface passes no packet. The value comes from outside, so
+// it can be any number.
+bool isDown(const Adapter& adapter) noexcept {
+  switch (adapter.operStatus) {
+    case 2:               // down
+    case 3:               // testing
+    case 5:               // dormant
+    case 6:               // notPresent
+    case 7: return true;  // lowerLayerDown
+    default: return false;
+  }
+}
+
 bool isCounted(const Socket& socket, CountedSockets counted) noexcept {
   const bool isTcp = socket.protocol == SocketProtocol::TCP;
   return isConnected(socket.state) && (isTcp || counted == CountedSockets::TCP_AND_UDP);

@@ -59,6 +59,9 @@ struct Adapter {
   std::optional<InterfaceKind> kind;   // as far as the system tells; absent: unknown
 };
 
+// Whether no packet can pass the interface, by operStatus.
+[[nodiscard]] EGRESS_SNAPSHOT_EXPORT bool isDown(const Adapter& adapter) noexcept;
+
 enum class SocketProtocol : std::uint32_t { TCP, UDP };
 inline constexpr auto kSocketProtocolWords = std::to_array<std::string_view>({"TCP", "UDP"});
 
@@ -101,7 +104,7 @@ struct Socket {
   std::optional<std::uint32_t> user;                 // ID of the socket's owner
   std::optional<std::uint32_t> routeInterfaceIndex;  // that the system's route for it leads
                                                      // through; 0: the system has no route for it
-  std::vector<SeenPackets> seenPackets;  // while packets were observed
+  std::vector<SeenPackets> seenPackets;              // while packets were observed
 };
 
 // The facts that a system may keep to itself.

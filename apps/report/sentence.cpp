@@ -12,7 +12,6 @@ namespace egress::report {
 namespace {
 
 using snapshot::CheckedSocket;
-using snapshot::CrossCheckStatus;
 using snapshot::SocketRole;
 
 using Interfaces = std::vector<std::uint32_t>;
@@ -24,8 +23,8 @@ struct Subject {
   bool isOne = false;
 };
 
-std::string numberOf(std::size_t count, const std::string& one, const char* several = "s") {
-  return std::to_string(count) + " " + one + (count == 1 ? "" : several);
+std::string numberOf(std::size_t count, const char* what) {
+  return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
 }
 
 Subject subjectOf(const Finding& finding, SocketRole role) {
@@ -119,16 +118,10 @@ Sentence attempt(const Finding& finding, const Subject& subject) {
 }
 
 Sentence noSocket(const Finding& finding) {
-  const auto isUdp = [](const CheckedSocket& socket) {
-    return socket.role == SocketRole::NOT_COUNTED;
-  };
-  const auto others = std::ranges::count_if(finding.check.sockets, isUdp);
+  const std::size_t others = finding.check.sockets.size();
   std::string text = "no connection: the engine has no TCP connection to " + endpointText(finding);
-  if (others > 0) {
-    text +=
-        ", and " + numberOf(static_cast<std::size_t>(others),
-                            "other socket to it that does not count", " to it that do not count");
-  }
+  if (others == 1) text += "; 1 other socket to it does not count";
+  if (others > 1) text += "; " + std::to_string(others) + " other sockets to it do not count";
   return {text + ".", "Send traffic through the engine, then run this again"};
 }
 
@@ -162,7 +155,7 @@ Sentence culpritSentence(const Culprit& culprit) {
 }  // namespace
 
 Sentence sentenceFor(const Finding& finding) {
-  using enum CrossCheckStatus;
+  using enum snapshot::CrossCheckStatus;
   const Diagnosis& diagnosis = finding.diagnosis;
   if (diagnosis.endpoint.status != ActiveEndpointStatus::OK) {
     return culpritSentence(endpointCulprit(finding));
