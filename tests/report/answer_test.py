@@ -1,0 +1,484 @@
+#!/usr/bin/python3
+"""What egress-report prints for people."""
+
+import copy
+import fcntl
+import json
+import os
+import pty
+import struct
+import subprocess
+import termios
+import textwrap
+import unittest
+
+from report_program import EMPTY_SNAPSHOT, PROGRAM, ProgramTest
+
+WAN0, WAN1 = 2, 3  # interface indexes
+TAG = "de-1"
+
+SNAPSHOT = EMPTY_SNAPSHOT | {
+    "config": {"configStatus": "OK", "autoDetectInterface": True, "outbounds": [
+        {"tag": "proxy", "type": "selector"}, {"tag": "auto", "type": "urltest"},
+        {"tag": TAG, "type": "vless", "hasServer": True, "server": "203.0.113.5",
+         "portSpecified": True, "ports": [443]}]},
+    "selectorAnswers": [{"selectorTag": "proxy", "status": "Ok", "now": "auto"},
+                        {"selectorTag": "auto", "status": "Ok", "now": TAG}],
+    "adapters": {"rows": [
+        {"name": "lo", "interfaceIndex": 1, "operStatus": 4, "kind": "LOOPBACK",
+         "addresses": ["127.0.0.1", "198.51.100.7"]},
+        {"name": "wan0", "interfaceIndex": WAN0, "operStatus": 1, "kind": "OTHER",
+         "addresses": ["192.168.1.2"]},
+        {"name": "wan1", "interfaceIndex": WAN1, "operStatus": 1, "kind": "OTHER",
+         "addresses": ["10.20.0.2"]}]},
+    "routes": {"rows": [{"family": 4, "interfaceIndex": WAN0}]},
+    "sockets": {"rows": [
+        {"localAddress": "192.168.1.2", "localPort": port, "remoteAddress": "203.0.113.5",
+         "remotePort": 443, "boundInterfaceIndex": WAN1, "mark": 0, "routeInterfaceIndex": WAN1}
+        for port in (51544, 51545)]}}
+
+TITLE = "203.0.113.5:443"
+WAY = f"  way      proxy → auto → {TAG} (vless) → {TITLE}\n"
+
+
+def changed(**members):
+    """The snapshot, with a function's change of each member."""
+    snapshot = copy.deepcopy(SNAPSHOT)
+    for key, change in members.items():
+        change(snapshot[key]["rows"] if key in ("adapters", "sockets") else snapshot[key])
+    return snapshot
+
+
+def sockets(count=2, **fields):
+    """The snapshot with `count` sockets that have these fields; None removes one."""
+    def change(rows):
+        del rows[count:]
+        for row in rows:
+            row.update(fields)
+            for key in [key for key, value in fields.items() if value is None]:
+                del row[key]
+    return changed(sockets=change)
+
+
+def routed(route, count=2, **fields):
+    return sockets(count, routeInterfaceIndex=route, boundInterfaceIndex=0, **fields)
+
+
+class AnswerTest(ProgramTest):
+    def answer(self, snapshot, *arguments, **options):
+        return self.diagnose_snapshot(snapshot, *arguments, output="", **options)
+
+    def assert_answer(self, snapshot, status, first, *rows, arguments=()):
+        """The exit status, the first sentence, and rows that the rest contains."""
+        result = self.answer(snapshot, *arguments)
+        self.assertEqual((result.status, result.error), (status, ""))
+        sentence, _, body = result.output.partition("\n\n")
+        self.assertEqual(" ".join(sentence.split()), first)
+        body = " ".join(body.split())
+        for row in rows:
+            self.assertIn(row, body)
+        return result.output
+
+
+class FirstScreenTest(AnswerTest):
+    def test_the_normal_case_is_not_explained(self):
+        snapshot = sockets(localAddress="10.20.0.2")
+        self.assertEqual(self.answer(snapshot).output,
+                         f"wan1: 2 TCP connections to {TITLE} leave through it.\n\n{WAY}"
+                         "  sockets  10.20.0.2:51544 → 203.0.113.5:443  established, bound to wan1 (2\n"
+                         "           alike)\n"
+                         "  check    AGREES with the system's routes for these connections\n")
+
+    def test_one_connection(self):
+        self.assert_answer(routed(WAN0, 1), 0, f"wan0: 1 TCP connection to {TITLE} leaves through it.",
+                           "sockets 192.168.1.2:51544 → 203.0.113.5:443 established check AGREES")
+
+    def test_the_system_sends_them_through_another_interface(self):
+        self.assert_answer(
+            SNAPSHOT, 1,
+            f"wan1: 2 TCP connections to {TITLE} leave through it, with the source address of wan0.",
+            "check DISAGREES with the system's routes for these connections",
+            "do If they should leave through wan0, bind the engine to it, or add a routing rule for "
+            "its source address.")
+
+    def test_the_source_address_is_one_of_the_loopback(self):
+        output = self.assert_answer(
+            routed(WAN0, 1, localAddress="198.51.100.7"), 1,
+            f"wan0: 1 TCP connection to {TITLE} leaves through it, with the source address of lo.")
+        self.assertNotIn("\n  do ", output)
+
+    def test_the_system_settles_it(self):
+        both = changed(adapters=lambda rows: rows[2]["addresses"].append("192.168.1.2"))
+        self.assert_answer(both, 0, f"wan1: 2 TCP connections to {TITLE} leave through it.",
+                           "check SETTLES by the system's routes for these connections; the source "
+                           "addresses alone: ADDRESS_INTERFACE_AMBIGUOUS")
+        os_routed = changed(config=lambda config: config.update(autoDetectInterface=False))
+        self.assert_answer(os_routed, 0, f"wan1: 2 TCP connections to {TITLE} leave through it.",
+                           "the source addresses alone: NOT_APPLICABLE_OS_ROUTED")
+
+    def test_several_interfaces(self):
+        def change(rows):
+            rows[0].update(routeInterfaceIndex=WAN0, boundInterfaceIndex=0)
+            rows[1].update(localAddress="10.20.0.2")
+        self.assert_answer(
+            changed(sockets=change), 1,
+            f"wan0 and wan1: 2 TCP connections to {TITLE} leave through them.",
+            "sockets 192.168.1.2:51544 → 203.0.113.5:443 established, leaves through wan0 "
+            "10.20.0.2:51545 → 203.0.113.5:443 established, bound to wan1, leaves through wan1",
+            "check SEVERAL by the system's routes for these connections")
+
+    def test_no_way_out(self):
+        down = changed(adapters=lambda rows: rows[2].update(operStatus=2))
+        self.assert_answer(down, 1, f"no way out: 2 TCP connections to {TITLE} cannot leave: wan1 is "
+                           "down.", "bound to wan1, no way out (2 alike)",
+                           "check NO_WAY_OUT by the system's routes", "do Set the interface up")
+        self.assert_answer(routed(0, 1), 1, f"no way out: 1 TCP connection to {TITLE} cannot leave: the "
+                           "system has no route.")
+        one = changed(sockets=lambda rows: rows[0].update(routeInterfaceIndex=0, boundInterfaceIndex=0))
+        self.assert_answer(one, 1, f"no way out: 1 of 2 TCP connections to {TITLE} cannot leave: the "
+                           "system has no route.")
+
+    def test_connection_attempts(self):
+        self.assert_answer(sockets(state="SYN_SENT"), 1, f"wan1: 2 TCP connection attempts to {TITLE} "
+                           "leave through it, without an answer so far.", "no answer yet, bound to wan1",
+                           "check TRYING", "do Check that the server runs")
+        unknown = sockets(1, state="SYN_SENT", routeInterfaceIndex=None, boundInterfaceIndex=None)
+        self.assert_answer(unknown, 1,
+                           f"no answer: 1 TCP connection attempt to {TITLE} has no answer so far.")
+
+    def test_no_connection(self):
+        idle = f"no connection: the engine has no TCP connection to {TITLE}"
+        self.assert_answer(sockets(0), 1, f"{idle}.", "check NO_SOCKET", "do Send traffic")
+        self.assert_answer(sockets(1, protocol="UDP"), 1, f"{idle}; 1 other socket to it does not count.",
+                           "UDP, bound to wan1, leaves through wan1, does not count")
+        self.assert_answer(sockets(state="TIME_WAIT"), 1,
+                           f"{idle}; 2 other sockets to it do not count.", "time-wait, ")
+
+    def test_udp_counts_on_request(self):
+        self.assert_answer(sockets(1, protocol="UDP", localAddress="10.20.0.2"), 0,
+                           f"wan1: 1 UDP socket to {TITLE} leaves through it.", "UDP, bound to wan1 check",
+                           arguments=["--udp"])
+        both = changed(sockets=lambda rows: rows[1].update(protocol="UDP"))
+        self.assert_answer(both, 1, f"wan1: 1 TCP connection and 1 UDP socket to {TITLE} leave through it, "
+                           "with the source address of wan0.", arguments=["--udp"])
+
+    def test_the_system_does_not_tell(self):
+        unknown = {"routeInterfaceIndex": None, "boundInterfaceIndex": None}
+        self.assert_answer(sockets(**unknown), 0,
+                           f"wan0: 2 TCP connections to {TITLE} have its source address; the system does "
+                           "not tell where they leave.", "check UNKNOWN")
+        lost = f"{TITLE}, and the system does not tell where they leave."
+        self.assert_answer(sockets(1, localAddress="192.0.2.9", **unknown), 1,
+                           f"unknown: no interface has the source address of 1 TCP connection to {lost}")
+
+        def differ(address, interface=None):
+            def change(snapshot):
+                snapshot["sockets"]["rows"][0]["localAddress"] = address
+                if interface:
+                    snapshot["adapters"]["rows"][interface - 1]["addresses"].append(address)
+                return snapshot
+            return change(sockets(**unknown))
+        self.assert_answer(differ("192.0.2.9"), 1, "unknown: no interface has the source addresses of some "
+                           f"of 2 TCP connections to {lost}")
+        self.assert_answer(differ("10.20.0.2"), 1, f"unknown: 2 TCP connections to {TITLE} have source "
+                           "addresses of wan0 and wan1, and the system does not tell where they leave.")
+        self.assert_answer(differ("192.168.1.2", WAN1), 1, "unknown: wan0 and wan1 have the source address "
+                           f"of 2 TCP connections to {lost}")
+        os_routed = sockets(**unknown)
+        os_routed["config"]["autoDetectInterface"] = False
+        self.assert_answer(os_routed, 1, "unknown: the system's routes decide, and it does not tell where "
+                           f"2 TCP connections to {TITLE} leave.")
+
+    def test_what_decided(self):
+        bound = sockets(routeInterfaceIndex=None, localAddress="10.20.0.2")
+        self.assert_answer(bound, 0, f"wan1: 2 TCP connections to {TITLE} leave through it.",
+                           "check AGREES with the devices that the sockets are bound to")
+        seen = changed(sockets=lambda rows: rows[0].update(
+            seenPackets=[{"interfaceIndex": WAN0, "count": 3}]))
+        self.assert_answer(seen, 1, f"wan0 and wan1: 2 TCP connections to {TITLE} leave through them, with "
+                           "the source address of wan0.",
+                           "DISAGREES with the packets that were seen and the system's routes")
+
+    def test_kinds_of_interfaces(self):
+        tunnel = changed(adapters=lambda rows: rows[1].update(kind="TUNNEL"),
+                         sockets=lambda rows: [row.update(routeInterfaceIndex=WAN0) for row in rows])
+        self.assert_answer(tunnel, 0, f"wan0: 2 TCP connections to {TITLE} leave through it.",
+                           "note wan0 is a tunnel: its packets leave this host inside others, through "
+                           "another interface")
+        self.assert_answer(routed(1, 1), 1, f"lo: 1 TCP connection to {TITLE} leaves through it, with the "
+                           "source address of wan0.", "note lo is the loopback: the endpoint is on this host")
+
+    def test_facts_that_are_missing(self):
+        missing = changed() | {"missingFacts": [
+            {"fact": "MARK", "reason": "not permitted"}, {"fact": "ROUTE", "reason": "no \x1b[31mroute"},
+            {"fact": "PACKETS", "reason": ""}]}
+        output = self.answer(missing).output
+        self.assertIn("  note     the routes of the sockets are not known: no %1B[31mroute\n"
+                      "  note     the packets are not known\n", output)
+        self.assertNotIn("not permitted", output)
+
+    def test_a_stale_hint(self):
+        self.assert_answer(SNAPSHOT | {"selectorHint": "nl-1"}, 1,
+                           f"wan1: 2 TCP connections to {TITLE} leave through it, with the source address "
+                           "of wan0.", "note the way does not pass through the hint nl-1")
+
+    def test_an_ipv6_endpoint(self):
+        snapshot = routed(WAN0, 1, localAddress="2001:db8::2", remoteAddress="2001:db8:5::5", mark=7)
+        snapshot["config"]["outbounds"][2]["server"] = "[2001:db8:5:0::5]"
+        snapshot["adapters"]["rows"][1]["addresses"].append("2001:db8::2")
+        self.assert_answer(snapshot, 0, "wan0: 1 TCP connection to [2001:db8:5:0::5]:443 leaves through it.",
+                           "sockets [2001:db8::2]:51544 → [2001:db8:5::5]:443 established, mark 7 check")
+
+    def test_a_hundred_equal_sockets_are_one_row(self):
+        row = SNAPSHOT["sockets"]["rows"][0]
+        hundred = SNAPSHOT | {"sockets": {"rows": [row | {"localPort": 1000 + i} for i in range(100)]}}
+        output = self.assert_answer(hundred, 1, f"wan1: 100 TCP connections to {TITLE} leave through it, "
+                                    "with the source address of wan0.", "(100 alike)")
+        self.assertEqual(output.count("192.168.1.2:"), 1)
+
+    def test_many_kinds_of_sockets(self):
+        row = SNAPSHOT["sockets"]["rows"][0]
+        many = SNAPSHOT | {"sockets": {"rows": [row | {"mark": i + 1} for i in range(12)]}}
+        output = self.answer(many).output
+        self.assertEqual(output.count("192.168.1.2:"), 10)
+        self.assertIn("           and 2 more kinds\n", output)
+
+    def test_an_interface_without_a_name(self):
+        nameless = routed(WAN0)
+        del nameless["adapters"]["rows"][1]["name"]
+        self.assert_answer(nameless, 0, f"interface 2: 2 TCP connections to {TITLE} leave through it.")
+
+
+class CulpritTest(AnswerTest):
+    """The first sentence names what is in the way."""
+
+    def assert_culprit(self, snapshot, what, todo, status=1, way=None, arguments=()):
+        todo = f"do {todo}." if todo else ""
+        output = self.assert_answer(snapshot, status, f"unknown: {what}.", todo, arguments=arguments)
+        self.assertEqual(output.count("\n  do "), 1 if todo else 0)
+        if way:
+            self.assertIn(f"  way      {way}\n", output)
+
+    def leaf(self, **fields):
+        return changed(config=lambda config: config["outbounds"][2].update(fields))
+
+    def test_the_configuration(self):
+        def status(word):
+            return SNAPSHOT | {"config": {"configStatus": word}}
+        self.assert_culprit(status("NO_CONFIG"), "there is no configuration, or it is empty",
+                            "Name the engine's configuration with --config FILE")
+        self.assert_culprit(status("JSON_PARSE_FAILED"), "the configuration is not a JSON object",
+                            "Check the file of --config")
+        self.assert_culprit(status("AUTO_DETECT_MISSING"),
+                            "the configuration has no key route.auto_detect_interface",
+                            "Add it to the configuration: true if the engine selects the interface "
+                            "itself, otherwise false")
+        self.assert_culprit(status("AUTO_DETECT_INVALID"), "route.auto_detect_interface in the "
+                            "configuration is not true or false", "Set it to true or false")
+
+    def test_where_the_configuration_breaks_off(self):
+        faults = [('{"a": 1\n "b": 2}', "line 2, column 2: a comma or the closing bracket is missing"),
+                  ('{\n  "a": }', "line 2, column 8: a value is missing"),
+                  ('{"a": 1', "line 1, column 8: the text is cut off"),
+                  ('{"a": tru }', "line 1, column 10: this is not true, false or null"),
+                  ('{"a": -x}', "line 1, column 8: a digit is missing"),
+                  ('{"a": "\\x"}', "line 1, column 9: this is not an escape of a string"),
+                  ('{1: 2}', "line 1, column 2: a key in double quotes is missing"),
+                  ('{"a" 1}', "line 1, column 6: a colon is missing"),
+                  ('{} x', "line 1, column 4: there is more text after the end"),
+                  ("[" * 70, "line 1, column 66: the values are nested too deep")]
+        for text, fault in faults:
+            with self.subTest(text):
+                self.assert_culprit(SNAPSHOT, f"the configuration is not JSON: {fault}",
+                                    "Correct the configuration there",
+                                    arguments=["--config", self.file("config.json", text)])
+        self.assert_culprit(SNAPSHOT, "the configuration is not a JSON object",
+                            "Check the file of --config",
+                            arguments=["--config", self.file("config.json", "[]")])
+
+    def test_selectors(self):
+        def answered(**fields):
+            return changed(selectorAnswers=lambda rows: rows[1].update(now="", **fields))
+        todo = "Ask the engine which outbound 'auto' uses now, and name the answer with --answer TAG=FILE"
+        for status, what in [("TransportFailed", "there is no answer of the selector 'auto'"),
+                             ("Malformed", "the answer of the selector 'auto' is not a JSON object"),
+                             ("NowMissing", "the answer of the selector 'auto' has no text under \"now\"")]:
+            self.assert_culprit(answered(status=status), what, todo, way="proxy → auto → ?")
+
+    def test_outbounds_that_are_missing(self):
+        gone = changed(config=lambda config: config["outbounds"].pop())
+        self.assert_culprit(gone, "no outbound has the tag 'de-1', to which 'auto' leads",
+                            "Check that the answers and the configuration are of the same engine")
+        empty = changed(config=lambda config: config["outbounds"].clear())
+        self.assert_culprit(empty, "no outbound has the tag 'proxy'", "Give the main outbound the tag "
+                            "'proxy', where the way to the endpoint starts")
+
+    def test_cycles_and_long_chains(self):
+        back = changed(selectorAnswers=lambda rows: rows[1].update(now="proxy"))
+        cycle = "Remove the cycle from the configuration"
+        self.assert_culprit(back, "the choice of the outbound 'auto' leads to 'proxy', where the way has "
+                            "been before", cycle)
+        self.assert_culprit(self.leaf(detour="auto"), "the detour of the outbound 'de-1' leads to 'auto', "
+                            "where the way has been before", cycle)
+
+        def chain(kind):
+            tags = ["proxy"] + [f"n{i}" for i in range(1, 10)]
+            outbounds = [{"tag": tag, "type": kind} for tag in tags]
+            answers = []
+            for outbound, following in zip(outbounds, tags[1:]):
+                if kind == "selector":
+                    answers.append({"selectorTag": outbound["tag"], "status": "Ok", "now": following})
+                else:
+                    outbound["detour"] = following
+            return SNAPSHOT | {"selectorAnswers": answers, "config": {
+                "configStatus": "OK", "autoDetectInterface": True, "outbounds": outbounds}}
+        for kind, word in [("selector", "choice"), ("vless", "detour")]:
+            self.assert_culprit(chain(kind), f"the {word} of the outbound 'n8' leads to 'n9', one step more "
+                                "than the 8 that are followed", "Shorten the chain of selectors and detours")
+
+    def test_the_last_outbound(self):
+        self.assert_culprit(self.leaf(type="direct"), "the outbound 'de-1' of type 'direct' has no server",
+                            "Select an outbound with a server")
+        for fields, key in [({"hasServer": False}, "server"), ({"server": ""}, "server"),
+                            ({"portSpecified": False}, "server_port")]:
+            self.assert_culprit(self.leaf(**fields), f"the outbound 'de-1' has no {key}",
+                                f"Add {key} to it in the configuration")
+        self.assert_culprit(self.leaf(portMalformed=True),
+                            "server_port of the outbound 'de-1' is not a port from 1 to 65535",
+                            "Correct server_port in the configuration")
+        self.assert_culprit(self.leaf(server="vpn.example"),
+                            "server of the outbound 'de-1' is 'vpn.example', not an address",
+                            "Name a copy of the configuration in which it is the address of the server",
+                            way="proxy → auto → de-1 (vless) → ?")
+        self.assert_culprit(self.leaf(ports=[443, 444]), "the outbound 'de-1' has more than one port",
+                            "Name a copy of the configuration in which it has the port in use")
+
+    def test_transports(self):
+        quic = "of the outbound 'de-1' runs over QUIC, whose sockets cannot be followed"
+        self.assert_culprit(self.leaf(type="hysteria2"), f"the type 'hysteria2' {quic}", "")
+        self.assert_culprit(self.leaf(hasTransport=True, transportType="quic"),
+                            f"the transport 'quic' {quic}", "")
+        spelling = "Check its spelling in the configuration"
+        self.assert_culprit(self.leaf(type="vles"), "the type 'vles' of the outbound 'de-1' is not known",
+                            spelling)
+        self.assert_culprit(self.leaf(hasTransport=True, transportType="wss"),
+                            "the transport 'wss' of the outbound 'de-1' is not known", spelling)
+
+    def test_a_long_value_is_cut(self):
+        self.assert_culprit(self.leaf(server="x" * 81), "server of the outbound 'de-1' is '" + "x" * 80 +
+                            "...', not an address", "Name a copy of the configuration in which it is the "
+                            "address of the server")
+
+    def test_a_list_that_failed(self):
+        denied = "cannot read '/proc/1234/ns/net': Permission denied"
+        root = "Run egress-report as root, or as the user of the engine"
+        for key, what in [("sockets", "the sockets of the engine"), ("adapters",
+                                                                     "the interfaces of this host")]:
+            for reason, todo in [(denied, root), ("links: Operation not permitted", root),
+                                 ("out of luck", "")]:
+                failed = SNAPSHOT | {key: {"enumFailed": True, "failureReason": reason}}
+                if key == "adapters":
+                    failed["sockets"] = {"rows": SNAPSHOT["sockets"]["rows"]}
+                self.assert_culprit(failed, f"{what} cannot be listed: {reason}", todo, status=3)
+        silent = SNAPSHOT | {"sockets": {"enumFailed": True}}
+        self.assert_culprit(silent, "the sockets of the engine cannot be listed", "", status=3)
+
+    def test_failures_beside_the_sentence(self):
+        failed = changed() | {"routes": {"enumFailed": True, "failureReason": "busy"}}
+        self.assertIn("  note     the default routes could not be listed: busy\n",
+                      self.answer(failed).output)
+        both = SNAPSHOT | {"sockets": {"enumFailed": True}, "adapters": {"enumFailed": True}}
+        self.assertIn("  note     the interfaces could not be listed\n", self.answer(both).output)
+        unread = both | {"config": {"configStatus": "NO_CONFIG"}}
+        self.assertIn("  note     the sockets could not be listed\n  note     the interfaces could not be "
+                      "listed\n", self.answer(unread).output)
+
+
+class TextTest(AnswerTest):
+    """Names that strangers chose."""
+
+    def leaf_tag(self, tag):
+        snapshot = changed(config=lambda config: config["outbounds"][2].update(tag=tag),
+                           selectorAnswers=lambda rows: rows[1].update(now=tag))
+        return self.answer(snapshot).output.split(" → ")[2]
+
+    def test_characters_are_shown_if_they_take_up_columns(self):
+        self.assertEqual(self.leaf_tag("🇩🇪 Köln 東京"), "🇩🇪 Köln 東京 (vless)")
+
+    def test_other_characters_are_percent_encoded(self):
+        for tag, shown in [("\x1b[31m", "%1B[31m"), ("a\nb", "a%0Ab"), ("\u202eabc", "%E2%80%AEabc"),
+                           ("a\u200bb", "a%E2%80%8Bb"), ("e\u0301", "e%CC%81"), ("\x9b", "%C2%9B"),
+                           ("a\0b", "a%00b")]:
+            self.assertEqual(self.leaf_tag(tag), f"{shown} (vless)")
+
+    def test_bytes_that_are_not_utf8(self):
+        snapshot = copy.deepcopy(SNAPSHOT)
+        snapshot["adapters"]["rows"][2]["name"] = {"base64": "/2H/"}  # FF 61 FF
+        self.assertTrue(self.answer(snapshot).output.startswith("%FFa%FF: 2 TCP"))
+
+
+class TerminalTest(AnswerTest):
+    def output_on_terminal(self, columns, **environment):
+        given = self.snapshot_file(SNAPSHOT)
+        leader, follower = pty.openpty()
+        fcntl.ioctl(follower, termios.TIOCSWINSZ, struct.pack("HHHH", 24, columns, 0, 0))
+        variables = {key: value for key, value in os.environ.items() if key != "NO_COLOR"}
+        with subprocess.Popen([PROGRAM, "--snapshot", given], stdout=follower,
+                              env=variables | environment) as process:
+            os.close(follower)
+            text = b""
+            try:
+                while part := os.read(leader, 4096):
+                    text += part
+            except OSError:  # the program has closed the terminal
+                pass
+            self.assertEqual(process.wait(), 1)
+        os.close(leader)
+        return text.decode().replace("\r\n", "\n")
+
+    def test_lines_are_as_wide_as_the_terminal(self):
+        for columns, width in [(60, 60), (132, 132), (10, 40), (0, 80)]:
+            output = self.output_on_terminal(columns, NO_COLOR="1")
+            lines = output.splitlines()
+            longest = max(map(len, lines))
+            self.assertLessEqual(longest, width)
+            self.assertEqual(" ".join(output.split()), " ".join(self.answer(SNAPSHOT).output.split()))
+            todo = textwrap.wrap("If they should leave through wan0, bind the engine to it, or add a "
+                                 "routing rule for its source address.", width - 11)
+            self.assertIn("\n  do       " + "\n           ".join(todo) + "\n", output)
+
+    def test_colour_only_on_a_terminal_and_not_with_no_color(self):
+        coloured = self.output_on_terminal(80)
+        self.assertTrue(coloured.startswith("\x1b[1;33mwan1\x1b[0m: 2 TCP"))
+        self.assertEqual(coloured.count("\x1b"), 2)
+        self.assertIn("\x1b", self.output_on_terminal(80, NO_COLOR=""))
+        self.assertNotIn("\x1b", self.output_on_terminal(80, NO_COLOR="1"))
+        self.assertNotIn("\x1b", self.answer(SNAPSHOT).output)
+
+
+class ExplainedAnswerTest(AnswerTest):
+    def test_explanations_follow_the_answer(self):
+        answer = self.answer(SNAPSHOT).output
+        explained = self.answer(SNAPSHOT, "--explain").output
+        self.assertTrue(explained.startswith(f"{answer}\ncrossCheck: DISAGREES\n    Means: "))
+        self.assertIn("\nselectionStatus: OK, interface 2 (wan0)\n", explained)
+
+
+class JsonTest(AnswerTest):
+    def test_the_report_has_no_names_and_no_addresses(self):
+        output = self.diagnose_snapshot(SNAPSHOT).output
+        for private in ("wan", "192.168", "203.0.113", TAG):
+            self.assertNotIn(private, output)
+
+    def test_the_report_is_the_default_of_json(self):
+        self.assertEqual(self.diagnose_snapshot(SNAPSHOT, output="--json=report").output,
+                         self.diagnose_snapshot(SNAPSHOT).output)
+
+    def test_details(self):
+        details = json.loads(self.diagnose_snapshot(SNAPSHOT, output="--json=details").output)
+        self.assertEqual(details["report"], self.diagnose_snapshot(SNAPSHOT).report)
+        self.assertEqual(details["crossCheck"]["status"], "DISAGREES")
+
+
+if __name__ == "__main__":
+    unittest.main()
