@@ -1,31 +1,18 @@
 #include "egress_snapshot/explained_words.h"
 
 namespace egress::snapshot {
-namespace {
-
-// A configuration whose endpoint is known: 198.51.100.10, port 443.
-constexpr const char* kEndpointKnown = R"({
-  "route": {"auto_detect_interface": true},
-  "outbounds": [{"tag": "proxy", "type": "shadowsocks",
-                 "server": "198.51.100.10", "server_port": 443}]
-})";
-
-}  // namespace
 
 Explanation explanationOf(SelectionStatus status) {
   using enum SelectionStatus;
   switch (status) {
     case OK:
       return {.meaning =
-                  "All sockets to the endpoint have source addresses of one interface. Their "
-                  "packets leave through it if the engine binds its sockets to the interface "
-                  "that it selects, or if the host routes by source address. Linux does not do "
-                  "the latter by default.",
+                  "All sockets to the endpoint have source addresses of one interface. "
+                  "`crossCheck` tells whether their packets leave through it.",
               .usualCause = "The normal case.",
               .whatToDo =
-                  "Nothing. The ordinal is the interface's position in this report. To verify "
-                  "on Linux, run `ip route get ENDPOINT from SOURCE`; `egress-report "
-                  "--save-snapshot FILE` writes both addresses.",
+                  "Nothing if `crossCheck` is `AGREES`. The ordinal is the interface's position "
+                  "in this report.",
               .smallestInput = {.config = kEndpointKnown,
                                 .snapshot = R"({"format": "egress-snapshot", "version": 1,
  "adapters": {"rows": [
@@ -59,13 +46,14 @@ Explanation explanationOf(SelectionStatus status) {
                             .snapshot = R"({"format": "egress-snapshot", "version": 1,
  "adapters": {"enumFailed": true}})"}};
     case NO_MATCHING_SOCKET:
-      return {.meaning = "The engine has no socket to the endpoint.",
+      return {.meaning =
+                  "The engine has no connection to the endpoint. Attempts to connect do not count, "
+                  "and UDP sockets only if the caller asks for them.",
               .usualCause =
-                  "The engine is idle or not connected, it uses another server than its answers "
-                  "name, another process holds the connection, or the connection passes through "
-                  "a local relay. Unconnected UDP sockets have no remote address. An endpoint "
-                  "written as an IPv4-mapped IPv6 address (`::ffff:192.0.2.7`) does not match "
-                  "an IPv4 connection.",
+                  "The engine is idle, cannot connect (then `crossCheck` is `TRYING`), or uses "
+                  "another server than its answers name; another process holds the connection, or "
+                  "it passes through a local relay. An endpoint written as an IPv4-mapped IPv6 "
+                  "address (`::ffff:192.0.2.7`) does not match an IPv4 connection.",
               .whatToDo =
                   "Send traffic through the engine and diagnose again. Check that the sockets "
                   "belong to the engine's process and that it runs with this configuration; "

@@ -1,5 +1,6 @@
 #include "egress_snapshot/explanations.h"
 
+#include <algorithm>
 #include <array>
 
 #include "egress_snapshot/explained_words.h"
@@ -13,6 +14,12 @@ std::optional<Explanation> explain(std::string_view word) {
   const auto status = Parse(word);
   if (!status) return std::nullopt;
   return explanationOf(*status);
+}
+
+std::optional<CrossCheckStatus> parseCrossCheckStatus(std::string_view word) noexcept {
+  const auto found = std::ranges::find(kCrossCheckStatusWords, word);
+  if (found == kCrossCheckStatusWords.end()) return std::nullopt;
+  return static_cast<CrossCheckStatus>(found - kCrossCheckStatusWords.begin());
 }
 
 std::optional<Explanation> explainHint(std::string_view word) {
@@ -54,6 +61,11 @@ constexpr auto kExplainedKeys = std::to_array<ExplainedKey>({
     {.key = "socketSourcesStatus",
      .question = "Are the engine's sockets known?",
      .explain = explain<parseSocketSourcesStatus>},
+    {.key = "crossCheck",
+     .question = "Not part of the report: do the packets of the counted sockets leave through the "
+                 "interface that the diagnosis names? Seen packets decide, otherwise the system's "
+                 "route for each socket, otherwise the device that it is bound to.",
+     .explain = explain<parseCrossCheckStatus>},
 });
 
 }  // namespace

@@ -275,6 +275,15 @@ TEST(CrossCheck, AnInterfaceWithIndexZeroIsNoBoundDeviceAndNoRoute) {
                                                .leavesThrough = {0}}));
 }
 
+TEST(CrossCheck, AnIpv4AddressIsNotTheIpv6AddressWithItsBytes) {
+  HostSnapshot snapshot = recordWith({from("192.0.2.2"), from("c000:202::")});
+  snapshot.adapters.rows = {adapter(2, kUp, "192.0.2.2"), adapter(3, kUp, "c000:202::")};
+  const CrossCheck result = crossCheck(snapshot, diagnosisNaming({}));
+  ASSERT_EQ(result.sockets.size(), 2U);
+  EXPECT_EQ(textOf(result.sockets[0].bySource), "{ 2 }");
+  EXPECT_EQ(textOf(result.sockets[1].bySource), "{ 3 }");
+}
+
 struct OperStatusRow {
   std::int32_t operStatus;
   bool isDown;

@@ -6,13 +6,15 @@
 #include <vector>
 
 #include "egress/core/report_table.h"
+#include "egress_snapshot/cross_check.h"
 #include "egress_snapshot/explanations.h"
 
 namespace egress::test {
 namespace {
 
 constexpr const char* kIntroduction =
-    "Every word that a report may contain, by key: its meaning, usual cause, what to do, and a "
+    "Every word that a report or its cross-check may contain, by key: its meaning, usual cause, "
+    "what to do, and a "
     "smallest input that produces it. `egress-report --explain` prints the first three. This page "
     "is generated from the explanations in `egress_snapshot/`, and a test compares it with them.";
 
@@ -59,8 +61,12 @@ void addWord(std::string& page, std::string_view word, const snapshot::Explanati
   addBlock(page, "snapshot", explanation.smallestInput.snapshot);
 }
 
-// The words under a key of the report; a boolean's are "false" and "true".
+// The words under an explained key; a boolean's are "false" and "true".
 std::vector<std::string> wordsUnder(std::string_view key) {
+  if (key == "crossCheck") {
+    const auto& words = snapshot::kCrossCheckStatusWords;
+    return {words.begin(), words.end()};
+  }
   for (const ReportMemberField& member : kReportMembers) {
     if (member.columns.empty() && member.field.key == key) {
       return member.field.declaredWords == nullptr ? std::vector<std::string>{"false", "true"}
