@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <iostream>
+#include <memory>
 #include <pwd.h>
 #include <string_view>
 #include <unordered_set>
@@ -57,10 +58,14 @@ void addEngineOptions(CLI::App& app, Options& options, RawOptions& raw) {
          "--answer", raw.answers,
          R"(The engine's answer for selector TAG, for example {"now":"CHOICE"}; repeatable)")
       ->type_name("TAG=FILE")
+      ->expected(1)
+      ->take_all()
       ->allow_extra_args(false);
   app.add_option("--answer-failed", raw.failedAnswers,
                  "Selector TAG was queried, but the engine did not answer; repeatable")
       ->type_name("TAG")
+      ->expected(1)
+      ->take_all()
       ->allow_extra_args(false);
   app.add_option("--hint", options.hint, "Last known choice of the selector")->type_name("TAG");
 }
@@ -117,6 +122,14 @@ void addOutputOptions(CLI::App& app, RawOptions& raw) {
                                   "--json=details prints everything that was found out as JSON");
   app.add_flag("--explain", raw.explain, "Also explain every word of the report")->excludes(json);
 }
+
+// CLI11 shows "--json{report}", its notation for a flag that may have a value.
+struct HelpFormatter : CLI::Formatter {
+  std::string make_option_name(const CLI::Option* option, bool isPositional) const override {
+    if (option->check_name(std::string(kJsonOption))) return "--json[=details]";
+    return CLI::Formatter::make_option_name(option, isPositional);
+  }
+};
 
 bool takesValue(const CLI::Option* option) {
   return option != nullptr && option->get_items_expected_max() > 0;
@@ -266,6 +279,7 @@ std::optional<Options> readOptions(int argumentCount, const char* const* argumen
   CLI::App app(kDescription, "egress-report");
   Options options;
   RawOptions raw;
+  app.formatter(std::make_shared<HelpFormatter>());
   app.set_help_flag("-h,--help", "Print this help");
   app.set_version_flag("--version", "egress-report " + std::string(kVersion), "Print the version");
   app.footer(kFooter);

@@ -15,26 +15,89 @@ SELECTOR = '{"route": {"auto_detect_interface": true}, "outbounds": [' \
            '{"tag": "b", "type": "trojan", "server": "198.51.100.10", "server_port": 443}]}'
 
 
+ENDPOINT = {"adapters": {"rows": HEALTHY_SNAPSHOT["adapters"]["rows"]},
+            "config": HEALTHY_SNAPSHOT["config"]}
+SOCKET, = HEALTHY_SNAPSHOT["sockets"]["rows"]
+OWNER, OTHER = 5, 11  # the interface that owns the source address of the socket, and another one
+
+
+def with_sockets(*rows, **members):
+    return EMPTY_SNAPSHOT | ENDPOINT | {"sockets": {"rows": [SOCKET | row for row in rows]}} | members
+
+
 class ExitStatusTest(ProgramTest):
-    def test_0_if_the_interface_is_determined(self):
-        result = self.diagnose_snapshot(HEALTHY_SNAPSHOT)
-        self.assertEqual(result.report["selectionStatus"], "OK")
-        self.assertEqual(result.report["selectedInterfaceOrdinal"], 1)
-        self.assertEqual((result.status, result.error), (0, ""))
+    """One test for each way to each status; each output has the same status."""
 
-    def test_0_if_not_applicable(self):
-        result = self.diagnose_snapshot(EMPTY_SNAPSHOT | {"config": {"configStatus": "OK"}})
-        self.assertEqual(result.report["selectionStatus"], "NOT_APPLICABLE_OS_ROUTED")
-        self.assertEqual(result.status, 0)
+    def assert_status(self, status, snapshot, check, *arguments, error=""):
+        for output in ("", "--json", "--json=details", "--explain"):
+            result = self.diagnose_snapshot(snapshot, *arguments, output=output)
+            self.assertEqual((result.status, result.error if output != "--json" else ""), (status, error))
+            if output == "--json=details":
+                self.assertEqual(json.loads(result.output)["crossCheck"]["status"], check)
 
-    def test_1_if_the_interface_is_not_determined(self):
-        result = self.diagnose_snapshot(EMPTY_SNAPSHOT)
-        self.assertEqual(result.report["selectionStatus"], "NOT_EVALUATED_ENDPOINT_UNAVAILABLE")
-        self.assertEqual((result.status, result.error), (1, ""))
+    def test_0_if_the_system_agrees(self):
+        self.assert_status(0, with_sockets({"routeInterfaceIndex": OWNER}), "AGREES")
 
-    def test_explain_has_the_same_exit_statuses(self):
-        self.assertEqual(self.diagnose_snapshot(HEALTHY_SNAPSHOT, "--explain").status, 0)
-        self.assertEqual(self.diagnose_snapshot(EMPTY_SNAPSHOT, "--explain").status, 1)
+    def test_0_if_the_system_settles_it(self):
+        lost = {"localAddress": "192.0.2.9", "routeInterfaceIndex": OTHER}
+        self.assert_status(0, with_sockets(lost), "SETTLES")
+
+    def test_0_if_the_system_settles_it_under_os_routed(self):
+        config = HEALTHY_SNAPSHOT["config"] | {"autoDetectInterface": False}
+        self.assert_status(0, with_sockets({"routeInterfaceIndex": OTHER}, config=config), "SETTLES")
+
+    def test_0_if_the_core_names_one_and_the_system_does_not_tell(self):
+        self.assert_status(0, HEALTHY_SNAPSHOT, "UNKNOWN")
+
+    def test_1_if_the_core_names_none_and_the_system_does_not_tell(self):
+        self.assert_status(1, with_sockets({"localAddress": "192.0.2.9"}), "UNKNOWN")
+
+    def test_1_if_the_system_disagrees(self):
+        self.assert_status(1, with_sockets({"routeInterfaceIndex": OTHER}), "DISAGREES")
+
+    def test_1_if_there_are_several(self):
+        self.assert_status(1, with_sockets({"routeInterfaceIndex": OTHER},
+                                           {"routeInterfaceIndex": OWNER, "localAddress": "192.168.1.50"}),
+                           "SEVERAL")
+
+    def test_1_if_there_is_no_way_out(self):
+        self.assert_status(1, with_sockets({"routeInterfaceIndex": 0}), "NO_WAY_OUT")
+
+    def test_1_if_the_engine_is_trying(self):
+        trying = {"routeInterfaceIndex": OWNER, "state": "SYN_SENT"}
+        self.assert_status(1, with_sockets(trying), "TRYING")
+
+    def test_1_without_a_socket(self):
+        self.assert_status(1, with_sockets(), "NO_SOCKET")
+
+    def test_1_without_an_endpoint(self):
+        self.assert_status(1, EMPTY_SNAPSHOT, "UNKNOWN")
+        self.assert_status(1, EMPTY_SNAPSHOT | {"config": {"configStatus": "OK"}}, "UNKNOWN")
+        # The answer does not need the lists that failed.
+        self.assert_status(1, EMPTY_SNAPSHOT | {"sockets": {"enumFailed": True},
+                                                "adapters": {"enumFailed": True}}, "UNKNOWN")
+
+    def test_2_if_the_input_is_unusable(self):
+        self.assert_cannot_run(self.diagnose_text("{}"))
+
+    def test_2_if_the_snapshot_cannot_be_saved(self):
+        target = self.folder / "no" / "saved.json"
+        for arguments in (["--save-snapshot", target], ["--save-snapshot", self.folder]):
+            result = self.diagnose_snapshot(HEALTHY_SNAPSHOT, *arguments)
+            self.assert_not_saved(result, "--save-snapshot: cannot write")
+            self.assertEqual(result.report, self.diagnose_snapshot(HEALTHY_SNAPSHOT).report)
+
+    def test_3_if_a_list_that_the_answer_needs_has_failed(self):
+        for key in ("sockets", "adapters"):
+            self.assert_status(3, with_sockets({}) | {key: {"enumFailed": True}}, "UNKNOWN")
+        # Another list is not needed.
+        self.assert_status(0, HEALTHY_SNAPSHOT | {"routes": {"enumFailed": True}}, "UNKNOWN")
+
+    def test_3_says_what_to_do(self):
+        denied = {"enumFailed": True, "failureReason": "cannot read '/proc/1/fd': Permission denied"}
+        result = self.diagnose_snapshot(with_sockets() | {"sockets": denied})
+        self.assertEqual(result.error, "egress-report: sockets: cannot read '/proc/1/fd': Permission denied; "
+                         "run egress-report as root, or as the user of the engine\n")
 
 
 class HelpTest(ProgramTest):
@@ -43,10 +106,12 @@ class HelpTest(ProgramTest):
         for option in ("--config FILE", "--answer TAG=FILE", "--answer-failed TAG", "--hint TAG",
                        "--pid N", "--process NAME", "--user USER", "--snapshot FILE",
                        "--save-snapshot FILE", "--max-file-size SIZE", "--anonymize", "--explain",
-                       "--help", "--version",
-                       "Exit status:\n  0  ", "\n  1  ", "\n  2  "):
+                       "--observe SECONDS", "--udp", "--json[=details]", "-h,--help", "--version",
+                       "Exit status:\n  0  ", "\n  1  ", "\n  2  ", "\n  3  "):
             self.assertIn(option, result.output)
-        self.assertIn("In place of a FILE, '-' is standard input or output.", result.output)
+        self.assertIn("In place of a FILE, '-' is standard input or output.",
+                      " ".join(result.output.split()))
+        self.assertEqual(self.run_program("-h").output, result.output)
         self.assertEqual((result.status, result.error), (0, ""))
 
     def test_version(self):
@@ -160,8 +225,8 @@ class HintTest(ProgramTest):
 
 # Every option, by whether it takes a value.
 VALUE_OPTIONS = ("--config", "--answer", "--answer-failed", "--hint", "--pid", "--process", "--user",
-                 "--snapshot", "--save-snapshot", "--max-file-size")
-FLAGS = ("--anonymize", "--explain", "--help", "--version")
+                 "--snapshot", "--save-snapshot", "--max-file-size", "--observe")
+FLAGS = ("--anonymize", "--explain", "--help", "--udp", "--version")
 
 
 class EmptyValueTest(ProgramTest):
@@ -169,8 +234,8 @@ class EmptyValueTest(ProgramTest):
 
     def test_every_option_is_tested(self):
         output = self.run_program("--help").output
-        self.assertEqual(set(re.findall(r"^  (--[a-z-]+)", output, re.MULTILINE)),
-                         {*VALUE_OPTIONS, *FLAGS})
+        self.assertEqual(set(re.findall(r"^  (?:-h,)?(--[a-z-]+)", output, re.MULTILINE)),
+                         {*VALUE_OPTIONS, *FLAGS, "--json"})
 
     def run_before_anonymize(self, word, snapshot):
         """Runs the program with `word` before options that anonymize and save a snapshot."""
@@ -246,9 +311,9 @@ class StandardStreamsTest(ProgramTest):
 
     def test_a_snapshot_to_standard_output_replaces_the_report(self):
         for given, status in [(HEALTHY_SNAPSHOT, 0), (EMPTY_SNAPSHOT, 1)]:
-            for extra in ([], ["--explain"]):
+            for extra in ([], ["--explain"], ["--json=details"]):
                 result = self.diagnose_snapshot(given, "--save-snapshot", "-", *extra,
-                                                cwd=self.folder)
+                                                output="", cwd=self.folder)
                 self.assertEqual((result.status, result.error), (status, ""))
                 self.assertEqual(self.parsed_snapshot(result.output)["format"], "egress-snapshot")
                 again = self.run_program("--snapshot", "-", "--save-snapshot", "-",
@@ -348,6 +413,20 @@ class CannotRunTest(ProgramTest):
         self.reject("--snapshot", hostile, parts=[shown])
         self.reject("--process", hostile, parts=[shown])
         self.reject("--" + hostile, parts=[shown])
+
+    def test_the_value_of_json(self):
+        for value in ("", "x", "Details", "false"):
+            self.reject("--pid", os.getpid(), f"--json={value}",
+                        parts=[f"--json: '{value}' is neither 'report' nor 'details'"], output="")
+        self.reject("--pid", os.getpid(), "--json", "details", parts=["details", "not expected"], output="")
+        self.reject("--pid", os.getpid(), "--json", "--explain", parts=["--json excludes --explain"],
+                    output="")
+
+    def test_the_seconds_of_observe(self):
+        for value in ("", "0", "-1", "3601", "1s", "1.5", "4294967297"):
+            self.reject("--pid", os.getpid(), "--observe", value,
+                        parts=[f"--observe: '{value}' is not a number of seconds from 1 to 3600"])
+        self.reject("--snapshot", "-", "--observe", "1", parts=["--snapshot excludes --observe"])
 
     def test_options_take_one_value(self):
         answer = self.file("answer.json", "{}")

@@ -13,6 +13,7 @@ import jsonschema
 SOURCE_DIR = Path(os.environ["EGRESS_SOURCE_DIR"])
 PROGRAM = os.environ["EGRESS_REPORT_PROGRAM"]
 SCHEMA = json.loads((SOURCE_DIR / "docs/report.schema.json").read_text())
+DETAILS_SCHEMA = json.loads((SOURCE_DIR / "docs/details.schema.json").read_text())
 SNAPSHOT_SCHEMA = json.loads((SOURCE_DIR / "docs/snapshot.schema.json").read_text())
 
 # Derive variants with `|`, which replaces whole members, for example
@@ -41,6 +42,7 @@ WARNINGS = [word for number in range(5000) for word in ("--answer-failed", f"unk
 IS_SANITIZED = b"__asan_init" in Path(PROGRAM).read_bytes()
 
 _validator = jsonschema.Draft202012Validator(SCHEMA)
+_details_validator = jsonschema.Draft202012Validator(DETAILS_SCHEMA)
 _snapshot_validator = jsonschema.Draft202012Validator(SNAPSHOT_SCHEMA)
 
 
@@ -59,6 +61,10 @@ def schema_errors(report):
 
 def snapshot_schema_errors(snapshot):
     return [error.message for error in _snapshot_validator.iter_errors(snapshot)]
+
+
+def details_schema_errors(details):
+    return [error.message for error in _details_validator.iter_errors(details)]
 
 
 # A program that measures its coverage says so when it may not write its profile, for example as another
@@ -111,11 +117,19 @@ class ProgramTest(unittest.TestCase):
                                  errors="surrogateescape", check=False, **options)
         result = Result(process.returncode, process.stdout, process.stderr)
         if result.output.startswith('{\n  "format"'):
-            self.parsed_snapshot(result.output)
+            self.check_formatted(result.output)
         elif result.output.startswith("{"):
             self.assertEqual(schema_errors(result.report), [], result.output)
             self.assertTrue(result.output.endswith("}\n"))
         return result
+
+    def check_formatted(self, text):
+        """Checks a text that names its format."""
+        if json.loads(text)["format"] == "egress-snapshot":
+            self.parsed_snapshot(text)
+        else:
+            self.assertEqual(details_schema_errors(json.loads(text)), [], text)
+            self.assertTrue(text.endswith("}\n"))
 
     def parsed_snapshot(self, text):
         """The snapshot in a text that the program wrote."""
@@ -136,6 +150,13 @@ class ProgramTest(unittest.TestCase):
     def diagnose_text(self, content, *arguments, **options):
         """Runs the program on the text or bytes of a saved snapshot."""
         return self.run_program("--snapshot", self.file("given.json", content), *arguments, **options)
+
+    def assert_not_saved(self, result, *parts):
+        """The report is printed, and one line on standard error contains `parts`."""
+        self.assertEqual((result.status, result.error.count("\n")), (2, 1), result.error)
+        self.assertIn("selectionStatus", result.report)
+        for part in parts:
+            self.assertIn(str(part), result.error)
 
     def assert_cannot_run(self, result, *parts):
         """The only output is one line on standard error that contains `parts`."""
