@@ -42,9 +42,9 @@ if(EGRESS_BUILD_SNAPSHOT)
 endif()
 if(EGRESS_BUILD_LIVE AND CMAKE_SYSTEM_NAME STREQUAL "Linux")
   set(egress_live_system linux) # a folder for each system, in egress_live/
-  include(cmake/EgressFindLibmnl.cmake)
-  egress_layer(LIVE EGRESS_BUILD_SNAPSHOT "egress::live and egress-report" "${EGRESS_LIBMNL_FOUND}"
-               "${egress_libmnl_title}")
+  include(cmake/EgressFindLiveLibraries.cmake)
+  egress_layer(LIVE EGRESS_BUILD_SNAPSHOT "egress::live and egress-report" ${egress_live_libraries_found}
+               "${egress_live_libraries_title}")
 elseif(EGRESS_BUILD_LIVE)
   egress_layer(LIVE EGRESS_BUILD_SNAPSHOT "egress::live and egress-report" FALSE "Linux")
 endif()

@@ -3,7 +3,6 @@
 
 #include <chrono>
 #include <memory>
-#include <string>
 
 #include "egress/core/diagnosis.h"
 #include "egress_live/export.h"
@@ -14,19 +13,35 @@ namespace egress::live {
 // Watches the packets of the engine's sockets on all interfaces of this network namespace, their
 // headers only. Nothing is stored but counts.
 //
-// Opening needs CAP_NET_RAW on Linux; observing does not, so a program may give up its rights in
-// between. If it cannot be opened, observing adds the reason to the record's missingFacts.
+// - Opening needs CAP_NET_RAW on Linux; observing does not, so a program may give up its rights in
+//   between.
+// - On Linux libpcap captures the first 64 bytes from the IP header on, without promiscuous mode.
+//   The kernel accepts no packet but outgoing ones to the endpoint, and none at all unless it is
+//   observed.
+// - Threads: one at a time may use an observer; several may have one each.
 class EGRESS_LIVE_EXPORT PacketObserver {
  public:
-  // Opens the capture; no packet is captured yet. Throws only when memory runs out.
+  // Opens the capture. If it cannot be opened, the reason is kept for observe(). Throws only when
+  // memory runs out.
   PacketObserver();
   PacketObserver(const PacketObserver&) = delete;
   PacketObserver& operator=(const PacketObserver&) = delete;
   ~PacketObserver();
 
-  // Counts the packets that the sockets to the endpoint send during this time, and sets seenPackets
-  // of those sockets and observedSeconds of the record. An endpoint whose status is not OK has no
-  // sockets; then it returns at once. Throws only when memory runs out.
+  // Counts the packets that the record's sockets to the endpoint send during this time, and sets
+  // seenPackets of those sockets (ascending by interface, counts of 1 or more) and observedSeconds
+  // of the record. May be called again.
+  //
+  // - A packet belongs to a socket if protocol, source and destination are the same. The sources of
+  //   packets that the host rewrites (NAT) are not, so such packets are not counted. Sockets that
+  //   share both ends share the counts.
+  // - Packets that the kernel drops from a full buffer are not counted. A count ends at 2^32 - 1.
+  // - A negative duration is 0, and a longer one than 2^32 - 1 s is that. It returns at once if no
+  //   socket goes to the endpoint, and changes nothing; an endpoint whose status is not OK has no
+  //   sockets.
+  // - If packets cannot be captured, or no longer, it returns at once and only adds the reason to
+  //   missingFacts.
+  // - Throws only when memory runs out; then the record is unchanged.
   void observe(const ActiveEndpoint& endpoint, std::chrono::seconds duration,
                snapshot::HostSnapshot& snapshot);
 

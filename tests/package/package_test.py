@@ -68,7 +68,8 @@ FILES = {
         lib/cmake/egress/egress_snapshotTargets-release.cmake
         lib/cmake/egress/egress_snapshotTargets.cmake lib/pkgconfig/egress-snapshot.pc""".split(),
     "egress-live": """
-        include/egress_live/export.h include/egress_live/take_snapshot.h
+        include/egress_live/export.h include/egress_live/packet_observer.h
+        include/egress_live/take_snapshot.h
         lib/cmake/egress/egress_liveTargets-release.cmake
         lib/cmake/egress/egress_liveTargets.cmake lib/pkgconfig/egress-live.pc""".split(),
     "programs": [f"bin/{name}" for name in PROGRAMS],
@@ -85,7 +86,7 @@ def expected_files(kind):
     files = [file for group in FILES.values() for file in group]
     files += [file for name in LIBRARIES for file in library_files(kind, name)]
     if kind == "static":
-        files.append("lib/cmake/egress/EgressFindLibmnl.cmake")
+        files.append("lib/cmake/egress/EgressFindLiveLibraries.cmake")
     return sorted(files)
 
 
@@ -97,7 +98,7 @@ def attempt(*command, **environment):
 
 
 def pkg_config_path(libdir):
-    """Our directory before the system's, which have libmnl."""
+    """Our directory before the system's, which have libmnl and libpcap."""
     system = run("pkg-config", "--variable=pc_path", "pkg-config").strip()
     return f"{libdir}/pkgconfig:{system}"
 
@@ -443,12 +444,13 @@ class FindPackageTest(PackageTest):
         self.assertEqual(answer, "refused: Component 'liv' does not exist; "
                                  "the components are snapshot and live.")
 
-    def test_only_the_static_live_library_needs_libmnl(self):
-        none = {"PKG_CONFIG_LIBDIR": str(fresh_folder("no-libmnl"))}
+    def test_only_the_static_live_library_needs_other_libraries(self):
+        none = {"PKG_CONFIG_LIBDIR": str(fresh_folder("no-libraries"))}
         core = "found egress;selfcheck"
         rows = [
             ("static", "COMPONENTS;live",
-             "refused: Component 'live' needs libmnl 1.0.4 (Debian: pkg-config libmnl-dev)."),
+             "refused: Component 'live' needs libmnl 1.0.4 and libpcap 1.10 "
+             "(Debian: pkg-config libmnl-dev libpcap-dev)."),
             ("static", "", core),
             ("static", "OPTIONAL_COMPONENTS;live", core),
             ("static", "COMPONENTS;snapshot", f"{core};snapshot"),
@@ -457,7 +459,7 @@ class FindPackageTest(PackageTest):
         for kind, arguments, answer in rows:
             with self.subTest(kind=kind, arguments=arguments):
                 self.assertEqual(
-                    find_components(f"no-libmnl/{kind}", prefix_of(kind), arguments, **none),
+                    find_components(f"no-libraries/{kind}", prefix_of(kind), arguments, **none),
                     answer)
 
     def test_rejects_other_major_versions_and_newer_ones(self):
@@ -507,11 +509,12 @@ class PkgConfigTest(PackageTest):
                 self.expect_embed_works(program, LD_LIBRARY_PATH=str(prefix_of(kind) / "lib"))
                 self.expect_components_work(kind, prefix_of(kind))
 
-    def test_only_the_static_live_library_needs_libmnl(self):
+    def test_only_the_static_live_library_needs_other_libraries(self):
         for kind in KINDS:
             with self.subTest(kind):
                 requires = self.ask(prefix_of(kind), "--print-requires", "egress-live")
-                self.assertEqual("libmnl" in requires, kind == "static", requires)
+                for name in ["libmnl", "libpcap"]:
+                    self.assertEqual(name in requires, kind == "static", requires)
 
     def test_works_after_the_installation_was_moved(self):
         for kind in KINDS:
@@ -708,12 +711,12 @@ class LayersTest(PackageTest):
     NO_PKG_CONFIG = "-DCMAKE_DISABLE_FIND_PACKAGE_PkgConfig=ON"
     FOLDERS = ["egress_snapshot", "egress_live", "apps/report"]
     JSON = "nlohmann-json 3.11 (Debian: nlohmann-json3-dev)"
-    LIBMNL = "libmnl 1.0.4 (Debian: pkg-config libmnl-dev)"
+    LIVE = "libmnl 1.0.4 and libpcap 1.10 (Debian: pkg-config libmnl-dev libpcap-dev)"
     CLI = "CLI11 2.1 and libcap-ng 0.8 (Debian: pkg-config libcli11-dev libcap-ng-dev)"
 
-    def configure(self, *settings, libmnl=True):
+    def configure(self, *settings, libraries=True):
         folder = fresh_folder("layers")
-        invisible = {} if libmnl else {"PKG_CONFIG_LIBDIR": str(folder)}
+        invisible = {} if libraries else {"PKG_CONFIG_LIBDIR": str(folder)}
         result = configure(SOURCE, folder, "-DEGRESS_BUILD_TESTS=OFF", *settings,
                            attempting=attempt, **invisible)
         return result, [name for name in self.FOLDERS if (folder / name).is_dir()]
@@ -725,19 +728,19 @@ class LayersTest(PackageTest):
         rows = [
             ([], True, 3, []),
             ([self.NO_JSON], True, 0, [no_snapshot]),
-            ([], False, 1, [f"{no_live} {self.LIBMNL}", no_report]),
-            ([self.NO_PKG_CONFIG], True, 1, [f"{no_live} {self.LIBMNL}", no_report]),
+            ([], False, 1, [f"{no_live} {self.LIVE}", no_report]),
+            ([self.NO_PKG_CONFIG], True, 1, [f"{no_live} {self.LIVE}", no_report]),
             ([self.NO_CLI], True, 2, [no_report]),
             ([self.NO_JSON, self.NO_CLI], False, 0,
-             [no_snapshot, f"{no_live} {self.LIBMNL}", no_report]),
+             [no_snapshot, f"{no_live} {self.LIVE}", no_report]),
             (["-DCMAKE_SYSTEM_NAME=FreeBSD"], True, 1, [f"{no_live} Linux"]),
             # Left out on request.
             (["-DEGRESS_BUILD_SNAPSHOT=OFF"], False, 0, []),
             (["-DEGRESS_BUILD_LIVE=OFF", self.NO_CLI], True, 1, []),
         ]
-        for settings, libmnl, layers, lines in rows:
-            with self.subTest(settings=settings, libmnl=libmnl):
-                result, built = self.configure(*settings, libmnl=libmnl)
+        for settings, libraries, layers, lines in rows:
+            with self.subTest(settings=settings, libraries=libraries):
+                result, built = self.configure(*settings, libraries=libraries)
                 self.assertEqual(result.returncode, 0, show(result))
                 self.assertEqual(built, self.FOLDERS[:layers])
                 left_out = re.findall("^-- Not building (.*)", result.stdout, re.MULTILINE)
@@ -747,7 +750,7 @@ class LayersTest(PackageTest):
         rows = [
             (["-DEGRESS_BUILD_SNAPSHOT=ON", self.NO_JSON], True,
              f"EGRESS_BUILD_SNAPSHOT=ON needs {self.JSON}"),
-            (["-DEGRESS_BUILD_LIVE=ON"], False, f"EGRESS_BUILD_LIVE=ON needs {self.LIBMNL}"),
+            (["-DEGRESS_BUILD_LIVE=ON"], False, f"EGRESS_BUILD_LIVE=ON needs {self.LIVE}"),
             (["-DEGRESS_BUILD_LIVE=ON", "-DCMAKE_SYSTEM_NAME=FreeBSD"], True,
              "EGRESS_BUILD_LIVE=ON needs Linux"),
             (["-DEGRESS_BUILD_LIVE=ON", "-DEGRESS_BUILD_SNAPSHOT=OFF"], True,
@@ -755,9 +758,9 @@ class LayersTest(PackageTest):
             (["-DEGRESS_BUILD_REPORT=ON", self.NO_CLI], True,
              f"EGRESS_BUILD_REPORT=ON needs {self.CLI}"),
         ]
-        for settings, libmnl, message in rows:
-            with self.subTest(settings=settings, libmnl=libmnl):
-                result, _ = self.configure(*settings, libmnl=libmnl)
+        for settings, libraries, message in rows:
+            with self.subTest(settings=settings, libraries=libraries):
+                result, _ = self.configure(*settings, libraries=libraries)
                 self.assertNotEqual(result.returncode, 0, show(result))
                 self.assertIn(message, " ".join(result.stdout.split()))
 

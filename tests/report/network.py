@@ -24,16 +24,28 @@ ENDPOINT6 = "2001:db8:f::10"
 PORT = 443  # the server keeps connections open
 CLOSING_PORT = 444  # the server closes them at once
 
-# Opens a socket for each line of "KIND SOURCE TARGET PORT", sets the process name, and waits.
+# Opens a socket for each line of "KIND SOURCE TARGET PORT", sets the process name, and waits. A kind
+# "KIND@DEVICE" binds the socket to a device; with the suffix "-talking" it sends a byte every 20 ms.
 CLIENT = r"""
-import socket, sys, time
+import socket, sys, threading, time
 FIN_WAIT_2 = 5  # of the kernel's states, the first byte of TCP_INFO
+def talk(made):
+    while True:
+        try:
+            made.send(b"x")
+        except ConnectionError:  # to UDP, the server replies that no program receives it
+            pass
+        time.sleep(0.02)
 sockets = []
 for line in sys.argv[2:]:
     kind, source, target, port = line.split()
     family = socket.AF_INET6 if ":" in target else socket.AF_INET
+    talks, kind = kind.endswith("-talking"), kind.removesuffix("-talking")
+    kind, _, device = kind.partition("@")
     type_ = socket.SOCK_STREAM if kind.startswith("tcp") else socket.SOCK_DGRAM
     made = socket.socket(family, type_)
+    if device:
+        made.setsockopt(socket.SOL_SOCKET, socket.SO_BINDTODEVICE, device.encode())
     made.bind((source, 0))
     made.setblocking(kind != "tcp-unanswered")
     if kind != "udp-unconnected":
@@ -45,6 +57,8 @@ for line in sys.argv[2:]:
     if kind == "tcp-closed-by-server":
         made.recv(1)
     sockets.append(made)
+    if talks:
+        threading.Thread(target=talk, args=(made,), daemon=True).start()
 open("/proc/self/comm", "w").write(sys.argv[1])
 print("ready", flush=True)
 sys.stdin.read()

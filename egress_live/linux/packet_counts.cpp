@@ -1,0 +1,58 @@
+#include "egress_live/linux/packet_counts.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace egress::live {
+namespace {
+
+using snapshot::SeenPackets;
+using snapshot::Socket;
+
+void countOne(std::vector<SeenPackets>& seen, std::uint32_t interfaceIndex) {
+  auto place = std::ranges::lower_bound(seen, interfaceIndex, {}, &SeenPackets::interfaceIndex);
+  if (place == seen.end() || place->interfaceIndex != interfaceIndex) {
+    place = seen.insert(place, {.interfaceIndex = interfaceIndex, .count = 0});
+  }
+  place->count = incrementSaturated(place->count);
+}
+
+}  // namespace
+
+// An address that is not valid has family 0, so it equals that of no packet.
+PacketCounts::LocalEnd PacketCounts::endOf(snapshot::SocketProtocol protocol,
+                                           const NumericAddress& address, std::uint32_t port) {
+  return {protocol, address.family, address.bytes, port};
+}
+
+PacketCounts::PacketCounts(const ActiveEndpoint& endpoint, const std::vector<Socket>& rows)
+    : endpoint_(endpoint) {
+  if (endpoint.status != ActiveEndpointStatus::OK) return;
+  for (std::size_t row = 0; row < rows.size(); ++row) {
+    const Socket& socket = rows[row];
+    if (socket.remotePort != endpoint.port ||
+        !sameNumericAddress(parseNumericAddress(socket.remoteAddress), endpoint.address)) {
+      continue;
+    }
+    const NumericAddress local = parseNumericAddress(socket.localAddress);
+    sockets_.push_back({.local = endOf(socket.protocol, local, socket.localPort), .row = row});
+  }
+  std::ranges::sort(sockets_, {}, &Counted::local);
+}
+
+void PacketCounts::add(const CapturedPacket& packet) {
+  if (!packet.isOutgoing || packet.destinationPort != endpoint_.port ||
+      !sameNumericAddress(packet.destinationAddress, endpoint_.address)) {
+    return;
+  }
+  const LocalEnd source = endOf(packet.protocol, packet.sourceAddress, packet.sourcePort);
+  for (Counted& one : std::ranges::equal_range(sockets_, source, {}, &Counted::local)) {
+    countOne(one.seen, packet.interfaceIndex);
+  }
+}
+
+void PacketCounts::moveTo(std::vector<Socket>& rows) noexcept {
+  for (Counted& one : sockets_) rows[one.row].seenPackets = std::move(one.seen);
+}
+
+}  // namespace egress::live
