@@ -191,7 +191,7 @@ class WhoseFilesTest(RightsTest):
         path = self.owned_folder(0) / "saved.json"
         network.command(*AS_READER, "touch", path)  # the capability would allow it
         path.unlink()
-        self.assert_cannot_run(self.run_program("--snapshot", self.given, "--save-snapshot", path,
+        self.assert_not_saved(self.run_program("--snapshot", self.given, "--save-snapshot", path,
                                                 before=AS_READER), path, "Permission denied")
         self.assertEqual(os.listdir(path.parent), [])
         path = self.owned_folder(NOBODY) / "saved.json"

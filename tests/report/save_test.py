@@ -117,7 +117,7 @@ class NewFileTest(SaveTest):
         path = self.target_folder / ("x" * 255)
         self.assertEqual(self.save(path).status, 0)
         self.assert_saved(path)
-        self.assert_cannot_run(self.save(f"{path}x"), "--save-snapshot", "File name too long")
+        self.assert_not_saved(self.save(f"{path}x"), "--save-snapshot", "File name too long")
 
     def test_closed_standard_streams(self):
         for closed, status in [("<&-", 0), ("2>&-", 0), (">&-", 2), ("<&- >&- 2>&-", 2)]:
@@ -133,7 +133,7 @@ class NewFileTest(SaveTest):
 
 class RefusedTest(SaveTest):
     def assert_refused(self, kind):
-        self.assert_cannot_run(self.save(), f"--save-snapshot: cannot write '{self.path}': "
+        self.assert_not_saved(self.save(), f"--save-snapshot: cannot write '{self.path}': "
                                f"it is {kind}, not a regular file; use '--save-snapshot -' and "
                                "redirect standard output to it")
 
@@ -171,19 +171,19 @@ class RefusedTest(SaveTest):
     def test_a_directory(self):
         for path in (self.target_folder, f"{self.target_folder}/", ".", ".."):
             with self.subTest(path):
-                self.assert_cannot_run(self.save(path, cwd=self.target_folder),
-                                       "--save-snapshot: cannot write", "Is a directory")
+                self.assert_not_saved(self.save(path, cwd=self.target_folder),
+                                      "--save-snapshot: cannot write", "Is a directory")
         self.assertEqual(self.names(), [])
 
     def test_a_missing_folder(self):
-        self.assert_cannot_run(self.save(self.folder / "missing/saved.json"), "No such file")
+        self.assert_not_saved(self.save(self.folder / "missing/saved.json"), "No such file")
 
     def test_a_folder_without_permission(self):
         self.path.write_text(OLD)
         self.target_folder.chmod(0o500)
         self.addCleanup(self.target_folder.chmod, 0o700)
         before = ("setpriv", "--bounding-set=-all", "--inh-caps=-all") if os.geteuid() == 0 else ()
-        self.assert_cannot_run(self.save(before=before), "--save-snapshot", "Permission denied")
+        self.assert_not_saved(self.save(before=before), "--save-snapshot", "Permission denied")
         self.assert_untouched()
 
 
@@ -204,9 +204,9 @@ class FailureTest(SaveTest):
         self.assert_untouched()
 
     def test_a_file_that_may_not_grow_with_the_signal_ignored(self):
-        self.assert_cannot_run(
+        self.assert_not_saved(
             self.run_program("-c", f"ulimit -f 0; trap '' XFSZ; exec '{PROGRAM}' --snapshot "
-                             f"'{self.given}' --save-snapshot '{self.path}'", program="bash"),
+                             f"'{self.given}' --save-snapshot '{self.path}' --json", program="bash", output=""),
             "--save-snapshot: cannot write", "File too large")
         self.assert_untouched()
 
