@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
-#include <unordered_set>
+#include <unordered_map>
 #include <utility>
 #include <variant>
 
@@ -60,21 +60,21 @@ void parseAnswers(const Options& options, const std::vector<std::string>& texts,
   snapshot.selectorAnswers.insert(snapshot.selectorAnswers.begin(), answers.begin(), answers.end());
 }
 
-// Warns about answers for a tag that no selector has, probably a misspelt one. The sets hold the
+// Warns about answers that no outbound uses, probably because of a misspelt tag. The map holds the
 // user's tags: those of a stranger's configuration could be chosen to have equal hashes.
 void warnUnusedAnswers(const Options& options, const HostSnapshot& snapshot) {
-  std::unordered_set<std::string_view> unknown;
-  for (const AnswerOption& option : options.answers) unknown.insert(option.selectorTag);
-  std::unordered_set<std::string_view> unused = unknown;
+  std::unordered_map<std::string_view, const Outbound*> named;  // the first outbound with the tag
+  for (const AnswerOption& option : options.answers) named.emplace(option.selectorTag, nullptr);
   for (const Outbound& outbound : snapshot.config.outbounds) {
-    unknown.erase(outbound.tag);
-    if (outboundTypeOf(outbound.type) == OutboundType::Selector) unused.erase(outbound.tag);
+    const auto found = named.find(outbound.tag);
+    if (found != named.end() && found->second == nullptr) found->second = &outbound;
   }
   for (const AnswerOption& option : options.answers) {
     const std::string tag = "'" + option.selectorTag + "'";
-    if (unknown.contains(option.selectorTag)) {
+    const Outbound* const outbound = named.at(option.selectorTag);
+    if (outbound == nullptr) {
       printError("--answer: the configuration has no outbound tagged " + tag);
-    } else if (unused.contains(option.selectorTag)) {
+    } else if (outboundTypeOf(outbound->type) != OutboundType::Selector) {
       printError("--answer: the outbound tagged " + tag + " is not a selector");
     }
   }

@@ -34,16 +34,19 @@ class ExplainTest(ProgramTest):
             expected.append(f"{label}: {paragraph}")
         self.assertIn(self.one_line(" ".join(expected)), self.one_line(output))
 
-    def test_selection_status_comes_first(self):
+    def test_the_answer_comes_first(self):
+        answer = self.diagnose_snapshot(HEALTHY_SNAPSHOT, output="").output
         output = self.explain(HEALTHY_SNAPSHOT)
-        self.assertTrue(output.startswith("selectionStatus: OK, interface 1\n    Means: "))
+        self.assertTrue(output.startswith(answer + "\ncrossCheck: UNKNOWN\n    Means: "))
+        self.assertIn("\nselectionStatus: OK, interface 1\n    Means: ", output)
+        self.assert_explained(output, "crossCheck", "UNKNOWN")
         self.assert_explained(output.replace("OK, interface 1", "OK"), "selectionStatus", "OK")
 
     def test_the_example_in_the_documentation(self):
         page = (SOURCE_DIR / "docs/egress-report.md").read_text()
         snapshot, = re.findall(r"^```json\n(.*?)^```$", page, re.DOTALL | re.MULTILINE)
         output, = re.findall(r"^```text\n(.*?)^```$", page, re.DOTALL | re.MULTILINE)
-        self.assertEqual(self.explain(self.parsed_snapshot(snapshot)), output)
+        self.assertEqual(self.diagnose_text(snapshot, output="").output, output)
 
     def test_every_word_except_ok_is_explained(self):
         wrong = EMPTY_SNAPSHOT | {
@@ -51,7 +54,8 @@ class ExplainTest(ProgramTest):
             "selectorHint": "x", "sockets": {"enumFailed": True},
             "routes": {"rows": [{"family": 4, "interfaceIndex": 3, "routeMetric": 7}]}}
         output = self.explain(wrong)
-        words = {"selectionStatus": "NOT_EVALUATED_ENDPOINT_UNAVAILABLE",
+        words = {"crossCheck": "UNKNOWN",
+                 "selectionStatus": "NOT_EVALUATED_ENDPOINT_UNAVAILABLE",
                  "egressSelectionPolicy": "singbox_auto_detect",
                  "activeEndpointStatus": "OUTBOUND_NOT_FOUND",
                  "selectorHintStale": "true",
@@ -74,8 +78,8 @@ class ExplainTest(ProgramTest):
         first, second = HEALTHY_SNAPSHOT["adapters"]["rows"]
         rows = [first | {"name": "wlan0\x1b[31m\u00e9"}, second | {"name": "eth0"}]
         output = self.explain(HEALTHY_SNAPSHOT | {"adapters": {"rows": rows}})
-        self.assertTrue(output.startswith("selectionStatus: OK, interface 1 (eth0)\n"))
-        self.assertIn("\n    interface 2 (wlan0%1B[31m%C3%A9), operStatus 1,", output)
+        self.assertIn("\nselectionStatus: OK, interface 1 (eth0)\n", output)
+        self.assertIn("\n    interface 2 (wlan0%1B[31mé), operStatus 1,", output)
         self.assertIn("\n    family 4, interface 1 (eth0), ", output)
         self.assertIn("observedSocketSources:\n    interface 1 (eth0)\n", output)
 

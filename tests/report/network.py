@@ -25,7 +25,8 @@ PORT = 443  # the server keeps connections open
 CLOSING_PORT = 444  # the server closes them at once
 
 # Opens a socket for each line of "KIND SOURCE TARGET PORT", sets the process name, and waits. A kind
-# "KIND@DEVICE" binds the socket to a device; with the suffix "-talking" it sends a byte every 20 ms.
+# "KIND@DEVICE" binds the socket to a device, "KIND#MARK" marks it; with the suffix "-talking" it sends a
+# byte every 20 ms.
 CLIENT = r"""
 import socket, sys, threading, time
 FIN_WAIT_2 = 5  # of the kernel's states, the first byte of TCP_INFO
@@ -33,7 +34,7 @@ def talk(made):
     while True:
         try:
             made.send(b"x")
-        except ConnectionError:  # to UDP, the server replies that no program receives it
+        except OSError:  # no route; or the server replies to UDP that no program receives it
             pass
         time.sleep(0.02)
 sockets = []
@@ -42,10 +43,13 @@ for line in sys.argv[2:]:
     family = socket.AF_INET6 if ":" in target else socket.AF_INET
     talks, kind = kind.endswith("-talking"), kind.removesuffix("-talking")
     kind, _, device = kind.partition("@")
+    kind, _, mark = kind.partition("#")
     type_ = socket.SOCK_STREAM if kind.startswith("tcp") else socket.SOCK_DGRAM
     made = socket.socket(family, type_)
     if device:
         made.setsockopt(socket.SOL_SOCKET, socket.SO_BINDTODEVICE, device.encode())
+    if mark:
+        made.setsockopt(socket.SOL_SOCKET, socket.SO_MARK, int(mark))
     made.bind((source, 0))
     made.setblocking(kind != "tcp-unanswered")
     if kind != "udp-unconnected":
@@ -163,17 +167,30 @@ def ip(namespace, text):
     return command(*inside(namespace), "ip", *text.split())
 
 
+def ends(number):
+    """The namespaces of an uplink, with the addresses of its end there."""
+    return [("engine", f"10.{number}.0.2", f"2001:db8:{number}::2"),
+            ("server", f"10.{number}.0.1", f"2001:db8:{number}::1")]
+
+
 def create_uplink(number):
-    engine, server = f"10.{number}.0.2", f"10.{number}.0.1"
-    engine6, server6 = f"2001:db8:{number}::2", f"2001:db8:{number}::1"
     name = f"up{number}"
     ip("engine", f"link add {name} type veth peer name {name} netns {_paths['server']}")
-    for namespace, address, address6 in [("engine", engine, engine6), ("server", server, server6)]:
+    for namespace, address, _ in ends(number):
         ip(namespace, f"address add {address}/24 dev {name}")
-        ip(namespace, f"address add {address6}/64 dev {name} nodad")
-        ip(namespace, f"link set {name} up")
-    ip("engine", f"route add default via {server} dev {name} metric {100 * number}")
-    ip("engine", f"-6 route add default via {server6} dev {name} metric {100 * number}")
+    ip("server", f"link set {name} up")
+    set_up(number)
+
+
+def set_up(number):
+    """Sets the engine's end of an uplink up, with what Linux removes when a link is set down."""
+    name = f"up{number}"
+    ip("engine", f"link set {name} up")
+    for namespace, _, address6 in ends(number):
+        ip(namespace, f"address replace {address6}/64 dev {name} nodad")
+    _, (_, server, server6) = ends(number)
+    ip("engine", f"route replace default via {server} dev {name} metric {100 * number}")
+    ip("engine", f"-6 route replace default via {server6} dev {name} metric {100 * number}")
 
 
 def create_network():
@@ -185,6 +202,15 @@ def create_network():
         ip("engine", f"{family} route add default via {gateway} dev up2 table 200")
     ip("server", f"address add {ENDPOINT4}/32 dev lo")
     ip("server", f"address add {ENDPOINT6}/128 dev lo nodad")
+
+
+def route_by_destination_alone():
+    """Removes the routing rules for addresses of up2, and lets packets arrive on any link."""
+    ip("engine", "-4 rule del from 10.2.0.2 table 200")
+    ip("engine", "-6 rule del from 2001:db8:2::2 table 200")
+    for namespace in ("engine", "server"):
+        command(*inside(namespace), "sh", "-c",
+                "for file in /proc/sys/net/ipv4/conf/*/rp_filter; do echo 0 >$file; done")
 
 
 def ordinals():

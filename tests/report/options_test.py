@@ -175,7 +175,23 @@ class AnswerTest(ProgramTest):
                '{"tag": "b"}, {"tag": ""}, {}]}'
         failed = [word for tag in "zaybx" for word in ("--answer-failed", tag)]
         result = self.diagnose_snapshot(EMPTY_SNAPSHOT, "--config", "-", *failed, text=text)
-        self.assertEqual(re.findall(r"tagged '(.*)'", result.error), ["z", "y", "x"])
+        self.assertEqual(re.findall(r"no outbound tagged '(.*)'", result.error), ["z", "y", "x"])
+        self.assertEqual(re.findall(r"the outbound tagged '(.*)' is not a selector", result.error),
+                         ["a", "b"])
+
+    def test_an_answer_for_a_repeated_tag(self):
+        """The first outbound with the tag is the one that is used."""
+        text = '{"route": {"auto_detect_interface": true}, "outbounds": [{"tag": "a", "type": "vless"}, ' \
+               '{"tag": "a", "type": "selector"}, {"tag": "b", "type": "urltest"}, {"tag": "b"}]}'
+        result = self.diagnose_snapshot(EMPTY_SNAPSHOT, "--config", "-", "--answer-failed", "a",
+                                        "--answer-failed", "b", text=text)
+        self.assertEqual(result.error, "egress-report: --answer: the outbound tagged 'a' is not a selector\n")
+
+    def test_a_hint_that_names_nothing(self):
+        for hint, error in [("x", "egress-report: --hint: the configuration has no outbound tagged 'x'\n"),
+                            ("b", ""), ("", "")]:
+            result = self.diagnose_snapshot(EMPTY_SNAPSHOT, "--config", "-", "--hint", hint, text=SELECTOR)
+            self.assertEqual((result.status, result.error), (1, error))
 
     def test_a_failed_answer(self):
         self.assertEqual(self.endpoint_status("--answer-failed", "proxy"),
@@ -374,8 +390,9 @@ class CannotRunTest(ProgramTest):
     def test_empty_file_names(self):
         snapshot = self.snapshot_file(EMPTY_SNAPSHOT)
         self.reject("--snapshot", "", parts=["--snapshot", "No such file"])
-        for option in ("--config", "--save-snapshot"):
-            self.reject("--snapshot", snapshot, option, "", parts=[option, "No such file"])
+        self.reject("--snapshot", snapshot, "--config", "", parts=["--config", "No such file"])
+        self.assert_not_saved(self.run_program("--snapshot", snapshot, "--save-snapshot", ""),
+                              "--save-snapshot", "No such file")
         self.reject("--snapshot", snapshot, "--answer", "proxy=", parts=["--answer", "No such file"])
 
     def test_directories_instead_of_files(self):
@@ -383,8 +400,9 @@ class CannotRunTest(ProgramTest):
         self.reject("--snapshot", self.folder, parts=[self.folder, "Is a directory"])
         self.reject("--snapshot", snapshot, "--config", self.folder,
                     parts=["--config", self.folder, "Is a directory"])
-        self.reject("--snapshot", snapshot, "--save-snapshot", self.folder,
-                    parts=["--save-snapshot: cannot write", self.folder, "Is a directory"])
+        self.assert_not_saved(
+            self.run_program("--snapshot", snapshot, "--save-snapshot", self.folder),
+            "--save-snapshot: cannot write", self.folder, "Is a directory")
 
     def in_shell(self, command):
         return self.run_program("-c", command, program="sh", output="")
