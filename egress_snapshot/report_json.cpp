@@ -10,6 +10,7 @@
 #include "egress/core/report_table.h"
 #include "egress_snapshot/json_text.h"
 #include "egress_snapshot/json_writer.h"
+#include "egress_snapshot/write_record.h"
 
 namespace egress::snapshot {
 namespace {
@@ -25,18 +26,18 @@ Json toJson(const ReportScalar& scalar) {
   return nullptr;
 }
 
-void writeValue(JsonWriter& writer, const ReportScalar& scalar) {
+void writeReportValue(JsonWriter& writer, const ReportScalar& scalar) {
   writer.scalar(toJson(scalar));
 }
 
-void writeValue(JsonWriter& writer, const std::vector<ReportRow>& rows) {
+void writeReportValue(JsonWriter& writer, const std::vector<ReportRow>& rows) {
   writer.open('[');
   for (const ReportRow& row : rows) {
     writer.element();
     writer.open('{');
     for (const auto& [key, scalar] : row) {
       writer.member(key);
-      writeValue(writer, scalar);
+      writeReportValue(writer, scalar);
     }
     writer.close('}');
   }
@@ -137,15 +138,19 @@ Problem readReport(const Json& root, EgressReport& report) {
 
 }  // namespace
 
-std::string reportToJson(const EgressReport& report) {
-  std::string text;
-  JsonWriter writer([&text](std::string_view part) { text += part; });
+void writeValue(JsonWriter& writer, const EgressReport& report) {
   writer.open('{');
   for (const ReportMember& member : report.members) {
     writer.member(member.key);
-    std::visit([&writer](const auto& value) { writeValue(writer, value); }, member.value);
+    std::visit([&writer](const auto& value) { writeReportValue(writer, value); }, member.value);
   }
   writer.close('}');
+}
+
+std::string reportToJson(const EgressReport& report) {
+  std::string text;
+  JsonWriter writer([&text](std::string_view part) { text += part; });
+  writeValue(writer, report);
   writer.finish();
   return text;
 }

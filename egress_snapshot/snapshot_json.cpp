@@ -10,38 +10,10 @@
 #include "egress_snapshot/json_text.h"
 #include "egress_snapshot/json_writer.h"
 #include "egress_snapshot/snapshot_fields.h"
+#include "egress_snapshot/write_record.h"
 
 namespace egress::snapshot {
 namespace {
-
-constexpr const char* kFormatKey = "format";
-constexpr const char* kVersionKey = "version";
-constexpr const char* kBase64Key = "base64";
-
-// The word of each enumerator, and its inverse. A value outside the enumeration has a word too.
-
-std::string_view wordOf(ConfigStatus status) {
-  return egress::toString(status);
-}
-std::string_view wordOf(SelectorAnswerStatus status) {
-  return egress::toString(status);
-}
-template <typename Enum, typename Words>
-std::string_view wordIn(const Words& words, Enum value) {
-  return words[std::min(static_cast<std::size_t>(value), words.size() - 1)];
-}
-std::string_view wordOf(InterfaceKind kind) {
-  return wordIn(kInterfaceKindWords, kind);
-}
-std::string_view wordOf(FactKind fact) {
-  return wordIn(kFactKindWords, fact);
-}
-std::string_view wordOf(SocketProtocol protocol) {
-  return wordIn(kSocketProtocolWords, protocol);
-}
-std::string_view wordOf(SocketState state) {
-  return wordIn(kSocketStateWords, state);
-}
 
 // Returns whether it is a known word.
 bool parseWord(std::string_view word, ConfigStatus& status) {
@@ -72,65 +44,6 @@ bool parseWord(std::string_view word, SocketProtocol& protocol) {
 }
 bool parseWord(std::string_view word, SocketState& state) {
   return parseWordIn(kSocketStateWords, word, state);
-}
-
-template <typename Value>
-concept Enumeration = std::is_enum_v<Value>;
-template <typename Value>
-concept Number = std::same_as<Value, std::int32_t> || std::same_as<Value, std::uint32_t>;
-template <typename Value>
-concept Record = std::is_class_v<Value>;  // texts, vectors and facts have overloads of their own
-
-// Writing.
-
-void writeValue(JsonWriter& writer, bool value) {
-  writer.scalar(value);
-}
-void writeValue(JsonWriter& writer, Number auto value) {
-  writer.scalar(value);
-}
-void writeValue(JsonWriter& writer, Enumeration auto value) {
-  writer.scalar(wordOf(value));
-}
-void writeValue(JsonWriter& writer, const std::string& text) {
-  if (isUtf8(text)) return writer.scalar(text);
-  writer.open('{');
-  writer.member(kBase64Key);
-  writer.scalar(base64Of(text));
-  writer.close('}');
-}
-template <typename Item>
-void writeValue(JsonWriter& writer, const std::vector<Item>& items);
-void writeValue(JsonWriter& writer, const Record auto& record);
-
-void writeFields(JsonWriter& writer, const Record auto& record) {
-  const auto write = [&writer](const char* key, const auto& value) {
-    if constexpr (requires { value.has_value(); }) {
-      if (!value) return;
-      writer.member(key);
-      writeValue(writer, *value);
-    } else {
-      writer.member(key);
-      writeValue(writer, value);
-    }
-  };
-  visitFields(write, record);
-}
-
-void writeValue(JsonWriter& writer, const Record auto& record) {
-  writer.open('{');
-  writeFields(writer, record);
-  writer.close('}');
-}
-
-template <typename Item>
-void writeValue(JsonWriter& writer, const std::vector<Item>& items) {
-  writer.open('[');
-  for (const Item& item : items) {
-    writer.element();
-    writeValue(writer, item);
-  }
-  writer.close(']');
 }
 
 // Reading. What has been read is freed before the next: the parsed values and the record together
@@ -230,11 +143,7 @@ Problem checkVersion(const Json& object, const Place& root) {
 
 void writeSnapshot(const HostSnapshot& snapshot, const TextSink& sink) {
   JsonWriter writer(sink);
-  writer.open('{');
-  writer.member(kFormatKey);
-  writer.scalar(kSnapshotFormat);
-  writer.member(kVersionKey);
-  writer.scalar(kSnapshotVersion);
+  openDocument(writer, kSnapshotFormat, kSnapshotVersion);
   writeFields(writer, snapshot);
   writer.close('}');
   writer.finish();

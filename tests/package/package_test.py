@@ -57,11 +57,13 @@ FILES = {
         lib/cmake/egress/egressConfig.cmake lib/cmake/egress/egressConfigVersion.cmake
         lib/cmake/egress/egressTargets-release.cmake lib/cmake/egress/egressTargets.cmake
         lib/pkgconfig/egress.pc
-        share/doc/egress/compatibility.md share/doc/egress/egress-report.md
-        share/doc/egress/host-contract.md share/doc/egress/report.schema.json share/doc/egress/security.md
+        share/doc/egress/compatibility.md share/doc/egress/details.schema.json
+        share/doc/egress/egress-report.md share/doc/egress/host-contract.md
+        share/doc/egress/report.schema.json share/doc/egress/security.md
         share/doc/egress/snapshot.schema.json share/doc/egress/status-words.md""".split(),
     "egress-snapshot": """
-        include/egress_snapshot/anonymize.h include/egress_snapshot/explanations.h
+        include/egress_snapshot/anonymize.h include/egress_snapshot/cross_check.h
+        include/egress_snapshot/details_json.h include/egress_snapshot/explanations.h
         include/egress_snapshot/export.h include/egress_snapshot/host_snapshot.h
         include/egress_snapshot/refusal.h include/egress_snapshot/report_json.h
         include/egress_snapshot/snapshot_json.h

@@ -1,0 +1,254 @@
+#include "egress_snapshot/details_json.h"
+
+#include <algorithm>
+#include <map>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "egress/config/protocols.h"
+#include "egress/core/write_report.h"
+#include "egress_snapshot/write_record.h"
+
+namespace egress::snapshot {
+namespace {
+
+// How an interface is shown.
+struct ShownInterface {
+  std::int64_t ordinal = 0;  // in the report
+  std::string name;          // the first that one of its rows has; empty: unknown
+};
+using ShownInterfaces = std::map<std::uint32_t, ShownInterface>;  // by the system's index
+
+ShownInterfaces shownInterfaces(const HostSnapshot& snapshot, const Diagnosis& diagnosis) {
+  ShownInterfaces shown;
+  for (const DiagnosedInterface& row : diagnosis.interfaces) {
+    shown[row.interfaceIndex].ordinal = row.ordinal;
+  }
+  for (const Adapter& row : snapshot.adapters.rows) {
+    const auto found = shown.find(row.interfaceIndex);
+    if (found != shown.end() && found->second.name.empty()) found->second.name = row.name;
+  }
+  return shown;
+}
+
+// Ordinal and name as members of the open object.
+void writeIdentity(JsonWriter& writer, std::int64_t ordinal, const std::string& name) {
+  writer.member("ordinal");
+  writer.scalar(ordinal);
+  if (!name.empty()) writeMember(writer, "name", name);
+}
+
+void writeInterface(JsonWriter& writer, const ShownInterface& shown) {
+  writer.open('{');
+  writeIdentity(writer, shown.ordinal, shown.name);
+  writer.close('}');
+}
+
+// The interface that a fact names. Null if it names none, absent if it is unknown.
+void writeInterfaceMember(JsonWriter& writer, const char* key, const ShownInterfaces& interfaces,
+                          std::optional<std::uint32_t> interfaceIndex) {
+  if (!interfaceIndex) return;
+  if (*interfaceIndex == 0) {
+    writer.member(key);
+    return writer.scalar(nullptr);
+  }
+  const auto shown = interfaces.find(*interfaceIndex);
+  if (shown == interfaces.end()) return;
+  writer.member(key);
+  writeInterface(writer, shown->second);
+}
+
+void writeInterfaceArray(JsonWriter& writer, const char* key, const ShownInterfaces& interfaces,
+                         const std::vector<std::uint32_t>& interfaceIndexes) {
+  writer.member(key);
+  writer.open('[');
+  for (const std::uint32_t interfaceIndex : interfaceIndexes) {
+    const auto shown = interfaces.find(interfaceIndex);
+    if (shown == interfaces.end()) continue;
+    writer.element();
+    writeInterface(writer, shown->second);
+  }
+  writer.close(']');
+}
+
+// What leads the walk on from an outbound that is not its last.
+const char* leadingOn(const std::string& outboundType) {
+  return outboundTypeOf(outboundType) == OutboundType::Selector ? "SELECTOR" : "DETOUR";
+}
+
+void writeWay(JsonWriter& writer, const HostSnapshot& snapshot, const Resolution& resolution) {
+  writer.open('{');
+  writer.member("entered");
+  writer.open('[');
+  std::size_t rest = resolution.visitedTags.size();
+  for (const std::string& tag : resolution.visitedTags) {
+    --rest;
+    const auto outbound = std::ranges::find(snapshot.config.outbounds, tag, &Outbound::tag);
+    if (outbound == snapshot.config.outbounds.end()) continue;
+    writer.element();
+    writer.open('{');
+    writeMember(writer, "tag", tag);
+    writeMember(writer, "type", outbound->type);
+    if (rest > 0) {
+      writer.member("ledOnBy");
+      writer.scalar(leadingOn(outbound->type));
+    }
+    writer.close('}');
+  }
+  writer.close(']');
+  if (!resolution.soughtTag.empty()) writeMember(writer, "soughtTag", resolution.soughtTag);
+  writer.close('}');
+}
+
+// The address as it is configured.
+void writeEndpoint(JsonWriter& writer, const HostSnapshot& snapshot, const Diagnosis& diagnosis) {
+  const std::vector<Outbound>& outbounds = snapshot.config.outbounds;
+  const std::size_t leaf = diagnosis.resolution.leaf.value_or(outbounds.size());
+  writer.open('{');
+  writeMember(writer, "status", diagnosis.endpoint.status);
+  if (diagnosis.endpoint.status == ActiveEndpointStatus::OK && leaf < outbounds.size()) {
+    writeMember(writer, "address", outbounds[leaf].server);
+    writeMember(writer, "port", diagnosis.endpoint.port);
+  }
+  writer.close('}');
+}
+
+void writeCrossCheck(JsonWriter& writer, const HostSnapshot& snapshot, const CrossCheck& crossCheck,
+                     const ShownInterfaces& interfaces) {
+  writer.open('{');
+  writeMember(writer, "status", crossCheck.status);
+  const auto shown = interfaces.find(crossCheck.interfaceIndex.value_or(0));
+  if (crossCheck.interfaceIndex && shown != interfaces.end()) {
+    writer.member("interface");
+    writeInterface(writer, shown->second);
+  }
+  writeMember(writer, "observedSeconds", snapshot.observedSeconds);
+  writer.close('}');
+}
+
+// One row for each interface, with the sum of its packets.
+void writePackets(JsonWriter& writer, const Socket& socket, const ShownInterfaces& interfaces) {
+  std::map<std::uint32_t, std::uint64_t> counts;
+  for (const SeenPackets& seen : socket.seenPackets) {
+    if (seen.count > 0) counts[seen.interfaceIndex] += seen.count;
+  }
+  writer.member("byPackets");
+  writer.open('[');
+  for (const auto& [interfaceIndex, count] : counts) {
+    const auto shown = interfaces.find(interfaceIndex);
+    if (shown == interfaces.end()) continue;
+    writer.element();
+    writer.open('{');
+    writer.member("interface");
+    writeInterface(writer, shown->second);
+    writer.member("count");
+    writer.scalar(count);
+    writer.close('}');
+  }
+  writer.close(']');
+}
+
+void writeSocket(JsonWriter& writer, const CheckedSocket& checked, const Socket& socket,
+                 const ShownInterfaces& interfaces) {
+  writer.open('{');
+  writeMember(writer, "protocol", socket.protocol);
+  writeMember(writer, "state", socket.state);
+  writeMember(writer, "localAddress", socket.localAddress);
+  writeMember(writer, "localPort", socket.localPort);
+  writeMember(writer, "remoteAddress", socket.remoteAddress);
+  writeMember(writer, "remotePort", socket.remotePort);
+  writeMember(writer, "user", socket.user);
+  writeMember(writer, "mark", socket.mark);
+  writeInterfaceMember(writer, "boundDevice", interfaces, socket.boundInterfaceIndex);
+  writeMember(writer, "role", checked.role);
+  writeInterfaceArray(writer, "bySource", interfaces, checked.bySource);
+  writeInterfaceMember(writer, "byRoute", interfaces, socket.routeInterfaceIndex);
+  writePackets(writer, socket, interfaces);
+  writeMember(writer, "decidedBy", checked.decidedBy);
+  writeInterfaceArray(writer, "leavesThrough", interfaces, checked.leavesThrough);
+  writeMember(writer, "hasNoWayOut", checked.hasNoWayOut);
+  writer.close('}');
+}
+
+void writeSockets(JsonWriter& writer, const HostSnapshot& snapshot, const CrossCheck& crossCheck,
+                  const ShownInterfaces& interfaces) {
+  writer.open('[');
+  for (const CheckedSocket& checked : crossCheck.sockets) {
+    if (checked.row >= snapshot.sockets.rows.size()) continue;
+    writer.element();
+    writeSocket(writer, checked, snapshot.sockets.rows[checked.row], interfaces);
+  }
+  writer.close(']');
+}
+
+// One row for each row of the adapters, by ordinal.
+void writeInterfaces(JsonWriter& writer, const HostSnapshot& snapshot,
+                     const ShownInterfaces& interfaces) {
+  std::vector<std::pair<std::int64_t, std::size_t>> rows;  // ordinal, position
+  for (std::size_t i = 0; i < snapshot.adapters.rows.size(); ++i) {
+    const auto shown = interfaces.find(snapshot.adapters.rows[i].interfaceIndex);
+    if (shown != interfaces.end()) rows.emplace_back(shown->second.ordinal, i);
+  }
+  std::ranges::sort(rows);
+  writer.open('[');
+  for (const auto& [ordinal, position] : rows) {
+    const Adapter& row = snapshot.adapters.rows[position];
+    writer.element();
+    writer.open('{');
+    writeIdentity(writer, ordinal, row.name);
+    writeMember(writer, "kind", row.kind);
+    writeMember(writer, "operStatus", row.operStatus);
+    writeMember(writer, "addresses", row.addresses);
+    writer.close('}');
+  }
+  writer.close(']');
+}
+
+// The lists that could not be taken, with the reasons.
+void writeFailures(JsonWriter& writer, const HostSnapshot& snapshot) {
+  const auto writeFailure = [&writer](const char* key, const auto& list) {
+    if (list.enumFailed) writeMember(writer, key, list.failureReason);
+  };
+  writer.open('{');
+  writeFailure("adapters", snapshot.adapters);
+  writeFailure("routes", snapshot.routes);
+  writeFailure("sockets", snapshot.sockets);
+  writer.close('}');
+}
+
+}  // namespace
+
+void writeDetails(const HostSnapshot& snapshot, const Diagnosis& diagnosis,
+                  const CrossCheck& crossCheck, const TextSink& sink) {
+  const ShownInterfaces interfaces = shownInterfaces(snapshot, diagnosis);
+  JsonWriter writer(sink);
+  openDocument(writer, kDetailsFormat, kDetailsVersion);
+  writeMember(writer, "origin", snapshot.origin);
+  writeMember(writer, "report", writeReport(diagnosis));
+  writer.member("way");
+  writeWay(writer, snapshot, diagnosis.resolution);
+  writer.member("endpoint");
+  writeEndpoint(writer, snapshot, diagnosis);
+  writer.member("crossCheck");
+  writeCrossCheck(writer, snapshot, crossCheck, interfaces);
+  writer.member("sockets");
+  writeSockets(writer, snapshot, crossCheck, interfaces);
+  writer.member("interfaces");
+  writeInterfaces(writer, snapshot, interfaces);
+  writeMember(writer, "missingFacts", snapshot.missingFacts);
+  writeMember(writer, "processes", snapshot.processes);
+  writer.member("failures");
+  writeFailures(writer, snapshot);
+  writer.close('}');
+  writer.finish();
+}
+
+std::string detailsToJson(const HostSnapshot& snapshot, const Diagnosis& diagnosis,
+                          const CrossCheck& crossCheck) {
+  std::string text;
+  writeDetails(snapshot, diagnosis, crossCheck, [&text](std::string_view part) { text += part; });
+  return text;
+}
+
+}  // namespace egress::snapshot

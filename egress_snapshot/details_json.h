@@ -1,0 +1,36 @@
+#ifndef EGRESS_SNAPSHOT_DETAILS_JSON_H
+#define EGRESS_SNAPSHOT_DETAILS_JSON_H
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "egress/core/diagnosis.h"
+#include "egress_snapshot/cross_check.h"
+#include "egress_snapshot/export.h"
+#include "egress_snapshot/host_snapshot.h"
+#include "egress_snapshot/snapshot_json.h"
+
+namespace egress::snapshot {
+
+// A report with what is behind it: the way to the endpoint, the sockets to it with all their facts,
+// and the interfaces by name. One JSON object (RFC 8259) for people and programs; it is not read
+// back. docs/details.schema.json is its schema. Interfaces are identified by their ordinals in the
+// report, never by the system's indexes. A text that is not UTF-8 is written as in a snapshot.
+inline constexpr std::string_view kDetailsFormat = "egress-details";
+inline constexpr std::uint32_t kDetailsVersion = 1;
+
+// Writes the details as indented JSON without a trailing newline, in parts as writeSnapshot does.
+// The diagnosis and the cross-check must be those of the record; what they name and the record does
+// not have is left out. Throws when memory runs out, and what the sink throws.
+EGRESS_SNAPSHOT_EXPORT void writeDetails(const HostSnapshot& snapshot, const Diagnosis& diagnosis,
+                                         const CrossCheck& crossCheck, const TextSink& sink);
+
+// The text that writeDetails writes. Throws only when memory runs out.
+[[nodiscard]] EGRESS_SNAPSHOT_EXPORT std::string detailsToJson(const HostSnapshot& snapshot,
+                                                               const Diagnosis& diagnosis,
+                                                               const CrossCheck& crossCheck);
+
+}  // namespace egress::snapshot
+
+#endif
