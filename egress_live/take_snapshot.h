@@ -45,7 +45,10 @@ struct NoProcess {
 //   again, up to 5 times. A list that cannot be had whole has no row, enumFailed and the reason.
 // - Permissions: adapters and routes need none. Sockets need to read /proc/PID/fd of the chosen
 //   processes: as root, with CAP_SYS_PTRACE and CAP_DAC_READ_SEARCH, or as their user if they have
-//   no capabilities.
+//   no capabilities. Marks of sockets need CAP_NET_ADMIN; without it, they are absent and
+//   missingFacts says so.
+// - Facts: the kind of each adapter, and the bound device, mark and user of each socket.
+//   lookUpRoutes and PacketObserver add the others.
 // - Cost on Linux: a few system calls for each thread of the chosen processes and one for each
 //   descriptor in a table that they do not share, for a name also six for each process of the
 //   system, and one for each 32 KiB of what the kernel has to list: all its sockets, not only the

@@ -39,7 +39,7 @@ using snapshot::Socket;
 using snapshot::SocketProtocol;
 using snapshot::SocketState;
 
-const live::DumpRequest kRequest = {.what = "part", .sequence = 1, .port = 7};
+const live::NetlinkRequest kRequest = {.what = "part", .sequence = 1, .port = 7};
 const std::set<std::uint32_t> kInodes = {1, 2, 3};  // of the sockets in the corpus
 constexpr std::uint32_t kMaxPort = 65535;
 
@@ -114,7 +114,7 @@ std::vector<Datagram> datagramsIn(std::string_view bytes) {
   return datagrams;
 }
 
-bool isReplyTo(const live::DumpRequest& request, const NetlinkReply& reply) {
+bool isReplyTo(const live::NetlinkRequest& request, const NetlinkReply& reply) {
   bool isReply = true;
   live::forEachMessage(reply.bytes, [&](const nlmsghdr& message) {
     const bool isAnswer =
@@ -134,7 +134,7 @@ Outcome parseDatagrams(std::uint8_t parser, const std::vector<Datagram>& datagra
       const auto data = std::as_bytes(std::span(datagram.bytes));
       const std::vector<std::byte> part(data.begin(), data.end());
       const live::NetlinkPart received{.sender = datagram.sender, .bytes = part};
-      if (live::addPart(kRequest, received, reply) != live::DumpProgress::More) break;
+      if (live::addPart(kRequest, received, reply) != live::ReplyProgress::More) break;
     }
     reply.bytes.shrink_to_fit();
     outcome.isReply = isReplyTo(kRequest, reply);

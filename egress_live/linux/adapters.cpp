@@ -1,7 +1,9 @@
 #include "egress_live/linux/adapters.h"
 
 #include <algorithm>
+#include <array>
 #include <map>
+#include <string_view>
 #include <sys/socket.h>
 
 #include <linux/if.h>
@@ -17,6 +19,12 @@ namespace {
 constexpr int kAttempts = 5;
 
 using snapshot::Adapter;
+using snapshot::InterfaceKind;
+
+// Kinds of links (ip-link(8)) that send their packets inside others.
+constexpr auto kTunnelKinds = std::to_array<std::string_view>(
+    {"tun", "wireguard", "gre", "gretap", "ip6gre", "ip6gretap", "ipip", "ip6tnl", "sit", "vti",
+     "vti6", "xfrm", "vxlan", "geneve", "ppp", "erspan", "ip6erspan"});
 
 // Maps IF_OPER_* to ifOperStatus of RFC 2863, which numbers the states differently.
 std::int32_t rfc2863Status(std::uint8_t linuxStatus) {
@@ -31,6 +39,16 @@ std::int32_t rfc2863Status(std::uint8_t linuxStatus) {
   }
 }
 
+InterfaceKind kindOf(const nlmsghdr& message) {
+  const auto& link = payloadOf<ifinfomsg>(message);
+  if ((link.ifi_flags & IFF_LOOPBACK) != 0) return InterfaceKind::LOOPBACK;
+  const nlattr* const info = findAttribute(message, sizeof(link), IFLA_LINKINFO);
+  const nlattr* const kind = info == nullptr ? nullptr : findNestedAttribute(*info, IFLA_INFO_KIND);
+  if (kind == nullptr) return InterfaceKind::OTHER;
+  const bool isTunnel = std::ranges::find(kTunnelKinds, textOf(*kind)) != kTunnelKinds.end();
+  return isTunnel ? InterfaceKind::TUNNEL : InterfaceKind::OTHER;
+}
+
 Adapter linkIn(const nlmsghdr& message) {
   const auto& link = payloadOf<ifinfomsg>(message);
   Adapter row;
@@ -42,6 +60,7 @@ Adapter linkIn(const nlmsghdr& message) {
   if (const nlattr* const name = findAttribute(message, sizeof(link), IFLA_IFNAME)) {
     row.name = textOf(*name);
   }
+  row.kind = kindOf(message);
   return row;
 }
 

@@ -24,12 +24,13 @@ Socket openSocket(std::string_view what, int bus) {
   return socket;
 }
 
-void sendRequest(const DumpRequest& request, const Socket& socket, std::uint16_t type,
+void sendRequest(const NetlinkRequest& request, const Socket& socket, std::uint16_t type,
                  std::span<const std::byte> payload) {
   std::vector<std::byte> buffer(mnl_nlmsg_size(aligned(payload.size())));
   nlmsghdr* const header = mnl_nlmsg_put_header(buffer.data());
   header->nlmsg_type = type;
-  header->nlmsg_flags = NLM_F_REQUEST | NLM_F_DUMP;
+  header->nlmsg_flags =
+      static_cast<std::uint16_t>(request.isDump ? NLM_F_REQUEST | NLM_F_DUMP : NLM_F_REQUEST);
   header->nlmsg_seq = request.sequence;
   std::memcpy(mnl_nlmsg_put_extra_header(header, payload.size()), payload.data(), payload.size());
   if (mnl_socket_sendto(socket.get(), header, header->nlmsg_len) < 0) {
@@ -38,7 +39,7 @@ void sendRequest(const DumpRequest& request, const Socket& socket, std::uint16_t
 }
 
 // Not mnl_socket_recvfrom, which does not tell the sender.
-NetlinkPart receivePart(const DumpRequest& request, const Socket& socket,
+NetlinkPart receivePart(const NetlinkRequest& request, const Socket& socket,
                         std::span<std::byte> buffer) {
   sockaddr_nl sender{};
   socklen_t senderSize = sizeof(sender);
@@ -53,29 +54,40 @@ NetlinkPart receivePart(const DumpRequest& request, const Socket& socket,
   return {.sender = sender.nl_pid, .bytes = buffer.first(received)};
 }
 
-DumpProgress receiveReply(const DumpRequest& request, const Socket& socket, NetlinkReply& reply) {
+ReplyProgress receiveReply(const NetlinkRequest& request, const Socket& socket,
+                           NetlinkReply& reply) {
   std::vector<std::byte> buffer(kReceiveSize);
-  DumpProgress progress = DumpProgress::More;
-  while (progress == DumpProgress::More) {
+  ReplyProgress progress = ReplyProgress::More;
+  while (progress == ReplyProgress::More) {
     progress = addPart(request, receivePart(request, socket, buffer), reply);
   }
   return progress;
+}
+
+// The reply to a request, which is sent again after an interruption.
+NetlinkReply replyTo(NetlinkRequest request, int bus, std::uint16_t type,
+                     std::span<const std::byte> payload) {
+  for (std::uint32_t attempt = 1; attempt <= kAttempts; ++attempt) {
+    const Socket socket = openSocket(request.what, bus);
+    request.sequence = attempt;
+    request.port = mnl_socket_get_portid(socket.get());
+    sendRequest(request, socket, type, payload);
+    NetlinkReply reply;
+    if (receiveReply(request, socket, reply) == ReplyProgress::Complete) return reply;
+  }
+  throw EnumerationError(request.what + ": a change interrupted every attempt");
 }
 
 }  // namespace
 
 NetlinkReply dumpNetlink(std::string_view what, int bus, std::uint16_t type,
                          std::span<const std::byte> payload) {
-  for (std::uint32_t attempt = 1; attempt <= kAttempts; ++attempt) {
-    const Socket socket = openSocket(what, bus);
-    const DumpRequest request{.what = std::string(what),
-                              .sequence = attempt,
-                              .port = mnl_socket_get_portid(socket.get())};
-    sendRequest(request, socket, type, payload);
-    NetlinkReply reply;
-    if (receiveReply(request, socket, reply) == DumpProgress::Complete) return reply;
-  }
-  throw EnumerationError(std::string(what).append(": a change interrupted every attempt"));
+  return replyTo({.what = std::string(what)}, bus, type, payload);
+}
+
+NetlinkReply requestNetlink(std::string_view what, int bus, std::uint16_t type,
+                            std::span<const std::byte> payload) {
+  return replyTo({.what = std::string(what), .isDump = false}, bus, type, payload);
 }
 
 }  // namespace egress::live

@@ -21,6 +21,12 @@ template <typename Payload>
   return dumpNetlink(what, bus, type, std::as_bytes(std::span(&payload, 1)));
 }
 
+// Requests one data message and receives it; `payload` follows the message header. Throws
+// KernelError with the errno that the kernel returned, and EnumerationError if no reply arrives;
+// the message begins with `what`.
+[[nodiscard]] NetlinkReply requestNetlink(std::string_view what, int bus, std::uint16_t type,
+                                          std::span<const std::byte> payload);
+
 }  // namespace egress::live
 
 #endif

@@ -23,11 +23,21 @@ void append(const nlmsghdr& message, NetlinkReply& reply) {
   reply.bytes.resize(aligned(reply.bytes.size()));
 }
 
+const nlattr* findAttributeBetween(const void* at, const char* end, std::uint16_t type) {
+  while (true) {
+    const auto* const attribute = static_cast<const nlattr*>(at);
+    const auto left = end - static_cast<const char*>(at);
+    if (!mnl_attr_ok(attribute, static_cast<int>(left))) return nullptr;
+    if (mnl_attr_get_type(attribute) == type) return attribute;
+    at = mnl_attr_next(attribute);
+  }
+}
+
 }  // namespace
 
-DumpProgress addPart(const DumpRequest& request, const NetlinkPart& part, NetlinkReply& reply) {
+ReplyProgress addPart(const NetlinkRequest& request, const NetlinkPart& part, NetlinkReply& reply) {
   constexpr std::uint32_t kKernel = 0;
-  if (part.sender != kKernel) return DumpProgress::More;
+  if (part.sender != kKernel) return ReplyProgress::More;
 
   const std::string& name = request.what;
   const void* at = part.bytes.data();
@@ -37,35 +47,37 @@ DumpProgress addPart(const DumpRequest& request, const NetlinkPart& part, Netlin
     if (message->nlmsg_seq != request.sequence || message->nlmsg_pid != request.port) {
       throw EnumerationError(name + ": a netlink message answers another request");
     }
-    if ((message->nlmsg_flags & NLM_F_DUMP_INTR) != 0) return DumpProgress::Interrupted;
+    if ((message->nlmsg_flags & NLM_F_DUMP_INTR) != 0) return ReplyProgress::Interrupted;
     switch (message->nlmsg_type) {
       case NLMSG_NOOP: break;
       case NLMSG_ERROR:
       case NLMSG_DONE:
         if (const int error = errorIn(*message); error != 0) {
-          throw EnumerationError(withSystemError(name + ": the kernel returned an error", error));
+          throw KernelError(name + ": the kernel returned an error", error);
         }
-        return DumpProgress::Complete;
+        return ReplyProgress::Complete;
       case NLMSG_OVERRUN: throw EnumerationError(name + ": the kernel lost data (NLMSG_OVERRUN)");
-      default: append(*message, reply); break;
+      default:
+        append(*message, reply);
+        if (!request.isDump) return ReplyProgress::Complete;
+        break;
     }
   }
   if (left > 0) throw EnumerationError(name + ": a netlink message is cut off");
-  return DumpProgress::More;
+  return ReplyProgress::More;
 }
 
 const nlattr* findAttribute(const nlmsghdr& message, std::size_t fixedSize, std::uint16_t type) {
-  const void* at = &message;
+  const void* const first = &message;
   // Not mnl_nlmsg_get_payload_tail, which is aligned: up to 3 bytes behind the message.
-  const auto* const end = static_cast<const char*>(at) + message.nlmsg_len;
-  at = mnl_nlmsg_get_payload_offset(&message, fixedSize);
-  while (true) {
-    const auto* const attribute = static_cast<const nlattr*>(at);
-    const auto left = end - static_cast<const char*>(at);
-    if (!mnl_attr_ok(attribute, static_cast<int>(left))) return nullptr;
-    if (mnl_attr_get_type(attribute) == type) return attribute;
-    at = mnl_attr_next(attribute);
-  }
+  const auto* const end = static_cast<const char*>(first) + message.nlmsg_len;
+  return findAttributeBetween(mnl_nlmsg_get_payload_offset(&message, fixedSize), end, type);
+}
+
+const nlattr* findNestedAttribute(const nlattr& attribute, std::uint16_t type) {
+  const void* const first = mnl_attr_get_payload(&attribute);
+  const auto* const end = static_cast<const char*>(first) + mnl_attr_get_payload_len(&attribute);
+  return findAttributeBetween(first, end, type);
 }
 
 std::span<const std::byte> bytesOf(const nlattr& attribute) {

@@ -19,18 +19,26 @@ namespace egress::live {
 // Netlink messages (RFC 3549) as bytes. Nothing here talks to the kernel, and no byte is read
 // before a length says that it is there.
 
-// The data messages of one complete dump, in the order received, each aligned.
+// The data messages of one complete reply, in the order received, each aligned.
 struct NetlinkReply {
   std::vector<std::byte> bytes;
 };
 
-enum class DumpProgress : std::uint8_t { More, Complete, Interrupted };
+enum class ReplyProgress : std::uint8_t { More, Complete, Interrupted };
 
-// A request for a dump, as the messages of its reply refer to it.
-struct DumpRequest {
+// A request, as the messages of its reply refer to it.
+struct NetlinkRequest {
   std::string what;            // is asked for, for error messages
   std::uint32_t sequence = 0;  // of the request
   std::uint32_t port = 0;      // of the socket that sent it
+  bool isDump = true;          // asks for a list, not for one data message
+};
+
+// The kernel refused a request.
+struct KernelError : EnumerationError {
+  KernelError(const std::string& what, int number)
+      : EnumerationError(withSystemError(what, number)), errorNumber(number) {}
+  int errorNumber;  // errno
 };
 
 // One datagram that the socket received.
@@ -39,11 +47,13 @@ struct NetlinkPart {
   std::span<const std::byte> bytes;  // aligned for nlmsghdr
 };
 
-// Appends the data messages of one part of a dump to the reply. Ignores a part that the kernel did
-// not send: with CAP_NET_ADMIN, processes may send messages to each other. Throws EnumerationError
-// if the kernel reports an error, the part is cut off, or a message answers another request.
-[[nodiscard]] DumpProgress addPart(const DumpRequest& request, const NetlinkPart& part,
-                                   NetlinkReply& reply);
+// Appends the data messages of one part to the reply, which is complete at the end of a dump, or
+// with the first data message of another request. Ignores a part that the kernel did not send: with
+// CAP_NET_ADMIN, processes may send messages to each other. Throws KernelError if the kernel
+// reports an error, and EnumerationError if the part is cut off or a message answers another
+// request.
+[[nodiscard]] ReplyProgress addPart(const NetlinkRequest& request, const NetlinkPart& part,
+                                    NetlinkReply& reply);
 
 [[nodiscard]] constexpr std::size_t aligned(std::size_t size) {
   constexpr std::size_t kAlignment = MNL_ALIGNTO;
@@ -80,6 +90,10 @@ template <typename Payload>
 // message.
 [[nodiscard]] const nlattr* findAttribute(const nlmsghdr& message, std::size_t fixedSize,
                                           std::uint16_t type);
+
+// The first attribute of a type in the value of an attribute, or nullptr. Valid as long as the
+// message.
+[[nodiscard]] const nlattr* findNestedAttribute(const nlattr& attribute, std::uint16_t type);
 
 // The value of an attribute.
 [[nodiscard]] std::span<const std::byte> bytesOf(const nlattr& attribute);

@@ -32,16 +32,17 @@ constexpr std::array<SocketTable, 4> kSocketTables = {{
 }};
 
 // A connected UDP socket also has the state ESTABLISHED.
-constexpr std::uint32_t kConnectedStates = 1U << TCP_ESTABLISHED | 1U << TCP_FIN_WAIT1 |
-                                           1U << TCP_FIN_WAIT2 | 1U << TCP_CLOSE_WAIT |
-                                           1U << TCP_LAST_ACK | 1U << TCP_CLOSING;
+constexpr std::uint32_t kListedStates =
+    1U << TCP_ESTABLISHED | 1U << TCP_SYN_SENT | 1U << TCP_FIN_WAIT1 | 1U << TCP_FIN_WAIT2 |
+    1U << TCP_CLOSE_WAIT | 1U << TCP_LAST_ACK | 1U << TCP_CLOSING;
 
-// Nothing for a socket that is not connected any more: the kernel reads the state again after it
-// has selected the sockets.
+// Nothing for a socket that is in none of these states any more: the kernel reads the state again
+// after it has selected the sockets.
 std::optional<SocketState> stateOf(std::uint8_t state) {
   switch (state) {
     using enum SocketState;
     case TCP_ESTABLISHED: return ESTABLISHED;
+    case TCP_SYN_SENT: return SYN_SENT;
     case TCP_FIN_WAIT1: return FIN_WAIT_1;
     case TCP_FIN_WAIT2: return FIN_WAIT_2;
     case TCP_CLOSE_WAIT: return CLOSE_WAIT;
@@ -51,21 +52,27 @@ std::optional<SocketState> stateOf(std::uint8_t state) {
   }
 }
 
-Socket socketIn(const inet_diag_msg& socket, SocketProtocol protocol, SocketState state) {
+Socket socketIn(const nlmsghdr& message, SocketProtocol protocol, SocketState state) {
+  const auto& socket = payloadOf<inet_diag_msg>(message);
   const inet_diag_sockid& ends = socket.id;
   const auto address = [&socket](const auto& words) {
     return addressText(socket.idiag_family, std::as_bytes(std::span(words)));
   };
-  return {.protocol = protocol,
-          .state = state,
-          .localAddress = address(ends.idiag_src),
-          .localPort = ntohs(ends.idiag_sport),
-          .remoteAddress = address(ends.idiag_dst),
-          .remotePort = ntohs(ends.idiag_dport),
-          .boundInterfaceIndex = {},
-          .mark = {},
-          .user = {},
-          .routeInterfaceIndex = {}};
+  Socket row{.protocol = protocol,
+             .state = state,
+             .localAddress = address(ends.idiag_src),
+             .localPort = ntohs(ends.idiag_sport),
+             .remoteAddress = address(ends.idiag_dst),
+             .remotePort = ntohs(ends.idiag_dport),
+             .boundInterfaceIndex = ends.idiag_if,
+             .mark = {},
+             .user = socket.idiag_uid,
+             .routeInterfaceIndex = {},
+             .seenPackets = {}};
+  if (const nlattr* const mark = findAttribute(message, sizeof(socket), INET_DIAG_MARK)) {
+    row.mark = valueOf<std::uint32_t>(*mark);
+  }
+  return row;
 }
 
 }  // namespace
@@ -77,7 +84,7 @@ std::vector<Socket> socketsIn(const NetlinkReply& reply, SocketProtocol protocol
     const auto& socket = payloadOf<inet_diag_msg>(message);
     const std::optional<SocketState> state = stateOf(socket.idiag_state);
     if (state && inodes.contains(socket.idiag_inode)) {
-      sockets.push_back(socketIn(socket, protocol, *state));
+      sockets.push_back(socketIn(message, protocol, *state));
     }
   });
   return sockets;
@@ -92,7 +99,7 @@ std::vector<Socket> takeSockets(const std::set<std::uint32_t>& inodes) {
         .sdiag_protocol = static_cast<std::uint8_t>(isTcp ? IPPROTO_TCP : IPPROTO_UDP),
         .idiag_ext = 0,
         .pad = 0,
-        .idiag_states = kConnectedStates,
+        .idiag_states = kListedStates,
         .id = {}};
     const NetlinkReply reply =
         dumpNetlink(table.name, NETLINK_SOCK_DIAG, SOCK_DIAG_BY_FAMILY, request);

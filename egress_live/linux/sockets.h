@@ -10,13 +10,14 @@
 
 namespace egress::live {
 
-// The connected TCP and UDP sockets of both families with these inode numbers, from sock_diag. TCP
-// sockets are listed from ESTABLISHED to LAST_ACK or CLOSING, so not in SYN_SENT, SYN_RECEIVED or
-// TIME_WAIT. IPv4-mapped IPv6 addresses, as of dual-stack sockets, are written as IPv4. Throws
-// EnumerationError.
+// The TCP sockets and the connected UDP sockets of both families with these inode numbers, from
+// sock_diag. TCP sockets are listed in SYN_SENT and from ESTABLISHED to LAST_ACK or CLOSING, so not
+// in SYN_RECEIVED or TIME_WAIT. IPv4-mapped IPv6 addresses, as of dual-stack sockets, are written
+// as IPv4. The bound device and the user are known, the mark only with CAP_NET_ADMIN, the rest is
+// absent. Throws EnumerationError.
 [[nodiscard]] std::vector<snapshot::Socket> takeSockets(const std::set<std::uint32_t>& inodes);
 
-// The connected sockets with these inode numbers in the reply to SOCK_DIAG_BY_FAMILY. Throws
+// The sockets in these states with these inode numbers in the reply to SOCK_DIAG_BY_FAMILY. Throws
 // EnumerationError.
 [[nodiscard]] std::vector<snapshot::Socket> socketsIn(const NetlinkReply& reply,
                                                       snapshot::SocketProtocol protocol,

@@ -1,5 +1,6 @@
 #include "egress_live/take_snapshot.h"
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <ctime>
@@ -49,6 +50,13 @@ void take(snapshot::SnapshotList<Row>& list, TakeRows takeRows) {
   }
 }
 
+void addMissingMarks(HostSnapshot& snapshot) {
+  const auto hasMark = [](const snapshot::Socket& socket) { return socket.mark.has_value(); };
+  if (std::ranges::all_of(snapshot.sockets.rows, hasMark)) return;
+  snapshot.missingFacts.push_back({.fact = snapshot::FactKind::MARK,
+                                   .reason = "the kernel shows marks only with CAP_NET_ADMIN"});
+}
+
 }  // namespace
 
 std::variant<HostSnapshot, NoProcess> takeSnapshot(const ProcessChoice& choice) {
@@ -68,6 +76,7 @@ std::variant<HostSnapshot, NoProcess> takeSnapshot(const ProcessChoice& choice) 
     return takeSockets(socketInodesOf(processes, deadline));
   });
   if (noProcess) return *std::move(noProcess);
+  addMissingMarks(snapshot);
   take(snapshot.adapters, takeAdapters);
   take(snapshot.routes, takeDefaultRoutes);
   return snapshot;

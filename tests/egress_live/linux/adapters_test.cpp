@@ -16,6 +16,7 @@ namespace egress::live {
 namespace {
 
 using snapshot::Adapter;
+using snapshot::InterfaceKind;
 using testing::ElementsAre;
 using testing::Field;
 
@@ -26,6 +27,12 @@ Message link(int index) {
   ifinfomsg header{};
   header.ifi_index = index;
   return {RTM_NEWLINK, header};
+}
+
+// A link of a kind, as ip-link(8) names it.
+Message linkOfKind(const Bytes& kind) {
+  return link(1).with(IFLA_LINKINFO,
+                      attributes({{IFLA_INFO_DATA, Bytes(5)}, {IFLA_INFO_KIND, kind}}));
 }
 
 Message address(int family, std::uint32_t index) {
@@ -39,7 +46,7 @@ Message address(int family, std::uint32_t index) {
 Adapters adapters(std::initializer_list<std::uint32_t> indexes) {
   Adapters rows(indexes.size());
   std::ranges::transform(indexes, rows.begin(), [](std::uint32_t index) {
-    return Adapter{.name = "", .interfaceIndex = index, .addresses = {}};
+    return Adapter{.name = "", .interfaceIndex = index, .addresses = {}, .kind = {}};
   });
   return rows;
 }
@@ -68,6 +75,71 @@ TEST(LinksIn, NumbersEveryStateAsRfc2863) {
     EXPECT_THAT(linksIn(replyWith({link(1).with(IFLA_OPERSTATE, state)})),
                 ElementsAre(Field(&Adapter::operStatus, row.operStatus)))
         << row.linuxState;
+  }
+}
+
+TEST(LinksIn, ReadsTheKind) {
+  using enum InterfaceKind;
+  struct Row {
+    std::string_view linuxKind;
+    InterfaceKind kind;
+  };
+  for (const Row& row : {Row{"tun", TUNNEL},
+                         Row{"wireguard", TUNNEL},
+                         Row{"gre", TUNNEL},
+                         Row{"gretap", TUNNEL},
+                         Row{"ip6gre", TUNNEL},
+                         Row{"ip6gretap", TUNNEL},
+                         Row{"ipip", TUNNEL},
+                         Row{"ip6tnl", TUNNEL},
+                         Row{"sit", TUNNEL},
+                         Row{"vti", TUNNEL},
+                         Row{"vti6", TUNNEL},
+                         Row{"xfrm", TUNNEL},
+                         Row{"vxlan", TUNNEL},
+                         Row{"geneve", TUNNEL},
+                         Row{"ppp", TUNNEL},
+                         Row{"erspan", TUNNEL},
+                         Row{"ip6erspan", TUNNEL},
+                         Row{"veth", OTHER},
+                         Row{"bridge", OTHER},
+                         Row{"tu", OTHER},
+                         Row{"tunx", OTHER},
+                         Row{"TUN", OTHER},
+                         Row{"", OTHER}}) {
+    for (const std::string& end : {std::string(), std::string(1, '\0')}) {
+      const Bytes kind = bytesOfText(std::string(row.linuxKind) + end);
+      EXPECT_THAT(linksIn(replyWith({linkOfKind(kind)})),
+                  ElementsAre(Field(&Adapter::kind, row.kind)))
+          << row.linuxKind;
+    }
+  }
+}
+
+TEST(LinksIn, TheLoopbackIsNamedByAFlag) {
+  ifinfomsg header{};
+  header.ifi_index = 1;
+  header.ifi_flags = IFF_LOOPBACK | IFF_UP;
+  const Message loopback = {RTM_NEWLINK, header};
+  EXPECT_THAT(linksIn(replyWith({loopback})),
+              ElementsAre(Field(&Adapter::kind, InterfaceKind::LOOPBACK)));
+  header.ifi_flags = IFF_UP | IFF_POINTOPOINT;
+  const Message physical = {RTM_NEWLINK, header};
+  EXPECT_THAT(linksIn(replyWith({physical})),
+              ElementsAre(Field(&Adapter::kind, InterfaceKind::OTHER)));
+}
+
+TEST(LinksIn, AKindThatIsCutOffIsNotRead) {
+  const Message whole = linkOfKind(bytesOfText("tun"));
+  for (std::size_t size = link(1).size(); size < whole.size(); ++size) {
+    EXPECT_THAT(linksIn({.bytes = whole.first(size)}),
+                ElementsAre(Field(&Adapter::kind, InterfaceKind::OTHER)));
+  }
+  const Bytes inner = attributes({{IFLA_INFO_KIND, bytesOfText("tun")}});
+  for (std::size_t size = 0; size < inner.size(); ++size) {
+    const Bytes cut(inner.begin(), inner.begin() + static_cast<std::ptrdiff_t>(size));
+    EXPECT_THAT(linksIn(replyWith({link(1).with(IFLA_LINKINFO, cut)})),
+                ElementsAre(Field(&Adapter::kind, InterfaceKind::OTHER)));
   }
 }
 

@@ -28,6 +28,27 @@ Bytes bytesOfValue(const Value& value) {
   return {bytes.begin(), bytes.end()};
 }
 
+// One attribute.
+struct Attribute {
+  int type;
+  Bytes value;
+};
+
+// The attributes, each aligned except the last.
+inline Bytes attributes(std::initializer_list<Attribute> list) {
+  Bytes all;
+  for (const Attribute& attribute : list) {
+    const nlattr header{
+        .nla_len = static_cast<std::uint16_t>(sizeof(nlattr) + attribute.value.size()),
+        .nla_type = static_cast<std::uint16_t>(attribute.type)};
+    const Bytes bytes = bytesOfValue(header);
+    all.resize(aligned(all.size()));
+    all.insert(all.end(), bytes.begin(), bytes.end());
+    all.insert(all.end(), attribute.value.begin(), attribute.value.end());
+  }
+  return all;
+}
+
 // Of the request that a message answers.
 constexpr std::uint32_t kSequence = 3;
 constexpr std::uint32_t kPort = 4001;
@@ -41,11 +62,8 @@ class Message {
   }
 
   Message& with(int attribute, const Bytes& value) {
-    const nlattr header{.nla_len = static_cast<std::uint16_t>(sizeof(nlattr) + value.size()),
-                        .nla_type = static_cast<std::uint16_t>(attribute)};
     bytes_.resize(aligned(bytes_.size()));
-    append(bytesOfValue(header));
-    append(value);
+    append(attributes({{attribute, value}}));
     return *this;
   }
 

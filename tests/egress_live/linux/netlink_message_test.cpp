@@ -19,9 +19,9 @@ using testing::ElementsAre;
 constexpr int kType = NLMSG_MIN_TYPE;  // of a data message
 
 // A request whose messages the builder makes.
-const DumpRequest kRequest = {.what = "links", .sequence = kSequence, .port = kPort};
+const NetlinkRequest kRequest = {.what = "links", .sequence = kSequence, .port = kPort};
 
-DumpProgress add(std::span<const std::byte> part, NetlinkReply& reply) {
+ReplyProgress add(std::span<const std::byte> part, NetlinkReply& reply) {
   return addPart(kRequest, {.sender = 0, .bytes = part}, reply);
 }
 
@@ -50,8 +50,8 @@ const nlmsghdr& messageIn(const Bytes& bytes) {
 
 TEST(AddPart, KeepsTheDataMessagesOfAllParts) {
   NetlinkReply reply;
-  EXPECT_EQ(add(joined({{kType, 1}, {kType, 2}}), reply), DumpProgress::More);
-  EXPECT_EQ(add(joined({{kType, 3}, {NLMSG_DONE, 0}}), reply), DumpProgress::Complete);
+  EXPECT_EQ(add(joined({{kType, 1}, {kType, 2}}), reply), ReplyProgress::More);
+  EXPECT_EQ(add(joined({{kType, 3}, {NLMSG_DONE, 0}}), reply), ReplyProgress::Complete);
   EXPECT_THAT(payloadsIn(reply), ElementsAre(1, 2, 3));
 }
 
@@ -59,7 +59,7 @@ TEST(AddPart, AlignsAMessageOfAnOddSize) {
   NetlinkReply reply;
   const Message odd = Message(kType, 1).with(1, bytesOfText("odd"));
   for (int part = 0; part < 2; ++part) {
-    EXPECT_EQ(add(joined({odd}), reply), DumpProgress::More);
+    EXPECT_EQ(add(joined({odd}), reply), ReplyProgress::More);
   }
   EXPECT_THAT(payloadsIn(reply), ElementsAre(1, 1));
   EXPECT_EQ(reply.bytes.size(), 2 * aligned(odd.size()));
@@ -67,7 +67,7 @@ TEST(AddPart, AlignsAMessageOfAnOddSize) {
 
 TEST(AddPart, IgnoresNoop) {
   NetlinkReply reply;
-  EXPECT_EQ(add(joined({{NLMSG_NOOP, 1}, {kType, 2}}), reply), DumpProgress::More);
+  EXPECT_EQ(add(joined({{NLMSG_NOOP, 1}, {kType, 2}}), reply), ReplyProgress::More);
   EXPECT_THAT(payloadsIn(reply), ElementsAre(2));
 }
 
@@ -75,7 +75,7 @@ TEST(AddPart, DetectsAnInterruptionInAnyMessage) {
   for (const int type : {kType, NLMSG_NOOP, NLMSG_DONE}) {
     NetlinkReply reply;
     const Message interrupted = Message(type, 0).withFlags(NLM_F_MULTI | NLM_F_DUMP_INTR);
-    EXPECT_EQ(add(joined({{kType, 1}, interrupted}), reply), DumpProgress::Interrupted);
+    EXPECT_EQ(add(joined({{kType, 1}, interrupted}), reply), ReplyProgress::Interrupted);
   }
 }
 
@@ -96,7 +96,47 @@ TEST(AddPart, ReportsErrorsThatAreNoErrno) {
 
 TEST(AddPart, AnErrorOfZeroIsAnAcknowledgement) {
   NetlinkReply reply;
-  EXPECT_EQ(add(joined({{NLMSG_ERROR, 0}}), reply), DumpProgress::Complete);
+  EXPECT_EQ(add(joined({{NLMSG_ERROR, 0}}), reply), ReplyProgress::Complete);
+}
+
+TEST(AddPart, TheErrorOfTheKernelHasItsNumber) {
+  struct Row {
+    int error;
+    int number;
+  };
+  for (const Row& row : {Row{-EPERM, EPERM}, Row{-ENETUNREACH, ENETUNREACH}}) {
+    NetlinkReply reply;
+    try {
+      static_cast<void>(add(joined({{NLMSG_ERROR, row.error}}), reply));
+      FAIL() << row.error;
+    } catch (const KernelError& error) {
+      EXPECT_EQ(error.errorNumber, row.number);
+    }
+  }
+}
+
+// A request for one data message.
+const NetlinkRequest kSingleRequest = {
+    .what = "route", .sequence = kSequence, .port = kPort, .isDump = false};
+
+TEST(AddPart, ASingleReplyIsCompleteWithItsFirstDataMessage) {
+  NetlinkReply reply;
+  const Bytes nothing = joined({{NLMSG_NOOP, 1}});
+  EXPECT_EQ(addPart(kSingleRequest, {.sender = 0, .bytes = nothing}, reply), ReplyProgress::More);
+  const Bytes part = joined({{kType, 2}, {kType, 3}});
+  EXPECT_EQ(addPart(kSingleRequest, {.sender = 0, .bytes = part}, reply), ReplyProgress::Complete);
+  EXPECT_THAT(payloadsIn(reply), ElementsAre(2));
+}
+
+TEST(AddPart, ASingleReplyThatIsCutOffIsNoReply) {
+  const Bytes part = joined({{kType, 1}});
+  for (std::size_t size = 1; size < part.size(); ++size) {
+    const Bytes cut(part.begin(), part.begin() + static_cast<std::ptrdiff_t>(size));
+    NetlinkReply reply;
+    EXPECT_THROW(static_cast<void>(addPart(kSingleRequest, {.sender = 0, .bytes = cut}, reply)),
+                 EnumerationError);
+    EXPECT_THAT(payloadsIn(reply), ElementsAre());
+  }
 }
 
 TEST(AddPart, RejectsErrorsThatAreTooShort) {
@@ -129,17 +169,17 @@ TEST(AddPart, IgnoresWhatTheKernelDidNotSend) {
   NetlinkReply reply;
   const Bytes forged = joined({{kType, 1}, {NLMSG_DONE, 0}});
   for (const std::uint32_t sender : {1U, kPort, 4294967295U}) {
-    EXPECT_EQ(addPart(kRequest, {.sender = sender, .bytes = forged}, reply), DumpProgress::More);
-    EXPECT_EQ(addPart(kRequest, {.sender = sender, .bytes = Bytes(1)}, reply), DumpProgress::More);
+    EXPECT_EQ(addPart(kRequest, {.sender = sender, .bytes = forged}, reply), ReplyProgress::More);
+    EXPECT_EQ(addPart(kRequest, {.sender = sender, .bytes = Bytes(1)}, reply), ReplyProgress::More);
   }
   EXPECT_THAT(payloadsIn(reply), ElementsAre());
 }
 
 TEST(AddPart, RejectsAMessageThatAnswersAnotherRequest) {
   const Bytes part = joined({{kType, 1}, {NLMSG_DONE, 0}});
-  for (const DumpRequest& other :
-       {DumpRequest{"links", kSequence + 1, kPort}, DumpRequest{"links", 0, kPort},
-        DumpRequest{"links", kSequence, 0}, DumpRequest{"links", kSequence, kPort + 1}}) {
+  for (const NetlinkRequest& other :
+       {NetlinkRequest{"links", kSequence + 1, kPort}, NetlinkRequest{"links", 0, kPort},
+        NetlinkRequest{"links", kSequence, 0}, NetlinkRequest{"links", kSequence, kPort + 1}}) {
     NetlinkReply reply;
     try {
       static_cast<void>(addPart(other, {.sender = 0, .bytes = part}, reply));
@@ -191,9 +231,42 @@ TEST(FindAttribute, StopsAtALengthThatDoesNotFit) {
   }
 }
 
-// Returns the only attribute of a message.
+// Returns the attribute 1 of a message.
 const nlattr& attributeIn(const Bytes& bytes) {
   return *findAttribute(messageIn(bytes), sizeof(int), 1);
+}
+
+TEST(FindNestedAttribute, FindsTheFirstOfItsTypeInsideOnly) {
+  const Bytes inner = attributes({{2, bytesOfText("odd")}, {3, bytesOfValue(30)}});
+  const Bytes bytes = Message(kType, 0).with(1, inner).with(4, 40).bytes();
+  const nlattr* const found = findNestedAttribute(attributeIn(bytes), 3);
+  ASSERT_NE(found, nullptr);
+  EXPECT_EQ(valueOf<int>(*found), 30);
+  EXPECT_EQ(findNestedAttribute(attributeIn(bytes), 1), nullptr);
+  EXPECT_EQ(findNestedAttribute(attributeIn(bytes), 4), nullptr);
+  const Bytes empty = Message(kType, 0).with(1, Bytes{}).bytes();
+  EXPECT_EQ(findNestedAttribute(attributeIn(empty), 0), nullptr);
+}
+
+TEST(FindNestedAttribute, FindsNoAttributeThatIsCutOff) {
+  const Bytes inner = attributes({{2, bytesOfValue(20)}, {3, bytesOfText("end")}});
+  const std::size_t endOfFirst = sizeof(nlattr) + sizeof(int);
+  for (std::size_t size = 0; size < inner.size(); ++size) {
+    const Bytes cut(inner.begin(), inner.begin() + static_cast<std::ptrdiff_t>(size));
+    const Bytes bytes = Message(kType, 0).with(1, cut).bytes();
+    EXPECT_EQ(findNestedAttribute(attributeIn(bytes), 2) != nullptr, size >= endOfFirst) << size;
+    EXPECT_EQ(findNestedAttribute(attributeIn(bytes), 3), nullptr) << size;
+  }
+}
+
+TEST(FindNestedAttribute, StopsAtALengthThatDoesNotFit) {
+  for (const auto length : std::to_array<std::uint16_t>({0, 3, 9, 65535})) {
+    Bytes inner = attributes({{2, bytesOfValue(20)}});
+    std::memcpy(inner.data(), &length, sizeof(length));
+    // The next attribute would complete it.
+    const Bytes bytes = Message(kType, 0).with(1, inner).with(4, 40).bytes();
+    EXPECT_EQ(findNestedAttribute(attributeIn(bytes), 2), nullptr) << length;
+  }
 }
 
 TEST(ValueOf, RejectsAnAttributeThatIsTooShort) {

@@ -72,18 +72,19 @@ TEST(SocketsIn, KnowsTheStatesOfAConnection) {
     int linuxState;
     SocketState state;
   };
-  for (const Row& row : {Row{TCP_ESTABLISHED, ESTABLISHED}, Row{TCP_FIN_WAIT1, FIN_WAIT_1},
-                         Row{TCP_FIN_WAIT2, FIN_WAIT_2}, Row{TCP_CLOSE_WAIT, CLOSE_WAIT},
-                         Row{TCP_LAST_ACK, LAST_ACK}, Row{TCP_CLOSING, CLOSING}}) {
+  for (const Row& row :
+       {Row{TCP_ESTABLISHED, ESTABLISHED}, Row{TCP_FIN_WAIT1, FIN_WAIT_1},
+        Row{TCP_SYN_SENT, SYN_SENT}, Row{TCP_FIN_WAIT2, FIN_WAIT_2},
+        Row{TCP_CLOSE_WAIT, CLOSE_WAIT}, Row{TCP_LAST_ACK, LAST_ACK}, Row{TCP_CLOSING, CLOSING}}) {
     EXPECT_THAT(socketsFrom({socket(row.linuxState)}),
                 ElementsAre(Field(&Socket::state, row.state)))
         << row.linuxState;
   }
 }
 
-TEST(SocketsIn, IgnoresASocketThatIsNotConnectedAnyMore) {
-  for (const int state : {0, int{TCP_SYN_SENT}, int{TCP_SYN_RECV}, int{TCP_TIME_WAIT},
-                          int{TCP_CLOSE}, int{TCP_LISTEN}, TCP_CLOSING + 1, 255}) {
+TEST(SocketsIn, IgnoresASocketThatHasLeftTheListedStates) {
+  for (const int state : {0, int{TCP_SYN_RECV}, int{TCP_TIME_WAIT}, int{TCP_CLOSE}, int{TCP_LISTEN},
+                          TCP_CLOSING + 1, 255}) {
     EXPECT_THAT(socketsFrom({socket(state), socket()}),
                 ElementsAre(Field(&Socket::state, SocketState::ESTABLISHED)))
         << state;
@@ -98,6 +99,43 @@ TEST(SocketsIn, ReadsIpv6AndMappedAddresses) {
   EXPECT_THAT(socketsFrom({row}),
               ElementsAre(testing::AllOf(Field(&Socket::localAddress, "fd00::7"),
                                          Field(&Socket::remoteAddress, "192.0.2.1"))));
+}
+
+TEST(SocketsIn, ReadsTheBoundDeviceAndTheUser) {
+  inet_diag_msg bound = socket();
+  bound.id.idiag_if = 5;
+  bound.idiag_uid = 1000;
+  const std::vector<Socket> rows = socketsFrom({bound, socket()});
+  ASSERT_EQ(rows.size(), 2);
+  EXPECT_EQ(rows[0].boundInterfaceIndex, 5);
+  EXPECT_EQ(rows[0].user, 1000);
+  EXPECT_EQ(rows[1].boundInterfaceIndex, 0);
+  EXPECT_EQ(rows[1].user, 0);
+  EXPECT_EQ(rows[0].routeInterfaceIndex, std::nullopt);
+}
+
+// The socket in a message that may be cut off, or is not a whole one.
+std::vector<Socket> socketsOf(const Bytes& message) {
+  return socketsIn({.bytes = message}, SocketProtocol::TCP, {kInode});
+}
+
+TEST(SocketsIn, ReadsTheMarkThatTheKernelShows) {
+  const Message unmarked(SOCK_DIAG_BY_FAMILY, socket());
+  EXPECT_THAT(socketsOf(unmarked.bytes()), ElementsAre(Field(&Socket::mark, std::nullopt)));
+  for (const std::uint32_t mark : {0U, 7U, 4294967295U}) {
+    Message marked = Message(SOCK_DIAG_BY_FAMILY, socket())
+                         .with(INET_DIAG_SHUTDOWN, std::uint8_t{1})
+                         .with(INET_DIAG_MARK, mark);
+    EXPECT_THAT(socketsOf(marked.bytes()), ElementsAre(Field(&Socket::mark, mark)));
+    for (std::size_t size = unmarked.size(); size < marked.size(); ++size) {
+      EXPECT_THAT(socketsOf(marked.first(size)), ElementsAre(Field(&Socket::mark, std::nullopt)));
+    }
+  }
+}
+
+TEST(SocketsIn, RejectsAMarkThatIsTooShort) {
+  const Message message = Message(SOCK_DIAG_BY_FAMILY, socket()).with(INET_DIAG_MARK, Bytes(3));
+  EXPECT_THROW(static_cast<void>(socketsOf(message.bytes())), EnumerationError);
 }
 
 TEST(SocketsIn, RejectsShortMessages) {
