@@ -9,8 +9,9 @@ The replies describe a network that this script invents, so the network namespac
     up2   10.2.0.2/24, 2001:db8:2::2/64
     p2p0  10.9.0.1, of the peer 10.9.0.2         (tun)
 
-with a default route through up1 and one through both uplinks for each family, and connected sockets,
-with the same routes once more as next-hop objects. netlink_reply_fuzzer.cpp describes the files.
+with a default route through up1 and one through both uplinks for each family, with the same routes once
+more as next-hop objects, with routing rules, and with connected sockets that have marks.
+netlink_reply_fuzzer.cpp describes the files.
 """
 
 import os
@@ -22,20 +23,23 @@ from pathlib import Path
 
 FOLDER = Path(__file__).parent / "corpus" / "netlink_reply"
 
-ADAPTERS, ROUTES4, ROUTES6, TCP, UDP = range(5)  # the parsers
+ADAPTERS, ROUTES4, ROUTES6, TCP, UDP, RULES, LOOK_UP = range(7)  # the parsers
 
 NLMSG_NOOP, NLMSG_ERROR, NLMSG_DONE, NLMSG_OVERRUN = 1, 2, 3, 4
 NLM_F_REQUEST, NLM_F_MULTI, NLM_F_DUMP_INTR, NLM_F_DUMP = 1, 2, 0x10, 0x300
 NETLINK_ROUTE, NETLINK_SOCK_DIAG = 0, 4
-RTM_NEWLINK, RTM_NEWADDR, RTM_NEWROUTE, RTM_NEWNEXTHOP = 16, 20, 24, 104
-RTM_GETLINK, RTM_GETADDR, RTM_GETROUTE, RTM_GETNEXTHOP = 18, 22, 26, 106
+RTM_NEWLINK, RTM_NEWADDR, RTM_NEWROUTE, RTM_NEWRULE, RTM_NEWNEXTHOP = 16, 20, 24, 32, 104
+RTM_GETLINK, RTM_GETADDR, RTM_GETROUTE, RTM_GETRULE, RTM_GETNEXTHOP = 18, 22, 26, 34, 106
 SOCK_DIAG_BY_FAMILY = 20
-IFLA_IFNAME, IFLA_OPERSTATE = 3, 16
+IFLA_IFNAME, IFLA_OPERSTATE, IFLA_LINKINFO, IFLA_INFO_KIND = 3, 16, 18, 1
+INET_DIAG_MARK = 15
 IFA_ADDRESS, IFA_LOCAL = 1, 2
+FRA_FWMARK, FRA_DPORT_RANGE = 10, 24
+RTA_DST, RTA_SRC = 1, 2
 RTA_OIF, RTA_PRIORITY, RTA_MULTIPATH, RTA_NH_ID = 4, 6, 9, 30
 NHA_ID, NHA_GROUP, NHA_OIF = 1, 2, 5
 SEQUENCE, PORT = 1, 7  # of the request
-CONNECTED_STATES = 0b1110_0111_0010  # established, both kinds of FIN_WAIT, CLOSE_WAIT, LAST_ACK, CLOSING
+LISTED_STATES = 0b1011_0011_0110  # established, SYN_SENT, both FIN_WAIT, CLOSE_WAIT, LAST_ACK, CLOSING
 
 HEADER = struct.Struct("=IHHII")
 INODE_OFFSET = HEADER.size + 68  # in a message of sock_diag
@@ -77,6 +81,17 @@ def dump(bus, kind, payload):
                 reply += part[:12] + struct.pack("=I", PORT) + part[16:]
 
 
+def look_up(source, target):
+    """The reply to the look-up of one route over IPv4."""
+    payload = struct.pack("=BBBB8x", socket.AF_INET, 32, 32, 0) + \
+        attribute(RTA_DST, socket.inet_aton(target)) + attribute(RTA_SRC, socket.inet_aton(source))
+    with socket.socket(socket.AF_NETLINK, socket.SOCK_RAW, NETLINK_ROUTE) as kernel:
+        kernel.bind((0, 0))
+        kernel.send(message(RTM_GETROUTE, payload, NLM_F_REQUEST))
+        reply = kernel.recv(65536)
+        return reply[:12] + struct.pack("=I", PORT) + reply[16:]
+
+
 def ip(text):
     subprocess.run(["ip", *text.split()], check=True)
 
@@ -103,6 +118,8 @@ def create_network():
         ip(f"nexthop add id {base} group {base + 1}/{base + 2}")
         ip(f"{family} route add default metric 400 nhid {base + 1}")
         ip(f"{family} route add default metric 500 nhid {base}")
+        for selector in ("fwmark 7", "sport 1000-2000", "tos 0x10", f"from {first}", "uidrange 5-6"):
+            ip(f"{family} rule add {selector} table 7")
 
 
 def open_sockets():
@@ -117,6 +134,7 @@ def open_sockets():
         listener.listen()
         for kind in (socket.SOCK_STREAM, socket.SOCK_DGRAM):
             client = socket.socket(family, kind)
+            client.setsockopt(socket.SOL_SOCKET, socket.SO_MARK, port)
             client.bind((source, 0))
             client.connect((target, port))
             wanted.append(client)
@@ -134,7 +152,7 @@ def sockets_reply(protocol, wanted):
     number_of_protocol = socket.IPPROTO_TCP if protocol == TCP else socket.IPPROTO_UDP
     reply = b""
     for family in (socket.AF_INET, socket.AF_INET6):
-        request = struct.pack("=BBBBI48x", family, number_of_protocol, 0, 0, CONNECTED_STATES)
+        request = struct.pack("=BBBBI48x", family, number_of_protocol, 0, 0, LISTED_STATES)
         for part in split(dump(NETLINK_SOCK_DIAG, SOCK_DIAG_BY_FAMILY, request)):
             inode, = struct.unpack_from("=I", part, INODE_OFFSET)
             reply += (part[:INODE_OFFSET] + struct.pack("=I", numbers.get(inode, 9)) +
@@ -178,11 +196,20 @@ def number(kind, value):
     return attribute(kind, struct.pack("=I", value))
 
 
-def a_socket(family=socket.AF_INET, state=1, inode=1):
+def rule(family, *attributes):
+    """The payload of a message about a rule."""
+    return struct.pack("=B11x", family) + b"".join(attributes)
+
+
+def a_route(*attributes):
+    return message(RTM_NEWROUTE, struct.pack("=BBB9x", socket.AF_INET, 32, 32) + b"".join(attributes), 0)
+
+
+def a_socket(*attributes, family=socket.AF_INET, state=1, inode=1):
     ends = struct.pack("!HH", 51000, 443) + bytes([10, 0, 0, 7]) + bytes(12) + \
         bytes([198, 51, 100, 10]) + bytes(12) + bytes(12)
     return message(SOCK_DIAG_BY_FAMILY, struct.pack("=BBBB", family, state, 0, 0) + ends +
-                   struct.pack("=IIIII", 0, 0, 0, 0, inode))
+                   struct.pack("=IIIII", 0, 0, 0, 0, inode) + b"".join(attributes))
 
 
 def make_real():
@@ -203,6 +230,10 @@ def make_real():
         "next-hop-objects-ipv6": (ROUTES6, routes_with_objects(socket.AF_INET6) + DONE),
         "sockets-tcp": (TCP, sockets_reply(TCP, wanted) + DONE),
         "sockets-udp": (UDP, sockets_reply(UDP, wanted) + DONE),
+        "rules-ipv4": (RULES, dump(NETLINK_ROUTE, RTM_GETRULE, rule(socket.AF_INET)) + DONE),
+        "rules-ipv6": (RULES, dump(NETLINK_ROUTE, RTM_GETRULE, rule(socket.AF_INET6)) + DONE),
+        "a-look-up": (LOOK_UP, look_up("10.1.0.2", "198.51.100.10")),
+        "a-look-up-without-route": (LOOK_UP, look_up("10.99.0.2", "198.51.100.10")),
     }
     for made in wanted + others:
         made.close()
@@ -268,6 +299,25 @@ def make_broken():
             RTM_NEWLINK, bytes(16), sequence=SEQUENCE + 1)),
         "another-port": (ADAPTERS, message(NLMSG_DONE, bytes(4), port=PORT + 1)),
         "a-socket-is-cut-off": (TCP, a_socket()[:-4]),
+        "a-socket-that-connects": (TCP, a_socket(state=2)),
+        "a-mark": (TCP, a_socket(number(INET_DIAG_MARK, 7))),
+        "a-mark-is-too-short": (TCP, a_socket(attribute(INET_DIAG_MARK, b"abc"))),
+        "a-kind": (ADAPTERS, link(5, attribute(IFLA_LINKINFO, attribute(IFLA_INFO_KIND, b"tun\0")))),
+        "a-kind-is-cut-off": (ADAPTERS, link(5, attribute(
+            IFLA_LINKINFO, attribute(IFLA_INFO_KIND, b"tun\0")[:-1]))),
+        "a-kind-is-longer-than-its-attribute": (ADAPTERS, link(5, attribute(
+            IFLA_LINKINFO, struct.pack("=HH", 40, IFLA_INFO_KIND) + b"tun\0"), name)),
+        "a-rule-is-too-short": (RULES, message(RTM_NEWRULE, bytes(11))),
+        "a-mark-of-a-rule-is-too-short": (RULES, message(RTM_NEWRULE, rule(
+            socket.AF_INET, attribute(FRA_FWMARK, b"abc")))),
+        "ports-of-a-rule-without-value": (RULES, message(RTM_NEWRULE, rule(
+            socket.AF_INET, attribute(FRA_DPORT_RANGE, b"")))),
+        "a-look-up-without-interface": (LOOK_UP, a_route()),
+        "a-look-up-of-interface-0": (LOOK_UP, a_route(number(RTA_OIF, 0))),
+        "two-look-ups": (LOOK_UP, a_route(number(RTA_OIF, 5)) + a_route(number(RTA_OIF, 6))),
+        "a-look-up-is-too-short": (LOOK_UP, message(RTM_NEWROUTE, bytes(11), 0)),
+        "an-interface-is-too-short": (LOOK_UP, a_route(attribute(RTA_OIF, b"abc"))),
+        "a-look-up-that-ends-at-once": (LOOK_UP, DONE),
         "a-socket-that-listens": (TCP, a_socket(state=10)),
         "a-socket-of-another-family": (UDP, a_socket(family=9)),
         "a-socket-of-another-process": (UDP, a_socket(inode=4)),

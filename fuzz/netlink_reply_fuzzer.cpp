@@ -24,7 +24,9 @@
 #include "egress_live/linux/adapters.h"
 #include "egress_live/linux/netlink_message.h"
 #include "egress_live/linux/next_hops.h"
+#include "egress_live/linux/route_lookup.h"
 #include "egress_live/linux/routes.h"
+#include "egress_live/linux/routing_rules.h"
 #include "egress_live/linux/sockets.h"
 #include "fuzz/fuzz_target.h"
 #include "tests/support/snapshot_equality.h"
@@ -39,7 +41,8 @@ using snapshot::Socket;
 using snapshot::SocketProtocol;
 using snapshot::SocketState;
 
-const live::NetlinkRequest kRequest = {.what = "part", .sequence = 1, .port = 7};
+const live::NetlinkRequest kDump = {.what = "part", .sequence = 1, .port = 7};
+const live::NetlinkRequest kSingle = {.what = "part", .sequence = 1, .port = 7, .isDump = false};
 const std::set<std::uint32_t> kInodes = {1, 2, 3};  // of the sockets in the corpus
 constexpr std::uint32_t kMaxPort = 65535;
 
@@ -55,9 +58,13 @@ bool isAddressText(const std::string& text) {
   return text.empty() || isFormatted(AF_INET, text) || isFormatted(AF_INET6, text);
 }
 
+enum Parser : std::uint8_t { ADAPTERS, ROUTES4, ROUTES6, TCP, UDP, RULES, LOOK_UP, kParsers };
+
 // What the parsers return or throw.
 struct Outcome {
   HostSnapshot rows;
+  live::RuleSelectors selectors;
+  std::uint32_t routeInterfaceIndex = 0;
   std::string error;
   bool isReply = true;  // all messages answer the request
 };
@@ -83,17 +90,20 @@ void parseRoutes(const NetlinkReply& reply, int family, HostSnapshot& rows) {
   rows.routes.rows = routes.value_or(std::vector<RouteRow>());
 }
 
-void parse(std::uint8_t parser, const NetlinkReply& reply, HostSnapshot& rows) {
-  switch (parser % 5) {
-    case 0:
+void parse(std::uint8_t parser, const NetlinkReply& reply, Outcome& outcome) {
+  HostSnapshot& rows = outcome.rows;
+  switch (parser) {
+    case ADAPTERS:
       rows.adapters.rows = live::linksIn(partOf(reply, RTM_NEWADDR, /*isOfType=*/false));
       rows.adapters.enumFailed =
           !live::addAddresses(partOf(reply, RTM_NEWADDR, /*isOfType=*/true), rows.adapters.rows);
       break;
-    case 1: parseRoutes(reply, AF_INET, rows); break;
-    case 2: parseRoutes(reply, AF_INET6, rows); break;
-    case 3: rows.sockets.rows = live::socketsIn(reply, SocketProtocol::TCP, kInodes); break;
-    default: rows.sockets.rows = live::socketsIn(reply, SocketProtocol::UDP, kInodes); break;
+    case ROUTES4: parseRoutes(reply, AF_INET, rows); break;
+    case ROUTES6: parseRoutes(reply, AF_INET6, rows); break;
+    case TCP: rows.sockets.rows = live::socketsIn(reply, SocketProtocol::TCP, kInodes); break;
+    case UDP: rows.sockets.rows = live::socketsIn(reply, SocketProtocol::UDP, kInodes); break;
+    case RULES: outcome.selectors = live::ruleSelectorsIn(reply); break;
+    default: outcome.routeInterfaceIndex = live::routeInterfaceIn(reply); break;
   }
 }
 
@@ -128,17 +138,18 @@ bool isReplyTo(const live::NetlinkRequest& request, const NetlinkReply& reply) {
 // a sanitizer sees a read past the end.
 Outcome parseDatagrams(std::uint8_t parser, const std::vector<Datagram>& datagrams) {
   Outcome outcome;
+  const live::NetlinkRequest& request = parser == LOOK_UP ? kSingle : kDump;
   try {
     NetlinkReply reply;
     for (const Datagram& datagram : datagrams) {
       const auto data = std::as_bytes(std::span(datagram.bytes));
       const std::vector<std::byte> part(data.begin(), data.end());
       const live::NetlinkPart received{.sender = datagram.sender, .bytes = part};
-      if (live::addPart(kRequest, received, reply) != live::ReplyProgress::More) break;
+      if (live::addPart(request, received, reply) != live::ReplyProgress::More) break;
     }
     reply.bytes.shrink_to_fit();
-    outcome.isReply = isReplyTo(kRequest, reply);
-    parse(parser, reply, outcome.rows);
+    outcome.isReply = isReplyTo(request, reply);
+    parse(parser, reply, outcome);
   } catch (const live::EnumerationError& error) {
     outcome.error = error.what();
   }
@@ -165,7 +176,7 @@ bool areAdapters(const std::vector<Adapter>& rows) {
                                                        &Adapter::interfaceIndex) == rows.end();
   return areAscending && std::ranges::all_of(rows, [](const Adapter& row) {
            return row.operStatus >= 1 && row.operStatus <= 7 &&
-                  row.name.find('\0') == std::string::npos &&
+                  row.name.find('\0') == std::string::npos && row.kind.has_value() &&
                   std::ranges::all_of(row.addresses, isAddressText);
          });
 }
@@ -174,18 +185,19 @@ bool areRoutes(const std::vector<RouteRow>& rows, std::int32_t family) {
   return std::ranges::all_of(rows, [family](const RouteRow& row) { return row.family == family; });
 }
 
-bool isConnected(SocketState state) {
+bool isListed(SocketState state) {
   using enum SocketState;
-  constexpr std::array kStates = {ESTABLISHED, FIN_WAIT_1, FIN_WAIT_2,
-                                  CLOSE_WAIT,  CLOSING,    LAST_ACK};
+  constexpr std::array kStates = {ESTABLISHED, SYN_SENT, FIN_WAIT_1, FIN_WAIT_2,
+                                  CLOSE_WAIT,  CLOSING,  LAST_ACK};
   return std::ranges::find(kStates, state) != kStates.end();
 }
 
 bool areSockets(const std::vector<Socket>& rows, SocketProtocol protocol) {
   return std::ranges::all_of(rows, [protocol](const Socket& row) {
-    return row.protocol == protocol && isConnected(row.state) && isAddressText(row.localAddress) &&
+    return row.protocol == protocol && isListed(row.state) && isAddressText(row.localAddress) &&
            row.localPort <= kMaxPort && isAddressText(row.remoteAddress) &&
-           row.remotePort <= kMaxPort;
+           row.remotePort <= kMaxPort && row.boundInterfaceIndex && row.user &&
+           !row.routeInterfaceIndex;
   });
 }
 
@@ -193,7 +205,8 @@ bool areSockets(const std::vector<Socket>& rows, SocketProtocol protocol) {
 
 test::Violation check(std::string_view bytes) {
   if (bytes.empty()) return {};
-  const auto parser = static_cast<std::uint8_t>(bytes.front());
+  const auto parser =
+      static_cast<std::uint8_t>(static_cast<std::uint8_t>(bytes.front()) % kParsers);
   bytes.remove_prefix(1);
   std::vector<Datagram> datagrams = datagramsIn(bytes);
   const Outcome outcome = parseDatagrams(parser, datagrams);
@@ -203,10 +216,15 @@ test::Violation check(std::string_view bytes) {
   if (!outcome.isReply) return "a message that answers another request";
   if (!isBounded(rows, bytes.size())) return "more rows than bytes";
   if (!areAdapters(rows.adapters.rows)) return "not an adapter";
-  if (!areRoutes(rows.routes.rows, parser % 5 == 1 ? 4 : 6)) return "not a route of the family";
-  const SocketProtocol protocol = parser % 5 == 3 ? SocketProtocol::TCP : SocketProtocol::UDP;
-  if (!areSockets(rows.sockets.rows, protocol)) return "not a connected socket of the protocol";
-  const bool isSame = outcome.error == again.error && rows == again.rows;
+  if (!areRoutes(rows.routes.rows, parser == ROUTES4 ? 4 : 6)) return "not a route of the family";
+  const SocketProtocol protocol = parser == TCP ? SocketProtocol::TCP : SocketProtocol::UDP;
+  if (!areSockets(rows.sockets.rows, protocol)) return "not a listed socket of the protocol";
+  if (parser == LOOK_UP && outcome.error.empty() && outcome.routeInterfaceIndex == 0) {
+    return "a route without interface";
+  }
+  const bool isSame = outcome.error == again.error && rows == again.rows &&
+                      outcome.selectors == again.selectors &&
+                      outcome.routeInterfaceIndex == again.routeInterfaceIndex;
   return isSame ? "" : "other rows without the datagrams of other senders";
 }
 
