@@ -2,9 +2,12 @@
 """egress-report when snapshots cannot be taken. faulty_kernel.cpp injects netlink faults; the tests of
 permissions drop real capabilities."""
 
+import copy
 import ctypes
+import errno
 import os
 import re
+import socket
 import unittest
 from pathlib import Path
 
@@ -185,6 +188,142 @@ class FailuresTest(ProgramTest):
         result = self.run_program("--pid", os.getpid(), "--config", "-", text=CONFIG, before=before)
         self.assert_failed(result, ["sockets"],
                            f"sockets: cannot read '/proc/{os.getpid()}/ns/net': Permission denied")
+
+
+class FactFailuresTest(ProgramTest):
+    """The facts about sockets of this process to an endpoint on this machine."""
+
+    SERVERS = {"4": "127.0.0.1", "6": "::1"}
+    PORT = 443
+    NO_ROUTE = [errno.ENETUNREACH, errno.EHOSTUNREACH, errno.ENETDOWN, errno.ENODEV, errno.EACCES,
+                errno.EINVAL]
+
+    def open(self, server, source=None):
+        """Opens a socket, and returns its local port."""
+        made = socket.socket(socket.AF_INET6 if ":" in server else socket.AF_INET, socket.SOCK_DGRAM)
+        self.addCleanup(made.close)
+        if source is not None:
+            made.bind((source, 0))
+        try:
+            made.connect((server, self.PORT))
+        except OSError as reason:
+            self.skipTest(f"{server}: {reason}")
+        return made.getsockname()[1]
+
+    def snapshot(self, fault, version):
+        """The saved snapshot without its time."""
+        config = CONFIG.replace("198.51.100.10", self.SERVERS[version])
+        result = self.run_program("--pid", os.getpid(), "--config", "-", "--save-snapshot", "-",
+                                  text=config, program=FAULTY_KERNEL,
+                                  env={**os.environ, "EGRESS_FAULT": fault})
+        snapshot = self.parsed_snapshot(result.output)
+        del snapshot["origin"]["time"]
+        return snapshot
+
+    def without(self, member, fact, reason, snapshot):
+        """The snapshot as it is when a fact is missing."""
+        for row in snapshot["sockets"]["rows"]:
+            row.pop(member, None)
+        snapshot["missingFacts"] = [one for one in snapshot.get("missingFacts", [])
+                                    if one["fact"] != fact] + [{"fact": fact, "reason": reason}]
+        return snapshot
+
+    def each_version(self):
+        for version, server in self.SERVERS.items():
+            self.open(server)
+            yield version, self.snapshot("none", version)
+
+    def routes(self, snapshot):
+        return [row.get("routeInterfaceIndex") for row in snapshot["sockets"]["rows"]]
+
+    def test_no_fault(self):
+        for version, snapshot in self.each_version():
+            routes = [row["routeInterfaceIndex"] for row in snapshot["sockets"]["rows"]
+                      if row["remoteAddress"] == self.SERVERS[version]]
+            self.assertEqual(routes, [socket.if_nametoindex("lo")])
+            self.assertNotIn("ROUTE", [one["fact"] for one in snapshot.get("missingFacts", [])])
+
+    def test_each_fault_in_each_request_leaves_only_its_fact_absent(self):
+        for version, snapshot in self.each_version():
+            for request, name in [("rules", "routing rules"), ("look-up", "route look-up")]:
+                for fault, message in FAULTS.items():
+                    if (request, fault) == ("look-up", "late-error"):
+                        continue  # has one message
+                    with self.subTest(request=request, version=version, fault=fault):
+                        self.assertEqual(
+                            self.snapshot(f"{request}{version}:{fault}", version),
+                            self.without("routeInterfaceIndex", "ROUTE", name + message,
+                                         copy.deepcopy(snapshot)))
+
+    def test_the_requests_of_the_other_family_are_not_sent(self):
+        for version, snapshot in self.each_version():
+            other = "6" if version == "4" else "4"
+            for request in (f"rules{other}", f"look-up{other}"):
+                self.assertEqual(self.snapshot(f"{request}:error", version), snapshot)
+
+    def test_faults_that_change_nothing(self):
+        for version, snapshot in self.each_version():
+            for fault in ("forged", "interrupt-once"):
+                for request in (f"rules{version}", f"look-up{version}"):
+                    self.assertEqual(self.snapshot(f"{request}:{fault}", version), snapshot)
+
+    def test_a_reply_that_cannot_be_parsed(self):
+        for version, snapshot in self.each_version():
+            for fault, message in [("rules{}:short", "a netlink message is too short"),
+                                   ("look-up{}:short", "a netlink message is too short"),
+                                   ("look-up{}:no-interface",
+                                    "the kernel returned a route without interface")]:
+                self.assertEqual(self.snapshot(fault.format(version), version),
+                                 self.without("routeInterfaceIndex", "ROUTE", message,
+                                              copy.deepcopy(snapshot)))
+
+    def test_errors_that_say_that_there_is_no_route(self):
+        for version, snapshot in self.each_version():
+            for row in snapshot["sockets"]["rows"]:
+                if "routeInterfaceIndex" in row:
+                    row["routeInterfaceIndex"] = 0
+            for number in self.NO_ROUTE:
+                self.assertEqual(self.snapshot(f"look-up{version}:error-{number}", version), snapshot)
+
+    def test_a_kernel_without_rules(self):
+        for version, snapshot in self.each_version():
+            for number in (errno.EOPNOTSUPP, errno.EAFNOSUPPORT):
+                self.assertEqual(self.snapshot(f"rules{version}:error-{number}", version), snapshot)
+
+    def test_marks_that_the_kernel_does_not_show(self):
+        for version, snapshot in self.each_version():
+            missing = {"fact": "MARK", "reason": "the kernel shows marks only with CAP_NET_ADMIN"}
+            for row in snapshot["sockets"]["rows"]:
+                if ("." in row["localAddress"]) == (version == "4"):
+                    row.pop("mark", None)
+            snapshot["missingFacts"] = [missing]
+            self.assertEqual(self.snapshot(f"udp{version}:no-mark", version), snapshot)
+
+    def test_without_a_netlink_socket(self):
+        for version, _ in self.each_version():
+            found = self.snapshot("route:open", version)
+            self.assertEqual([one["reason"] for one in found["missingFacts"] if one["fact"] == "ROUTE"],
+                             ["routing rules: cannot open a netlink socket: Protocol not supported"])
+            self.assertEqual(set(self.routes(found)), {None})
+
+    def test_one_look_up_serves_sockets_that_differ_in_ports_only(self):
+        try:
+            policy = Path("/proc/sys/net/ipv4/fib_multipath_hash_policy").read_text()
+        except OSError as reason:
+            self.skipTest(str(reason))
+        if policy != "0\n":
+            self.skipTest("this kernel chooses routes by ports")
+        ports = [self.open("127.0.0.1") for _ in range(3)]
+        snapshot = self.snapshot("look-up4:error-later", "4")
+        self.assertNotIn(None, self.routes(snapshot))
+        self.assertNotIn("ROUTE", [one["fact"] for one in snapshot.get("missingFacts", [])])
+        self.assertEqual(len(ports), len(snapshot["sockets"]["rows"]))
+        for source in ("127.0.0.2", "127.0.0.3"):
+            self.open("127.0.0.1", source)
+        snapshot = self.snapshot("look-up4:error-later", "4")
+        self.assertIn(None, self.routes(snapshot))
+        self.assertEqual([one["reason"] for one in snapshot["missingFacts"] if one["fact"] == "ROUTE"],
+                         ["route look-up: the kernel returned an error: Operation not permitted"])
 
 
 if __name__ == "__main__":

@@ -16,6 +16,7 @@
 
 #include <libmnl/libmnl.h>
 #include <linux/if_addr.h>
+#include <linux/inet_diag.h>
 #include <linux/rtnetlink.h>
 #include <linux/sock_diag.h>
 
@@ -36,6 +37,18 @@ bool isRequested(std::string_view fault) {
   return isRequested(currentRequest, fault);
 }
 
+// The error number in the fault "error" or, for all requests but the first, "error-later", EPERM,
+// or "error-NUMBER"; 0: another fault.
+int requestedError() {
+  constexpr int kMostErrors = 134;
+  if (isRequested("error")) return EPERM;
+  if (isRequested("error-later") && requestCounts[currentRequest] > 1) return EPERM;
+  for (int error = 1; error < kMostErrors; ++error) {
+    if (isRequested("error-" + std::to_string(error))) return error;
+  }
+  return 0;
+}
+
 // The function that is replaced.
 template <typename Function>
 Function* real(Function& /*replaced*/, const char* name) {
@@ -48,7 +61,9 @@ std::string nameOf(const nlmsghdr& message) {
   switch (message.nlmsg_type) {
     case RTM_GETLINK: return "links";
     case RTM_GETADDR: return "addresses";
-    case RTM_GETROUTE: return "routes" + version;
+    case RTM_GETROUTE:
+      return ((message.nlmsg_flags & NLM_F_DUMP) != 0 ? "routes" : "look-up") + version;
+    case RTM_GETRULE: return "rules" + version;
     case RTM_GETNEXTHOP: return "next-hops";
     default: return (bytes[1] == IPPROTO_TCP ? "tcp" : "udp") + version;
   }
@@ -95,8 +110,12 @@ constexpr std::uint32_t kUnknownIndex = 999999;
 // Writes a complete fake reply; returns 0 for other faults.
 ssize_t fakeReply(void* buffer) {
   Reply reply(buffer);
-  if (isRequested("error")) {
-    reply.add<nlmsgerr>(NLMSG_ERROR).error = -EPERM;
+  if (const int error = requestedError(); error != 0) {
+    reply.add<nlmsgerr>(NLMSG_ERROR).error = -error;
+    return reply.size();
+  }
+  if (isRequested("no-interface")) {
+    reply.add<rtmsg>(RTM_NEWROUTE).rtm_family = AF_INET;
     return reply.size();
   }
   if (isRequested("overrun")) {
@@ -143,12 +162,26 @@ void forgeReply(const mnl_socket& target, int bus) {
   mnl_socket_close(sender);
 }
 
+// Hides the mark of a socket, as the kernel does without CAP_NET_ADMIN.
+void hideMark(nlmsghdr& message) {
+  constexpr std::uint16_t kUnknownAttribute = 999;
+  auto* const first = static_cast<std::uint8_t*>(mnl_nlmsg_get_payload(&message));
+  auto* const end = static_cast<std::uint8_t*>(mnl_nlmsg_get_payload_tail(&message));
+  auto* attribute = reinterpret_cast<nlattr*>(first + sizeof(inet_diag_msg));
+  while (
+      mnl_attr_ok(attribute, static_cast<int>(end - reinterpret_cast<std::uint8_t*>(attribute)))) {
+    if (mnl_attr_get_type(attribute) == INET_DIAG_MARK) attribute->nla_type = kUnknownAttribute;
+    attribute = mnl_attr_next(attribute);
+  }
+}
+
 // Modifies the kernel's reply.
 void corrupt(void* buffer, ssize_t size) {
   int left = static_cast<int>(size);
   for (auto* message = static_cast<nlmsghdr*>(buffer); mnl_nlmsg_ok(message, left);
        message = mnl_nlmsg_next(message, &left)) {
-    const bool isEnd = message->nlmsg_type == NLMSG_DONE;
+    const bool isEnd =
+        message->nlmsg_type == NLMSG_DONE || (message->nlmsg_flags & NLM_F_MULTI) == 0;
     if (isRequested("interrupt") || (isRequested("interrupt-early") && !isEnd) ||
         (isRequested("interrupt-once") && requestCounts[currentRequest] == 1 && isEnd)) {
       message->nlmsg_flags |= NLM_F_DUMP_INTR;
@@ -158,6 +191,7 @@ void corrupt(void* buffer, ssize_t size) {
     if (isRequested("late-error") && isEnd) {
       *static_cast<int*>(mnl_nlmsg_get_payload(message)) = -ENOMEM;
     }
+    if (isRequested("no-mark") && !isEnd) hideMark(*message);
   }
 }
 

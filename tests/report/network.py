@@ -24,11 +24,11 @@ ENDPOINT6 = "2001:db8:f::10"
 PORT = 443  # the server keeps connections open
 CLOSING_PORT = 444  # the server closes them at once
 
-# Opens a socket for each line of "KIND SOURCE TARGET PORT", sets the process name, and waits. A kind
-# "KIND@DEVICE" binds the socket to a device, "KIND#MARK" marks it; with the suffix "-talking" it sends a
-# byte every 20 ms.
+# Opens a socket for each line of "KIND SOURCE TARGET PORT", sets the process name, and waits. A line
+# may go on with "device=NAME" (bound to it), "mark=NUMBER" and "source-port=NUMBER". With the suffix
+# "-talking", a KIND sends a byte every 20 ms.
 CLIENT = r"""
-import socket, sys, threading, time
+import socket, struct, sys, threading, time
 FIN_WAIT_2 = 5  # of the kernel's states, the first byte of TCP_INFO
 def talk(made):
     while True:
@@ -39,18 +39,20 @@ def talk(made):
         time.sleep(0.02)
 sockets = []
 for line in sys.argv[2:]:
-    kind, source, target, port = line.split()
+    kind, source, target, port, *words = line.split()
+    options = dict(word.split("=") for word in words)
     family = socket.AF_INET6 if ":" in target else socket.AF_INET
     talks, kind = kind.endswith("-talking"), kind.removesuffix("-talking")
-    kind, _, device = kind.partition("@")
-    kind, _, mark = kind.partition("#")
     type_ = socket.SOCK_STREAM if kind.startswith("tcp") else socket.SOCK_DGRAM
     made = socket.socket(family, type_)
-    if device:
-        made.setsockopt(socket.SOL_SOCKET, socket.SO_BINDTODEVICE, device.encode())
-    if mark:
-        made.setsockopt(socket.SOL_SOCKET, socket.SO_MARK, int(mark))
-    made.bind((source, 0))
+    if "device" in options:
+        made.setsockopt(socket.SOL_SOCKET, socket.SO_BINDTODEVICE, options["device"].encode())
+    if "mark" in options:
+        mark = int(options["mark"]).to_bytes(4, sys.byteorder)
+        made.setsockopt(socket.SOL_SOCKET, socket.SO_MARK, mark)
+    if "source-port" in options:  # closed without TIME_WAIT, so that the next test can use the port
+        made.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
+    made.bind((source, int(options.get("source-port", 0))))
     made.setblocking(kind != "tcp-unanswered")
     if kind != "udp-unconnected":
         (made.connect if made.getblocking() else made.connect_ex)((target, int(port)))
@@ -218,6 +220,12 @@ def ordinals():
     links = json.loads(ip("engine", "-json link show"))
     by_index = sorted(links, key=lambda link: link["ifindex"])
     return {link["ifname"]: ordinal for ordinal, link in enumerate(by_index, start=1)}
+
+
+def index(name):
+    """The index of an interface of the engine's namespace."""
+    link, = json.loads(ip("engine", f"-json link show {name}"))
+    return link["ifindex"]
 
 
 def wait_for_state(name, state):

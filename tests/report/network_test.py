@@ -45,6 +45,7 @@ SYSTEM_PYTHON = "/usr/bin/python3"  # other users may not see root's own
 OTHER_PORT = 8443
 UP1, UP2 = "10.1.0.2", "10.2.0.2"
 UP1_6, UP2_6 = "2001:db8:1::2", "2001:db8:2::2"
+UNUSED4, UNUSED6 = "203.0.113.99", "2001:db8:f::99"  # nobody answers there
 
 
 def config(server, port):
@@ -67,9 +68,10 @@ class NetworkTest(ProgramTest):
         ip(namespace, text)
         self.addCleanup(ip, namespace, undo)
 
-    def diagnose(self, *arguments, server=ENDPOINT4, port=PORT, process=("--process", "engine")):
+    def diagnose(self, *arguments, server=ENDPOINT4, port=PORT, process=("--process", "engine"),
+                 before=()):
         return self.run_program(*process, "--config", "-", *arguments, text=config(server, port),
-                                before=network.inside("engine"))
+                                before=(*network.inside("engine"), *before))
 
     def assert_selected(self, result, uplink):
         self.assertEqual((result.report["selectionStatus"], result.error), ("OK", ""))
@@ -160,11 +162,10 @@ class SelectionTest(NetworkTest):
         self.connect(f"tcp-closed-by-server {UP2} {ENDPOINT4} {CLOSING_PORT}", name="closed")
         result = self.diagnose(port=CLOSING_PORT, process=("--process", "closed"))
         self.assert_selected(result, "up2")
-        unused = "203.0.113.99"
-        self.connect(f"tcp-unanswered {UP1} {unused} {PORT}", name="trying")
-        self.assertIn(unused, network.command(*network.inside("engine"), "ss", "-tnH", "state",
+        self.connect(f"tcp-unanswered {UP1} {UNUSED4} {PORT}", name="trying")
+        self.assertIn(UNUSED4, network.command(*network.inside("engine"), "ss", "-tnH", "state",
                                               "syn-sent"))
-        result = self.diagnose(server=unused, process=("--process", "trying"))
+        result = self.diagnose(server=UNUSED4, process=("--process", "trying"))
         self.assert_not_selected(result, "NO_MATCHING_SOCKET")
 
     def test_one_address_on_both_uplinks(self):
@@ -491,19 +492,24 @@ class SnapshotTest(NetworkTest):
         self.assertEqual([row["interfaceIndex"] for row in rows.values()],
                          sorted(link["ifindex"] for link in links.values()))
         # ifOperStatus of RFC 2863: 1 up, 2 down, 4 unknown, 7 lowerLayerDown.
-        for name, status in [("lo", 4), ("up1", 1), ("spare", 7), ("spare2", 2)]:
+        for name, status, kind in [("lo", 4, "LOOPBACK"), ("up1", 1, "OTHER"), ("spare", 7, "OTHER"),
+                                   ("spare2", 2, "OTHER")]:
             addresses = [info["local"] for info in links[name]["addr_info"]]
             self.assertEqual(rows[name],
                              {"name": name, "interfaceIndex": links[name]["ifindex"],
-                              "operStatus": status, "interfaceMetric": 0, "addresses": addresses})
+                              "operStatus": status, "interfaceMetric": 0, "addresses": addresses,
+                              "kind": kind})
         self.assertEqual(len(report["interfaces"]), len(links))
 
     def test_protocols_and_states_of_sockets(self):
         for kind, port, protocol, state in [
                 ("tcp", PORT, "TCP", "ESTABLISHED"), ("udp", PORT, "UDP", "ESTABLISHED"),
                 ("tcp-half-closed", PORT, "TCP", "FIN_WAIT_2"),
-                ("tcp-closed-by-server", CLOSING_PORT, "TCP", "CLOSE_WAIT")]:
+                ("tcp-closed-by-server", CLOSING_PORT, "TCP", "CLOSE_WAIT"),
+                ("tcp-unanswered", PORT, "TCP", "SYN_SENT")]:
             for source, server in [(UP1, ENDPOINT4), (UP2_6, ENDPOINT6)]:
+                if kind == "tcp-unanswered":
+                    server = UNUSED4 if server == ENDPOINT4 else UNUSED6
                 with self.subTest(kind=kind, source=source):
                     client = self.connect(f"{kind} {source} {server} {port}")
                     self.assertEqual(
@@ -586,7 +592,8 @@ class RouteTest(NetworkTest):
         self.assert_routes(self.ROUTES + [(4, "up1", 4294967295)])
 
 
-if __name__ == "__main__":
+def main():
+    """Runs the tests of the program that calls it."""
     try:
         network.enter_new_namespaces("engine", "server")
     except network.NotPermitted as reason:
@@ -598,3 +605,7 @@ if __name__ == "__main__":
         unittest.main(verbosity=2)  # with the reason of each skip
     finally:
         listener.end()
+
+
+if __name__ == "__main__":
+    main()

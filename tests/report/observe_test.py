@@ -73,8 +73,8 @@ class InterfaceTest(ObserveTest):
 
     def test_the_packets_of_a_socket_bound_to_a_device_leave_through_it(self):
         """Also if its source is an address of another uplink."""
-        client = self.connect(f"udp@up2-talking {UP1} {ENDPOINT4} {PORT}",
-                              f"udp@up1-talking {UP2_6} {ENDPOINT6} {PORT}")
+        client = self.connect(f"udp-talking {UP1} {ENDPOINT4} {PORT} device=up2",
+                              f"udp-talking {UP2_6} {ENDPOINT6} {PORT} device=up1")
         self.assertEqual(self.seen(client, ENDPOINT4), {f"UDP {UP1}": ["up2"], f"UDP {UP2_6}": []})
         self.assertEqual(self.seen(client, ENDPOINT6), {f"UDP {UP1}": [], f"UDP {UP2_6}": ["up1"]})
 

@@ -156,7 +156,7 @@ class PacketTest(ProgramTest):
 
     def test_1_bound_to_the_other_uplink(self):
         self.reply_to_up1_over_up2()
-        self.connect(f"tcp@up2-talking {self.family.up1} {self.family.endpoint} {PORT}")
+        self.connect(f"tcp-talking {self.family.up1} {self.family.endpoint} {PORT} device=up2")
         details = self.assert_row("OK", "DISAGREES", "up2", 1)
         row, = details["sockets"]
         self.assertEqual(row["boundDevice"]["name"], "up2")
@@ -180,7 +180,7 @@ class PacketTest(ProgramTest):
     def mark_up2(self):
         self.add_and_delete("engine", "route", f"default via {self.family.up2[:-1]}1 dev up2 table 107")
         self.add_and_delete("engine", "rule", "fwmark 7 table 107")
-        self.connect(f"tcp#7-talking {self.family.up1} {self.family.endpoint} {PORT}")
+        self.connect(f"tcp-talking {self.family.up1} {self.family.endpoint} {PORT} mark=7")
 
     def test_4_a_mark(self):
         self.mark_up2()
@@ -201,11 +201,11 @@ class PacketTest(ProgramTest):
         nodad = " nodad" if self.family is Ipv6 else ""
         address = f"{self.family.up1}/{self.family.host} dev up2"
         self.for_this_test("engine", f"address add {address}{nodad}", f"address del {address}")
-        self.connect(f"tcp@up2-talking {self.family.up1} {self.family.endpoint} {PORT}")
+        self.connect(f"tcp-talking {self.family.up1} {self.family.endpoint} {PORT} device=up2")
         self.assert_row("ADDRESS_INTERFACE_AMBIGUOUS", "SETTLES", "up2", 0)
 
     def test_6_only_udp(self):
-        self.connect(f"udp@up2-talking {self.family.up2} {self.family.endpoint} {PORT}")
+        self.connect(f"udp-talking {self.family.up2} {self.family.endpoint} {PORT} device=up2")
         details = self.assert_row("NO_MATCHING_SOCKET", "NO_SOCKET", None, 1)
         self.assertEqual([row["role"] for row in details["sockets"]], ["NOT_COUNTED"])
         self.assertEqual(self.carried(self.family.endpoint, socket.IPPROTO_UDP, wait=True), {"up2"})
@@ -213,16 +213,16 @@ class PacketTest(ProgramTest):
 
     def test_7_tcp_and_udp(self):
         self.connect(f"tcp-talking {self.family.up1} {self.family.endpoint} {PORT}",
-                     f"udp@up2-talking {self.family.up2} {self.family.endpoint} {PORT}")
+                     f"udp-talking {self.family.up2} {self.family.endpoint} {PORT} device=up2")
         self.assert_row("OK", "AGREES", "up1", 0)
         self.assert_check("SEVERAL", None, 1, "--udp")
 
     def test_8_an_attempt_without_an_answer(self):
-        self.connect(f"tcp-unanswered@up2 {self.family.up2} {self.family.silent} {PORT}")
+        self.connect(f"tcp-unanswered {self.family.up2} {self.family.silent} {PORT} device=up2")
         self.assert_row("NO_MATCHING_SOCKET", "TRYING", "up2", 1, endpoint=self.family.silent)
 
     def test_9_an_interface_that_is_set_down(self):
-        self.connect(f"tcp@up2-talking {self.family.up2} {self.family.endpoint} {PORT}")
+        self.connect(f"tcp-talking {self.family.up2} {self.family.endpoint} {PORT} device=up2")
         self.assert_row("OK", "AGREES", "up2", 0)
         ip("engine", "link set up2 down")
         self.addCleanup(network.set_up, 2)
@@ -245,7 +245,7 @@ class PacketTest(ProgramTest):
 
     def test_several(self):
         self.connect(f"tcp-talking {self.family.up1} {self.family.endpoint} {PORT}",
-                     f"tcp@up2-talking {self.family.up2} {self.family.endpoint} {PORT}")
+                     f"tcp-talking {self.family.up2} {self.family.endpoint} {PORT} device=up2")
         self.assert_check("SEVERAL", None, 1)
         self.assertEqual(self.carried(self.family.endpoint, socket.IPPROTO_TCP, wait=True), set(UPLINKS))
 
