@@ -16,7 +16,8 @@ namespace {
 // Text of a stranger, with a limit.
 std::string quoted(std::string_view text) {
   constexpr std::size_t kMax = 80;
-  return "'" + readable(text.substr(0, kMax)) + (text.size() > kMax ? "...'" : "'");
+  std::string result = "'";
+  return result.append(readable(text.substr(0, kMax))).append(text.size() > kMax ? "...'" : "'");
 }
 
 const char* phraseOf(JsonFaultKind kind) {
@@ -58,17 +59,10 @@ Culprit configCulprit(const Finding& finding) {
           "Set it to true or false"};
 }
 
-Culprit selectorCulprit(const Finding& finding) {
+Culprit selectorCulprit(const Finding& finding, const char* before, const char* after) {
   const std::string selector = quoted(finding.diagnosis.resolution.soughtTag);
-  const std::string todo = "Ask the engine which outbound " + selector +
-                           " uses now, and name the answer with --answer TAG=FILE";
-  switch (finding.diagnosis.endpoint.status) {
-    case ActiveEndpointStatus::SELECTOR_RESPONSE_MALFORMED:
-      return {"the answer of the selector " + selector + " is not a JSON object", todo};
-    case ActiveEndpointStatus::SELECTOR_NOW_MISSING:
-      return {"the answer of the selector " + selector + R"( has no text under "now")", todo};
-    default: return {"there is no answer of the selector " + selector, todo};
-  }
+  return {before + selector + after, "Ask the engine which outbound " + selector +
+                                         " uses now, and name the answer with --answer TAG=FILE"};
 }
 
 Culprit walkCulprit(const Finding& finding, const char* kind, bool isCycle) {
@@ -95,82 +89,103 @@ Culprit missingOutbound(const Resolution& resolution) {
           "Check that the answers and the configuration are of the same engine"};
 }
 
-Culprit leafCulprit(const Finding& finding, const Outbound& leaf) {
-  using enum ActiveEndpointStatus;
-  const std::string outbound = "the outbound " + quoted(leaf.tag);
-  const auto transportIsCulprit = [&leaf] {
-    return outboundTypeOf(leaf.type) == OutboundType::Supported;
-  };
-  switch (finding.diagnosis.endpoint.status) {
-    case LEAF_HAS_NO_REMOTE_ENDPOINT:
-      return {outbound + " of type " + quoted(leaf.type) + " has no server",
-              "Select an outbound with a server"};
-    case ENDPOINT_MISSING: {
-      const bool lacksServer = !leaf.hasServer || leaf.server.empty();
-      const std::string key = lacksServer ? "server" : "server_port";
-      return {outbound + " has no " + key, "Add " + key + " to it in the configuration"};
-    }
-    case ENDPOINT_INVALID:
-      return {"server_port of " + outbound + " is not a port from 1 to 65535",
-              "Correct server_port in the configuration"};
-    case ENDPOINT_NOT_NUMERIC:
-      return {"server of " + outbound + " is " + quoted(leaf.server) + ", not an address",
-              "Name a copy of the configuration in which it is the address of the server"};
-    case ENDPOINT_NOT_SINGLETON:
-      return {outbound + " has more than one port",
-              "Name a copy of the configuration in which it has the port in use"};
-    case TRANSPORT_UNSUPPORTED:
-      return {(transportIsCulprit() ? "the transport " + quoted(leaf.transportType)
-                                    : "the type " + quoted(leaf.type)) +
-                  " of " + outbound + " runs over QUIC, whose sockets cannot be followed",
-              ""};
-    default:
-      return {(transportIsCulprit() ? "the transport " + quoted(leaf.transportType)
-                                    : "the type " + quoted(leaf.type)) +
-                  " of " + outbound + " is not known",
-              "Check its spelling in the configuration"};
-  }
+// The last outbound of the walk.
+const Outbound& leafOf(const Finding& finding) {
+  return finding.snapshot.config.outbounds.at(finding.diagnosis.resolution.leaf.value());
+}
+
+std::string outboundText(const Outbound& leaf) {
+  return "the outbound " + quoted(leaf.tag);
+}
+
+Culprit noRemoteEndpoint(const Outbound& leaf) {
+  return {outboundText(leaf) + " of type " + quoted(leaf.type) + " has no server",
+          "Select an outbound with a server"};
+}
+
+Culprit missingEndpoint(const Outbound& leaf) {
+  const std::string key = !leaf.hasServer || leaf.server.empty() ? "server" : "server_port";
+  return {outboundText(leaf) + " has no " + key, "Add " + key + " to it in the configuration"};
+}
+
+Culprit invalidPort(const Outbound& leaf) {
+  return {"server_port of " + outboundText(leaf) + " is not a port from 1 to 65535",
+          "Correct server_port in the configuration"};
+}
+
+Culprit serverByName(const Outbound& leaf) {
+  return {"server of " + outboundText(leaf) + " is " + quoted(leaf.server) + ", not an address",
+          "Name a copy of the configuration in which it is the address of the server"};
+}
+
+Culprit severalPorts(const Outbound& leaf) {
+  return {outboundText(leaf) + " has more than one port",
+          "Name a copy of the configuration in which it has the port in use"};
+}
+
+// The type comes before the transport.
+std::string transportText(const Outbound& leaf) {
+  const bool isTransport = outboundTypeOf(leaf.type) == OutboundType::Supported;
+  return (isTransport ? "the transport " + quoted(leaf.transportType)
+                      : "the type " + quoted(leaf.type)) +
+         " of " + outboundText(leaf);
+}
+
+Culprit unsupportedTransport(const Outbound& leaf) {
+  return {transportText(leaf) + " runs over QUIC, whose sockets cannot be followed", {}};
+}
+
+Culprit unknownTransport(const Outbound& leaf) {
+  return {transportText(leaf) + " is not known", "Check its spelling in the configuration"};
 }
 
 }  // namespace
 
 Culprit endpointCulprit(const Finding& finding) {
   using enum ActiveEndpointStatus;
-  const Resolution& resolution = finding.diagnosis.resolution;
   switch (finding.diagnosis.endpoint.status) {
+    case OK: break;  // not a culprit
     case NOT_EVALUATED_CONFIG_UNAVAILABLE: return configCulprit(finding);
     case SELECTOR_TRANSPORT_FAILED:
+      return selectorCulprit(finding, "there is no answer of the selector ", "");
     case SELECTOR_RESPONSE_MALFORMED:
-    case SELECTOR_NOW_MISSING: return selectorCulprit(finding);
+      return selectorCulprit(finding, "the answer of the selector ", " is not a JSON object");
+    case SELECTOR_NOW_MISSING:
+      return selectorCulprit(finding, "the answer of the selector ", R"( has no text under "now")");
     case SELECTOR_CYCLE: return walkCulprit(finding, "choice", /*isCycle=*/true);
     case SELECTOR_DEPTH_EXCEEDED: return walkCulprit(finding, "choice", /*isCycle=*/false);
     case DETOUR_CYCLE: return walkCulprit(finding, "detour", /*isCycle=*/true);
     case DETOUR_DEPTH_EXCEEDED: return walkCulprit(finding, "detour", /*isCycle=*/false);
-    case OUTBOUND_NOT_FOUND: return missingOutbound(resolution);
-    default: return leafCulprit(finding, finding.snapshot.config.outbounds.at(*resolution.leaf));
+    case OUTBOUND_NOT_FOUND: return missingOutbound(finding.diagnosis.resolution);
+    case LEAF_HAS_NO_REMOTE_ENDPOINT: return noRemoteEndpoint(leafOf(finding));
+    case ENDPOINT_MISSING: return missingEndpoint(leafOf(finding));
+    case ENDPOINT_INVALID: return invalidPort(leafOf(finding));
+    case ENDPOINT_NOT_NUMERIC: return serverByName(leafOf(finding));
+    case ENDPOINT_NOT_SINGLETON: return severalPorts(leafOf(finding));
+    case TRANSPORT_UNSUPPORTED: return unsupportedTransport(leafOf(finding));
+    case TRANSPORT_UNKNOWN: break;
   }
+  return unknownTransport(leafOf(finding));
 }
 
-std::string remedyFor(std::string_view failureReason) {
-  for (const int error : {EACCES, EPERM}) {
-    if (failureReason.ends_with(std::generic_category().message(error))) {
-      return "run egress-report as root, or as the user of the engine";
-    }
-  }
-  return {};
+bool isForLackOfPermission(std::string_view failureReason) {
+  return failureReason.ends_with(std::generic_category().message(EACCES)) ||
+         failureReason.ends_with(std::generic_category().message(EPERM));
 }
 
 Culprit listCulprit(const Finding& finding) {
-  const bool isSockets = finding.snapshot.sockets.enumFailed;
-  const std::string& reason =
-      isSockets ? finding.snapshot.sockets.failureReason : finding.snapshot.adapters.failureReason;
-  Culprit culprit;
-  culprit.what = isSockets ? "the sockets of the engine cannot be listed"
-                           : "the interfaces of this host cannot be listed";
-  if (!reason.empty()) culprit.what += ": " + readable(reason);
-  culprit.todo = remedyFor(reason);
-  if (!culprit.todo.empty()) culprit.todo.front() = 'R';
-  return culprit;
+  const snapshot::HostSnapshot& snapshot = finding.snapshot;
+  const auto what = [](const char* list, const std::string& reason) {
+    return std::string(list) + " cannot be listed" + (reason.empty() ? "" : ": ") +
+           readable(reason);
+  };
+  if (!snapshot.sockets.enumFailed) {
+    return {what("the interfaces of this host", snapshot.adapters.failureReason), {}};
+  }
+  const std::string& reason = snapshot.sockets.failureReason;
+  return {what("the sockets of the engine", reason),
+          isForLackOfPermission(reason) ? "Run egress-report as root, or as the user of the engine"
+                                        : ""};
 }
 
 std::string faultOf(std::string_view configText) {

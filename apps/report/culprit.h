@@ -22,8 +22,8 @@ struct Culprit {
 // Where a list failed that the answer needs. The diagnosis has an endpoint.
 [[nodiscard]] Culprit listCulprit(const Finding& finding);
 
-// What to do about the failure of a list, after "; ", or nothing if unknown.
-[[nodiscard]] std::string remedyFor(std::string_view failureReason);
+// Whether the list of sockets failed for lack of permission; the other lists need none.
+[[nodiscard]] bool isForLackOfPermission(std::string_view failureReason);
 
 // Where the text of a configuration breaks off, for example "line 3, column 7: a comma or the
 // closing bracket is missing"; empty if it is JSON.

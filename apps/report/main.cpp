@@ -41,17 +41,18 @@ void printProcesses(const live::ProcessChoice& choice, const HostSnapshot& snaps
 }
 
 template <typename Row>
-void printFailure(const char* name, const snapshot::SnapshotList<Row>& list) {
+void printFailure(const char* name, const snapshot::SnapshotList<Row>& list, const char* remedy) {
   if (list.failureReason.empty()) return;
-  const std::string remedy = remedyFor(list.failureReason);
-  printError(std::string(name) + ": " + list.failureReason + (remedy.empty() ? "" : "; " + remedy));
+  printError(std::string(name) + ": " + list.failureReason + remedy);
 }
 
 // The text for people says the same.
 void printFailures(const HostSnapshot& snapshot) {
-  printFailure("sockets", snapshot.sockets);
-  printFailure("adapters", snapshot.adapters);
-  printFailure("routes", snapshot.routes);
+  const bool isDenied = isForLackOfPermission(snapshot.sockets.failureReason);
+  printFailure("sockets", snapshot.sockets,
+               isDenied ? "; run egress-report as root, or as the user of the engine" : "");
+  printFailure("adapters", snapshot.adapters, "");
+  printFailure("routes", snapshot.routes, "");
   for (const snapshot::MissingFact& missing : snapshot.missingFacts) {
     if (missing.fact == snapshot::FactKind::MARK) continue;  // matters only if routes say so
     printError(std::string(nameOf(missing.fact)) + ": " + missing.reason);

@@ -132,20 +132,23 @@ Sentence unsettled(const Finding& finding, const Subject& subject) {
     return Sentence{"unknown: " + what + ", and the system does not tell where they leave.",
                     "Let the engine reconnect, then run this again"};
   };
-  switch (finding.diagnosis.selection.status) {
-    using enum SelectionStatus;
-    case NOT_APPLICABLE_OS_ROUTED:
-      return {"unknown: the system's routes decide, and it does not tell where " + subject.text +
-                  (subject.isOne ? " leaves." : " leave."),
-              ""};
-    case SOCKET_SOURCE_ADDRESS_UNMAPPED:
-      return unknown("no interface has the source address of " + subject.text);
-    case PARTIAL_SOCKET_SOURCE_MAPPING:
-      return unknown("no interface has the source addresses of some of " + subject.text);
-    case MULTIPLE_MATCHING_SOCKET_INTERFACES:
-      return unknown(subject.text + " have source addresses of " + owners);
-    default: return unknown(owners + " have the source address of " + subject.text);
+  using enum SelectionStatus;
+  const SelectionStatus status = finding.diagnosis.selection.status;
+  if (status == NOT_APPLICABLE_OS_ROUTED) {
+    return {"unknown: the system's routes decide, and it does not tell where " + subject.text +
+                (subject.isOne ? " leaves." : " leave."),
+            {}};
   }
+  if (status == SOCKET_SOURCE_ADDRESS_UNMAPPED) {
+    return unknown("no interface has the source address of " + subject.text);
+  }
+  if (status == PARTIAL_SOCKET_SOURCE_MAPPING) {
+    return unknown("no interface has the source addresses of some of " + subject.text);
+  }
+  if (status == MULTIPLE_MATCHING_SOCKET_INTERFACES) {
+    return unknown(subject.text + " have source addresses of " + owners);
+  }
+  return unknown(owners + " have the source address of " + subject.text);  // ambiguous
 }
 
 Sentence culpritSentence(const Culprit& culprit) {

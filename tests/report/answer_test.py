@@ -372,14 +372,13 @@ class CulpritTest(AnswerTest):
     def test_a_list_that_failed(self):
         denied = "cannot read '/proc/1234/ns/net': Permission denied"
         root = "Run egress-report as root, or as the user of the engine"
-        for key, what in [("sockets", "the sockets of the engine"), ("adapters",
-                                                                     "the interfaces of this host")]:
-            for reason, todo in [(denied, root), ("links: Operation not permitted", root),
-                                 ("out of luck", "")]:
-                failed = SNAPSHOT | {key: {"enumFailed": True, "failureReason": reason}}
-                if key == "adapters":
-                    failed["sockets"] = {"rows": SNAPSHOT["sockets"]["rows"]}
-                self.assert_culprit(failed, f"{what} cannot be listed: {reason}", todo, status=3)
+        for reason, todo in [(denied, root), ("TCP over IPv4: Operation not permitted", root),
+                             ("out of luck", "")]:
+            failed = {"enumFailed": True, "failureReason": reason}
+            self.assert_culprit(SNAPSHOT | {"sockets": failed},
+                                f"the sockets of the engine cannot be listed: {reason}", todo, status=3)
+            self.assert_culprit(SNAPSHOT | {"adapters": failed},
+                                f"the interfaces of this host cannot be listed: {reason}", "", status=3)
         silent = SNAPSHOT | {"sockets": {"enumFailed": True}}
         self.assert_culprit(silent, "the sockets of the engine cannot be listed", "", status=3)
 
