@@ -38,6 +38,9 @@ HEALTHY_SNAPSHOT = EMPTY_SNAPSHOT | {
 # for its reader after it has parsed its input and created its file.
 WARNINGS = [word for number in range(5000) for word in ("--answer-failed", f"unknown-{number}")]
 
+# What follows a reason why the sockets could not be listed, if it is a lack of permission.
+REMEDY = "; run egress-report as root, or as the user of the engine"
+
 # A sanitizer reserves terabytes of addresses and makes stack frames larger.
 IS_SANITIZED = b"__asan_init" in Path(PROGRAM).read_bytes()
 
