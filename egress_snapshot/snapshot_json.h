@@ -16,7 +16,7 @@ namespace egress::snapshot {
 // others are named like the fields of HostSnapshot, and so on inside. docs/snapshot.schema.json is
 // its schema. Enumerators are written as their names, absent facts are left out. A text that is not
 // UTF-8 is written as {"base64": "..."} (RFC 4648, section 4). A value outside an enumeration is
-// written as toString of egress does, or as the last of kSocketProtocolWords or kSocketStateWords.
+// written as toString of egress does, or as the last of the words in host_snapshot.h.
 inline constexpr std::string_view kSnapshotFormat = "egress-snapshot";
 inline constexpr std::uint32_t kSnapshotVersion = 1;
 

@@ -71,6 +71,8 @@ TEST(Anonymize, ReplacesEqualValuesByEqualOnesInTheOrderOfTheirOccurrence) {
   sockets[0].boundInterfaceIndex = 3;
   sockets[0].user = std::nullopt;
   sockets[0].routeInterfaceIndex = 1;
+  sockets[0].seenPackets[0].interfaceIndex = 3;
+  wanted.missingFacts[0].reason = "";
   sockets[1].localAddress = "10.0.0.1";
   sockets[1].remoteAddress = "192.0.2.2";
   sockets[2].localAddress = "10.0.0.2";
@@ -114,6 +116,9 @@ TEST(Anonymize, KeepsEverythingElse) {
   wanted.sockets.rows[0].remoteAddress = "host-2.example";
   wanted.sockets.rows[0].user = std::nullopt;
   wanted.sockets.rows[0].routeInterfaceIndex = 2;
+  wanted.sockets.rows[0].seenPackets[0].interfaceIndex = 3;
+  wanted.sockets.rows[0].seenPackets[1].interfaceIndex = 1;
+  wanted.missingFacts[0].reason = "";
   EXPECT_EQ(anonymizedOf(given), wanted);
 }
 
@@ -166,7 +171,7 @@ TEST(Anonymize, LeavesNoNameTagAddressOrOrigin) {
   for (const std::string_view secret :
        {"Tokyo", "Osaka", "Kyoto", "osaka",   "tokyo", "93.184", "10.20", "8.8.8.8",
         "fd12",  "1234",  "2a00",  "private", "probe", "2026",   "1.2.3", "Linux",
-        "4711",  "alice", "1000",  "5000",    "eth",   "wlan"}) {
+        "4711",  "alice", "1000",  "5000",    "eth",   "wlan",   "secret"}) {
     EXPECT_NE(before.find(secret), std::string::npos) << secret;
     EXPECT_EQ(text.find(secret), std::string::npos) << secret;
   }

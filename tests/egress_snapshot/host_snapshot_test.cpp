@@ -35,11 +35,14 @@ TEST(FullSnapshot, NoFieldHasItsDefault) {
   expectNoDefaults(snapshot.routes.rows.front());
   expectNoDefaults(snapshot.sockets);
   expectNoDefaults(snapshot.sockets.rows.front());
+  expectNoDefaults(snapshot.sockets.rows.front().seenPackets.front());
+  expectNoDefaults(snapshot.missingFacts.front());
 }
 
 TEST(HostSnapshot, ToInputCopiesEveryFieldOfTheInput) {
-  const HostSnapshot snapshot = fullSnapshot();
-  const DiagnosisInput input = toInput(snapshot);
+  HostSnapshot snapshot = fullSnapshot();
+  snapshot.sockets.rows.front().state = SocketState::CLOSE_WAIT;  // so that it counts
+  const DiagnosisInput input = toInput(snapshot, CountedSockets::TCP_AND_UDP);
   const auto& [configStatus, autoDetectInterface, outbounds, adapters, routes, sockets,
                selectorAnswers, selectorHint] = input;
 
@@ -91,8 +94,79 @@ TEST(HostSnapshot, EachListFailsOnItsOwn) {
   EXPECT_FALSE(input.sockets.enumFailed);
 }
 
+struct CountedRow {
+  SocketState state;
+  bool isConnected;
+};
+
+constexpr auto kCountedRows = std::to_array<CountedRow>({
+    {.state = SocketState::ESTABLISHED, .isConnected = true},
+    {.state = SocketState::SYN_SENT, .isConnected = false},
+    {.state = SocketState::SYN_RECEIVED, .isConnected = false},
+    {.state = SocketState::FIN_WAIT_1, .isConnected = true},
+    {.state = SocketState::FIN_WAIT_2, .isConnected = true},
+    {.state = SocketState::CLOSE_WAIT, .isConnected = true},
+    {.state = SocketState::CLOSING, .isConnected = true},
+    {.state = SocketState::LAST_ACK, .isConnected = true},
+    {.state = SocketState::TIME_WAIT, .isConnected = false},
+    {.state = SocketState::LISTEN, .isConnected = false},
+    {.state = SocketState::CLOSED, .isConnected = false},
+    {.state = static_cast<SocketState>(11), .isConnected = false},
+});
+
+TEST(HostSnapshot, ConnectedSocketsOfACountedProtocolCount) {
+  EXPECT_EQ(kCountedRows.size(), kSocketStateWords.size() + 1);
+  for (const CountedRow& row : kCountedRows) {
+    SCOPED_TRACE(static_cast<std::uint32_t>(row.state));
+    const auto isCountedIf = [&row](SocketProtocol protocol, CountedSockets counted) {
+      Socket socket;
+      socket.protocol = protocol;
+      socket.state = row.state;
+      return isCounted(socket, counted);
+    };
+    EXPECT_EQ(isCountedIf(SocketProtocol::TCP, CountedSockets::TCP), row.isConnected);
+    EXPECT_EQ(isCountedIf(SocketProtocol::TCP, CountedSockets::TCP_AND_UDP), row.isConnected);
+    EXPECT_FALSE(isCountedIf(SocketProtocol::UDP, CountedSockets::TCP));
+    EXPECT_EQ(isCountedIf(SocketProtocol::UDP, CountedSockets::TCP_AND_UDP), row.isConnected);
+  }
+}
+
+TEST(HostSnapshot, ToInputHasTheSocketsThatCountInTheirOrder) {
+  HostSnapshot snapshot;
+  std::vector<std::uint32_t> wantedTcp;
+  std::vector<std::uint32_t> wantedBoth;
+  for (const CountedRow& row : kCountedRows) {
+    for (const SocketProtocol protocol : {SocketProtocol::UDP, SocketProtocol::TCP}) {
+      const auto port = static_cast<std::uint32_t>(snapshot.sockets.rows.size());
+      Socket& socket = snapshot.sockets.rows.emplace_back();
+      socket.protocol = protocol;
+      socket.state = row.state;
+      socket.localPort = port;
+      if (!row.isConnected) continue;
+      wantedBoth.push_back(port);
+      if (protocol == SocketProtocol::TCP) wantedTcp.push_back(port);
+    }
+  }
+  const auto portsOf = [](const DiagnosisInput& input) {
+    std::vector<std::uint32_t> ports;
+    for (const SocketSource& row : input.sockets.rows) ports.push_back(row.localPort);
+    return ports;
+  };
+  EXPECT_EQ(portsOf(toInput(snapshot)), wantedTcp);
+  EXPECT_EQ(portsOf(toInput(snapshot, CountedSockets::TCP)), wantedTcp);
+  EXPECT_EQ(portsOf(toInput(snapshot, CountedSockets::TCP_AND_UDP)), wantedBoth);
+}
+
 struct ProtocolRow {
   SocketProtocol protocol;
+  std::string_view word;
+};
+struct KindRow {
+  InterfaceKind kind;
+  std::string_view word;
+};
+struct FactRow {
+  FactKind fact;
   std::string_view word;
 };
 struct StateRow {
@@ -100,7 +174,21 @@ struct StateRow {
   std::string_view word;
 };
 
-TEST(HostSnapshot, ProtocolsAndStatesHaveTheirNamesAsWords) {
+TEST(HostSnapshot, EnumeratorsHaveTheirNamesAsWords) {
+  for (const KindRow& row : std::to_array<KindRow>({
+           {.kind = InterfaceKind::OTHER, .word = "OTHER"},
+           {.kind = InterfaceKind::LOOPBACK, .word = "LOOPBACK"},
+           {.kind = InterfaceKind::TUNNEL, .word = "TUNNEL"},
+       })) {
+    EXPECT_EQ(kInterfaceKindWords.at(static_cast<std::size_t>(row.kind)), row.word);
+  }
+  for (const FactRow& row : std::to_array<FactRow>({
+           {.fact = FactKind::MARK, .word = "MARK"},
+           {.fact = FactKind::ROUTE, .word = "ROUTE"},
+           {.fact = FactKind::PACKETS, .word = "PACKETS"},
+       })) {
+    EXPECT_EQ(kFactKindWords.at(static_cast<std::size_t>(row.fact)), row.word);
+  }
   for (const ProtocolRow& row : std::to_array<ProtocolRow>({
            {.protocol = SocketProtocol::TCP, .word = "TCP"},
            {.protocol = SocketProtocol::UDP, .word = "UDP"},

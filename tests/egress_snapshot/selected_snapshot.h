@@ -76,6 +76,9 @@ inline Socket makeSocket(std::string localAddress, std::uint32_t localPort,
   socket.mark = 51820;
   socket.user = 1000;
   socket.routeInterfaceIndex = 7;
+  socket.seenPackets = {{.interfaceIndex = 40, .count = 0}};
+  snapshot.observedSeconds = 30;
+  snapshot.missingFacts = {{.fact = FactKind::ROUTE, .reason = "a secret reason"}};
   snapshot.sockets.rows.back().boundInterfaceIndex = 0;
   snapshot.sockets.rows.back().state = SocketState::CLOSE_WAIT;
   return snapshot;

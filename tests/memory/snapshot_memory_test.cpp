@@ -6,9 +6,12 @@
 
 #include <gtest/gtest.h>
 
+#include "egress/core/diagnose_egress.h"
 #include "egress_snapshot/anonymize.h"
+#include "egress_snapshot/details_json.h"
 #include "egress_snapshot/report_json.h"
 #include "egress_snapshot/snapshot_json.h"
+#include "tests/egress_snapshot/detailed_snapshot.h"
 #include "tests/egress_snapshot/full_snapshot.h"
 #include "tests/memory/fail_each_allocation.h"
 
@@ -73,6 +76,18 @@ TEST_F(SnapshotMemory, WritingAndAnonymizingARecordThrowOnEveryFailure) {
   };
   EXPECT_GT(failEachAllocation(anonymize, kNothing), 50U);
   EXPECT_TRUE(isAnonymized);
+}
+
+TEST_F(SnapshotMemory, ComparingAndWritingTheDetailsThrowOnEveryFailure) {
+  const HostSnapshot record = snapshot::detailedSnapshot();
+  const Diagnosis diagnosis = diagnose(toInput(record));
+  snapshot::CrossCheck check;
+  EXPECT_GT(failEachAllocation([&] { check = crossCheck(record, diagnosis); }, kNothing), 10U);
+  EXPECT_EQ(check.status, snapshot::CrossCheckStatus::AGREES);
+  std::string text;
+  const auto write = [&] { text = detailsToJson(record, diagnosis, check); };
+  EXPECT_GT(failEachAllocation(write, kNothing), 10U);
+  EXPECT_TRUE(text.ends_with("\"failures\": {}\n}"));
 }
 
 }  // namespace
