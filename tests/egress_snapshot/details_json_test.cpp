@@ -145,6 +145,16 @@ TEST(DetailsToJson, AFactThatNamesNoInterfaceIsNullAndAnUnknownOneIsAbsent) {
       "decidedBy": "NONE", "leavesThrough": [], "hasNoWayOut": false})"));
 }
 
+TEST(DetailsToJson, AFactThatNoAdapterHasIsShownAsAnUnknownOne) {
+  HostSnapshot snapshot = detailedSnapshot();
+  Socket& attempt = snapshot.sockets.rows[3];
+  ASSERT_EQ(attempt.boundInterfaceIndex, 99U);
+  ASSERT_EQ(attempt.routeInterfaceIndex, 99U);
+  attempt.boundInterfaceIndex = std::nullopt;
+  attempt.routeInterfaceIndex = std::nullopt;
+  EXPECT_EQ(detailsOf(snapshot), detailsOf(detailedSnapshot()));
+}
+
 TEST(DetailsToJson, TheInterfacesAreTheRowsOfTheAdaptersByOrdinal) {
   EXPECT_EQ(detailsJson(detailedSnapshot())["interfaces"], Json::parse(R"([
       {"ordinal": 1, "name": {"base64": "ZXRo/w=="}, "kind": "OTHER", "operStatus": 1,

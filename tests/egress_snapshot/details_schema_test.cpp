@@ -4,6 +4,7 @@
 #include <array>
 #include <fstream>
 #include <functional>
+#include <limits>
 #include <map>
 #include <set>
 #include <string>
@@ -211,6 +212,24 @@ TEST(DetailsSchema, HasTheWordsOfTheEnumerations) {
   EXPECT_EQ(wordsAt((socket + "decidedBy").c_str()), Json(kEvidenceWords));
   EXPECT_EQ(wordsAt("/properties/interfaces/items/properties/kind"), Json(kInterfaceKindWords));
   EXPECT_EQ(wordsAt("/properties/missingFacts/items/properties/fact"), Json(kFactKindWords));
+}
+
+TEST(DetailsSchema, HasTheRangesOfTheNumbers) {
+  const Json root = readSchema("details");
+  std::set<std::string> unsignedPlaces;
+  const Json flat = root["properties"].flatten();
+  for (const auto& [place, value] : flat.items()) {
+    if (value == "#/$defs/unsigned") unsignedPlaces.insert(Pointer(place).parent_pointer().back());
+  }
+  const std::set<std::string> wanted = {
+      "port", "observedSeconds", "localPort", "remotePort", "user", "mark", "id"};
+  EXPECT_EQ(unsignedPlaces, wanted);
+  const Json& packets = root.at(Pointer("/properties/sockets/items/properties/byPackets/items"));
+  EXPECT_EQ(packets["properties"]["count"]["minimum"], 1);
+  EXPECT_FALSE(packets["properties"]["count"].contains("maximum"));  // a sum
+  const Json& row = root.at(Pointer("/properties/interfaces/items/properties/operStatus"));
+  EXPECT_EQ(row["minimum"], std::numeric_limits<std::int32_t>::min());
+  EXPECT_EQ(row["maximum"], std::numeric_limits<std::int32_t>::max());
 }
 
 TEST(DetailsSchema, HasTheConstants) {

@@ -159,6 +159,7 @@ HostSnapshot withoutPrivateData(HostSnapshot record, const std::vector<Adapter>&
   record.adapters.failureReason.clear();
   record.routes.failureReason.clear();
   record.sockets.failureReason.clear();
+  for (snapshot::MissingFact& missing : record.missingFacts) missing.reason.clear();
   for (Socket& row : record.sockets.rows) {
     row.localPort = 0;
     row.user.reset();

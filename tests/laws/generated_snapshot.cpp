@@ -261,6 +261,40 @@ HostSnapshot generateSnapshot(Choices& choices) {
   return record;
 }
 
+HostSnapshot aimedAtEndpoint(HostSnapshot record, Choices& choices) {
+  Outbound leaf;
+  leaf.tag = "proxy";
+  leaf.type = "vless";
+  leaf.hasServer = true;
+  leaf.server = "198.51.100.10";
+  leaf.portSpecified = true;
+  leaf.ports = {443};
+  record.config = {.configStatus = ConfigStatus::OK,
+                   .autoDetectInterface = !choices.rarely(4),
+                   .outbounds = {std::move(leaf)}};
+  record.sockets.enumFailed = choices.rarely(16);
+  std::vector<std::uint32_t> indexes = {choices.oneOf(kFacts)};
+  std::vector<std::string> sources = {"192.0.2.99"};
+  for (const Adapter& row : record.adapters.rows) {
+    indexes.insert(indexes.end(), 4, row.interfaceIndex);
+    sources.insert(sources.end(), row.addresses.begin(), row.addresses.end());
+  }
+  for (Socket& row : record.sockets.rows) {
+    if (choices.rarely(8)) continue;
+    row.protocol = choices.rarely(8) ? SocketProtocol::UDP : SocketProtocol::TCP;
+    row.state = choices.rarely(4) ? SocketState::SYN_SENT : SocketState::ESTABLISHED;
+    row.localAddress = choices.oneOf(sources);
+    row.remoteAddress = choices.rarely(4) ? "[198.51.100.10]" : "198.51.100.10";
+    row.remotePort = 443;
+    if (choices.flag()) row.routeInterfaceIndex = choices.oneOf(indexes);
+    if (choices.flag()) row.boundInterfaceIndex = choices.oneOf(indexes);
+    if (choices.rarely(4)) row.seenPackets = {{choices.oneOf(indexes), 1}};
+    if (choices.rarely(4))
+      row.seenPackets.push_back({choices.oneOf(indexes), choices.oneOf(kFacts)});
+  }
+  return record;
+}
+
 std::string damaged(const std::string& text, Choices& choices) {
   Json root = Json::parse(text);
   constexpr int kIndent = 2;

@@ -14,6 +14,10 @@ namespace egress::test {
 // which only a caller can build.
 snapshot::HostSnapshot generateSnapshot(Choices& choices);
 
+// The same record with a known endpoint and most sockets connected to it, with facts that mostly
+// name its adapters: few generated records have that by chance.
+snapshot::HostSnapshot aimedAtEndpoint(snapshot::HostSnapshot record, Choices& choices);
+
 // A JSON text, as written or with one or two defects: a byte changed, or a value replaced, added or
 // removed.
 std::string damaged(const std::string& text, Choices& choices);

@@ -152,6 +152,7 @@ class Renaming {
     replace(record.adapters.failureReason, "reason");
     replace(record.routes.failureReason, "reason");
     replace(record.sockets.failureReason, "reason");
+    for (snapshot::MissingFact& row : record.missingFacts) replace(row.reason, "reason");
   }
 
   // No outbound and no answer has this tag.

@@ -36,6 +36,12 @@ HostSnapshot withDeclaredWords(HostSnapshot record) {
     socket.protocol = std::min(socket.protocol, snapshot::SocketProtocol::UDP);
     socket.state = std::min(socket.state, snapshot::SocketState::CLOSED);
   }
+  for (snapshot::Adapter& row : record.adapters.rows) {
+    if (row.kind) row.kind = std::min(*row.kind, snapshot::InterfaceKind::TUNNEL);
+  }
+  for (snapshot::MissingFact& missing : record.missingFacts) {
+    missing.fact = std::min(missing.fact, snapshot::FactKind::PACKETS);
+  }
   return record;
 }
 

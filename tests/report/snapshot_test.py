@@ -25,13 +25,16 @@ FULL_SNAPSHOT = EMPTY_SNAPSHOT | {
     "processes": [{"id": 2**32 - 1, "user": 1000, "program": "/p\0\n"}],
     "adapters": {"enumFailed": False, "failureReason": "", "rows": [
         {"name": "eth\t0", "interfaceIndex": 2**32 - 1, "operStatus": -2**31,
-         "interfaceMetric": 2**32 - 1, "addresses": ["10.1.2.3", "fd00::1"]}]},
+         "interfaceMetric": 2**32 - 1, "addresses": ["10.1.2.3", "fd00::1"], "kind": "TUNNEL"}]},
     "routes": {"enumFailed": False, "failureReason": "", "rows": [
         {"family": 2**31 - 1, "interfaceIndex": 7, "routeMetric": 9}]},
     "sockets": {"enumFailed": False, "failureReason": "", "rows": [
         {"protocol": "UDP", "state": "TIME_WAIT", "localAddress": "10.1.2.3", "localPort": 2**32 - 1,
          "remoteAddress": "no address", "remotePort": 443, "boundInterfaceIndex": 0,
-         "mark": 2**32 - 1, "user": 1000, "routeInterfaceIndex": 7}]},
+         "mark": 2**32 - 1, "user": 1000, "routeInterfaceIndex": 7,
+         "seenPackets": [{"interfaceIndex": 7, "count": 2**32 - 1}]}]},
+    "observedSeconds": 30,
+    "missingFacts": [{"fact": "PACKETS", "reason": "r\n"}],
 }
 
 # Tokyo is selected, and leads to Nara. Every text and every number that must not be published is distinct
@@ -66,17 +69,19 @@ PRIVATE_SNAPSHOT = EMPTY_SNAPSHOT | {
         {"family": 6, "interfaceIndex": 3939, "routeMetric": 200}]},
     "sockets": {"rows": [
         {"localAddress": "10.20.30.40", "localPort": 50000, "remoteAddress": "93.184.216.34",
-         "remotePort": 443, "user": 100023, "boundInterfaceIndex": 3838, "routeInterfaceIndex": 3737},
+         "remotePort": 443, "user": 100023, "boundInterfaceIndex": 3838, "routeInterfaceIndex": 3737,
+         "seenPackets": [{"interfaceIndex": 3636, "count": 5}]},
         {"localAddress": "10.20.30.40", "localPort": 50001, "remoteAddress": "8.8.8.8",
          "remotePort": 53},
         {"localAddress": "100.77.1.2", "localPort": 50002, "remoteAddress": "169.254.7.7",
          "remotePort": 53, "protocol": "UDP"},
         {"localAddress": "fd12::40", "localPort": 50003, "remoteAddress": "2a00:1450::1",
          "remotePort": 443}]},
+    "missingFacts": [{"fact": "ROUTE", "reason": "a reason with secrets"}],
 }
 SECRETS = ["2026-11-22", "my-tool", "7.8.9", "alice", "Tokyo", "Osaka", "Kyoto", "Nagoya", "Sapporo",
            "Fukuoka", "93.184", "osaka", "example.net", "10.20", "fd12", "abcd", "100.77", "254.7.7",
-           "8.8.8.8", "2a00", "4040", "707", "3939", "3838", "3737", "reason", "100023", "4711",
+           "8.8.8.8", "2a00", "4040", "707", "3939", "3838", "3737", "3636", "with secrets", "100023", "4711",
            "100042", "/opt", "5000", "Nara", "Kobe", "hysteria2", "50443", "grpc", "trojan", "tuic",
            "TransportFailed", "NowMissing"]
 
