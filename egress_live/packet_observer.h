@@ -35,6 +35,8 @@ class EGRESS_LIVE_EXPORT PacketObserver {
   // - A packet belongs to a socket if protocol, source and destination are the same. The sources of
   //   packets that the host rewrites (NAT) are not, so such packets are not counted. Sockets that
   //   share both ends share the counts.
+  // - A packet that passes stacked interfaces, for example a bridge and its port or a VLAN and its
+  //   link, counts for the uppermost, which it was routed to.
   // - Packets that the kernel drops from a full buffer are not counted. A count ends at 2^32 - 1.
   // - A negative duration is 0, and a longer one than 2^32 - 1 s is that. It returns at once if no
   //   socket goes to the endpoint, and changes nothing; an endpoint whose status is not OK has no

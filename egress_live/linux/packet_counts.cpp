@@ -51,6 +51,21 @@ void PacketCounts::add(const CapturedPacket& packet) {
   }
 }
 
+bool PacketCounts::areOnSeveral() const noexcept {
+  return std::ranges::any_of(sockets_, [](const Counted& one) { return one.seen.size() > 1; });
+}
+
+void PacketCounts::leaveUppermost(const StackedInterfaces& stacked) {
+  for (Counted& one : sockets_) {
+    const std::vector<SeenPackets> all = one.seen;
+    std::erase_if(one.seen, [&](const SeenPackets& lower) {
+      return std::ranges::any_of(all, [&](const SeenPackets& upper) {
+        return stacked.contains({lower.interfaceIndex, upper.interfaceIndex});
+      });
+    });
+  }
+}
+
 void PacketCounts::moveTo(std::vector<Socket>& rows) noexcept {
   for (Counted& one : sockets_) rows[one.row].seenPackets = std::move(one.seen);
 }

@@ -10,6 +10,7 @@
 
 #include "egress/core/diagnosis.h"
 #include "egress_live/linux/captured_packet.h"
+#include "egress_live/linux/stacked_interfaces.h"
 #include "egress_snapshot/host_snapshot.h"
 
 namespace egress::live {
@@ -27,6 +28,13 @@ class PacketCounts {
   // Counts an outgoing packet for the sockets with its protocol, source and destination; nearly
   // always there is one at most.
   void add(const CapturedPacket& packet);
+
+  // Whether the packets of a socket were seen on more than one interface.
+  [[nodiscard]] bool areOnSeveral() const noexcept;
+
+  // Leaves of stacked interfaces only the uppermost, which the packets were routed to: they pass
+  // all of them.
+  void leaveUppermost(const StackedInterfaces& stacked);
 
   // Sets seenPackets of the sockets to the endpoint in the rows that this was made from. The counts
   // are gone afterwards.

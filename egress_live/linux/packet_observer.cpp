@@ -18,6 +18,7 @@
 #include "egress_live/linux/errors.h"
 #include "egress_live/linux/packet_counts.h"
 #include "egress_live/linux/packet_filter.h"
+#include "egress_live/linux/stacked_interfaces.h"
 
 namespace egress::live {
 namespace {
@@ -149,6 +150,7 @@ void PacketObserver::observe(const ActiveEndpoint& endpoint, std::chrono::second
     setFilter(capture_->handle, filterText(endpoint.address, endpoint.port));
     countPackets(capture_->handle, Clock::now() + duration, counts);
     discardPackets(capture_->handle);
+    if (counts.areOnSeveral()) counts.leaveUppermost(takeStackedInterfaces());
   } catch (const EnumerationError& error) {
     snapshot.missingFacts.push_back({.fact = snapshot::FactKind::PACKETS, .reason = error.what()});
     return;

@@ -82,6 +82,30 @@ class InterfaceTest(ObserveTest):
         client = self.connect(f"tcp-talking ::ffff:{UP2} ::ffff:{ENDPOINT4} {PORT}")
         self.assertEqual(self.seen(client), {f"TCP {UP2}": ["up2"]})
 
+    def expect_only_the_upper_is_seen(self, kind, words):
+        """Of an interface above up2; its neighbour need not exist."""
+        try:
+            ip("engine", f"link add name upper {words}")
+        except RuntimeError as error:
+            self.skipTest(f"no {kind}: {error}")
+        self.addCleanup(ip, "engine", "link del upper")
+        if kind == "bridge":
+            ip("engine", "link set up2 master upper")
+        ip("engine", "link set upper up")
+        ip("engine", "address add 192.0.2.9/24 dev upper")
+        ip("engine", "neigh add 192.0.2.1 lladdr 02:00:00:00:00:01 dev upper")
+        client = self.connect(f"udp-talking 192.0.2.9 192.0.2.1 {PORT}")
+        self.assertEqual(self.seen(client, "192.0.2.1"), {"UDP 192.0.2.9": ["upper"]})
+
+    def test_of_a_bridge_and_its_port_the_bridge_is_seen(self):
+        self.expect_only_the_upper_is_seen("bridge", "type bridge")
+
+    def test_of_a_macvlan_and_its_link_the_macvlan_is_seen(self):
+        self.expect_only_the_upper_is_seen("macvlan", "link up2 type macvlan mode bridge")
+
+    def test_of_a_vlan_and_its_link_the_vlan_is_seen(self):
+        self.expect_only_the_upper_is_seen("vlan", "link up2 type vlan id 7")
+
     def test_an_endpoint_on_this_host(self):
         ip("engine", "address add 192.0.2.1/32 dev lo")
         self.addCleanup(ip, "engine", "address del 192.0.2.1/32 dev lo")

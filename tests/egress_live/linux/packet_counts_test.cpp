@@ -134,6 +134,22 @@ TEST(PacketCounts, ASocketWithoutNumericAddressHasNoPackets) {
   EXPECT_THAT(rows[0].seenPackets, IsEmpty());
 }
 
+TEST(PacketCounts, OfStackedInterfacesOnlyTheUppermostIsLeft) {
+  std::vector<Socket> rows = {socket("10.0.0.7"), socket("10.0.0.8"), socket("10.0.0.9")};
+  PacketCounts counts(endpoint(), rows);
+  counts.add(packet("10.0.0.8", 2));
+  EXPECT_FALSE(counts.areOnSeveral());
+  for (const std::uint32_t interfaceIndex : {2U, 4U, 6U, 9U}) {
+    counts.add(packet("10.0.0.7", interfaceIndex));
+  }
+  EXPECT_TRUE(counts.areOnSeveral());
+  counts.leaveUppermost({{2, 4}, {4, 6}, {9, 10}});  // a link, its bond and its VLAN
+  counts.moveTo(rows);
+  EXPECT_THAT(rows[0].seenPackets, ElementsAre(seen(6, 1), seen(9, 1)));
+  EXPECT_THAT(rows[1].seenPackets, ElementsAre(seen(2, 1)));
+  EXPECT_THAT(rows[2].seenPackets, IsEmpty());
+}
+
 TEST(PacketCounts, ACountEndsAtItsLargestValue) {
   EXPECT_EQ(incrementSaturated(0), 1);
   EXPECT_EQ(incrementSaturated(4294967294), 4294967295);
