@@ -46,8 +46,9 @@ void PacketCounts::add(const CapturedPacket& packet) {
     return;
   }
   const LocalEnd source = endOf(packet.protocol, packet.sourceAddress, packet.sourcePort);
-  for (Counted& one : std::ranges::equal_range(sockets_, source, {}, &Counted::local)) {
-    countOne(one.seen, packet.interfaceIndex);
+  auto one = std::ranges::lower_bound(sockets_, source, {}, &Counted::local);
+  for (; one != sockets_.end() && one->local == source; ++one) {
+    countOne(one->seen, packet.interfaceIndex);
   }
 }
 
