@@ -54,7 +54,8 @@ void printFailures(const HostSnapshot& snapshot) {
   printFailure("adapters", snapshot.adapters, "");
   printFailure("routes", snapshot.routes, "");
   for (const snapshot::MissingFact& missing : snapshot.missingFacts) {
-    if (missing.fact == snapshot::FactKind::MARK) continue;  // matters only if routes say so
+    // Marks matter only to routes, whose reason says so.
+    if (missing.fact == snapshot::FactKind::MARK || missing.reason.empty()) continue;
     printError(std::string(nameOf(missing.fact)) + ": " + missing.reason);
   }
 }

@@ -37,7 +37,7 @@ class ObserveTest(ProgramTest):
 
     def observe(self, client, address=ENDPOINT4, port=PORT, seconds=1, before=()):
         """The snapshot before and after an observation, which changes nothing but its facts."""
-        result = self.run_program(client.pid, address, port, seconds, program=OBSERVE,
+        result = self.run_program(client.pid, address, port, seconds, program=OBSERVE, output="",
                                   before=(*network.inside("engine"), *before))
         self.assertEqual((result.status, result.error), (0, ""))
         first, second = json.loads(result.output)

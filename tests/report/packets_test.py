@@ -8,7 +8,6 @@ import struct
 import sys
 import time
 import unittest
-from collections import Counter
 
 import network
 from network import CLIENT, ENDPOINT4, ENDPOINT6, PORT, SERVER, Program, ip
@@ -29,11 +28,11 @@ class Ipv4:
     ethertype = 0x0800
 
     @staticmethod
-    def destination(packet):
-        """The protocol, the address and the port of an IPv4 packet without fragments (RFC 791)."""
+    def flow(packet):
+        """The protocol, the destination and both ports of an IPv4 packet without fragments (RFC 791)."""
         header = (packet[0] & 15) * 4
-        port, = struct.unpack_from("!H", packet, header + 2)
-        return packet[9], socket.inet_ntop(socket.AF_INET, packet[16:20]), port
+        return packet[9], socket.inet_ntop(socket.AF_INET, packet[16:20]), struct.unpack_from(
+            "!HH", packet, header)
 
 
 class Ipv6:
@@ -44,10 +43,10 @@ class Ipv6:
     ethertype = 0x86DD
 
     @staticmethod
-    def destination(packet):
+    def flow(packet):
         """The same of an IPv6 packet without extension headers (RFC 8200)."""
-        port, = struct.unpack_from("!H", packet, 42)
-        return packet[6], socket.inet_ntop(socket.AF_INET6, packet[24:40]), port
+        return packet[6], socket.inet_ntop(socket.AF_INET6, packet[24:40]), struct.unpack_from(
+            "!HH", packet, 40)
 
 
 def config(server, auto_detect):
@@ -57,7 +56,7 @@ def config(server, auto_detect):
 
 
 class Carriers:
-    """Counts the packets of a protocol to an endpoint that arrive at the server, by uplink."""
+    """Finds the uplinks over which packets to an endpoint arrive at the server."""
 
     def __init__(self, family):
         self.family = family
@@ -82,12 +81,12 @@ class Carriers:
             for _ in self.packets(name):
                 pass
 
-    def counted(self, endpoint, protocol):
-        counts = Counter()
-        for name in UPLINKS:
-            for packet in self.packets(name):
-                counts[name] += self.family.destination(packet) == (protocol, endpoint, PORT)
-        return {name for name, count in counts.items() if count > 0}
+    def found(self, endpoint, protocol, ports):
+        """The uplinks of packets with this protocol from these ports. The sockets of earlier tests send
+        from others until they have ended."""
+        flows = {(protocol, endpoint, (port, PORT)) for port in ports}
+        return {name for name in UPLINKS
+                if flows & {self.family.flow(packet) for packet in self.packets(name)}}
 
 
 class PacketTest(ProgramTest):
@@ -115,12 +114,14 @@ class PacketTest(ProgramTest):
         self.add_and_delete("server", "route",
                             f"{self.family.up1}/{self.family.host} via {self.family.up2} dev up2")
 
-    def carried(self, endpoint, protocol, wait):
-        """The uplinks that carry packets from now on. `wait` is for those that carry some."""
+    def carried(self, details, protocol, wait):
+        """The uplinks that carry packets of the sockets from now on. `wait` is for those that carry
+        some."""
+        ports = {row["localPort"] for row in details["sockets"]}
         self.carriers.clear()
         for _ in range(100):
             time.sleep(0.05)
-            found = self.carriers.counted(endpoint, protocol)
+            found = self.carriers.found(details["endpoint"]["address"], protocol, ports)
             if found or not wait:
                 return found
         return set()
@@ -142,11 +143,10 @@ class PacketTest(ProgramTest):
     def assert_row(self, core, status, interface, exit_status, endpoint=None, **options):
         """What the core says, the cross-check, and that the packets agree with that. Returns the
         details."""
-        endpoint = endpoint or self.family.endpoint
         details = self.assert_check(status, interface, exit_status, endpoint=endpoint, **options)
         self.assertEqual(details["report"]["selectionStatus"], core)
         wanted = {interface} if interface else set()
-        self.assertEqual(self.carried(endpoint, socket.IPPROTO_TCP, wait=bool(wanted)), wanted)
+        self.assertEqual(self.carried(details, socket.IPPROTO_TCP, wait=bool(wanted)), wanted)
         return details
 
     def assert_observed(self, status, interface, exit_status):
@@ -208,7 +208,7 @@ class PacketTest(ProgramTest):
         self.connect(f"udp-talking {self.family.up2} {self.family.endpoint} {PORT} device=up2")
         details = self.assert_row("NO_MATCHING_SOCKET", "NO_SOCKET", None, 1)
         self.assertEqual([row["role"] for row in details["sockets"]], ["NOT_COUNTED"])
-        self.assertEqual(self.carried(self.family.endpoint, socket.IPPROTO_UDP, wait=True), {"up2"})
+        self.assertEqual(self.carried(details, socket.IPPROTO_UDP, wait=True), {"up2"})
         self.assert_check("AGREES", "up2", 0, "--udp")
 
     def test_7_tcp_and_udp(self):
@@ -246,8 +246,8 @@ class PacketTest(ProgramTest):
     def test_several(self):
         self.connect(f"tcp-talking {self.family.up1} {self.family.endpoint} {PORT}",
                      f"tcp-talking {self.family.up2} {self.family.endpoint} {PORT} device=up2")
-        self.assert_check("SEVERAL", None, 1)
-        self.assertEqual(self.carried(self.family.endpoint, socket.IPPROTO_TCP, wait=True), set(UPLINKS))
+        details = self.assert_check("SEVERAL", None, 1)
+        self.assertEqual(self.carried(details, socket.IPPROTO_TCP, wait=True), set(UPLINKS))
 
     def test_observing_without_permission(self):
         self.connect(f"tcp-talking {self.family.up1} {self.family.endpoint} {PORT}")
