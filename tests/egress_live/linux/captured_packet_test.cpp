@@ -1,6 +1,7 @@
 #include "egress_live/linux/captured_packet.h"
 
 #include <array>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -51,7 +52,7 @@ struct Row {
   bool isOutgoing = true;
 };
 
-const Row kPackets[] = {
+const std::vector<Row> kPackets = {
     {.what = "TCP over IPv4", .bytes = ipv4(kTcp)},
     {.what = "UDP over IPv4", .bytes = ipv4(kUdp), .protocol = SocketProtocol::UDP},
     {.what = "one option word", .bytes = ipv4(kTcp, bytesOf({1, 1, 1, 0}))},
