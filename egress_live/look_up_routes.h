@@ -17,11 +17,13 @@ namespace egress::live {
 //   the choice among several next hops look at them: once for sockets that do not differ in these.
 //   It is the route of a packet that is sent now. What changes a packet later, such as a firewall
 //   that sets marks, is not asked; the type of service is taken as 0.
+//   The choice among several next hops may have been another when the connection was made.
 // - 0, no route: the kernel refuses the packets (unreachable, prohibit, blackhole), the bound
 // device
-//   is down, or the host has lost the source address.
+//   is down, or, over IPv4, the host has lost the source address.
 // - If routing rules look at marks, the route of a socket whose mark is unknown stays unknown; if
-//   they look at the type of service or the flow label, every route does.
+//   they look at the type of service or the flow label, every route does; if they look at source
+//   addresses, that of a socket over IPv6 that is bound to a device may.
 // - A look-up that fails leaves the fact absent and adds the reason to missingFacts, each reason
 //   once.
 // - Permissions: none. Cost on Linux: a few system calls for each look-up, and one list of rules.
