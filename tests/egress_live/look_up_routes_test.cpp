@@ -10,7 +10,6 @@ namespace {
 
 using snapshot::FactKind;
 using snapshot::HostSnapshot;
-using snapshot::MissingFact;
 using snapshot::Socket;
 
 // The loopback needs no route, and no permission.
