@@ -45,18 +45,21 @@ void writeInterface(JsonWriter& writer, const ShownInterface& shown) {
   writer.close('}');
 }
 
-// The interface that a fact names. Null if it names none, absent if it is unknown.
 void writeInterfaceMember(JsonWriter& writer, const char* key, const ShownInterfaces& interfaces,
-                          std::optional<std::uint32_t> interfaceIndex) {
-  if (!interfaceIndex) return;
-  if (*interfaceIndex == 0) {
-    writer.member(key);
-    return writer.scalar(nullptr);
-  }
-  const auto shown = interfaces.find(*interfaceIndex);
+                          std::uint32_t interfaceIndex) {
+  const auto shown = interfaces.find(interfaceIndex);
   if (shown == interfaces.end()) return;
   writer.member(key);
   writeInterface(writer, shown->second);
+}
+
+// The interface that a fact names. Null if it names none, absent if it is unknown.
+void writeFact(JsonWriter& writer, const char* key, const ShownInterfaces& interfaces,
+               std::optional<std::uint32_t> interfaceIndex) {
+  if (!interfaceIndex) return;
+  if (*interfaceIndex != 0) return writeInterfaceMember(writer, key, interfaces, *interfaceIndex);
+  writer.member(key);
+  writer.scalar(nullptr);
 }
 
 void writeInterfaceArray(JsonWriter& writer, const char* key, const ShownInterfaces& interfaces,
@@ -118,10 +121,8 @@ void writeCrossCheck(JsonWriter& writer, const HostSnapshot& snapshot, const Cro
                      const ShownInterfaces& interfaces) {
   writer.open('{');
   writeMember(writer, "status", crossCheck.status);
-  const auto shown = interfaces.find(crossCheck.interfaceIndex.value_or(0));
-  if (crossCheck.interfaceIndex && shown != interfaces.end()) {
-    writer.member("interface");
-    writeInterface(writer, shown->second);
+  if (crossCheck.interfaceIndex) {
+    writeInterfaceMember(writer, "interface", interfaces, *crossCheck.interfaceIndex);
   }
   writeMember(writer, "observedSeconds", snapshot.observedSeconds);
   writer.close('}');
@@ -160,10 +161,10 @@ void writeSocket(JsonWriter& writer, const CheckedSocket& checked, const Socket&
   writeMember(writer, "remotePort", socket.remotePort);
   writeMember(writer, "user", socket.user);
   writeMember(writer, "mark", socket.mark);
-  writeInterfaceMember(writer, "boundDevice", interfaces, socket.boundInterfaceIndex);
+  writeFact(writer, "boundDevice", interfaces, socket.boundInterfaceIndex);
   writeMember(writer, "role", checked.role);
   writeInterfaceArray(writer, "bySource", interfaces, checked.bySource);
-  writeInterfaceMember(writer, "byRoute", interfaces, socket.routeInterfaceIndex);
+  writeFact(writer, "byRoute", interfaces, socket.routeInterfaceIndex);
   writePackets(writer, socket, interfaces);
   writeMember(writer, "decidedBy", checked.decidedBy);
   writeInterfaceArray(writer, "leavesThrough", interfaces, checked.leavesThrough);

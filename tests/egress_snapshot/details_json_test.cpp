@@ -174,6 +174,19 @@ TEST(DetailsToJson, AnInterfaceHasTheFirstNameOfItsRows) {
   EXPECT_EQ(detailsJson(snapshot)["crossCheck"]["interface"], Json({{"ordinal", 2}}));
 }
 
+TEST(DetailsToJson, AnInterfaceWithIndexZeroIsShownOnlyIfItIsNamed) {
+  HostSnapshot snapshot;
+  snapshot.adapters.rows.resize(1);
+  const Diagnosis diagnosis = diagnose(toInput(snapshot));
+  CrossCheck check;
+  const auto shown = [&] {
+    return Json::parse(detailsToJson(snapshot, diagnosis, check))["crossCheck"];
+  };
+  EXPECT_EQ(shown(), Json({{"status", "UNKNOWN"}}));
+  check.interfaceIndex = 0;
+  EXPECT_EQ(shown(), Json({{"status", "UNKNOWN"}, {"interface", {{"ordinal", 1}}}}));
+}
+
 TEST(DetailsToJson, ListsThatFailedHaveTheirReasons) {
   EXPECT_EQ(detailsJson(detailedSnapshot())["failures"], Json::object());
   HostSnapshot snapshot = detailedSnapshot();
