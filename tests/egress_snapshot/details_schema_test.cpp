@@ -72,7 +72,7 @@ void walk(const Json& root, const std::string& start, const Json& value, const V
   if (!value.is_object() || !schema.contains("properties")) return;
   for (const auto& [key, member] : value.items()) {
     ASSERT_TRUE(schema["properties"].contains(key)) << place << " " << key;
-    walk(root, place + "/properties/" + key, member, visit);
+    walk(root, (Pointer(place) / "properties" / key).to_string(), member, visit);
   }
 }
 
@@ -174,7 +174,7 @@ TEST(DetailsSchema, HasTheTypesThatAreWritten) {
 
 TEST(DetailsSchema, DescribesEveryMember) {
   const Json root = readSchema("details");
-  forEachObjectSchema(root, Pointer(), [&root](const Pointer& place, const Json& schema) {
+  forEachObjectSchema(root, Pointer(), [](const Pointer& place, const Json& schema) {
     if (place.to_string().starts_with("/$defs/report")) return;
     for (const auto& [key, member] : schema["properties"].items()) {
       const bool isInterface = member == Json({{"$ref", "#/$defs/interface"}});
