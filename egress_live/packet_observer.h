@@ -1,7 +1,7 @@
 #ifndef EGRESS_LIVE_PACKET_OBSERVER_H
 #define EGRESS_LIVE_PACKET_OBSERVER_H
 
-#include <chrono>
+#include <cstdint>
 #include <memory>
 
 #include "egress/core/diagnosis.h"
@@ -28,7 +28,7 @@ class EGRESS_LIVE_EXPORT PacketObserver {
   PacketObserver& operator=(const PacketObserver&) = delete;
   ~PacketObserver();
 
-  // Counts the packets that the record's sockets to the endpoint send during this time, and sets
+  // Counts the packets that the record's sockets to the endpoint send in this time, and sets
   // seenPackets of those sockets (ascending by interface, counts of 1 or more) and observedSeconds
   // of the record. May be called again.
   //
@@ -38,13 +38,12 @@ class EGRESS_LIVE_EXPORT PacketObserver {
   // - A packet that passes stacked interfaces, for example a bridge and its port or a VLAN and its
   //   link, counts for the uppermost, which it was routed to.
   // - Packets that the kernel drops from a full buffer are not counted. A count ends at 2^32 - 1.
-  // - A negative duration is 0, and a longer one than 2^32 - 1 s is that. It returns at once if no
-  //   socket goes to the endpoint, and changes nothing; an endpoint whose status is not OK has no
-  //   sockets.
+  // - It returns at once if no socket goes to the endpoint, and changes nothing; an endpoint whose
+  //   status is not OK has no sockets.
   // - If packets cannot be captured, or no longer, it returns at once and only adds the reason to
   //   missingFacts.
   // - Throws only when memory runs out; then the record is unchanged.
-  void observe(const ActiveEndpoint& endpoint, std::chrono::seconds duration,
+  void observe(const ActiveEndpoint& endpoint, std::uint32_t seconds,
                snapshot::HostSnapshot& snapshot);
 
  private:

@@ -24,9 +24,12 @@ const std::string kExportHeader = "export";
 
 // The standard headers that the pure layers use: none for I/O, clocks, threads or system calls.
 const std::set<std::string> kPureHeaders = {
-    "algorithm",        "array",  "charconv",    "concepts", "cstddef", "cstdint", "functional",
-    "initializer_list", "limits", "map",         "optional", "set",     "span",    "string",
-    "string_view",      "tuple",  "type_traits", "utility",  "variant", "vector"};
+    "algorithm", "array",       "charconv",   "concepts",
+    "cstddef",   "cstdint",     "functional", "initializer_list",
+    "limits",    "map",         "memory",     "optional",
+    "set",       "span",        "string",     "string_view",
+    "tuple",     "type_traits", "utility",    "variant",
+    "vector"};
 
 bool isSource(const fs::path& file) {
   return file.extension() == ".h" || file.extension() == ".cpp";

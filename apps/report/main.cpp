@@ -1,6 +1,5 @@
 // egress-report: diagnoses this machine or a saved snapshot.
 
-#include <chrono>
 #include <iostream>
 #include <new>
 #include <optional>
@@ -111,7 +110,7 @@ void addFacts(const Options& options, live::PacketObserver* observer,
   if (!options.processes) return;
   live::lookUpRoutes(endpoint, snapshot);
   if (observer == nullptr) return;
-  observer->observe(endpoint, std::chrono::seconds(options.observeSeconds.value()), snapshot);
+  observer->observe(endpoint, options.observeSeconds.value(), snapshot);
 }
 
 std::string outputText(const Options& options, const Finding& finding) {

@@ -4,7 +4,6 @@
 #include <clocale>
 #include <cwchar>
 #include <iostream>
-#include <locale.h>
 
 namespace egress::report {
 namespace {

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <limits>
 #include <optional>
 #include <poll.h>
 #include <span>
@@ -139,16 +139,14 @@ PacketObserver::PacketObserver() : capture_(std::make_unique<Capture>()) {
 
 PacketObserver::~PacketObserver() = default;
 
-void PacketObserver::observe(const ActiveEndpoint& endpoint, std::chrono::seconds duration,
+void PacketObserver::observe(const ActiveEndpoint& endpoint, std::uint32_t seconds,
                              snapshot::HostSnapshot& snapshot) {
   PacketCounts counts(endpoint, snapshot.sockets.rows);
   if (counts.isEmpty()) return;
-  constexpr std::chrono::seconds kLongest{std::numeric_limits<std::uint32_t>::max()};
-  duration = std::clamp(duration, std::chrono::seconds(0), kLongest);
   try {
     if (capture_->handle == nullptr) throw EnumerationError(capture_->problem);
     setFilter(capture_->handle, filterText(endpoint.address, endpoint.port));
-    countPackets(capture_->handle, Clock::now() + duration, counts);
+    countPackets(capture_->handle, Clock::now() + std::chrono::seconds(seconds), counts);
     discardPackets(capture_->handle);
     if (counts.areOnSeveral()) counts.leaveUppermost(takeStackedInterfaces());
   } catch (const EnumerationError& error) {
@@ -156,7 +154,7 @@ void PacketObserver::observe(const ActiveEndpoint& endpoint, std::chrono::second
     return;
   }
   counts.moveTo(snapshot.sockets.rows);
-  snapshot.observedSeconds = static_cast<std::uint32_t>(duration.count());
+  snapshot.observedSeconds = seconds;
 }
 
 }  // namespace egress::live

@@ -3,7 +3,6 @@
 // Takes a snapshot of a process, gives up its rights and observes the packets of the sockets to an
 // endpoint. Prints an array of the snapshot before and after.
 
-#include <chrono>
 #include <cstdint>
 #include <exception>
 #include <iostream>
@@ -35,7 +34,7 @@ void observe(char** arguments) {
   auto& snapshot = std::get<HostSnapshot>(taken);
   std::cout << '[' << egress::snapshot::snapshotToJson(snapshot) << ',';
   observer.observe(endpointOf(arguments[1], arguments[2]),
-                   std::chrono::seconds(std::stoll(arguments[3])), snapshot);
+                   static_cast<std::uint32_t>(std::stoul(arguments[3])), snapshot);
   std::cout << egress::snapshot::snapshotToJson(snapshot) << "]\n";
 }
 

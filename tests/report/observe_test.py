@@ -162,9 +162,8 @@ class NothingObservedTest(ObserveTest):
 
     def test_no_time_is_observed_at_once(self):
         client = self.connect(f"tcp {UP1} {ENDPOINT4} {PORT}")
-        for seconds in (0, -1):
-            _, second = self.observe(client, seconds=seconds)
-            self.assertEqual(second["observedSeconds"], 0)
+        _, second = self.observe(client, seconds=0)
+        self.assertEqual(second["observedSeconds"], 0)
 
 
 if __name__ == "__main__":
