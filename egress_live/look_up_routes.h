@@ -16,11 +16,10 @@ namespace egress::live {
 //   bound device, the mark and the user of the socket, and with its ports if the routing rules or
 //   the choice among several next hops look at them: once for sockets that do not differ in these.
 //   It is the route of a packet that is sent now. What changes a packet later, such as a firewall
-//   that sets marks, is not asked; the type of service is taken as 0.
-//   The choice among several next hops may have been another when the connection was made.
+//   that sets marks, is not asked; the type of service is taken as 0. The choice among several next
+//   hops may have been another when the connection was made.
 // - 0, no route: the kernel refuses the packets (unreachable, prohibit, blackhole), the bound
-// device
-//   is down, or, over IPv4, the host has lost the source address.
+//   device is down, or, over IPv4, the host has lost the source address.
 // - If routing rules look at marks, the route of a socket whose mark is unknown stays unknown; if
 //   they look at the type of service or the flow label, every route does; if they look at source
 //   addresses, that of a socket over IPv6 that is bound to a device may.

@@ -78,8 +78,9 @@ Sentence disagreement(const Finding& finding, const Subject& subject) {
   Sentence sentence{leaveThrough(finding, subject) + ", with the source address of " + name + ".",
                     {}};
   if (!isLoopback(finding, named)) {
-    sentence.todo = "If they should leave through " + name +
-                    ", bind the engine to it, or add a routing rule for its source address";
+    sentence.todo =
+        (subject.isOne ? "If it should leave through " : "If they should leave through ") + name +
+        ", bind the engine to it, or add a routing rule for its source address";
   }
   return sentence;
 }
