@@ -1,11 +1,18 @@
 #include "egress_snapshot/json_writer.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace egress::snapshot {
 namespace {
 
-constexpr std::size_t kIndent = 2;
+constexpr std::string_view kIndent = "  ";
+
+// Whether a string consists of bytes that stand for themselves (RFC 8259, section 7).
+bool needsNoEscape(std::string_view text) {
+  return std::ranges::all_of(text,
+                             [](char c) { return c >= ' ' && c <= '~' && c != '"' && c != '\\'; });
+}
 
 }  // namespace
 
@@ -13,7 +20,11 @@ JsonWriter::JsonWriter(Sink sink) : sink_(std::move(sink)) {}
 
 void JsonWriter::member(std::string_view key) {
   element();
-  scalar(key);
+  if (needsNoEscape(key)) {  // nearly always, and much faster than a JSON value
+    append(std::string("\"").append(key).append("\""));
+  } else {
+    scalar(key);
+  }
   append(": ");
 }
 
@@ -48,7 +59,7 @@ void JsonWriter::finish() {
 
 void JsonWriter::newLine() {
   append("\n");
-  append(std::string(depth_ * kIndent, ' '));
+  for (std::size_t i = 0; i < depth_; ++i) append(kIndent);
 }
 
 void JsonWriter::append(std::string_view text) {

@@ -85,6 +85,13 @@ TEST(JsonWriter, WritesWhatNlohmannJsonWrites) {
   }
 }
 
+TEST(JsonWriter, WritesEachAsciiCharacterOfAKeyAsNlohmannJsonDoes) {
+  for (int byte = 0; byte < 0x80; ++byte) {
+    const OrderedJson value = {{std::string("a").append(1, static_cast<char>(byte)), 1}};
+    EXPECT_EQ(joinedPartsOf(value), value.dump(2)) << byte;
+  }
+}
+
 TEST(JsonWriter, WritesAReplacementCharacterForBytesThatAreNotUtf8) {
   EXPECT_EQ(joinedPartsOf("a\xFFz"), "\"a\xEF\xBF\xBDz\"");
   EXPECT_EQ(joinedPartsOf({{"a\xFFz", 1}}), "{\n  \"a\xEF\xBF\xBDz\": 1\n}");
