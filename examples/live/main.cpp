@@ -1,13 +1,16 @@
 // Prints the interface through which a running proxy engine's traffic leaves this host.
 // Usage: live PROCESS_NAME <CONFIGURATION
 
+#include <cstddef>
 #include <iostream>
 #include <iterator>
 #include <string>
 #include <variant>
 
 #include "egress/egress.h"
+#include "egress_live/look_up_routes.h"
 #include "egress_live/take_snapshot.h"
+#include "egress_snapshot/cross_check.h"
 
 int main(int argc, char** argv) {
   auto taken =
@@ -20,11 +23,15 @@ int main(int argc, char** argv) {
   const std::string text(std::istreambuf_iterator<char>(std::cin), {});
   snapshot->config = egress::readProxyConfig(text, /*hasText=*/true);
 
+  // The diagnosis names the owner of the source addresses; the system knows the packets' way.
   const egress::Diagnosis diagnosis = egress::diagnose(toInput(*snapshot));
-  std::cout << egress::toString(diagnosis.selection.status) << "\n";
-  if (!diagnosis.selection.ordinal) return 1;
-  const auto index = egress::interfaceIndexOf(diagnosis, *diagnosis.selection.ordinal);
+  egress::live::lookUpRoutes(diagnosis.endpoint, *snapshot);
+  const egress::snapshot::CrossCheck check = crossCheck(*snapshot, diagnosis);
+  std::cout << egress::toString(diagnosis.selection.status) << ", "
+            << egress::snapshot::kCrossCheckStatusWords.at(static_cast<std::size_t>(check.status))
+            << "\n";
+  if (!check.interfaceIndex) return 1;
   for (const egress::snapshot::Adapter& adapter : snapshot->adapters.rows) {
-    if (adapter.interfaceIndex == index) std::cout << adapter.name << "\n";
+    if (adapter.interfaceIndex == check.interfaceIndex) std::cout << adapter.name << "\n";
   }
 }

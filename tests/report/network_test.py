@@ -100,7 +100,8 @@ class SelectionTest(NetworkTest):
                 self.assert_observed(result, uplink)
 
     def test_the_example_of_a_live_host_names_the_interface(self):
-        for name, output, status in [("engine", "OK\nup2\n", 0), ("idle", "NO_MATCHING_SOCKET\n", 1)]:
+        for name, output, status in [("engine", "OK, AGREES\nup2\n", 0),
+                                     ("idle", "NO_MATCHING_SOCKET, NO_SOCKET\n", 1)]:
             self.connect(*[f"tcp {UP2} {ENDPOINT4} {PORT}"] * (name == "engine"), name=name)
             result = self.run_program(name, program=os.environ["EGRESS_LIVE_EXAMPLE"], output="",
                                       text=config(ENDPOINT4, PORT), before=network.inside("engine"))
