@@ -17,9 +17,10 @@ std::optional<Explanation> explain(std::string_view word) {
 }
 
 std::optional<CrossCheckStatus> parseCrossCheckStatus(std::string_view word) noexcept {
-  const auto found = std::ranges::find(kCrossCheckStatusWords, word);
-  if (found == kCrossCheckStatusWords.end()) return std::nullopt;
-  return static_cast<CrossCheckStatus>(found - kCrossCheckStatusWords.begin());
+  const std::span words(kCrossCheckStatusWords);
+  const auto found = std::ranges::find(words, word);
+  if (found == words.end()) return std::nullopt;
+  return static_cast<CrossCheckStatus>(found - words.begin());
 }
 
 std::optional<Explanation> explainHint(std::string_view word) {

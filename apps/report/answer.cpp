@@ -112,7 +112,7 @@ std::string evidenceText(const Finding& finding) {
 std::string checkText(const Finding& finding) {
   using enum CrossCheckStatus;
   const CrossCheckStatus status = finding.check.status;
-  const std::string word(snapshot::kCrossCheckStatusWords.at(static_cast<std::size_t>(status)));
+  std::string word(snapshot::kCrossCheckStatusWords.at(static_cast<std::size_t>(status)));
   switch (status) {
     case AGREES:
     case DISAGREES: return word + " with " + evidenceText(finding);

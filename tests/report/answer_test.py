@@ -61,7 +61,7 @@ def sockets(count=2, **fields):
 
 
 def routed(route, count=2, **fields):
-    return sockets(count, routeInterfaceIndex=route, boundInterfaceIndex=0, **fields)
+    return sockets(count, **{"routeInterfaceIndex": route, "boundInterfaceIndex": 0} | fields)
 
 
 class AnswerTest(ProgramTest):
@@ -125,7 +125,8 @@ class FirstScreenTest(AnswerTest):
             f"wan0 and wan1: 2 TCP connections to {TITLE} leave through them.",
             "sockets 192.168.1.2:51544 → 203.0.113.5:443 established, leaves through wan0 "
             "10.20.0.2:51545 → 203.0.113.5:443 established, bound to wan1, leaves through wan1",
-            "check SEVERAL by the system's routes for these connections")
+            "check SEVERAL by the system's routes for these connections do If they should leave through one, "
+            "let the engine reconnect, then run this again.")
 
     def test_no_way_out(self):
         down = changed(adapters=lambda rows: rows[2].update(operStatus=2))
@@ -134,6 +135,12 @@ class FirstScreenTest(AnswerTest):
                            "check NO_WAY_OUT by the system's routes", "do Set the interface up")
         self.assert_answer(routed(0, 1), 1, f"no way out: 1 TCP connection to {TITLE} cannot leave: the "
                            "system has no route.")
+        other = routed(0, 1, boundInterfaceIndex=WAN1) | {"adapters": {"rows": [
+            row | {"operStatus": 2 if row["name"] == "wan0" else 1} for row in SNAPSHOT["adapters"]["rows"]]}}
+        self.assert_answer(other, 1, f"no way out: 1 TCP connection to {TITLE} cannot leave: the system has "
+                           "no route.")
+        bound = routed(0, 1, boundInterfaceIndex=WAN1) | {"adapters": down["adapters"]}
+        self.assert_answer(bound, 1, f"no way out: 1 TCP connection to {TITLE} cannot leave: wan1 is down.")
         one = changed(sockets=lambda rows: rows[0].update(routeInterfaceIndex=0, boundInterfaceIndex=0))
         self.assert_answer(one, 1, f"no way out: 1 of 2 TCP connections to {TITLE} cannot leave: the "
                            "system has no route.")
@@ -163,10 +170,10 @@ class FirstScreenTest(AnswerTest):
                            "with the source address of wan0.", arguments=["--udp"])
 
     def test_the_system_does_not_tell(self):
-        unknown = {"routeInterfaceIndex": None, "boundInterfaceIndex": None}
+        unknown = {"routeInterfaceIndex": None, "boundInterfaceIndex": None, "mark": None}
         self.assert_answer(sockets(**unknown), 0,
                            f"wan0: 2 TCP connections to {TITLE} have its source address; the system does "
-                           "not tell where they leave.", "check UNKNOWN")
+                           "not tell where they leave.", "established (2 alike) check UNKNOWN")
         lost = f"{TITLE}, and the system does not tell where they leave."
         self.assert_answer(sockets(1, localAddress="192.0.2.9", **unknown), 1,
                            f"unknown: no interface has the source address of 1 TCP connection to {lost}")
