@@ -8,9 +8,8 @@ import os
 import sys
 
 import network
-import network_test
-from network import CLIENT, ENDPOINT4, ENDPOINT6, PORT, Program, ip
-from network_test import OTHER_PORT, SYSTEM_PYTHON, UNUSED4, UNUSED6, UP1, UP1_6, UP2, UP2_6, NetworkTest
+from network import CLIENT, ENDPOINT4, ENDPOINT6, OTHER_PORT, PORT, Program, ip
+from network_test import SYSTEM_PYTHON, UNUSED4, UNUSED6, UP1, UP1_6, UP2, UP2_6, NetworkTest
 
 
 @dataclasses.dataclass
@@ -211,7 +210,7 @@ class RouteTest(FactCase):
         self.assertEqual(row["routeInterfaceIndex"], network.index("up1"))
 
     def test_a_rule_for_a_user(self):
-        other, as_other = network_test.OtherUserTest.OTHER, network_test.OtherUserTest.AS_OTHER
+        other, as_other = network.OTHER_USER, network.AS_OTHER_USER
         self.rule(f"uidrange {other}-{other}")
         self.open("udp", self.family.up1, 5001)
         self.assert_routes({5001: "up1"})
@@ -315,4 +314,4 @@ class Ipv6RouteTest(RouteTest):
 
 
 if __name__ == "__main__":
-    network_test.main()
+    network.run_tests()

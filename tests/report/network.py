@@ -15,6 +15,7 @@ import os
 import subprocess
 import sys
 import time
+import unittest
 
 CLONE_NEWUSER = 0x10000000
 CLONE_NEWNET = 0x40000000
@@ -22,7 +23,12 @@ CLONE_NEWNET = 0x40000000
 ENDPOINT4 = "203.0.113.10"
 ENDPOINT6 = "2001:db8:f::10"
 PORT = 443  # the server keeps connections open
+OTHER_PORT = 8443  # the same
 CLOSING_PORT = 444  # the server closes them at once
+
+# A user without any capability, and the prefix of a command that runs as him.
+OTHER_USER = 12345
+AS_OTHER_USER = ("setpriv", f"--reuid={OTHER_USER}", f"--regid={OTHER_USER}", "--clear-groups")
 
 # Opens a socket for each line of "KIND SOURCE TARGET PORT", sets the process name, and waits. A line
 # may go on with "device=NAME" (bound to it), "mark=NUMBER" and "source-port=NUMBER". With the suffix
@@ -258,3 +264,19 @@ class Program:
         self.process.stdin.close()
         self.process.wait()
         self.process.stdout.close()
+
+
+def run_tests(prepare=lambda: None):
+    """Runs the tests of the program that calls it, on the network, which `prepare` may change."""
+    try:
+        enter_new_namespaces("engine", "server")
+    except NotPermitted as reason:
+        print(f"skipped: cannot create network namespaces: {reason}")
+        sys.exit(0)
+    create_network()
+    prepare()
+    server = Program("server", SERVER, PORT, OTHER_PORT, f"{CLOSING_PORT}!")
+    try:
+        unittest.main(verbosity=2)  # with the reason of each skip
+    finally:
+        server.end()

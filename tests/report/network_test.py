@@ -12,7 +12,7 @@ from collections import Counter
 from pathlib import Path
 
 import network
-from network import CLIENT, CLOSING_PORT, ENDPOINT4, ENDPOINT6, PORT, SERVER, Program, ip
+from network import CLIENT, CLOSING_PORT, ENDPOINT4, ENDPOINT6, OTHER_PORT, PORT, Program, ip
 from report_program import IS_SANITIZED, PROGRAM, REMEDY, ProgramTest
 
 # Parts of a process that is made of several threads or processes.
@@ -42,7 +42,6 @@ def finish(children=()):
 open("/proc/self/comm", "w").write(sys.argv[1])
 """
 SYSTEM_PYTHON = "/usr/bin/python3"  # other users may not see root's own
-OTHER_PORT = 8443
 UP1, UP2 = "10.1.0.2", "10.2.0.2"
 UP1_6, UP2_6 = "2001:db8:1::2", "2001:db8:2::2"
 UNUSED4, UNUSED6 = "203.0.113.99", "2001:db8:f::99"  # nobody answers there
@@ -256,8 +255,8 @@ class ProcessTest(NetworkTest):
 class OtherUserTest(NetworkTest):
     """Another user gives his process the name of the engine."""
 
-    OTHER = 12345
-    AS_OTHER = ("setpriv", f"--reuid={OTHER}", f"--regid={OTHER}", "--clear-groups")
+    OTHER = network.OTHER_USER
+    AS_OTHER = network.AS_OTHER_USER
 
     def setUp(self):
         super().setUp()
@@ -596,20 +595,5 @@ class RouteTest(NetworkTest):
         self.assert_routes(self.ROUTES + [(4, "up1", 4294967295)])
 
 
-def main():
-    """Runs the tests of the program that calls it."""
-    try:
-        network.enter_new_namespaces("engine", "server")
-    except network.NotPermitted as reason:
-        print(f"skipped: cannot create network namespaces: {reason}")
-        sys.exit(0)
-    network.create_network()
-    listener = Program("server", SERVER, PORT, OTHER_PORT, f"{CLOSING_PORT}!")
-    try:
-        unittest.main(verbosity=2)  # with the reason of each skip
-    finally:
-        listener.end()
-
-
 if __name__ == "__main__":
-    main()
+    network.run_tests()

@@ -4,17 +4,14 @@ rights. No test expects how many there are: the sockets that are observed send a
 
 import json
 import os
-import sys
-import unittest
 
 import network
-from network import CLIENT, ENDPOINT4, ENDPOINT6, PORT, SERVER, Program, ip
+from network import CLIENT, ENDPOINT4, ENDPOINT6, OTHER_PORT, PORT, Program, ip
 from report_program import ProgramTest, snapshot_schema_errors
 
 OBSERVE = os.environ["EGRESS_OBSERVE_PACKETS"]
 UP1, UP2 = "10.1.0.2", "10.2.0.2"
 UP1_6, UP2_6 = "2001:db8:1::2", "2001:db8:2::2"
-OTHER_PORT = 8443
 WITHOUT_NET_RAW = ("setpriv", "--inh-caps=-all", "--bounding-set=-net_raw")
 REASON = "cannot capture packets: Operation not permitted; it needs CAP_NET_RAW"
 
@@ -167,14 +164,4 @@ class NothingObservedTest(ObserveTest):
 
 
 if __name__ == "__main__":
-    try:
-        network.enter_new_namespaces("engine", "server")
-    except network.NotPermitted as reason:
-        print(f"skipped: cannot create network namespaces: {reason}")
-        sys.exit(0)
-    network.create_network()
-    server = Program("server", SERVER, PORT)
-    try:
-        unittest.main(verbosity=2)  # with the reason of each skip
-    finally:
-        server.end()
+    network.run_tests()

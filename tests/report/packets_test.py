@@ -5,17 +5,14 @@ arrive. The engine has two uplinks: up1 has the better default route, and the se
 import json
 import socket
 import struct
-import sys
 import time
-import unittest
 
 import network
-from network import CLIENT, ENDPOINT4, ENDPOINT6, PORT, SERVER, Program, ip
+from network import CLIENT, ENDPOINT4, ENDPOINT6, PORT, Program, ip
 from report_program import ProgramTest
 
 UPLINKS = ("up1", "up2")
-SYSTEM_PYTHON = "/usr/bin/python3"  # other users may not see root's own
-AS_OTHER = ("setpriv", "--reuid=12345", "--regid=12345", "--clear-groups", "--inh-caps=-all")
+AS_OTHER = (*network.AS_OTHER_USER, "--inh-caps=-all")
 WITHOUT_NET_ADMIN = ("setpriv", "--inh-caps=-all", "--bounding-set=-net_admin")
 WITHOUT_NET_RAW = ("setpriv", "--inh-caps=-all", "--bounding-set=-net_raw")
 
@@ -269,15 +266,4 @@ class Ipv6PacketTest(PacketTest):
 
 
 if __name__ == "__main__":
-    try:
-        network.enter_new_namespaces("engine", "server")
-    except network.NotPermitted as reason:
-        print(f"skipped: cannot create network namespaces: {reason}")
-        sys.exit(0)
-    network.create_network()
-    network.route_by_destination_alone()
-    server = Program("server", SERVER, PORT)
-    try:
-        unittest.main(verbosity=2)  # with the reason of each skip
-    finally:
-        server.end()
+    network.run_tests(network.route_by_destination_alone)
