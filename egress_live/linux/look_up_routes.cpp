@@ -7,9 +7,9 @@
 #include <cstring>
 #include <fstream>
 #include <map>
-#include <optional>
 #include <string>
 #include <sys/socket.h>
+#include <variant>
 #include <vector>
 
 #include <linux/rtnetlink.h>
@@ -26,11 +26,8 @@ using snapshot::HostSnapshot;
 using snapshot::MissingFact;
 using snapshot::Socket;
 
-// What a look-up found, or why it failed.
-struct FoundRoute {
-  std::optional<std::uint32_t> interfaceIndex;  // 0: the system has no route
-  std::string failureReason;
-};
+// The index of the interface that a look-up found, 0 if the system has no route, or why it failed.
+using FoundRoute = std::variant<std::uint32_t, std::string>;
 
 using Request = std::vector<std::byte>;
 // Any order. g++ 12 warns of an overread in that of vectors.
@@ -55,12 +52,12 @@ FoundRoute lookUp(const Request& request) {
   try {
     const NetlinkReply reply =
         requestNetlink("route look-up", NETLINK_ROUTE, RTM_GETROUTE, request);
-    return {.interfaceIndex = routeInterfaceIn(reply), .failureReason = ""};
+    return routeInterfaceIn(reply);
   } catch (const KernelError& error) {
-    if (meansNoRoute(error.errorNumber)) return {.interfaceIndex = 0, .failureReason = ""};
-    return {.interfaceIndex = {}, .failureReason = error.what()};
+    if (meansNoRoute(error.errorNumber)) return std::uint32_t{0};
+    return error.what();
   } catch (const EnumerationError& error) {
-    return {.interfaceIndex = {}, .failureReason = error.what()};
+    return error.what();
   }
 }
 
@@ -68,8 +65,10 @@ FoundRoute lookUp(const Request& request) {
 std::uint32_t interfaceFor(const Request& request, FoundRoutes& found) {
   auto route = found.find(request);
   if (route == found.end()) route = found.emplace(request, lookUp(request)).first;
-  if (!route->second.interfaceIndex) throw EnumerationError(route->second.failureReason);
-  return *route->second.interfaceIndex;
+  if (const auto* const reason = std::get_if<std::string>(&route->second)) {
+    throw EnumerationError(*reason);
+  }
+  return std::get<std::uint32_t>(route->second);
 }
 
 // The route of a socket that is bound to a device, over IPv6. Its packets leave through the device,

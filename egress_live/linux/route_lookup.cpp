@@ -66,8 +66,10 @@ std::vector<std::byte> routeRequestFor(const Socket& socket, const RequestParts&
   if (mark != 0) addValue(RTA_MARK, mark, payload);
   if (socket.user) addValue(RTA_UID, *socket.user, payload);
   addValue(RTA_IP_PROTO, static_cast<std::uint8_t>(isTcp ? IPPROTO_TCP : IPPROTO_UDP), payload);
-  if (parts.ports) addPort(RTA_SPORT, socket.localPort, payload);
-  if (parts.ports) addPort(RTA_DPORT, socket.remotePort, payload);
+  if (parts.ports) {
+    addPort(RTA_SPORT, socket.localPort, payload);
+    addPort(RTA_DPORT, socket.remotePort, payload);
+  }
   return payload;
 }
 

@@ -211,13 +211,13 @@ class RouteTest(FactCase):
 
     def test_a_rule_for_a_user(self):
         other, as_other = network.OTHER_USER, network.AS_OTHER_USER
-        self.rule(f"uidrange {other}-{other}")
-        self.open("udp", self.family.up1, 5001)
-        self.assert_routes({5001: "up1"})
         try:
             network.command(*as_other, "true")
         except RuntimeError as reason:
             self.skipTest(str(reason))
+        self.rule(f"uidrange {other}-{other}")
+        self.open("udp", self.family.up1, 5001)
+        self.assert_routes({5001: "up1"})
         line = f"udp {self.family.up1} {self.family.server} {PORT} source-port=5002"
         client = Program("engine", CLIENT, "other", line, python=SYSTEM_PYTHON, before=as_other)
         self.addCleanup(client.end)
