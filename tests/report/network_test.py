@@ -423,8 +423,8 @@ class HiddenProcessTest(NetworkTest):
         as_user = "setpriv --reuid 12345 --regid 12345 --clear-groups --inh-caps=-all"
         wait_for_sleep = "until [ \"$(cat /proc/$!/comm)\" = sleep ]; do :; done"
         mount = f"unshare --pid --fork --mount-proc sh -c 'mount -o remount,hidepid=1 /proc && " \
-                f"{{ {as_user} sleep 100 & }} && {wait_for_sleep} && {as_user} \"$0\" \"$@\"; " \
-                "status=$?; kill $!; exit $status' \"$0\" \"$@\"; exit $?; true"
+                f"{as_user} true || exit; {as_user} sleep 100 & {wait_for_sleep}; " \
+                f"{as_user} \"$0\" \"$@\"; status=$?; kill $!; exit $status' \"$0\" \"$@\"; exit $?; true"
         result = self.diagnose_in_mounts(mount, "--process", "sleep")
         self.assert_not_selected(result, "NO_MATCHING_SOCKET")
 
