@@ -10,8 +10,8 @@ static_assert(kSocketStateWords.size() == static_cast<std::size_t>(SocketState::
 namespace {
 
 bool isConnected(SocketState state) noexcept {
+  using enum SocketState;
   switch (state) {
-    using enum SocketState;
     case ESTABLISHED:
     case FIN_WAIT_1:
     case FIN_WAIT_2:

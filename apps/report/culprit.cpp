@@ -21,8 +21,8 @@ std::string quoted(std::string_view text) {
 }
 
 const char* phraseOf(JsonFaultKind kind) {
+  using enum JsonFaultKind;
   switch (kind) {
-    using enum JsonFaultKind;
     case END_OF_TEXT: return "the text is cut off";
     case NO_VALUE: return "a value is missing";
     case BAD_LITERAL: return "this is not true, false or null";

@@ -39,8 +39,8 @@ constexpr std::uint32_t kListedStates =
 // Nothing for a socket that is in none of these states any more: the kernel reads the state again
 // after it has selected the sockets.
 std::optional<SocketState> stateOf(std::uint8_t state) {
+  using enum SocketState;
   switch (state) {
-    using enum SocketState;
     case TCP_ESTABLISHED: return ESTABLISHED;
     case TCP_SYN_SENT: return SYN_SENT;
     case TCP_FIN_WAIT1: return FIN_WAIT_1;
