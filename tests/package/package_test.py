@@ -208,7 +208,7 @@ class PackageTest(unittest.TestCase):
         self.assertEqual(run(prefix / "bin" / "egress-selfcheck"), PASS)
         snapshot = fresh_folder("snapshot") / "snapshot.json"
         snapshot.write_text('{"format": "egress-snapshot", "version": 1}')
-        result = attempt(prefix / "bin" / "egress-report", "--snapshot", snapshot)
+        result = attempt(prefix / "bin" / "egress-report", "--snapshot", snapshot, "--json")
         self.assertEqual(result.returncode, 1, show(result))
         self.assertEqual(json.loads(result.stdout)["configStatus"], "NO_CONFIG")
 
