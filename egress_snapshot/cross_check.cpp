@@ -120,9 +120,7 @@ std::vector<CheckedSocket> checkSockets(const HostSnapshot& snapshot,
   std::vector<CheckedSocket> checked;
   for (std::size_t row = 0; row < snapshot.sockets.rows.size(); ++row) {
     const Socket& socket = snapshot.sockets.rows[row];
-    if (socket.remotePort != endpoint.port) continue;
-    if (!sameNumericAddress(parseNumericAddress(socket.remoteAddress), endpoint.address)) continue;
-    checked.push_back(check(row, socket, interfaces, counted));
+    if (goesTo(socket, endpoint)) checked.push_back(check(row, socket, interfaces, counted));
   }
   return checked;
 }
@@ -171,6 +169,11 @@ std::optional<std::uint32_t> commonInterface(const std::vector<CheckedSocket>& s
 }
 
 }  // namespace
+
+bool goesTo(const Socket& socket, const ActiveEndpoint& endpoint) noexcept {
+  return endpoint.status == ActiveEndpointStatus::OK && socket.remotePort == endpoint.port &&
+         sameNumericAddress(parseNumericAddress(socket.remoteAddress), endpoint.address);
+}
 
 CrossCheck crossCheck(const HostSnapshot& snapshot, const Diagnosis& diagnosis,
                       CountedSockets counted) {

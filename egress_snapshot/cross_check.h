@@ -84,6 +84,11 @@ struct CrossCheck {
   std::vector<CheckedSocket> sockets;  // to the endpoint, in the record's order
 };
 
+// Whether the remote end of the socket is the endpoint, by value; no socket goes to an endpoint
+// whose status is not OK.
+[[nodiscard]] EGRESS_SNAPSHOT_EXPORT bool goesTo(const Socket& socket,
+                                                 const ActiveEndpoint& endpoint) noexcept;
+
 // Compares a diagnosis of the record, made with these counted sockets, with the record's facts. An
 // unknown endpoint or a failed list of sockets gives UNKNOWN without sockets. The order of rows
 // changes nothing but the order of `sockets`. Throws only when memory runs out.

@@ -39,8 +39,8 @@ void addExplanation(std::string& text, std::string_view key, std::string_view wo
 std::string interfaceText(const ReportScalar& ordinal, const NamesByOrdinal& names) {
   if (ordinal.kind != ReportKind::Integer) return "an interface without an ordinal";
   std::string text = "interface " + std::to_string(ordinal.intValue);
-  const auto name = names.find(ordinal.intValue);
-  if (name != names.end()) text.append(" (").append(name->second).append(")");
+  const std::string& name = names.at(ordinal.intValue);
+  if (name != text) text.append(" (").append(name).append(")");  // it has a name of its own
   return text;
 }
 
@@ -116,16 +116,10 @@ void addCrossCheck(std::string& text, snapshot::CrossCheckStatus status) {
   addExplanation(text, "crossCheck", word);
 }
 
-// An interface without a name is left out.
 NamesByOrdinal namesByOrdinal(const Finding& finding) {
-  std::map<std::uint32_t, std::string> namesByIndex;
-  for (const snapshot::Adapter& row : finding.snapshot.adapters.rows) {
-    if (!row.name.empty()) namesByIndex[row.interfaceIndex] = readable(row.name);
-  }
   NamesByOrdinal names;
   for (const DiagnosedInterface& row : finding.diagnosis.interfaces) {
-    const auto name = namesByIndex.find(row.interfaceIndex);
-    if (name != namesByIndex.end()) names[row.ordinal] = name->second;
+    names[row.ordinal] = finding.interfaceNames.at(row.interfaceIndex);
   }
   return names;
 }

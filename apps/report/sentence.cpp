@@ -196,8 +196,9 @@ std::string endText(std::string_view address, std::uint32_t port) {
 std::string endpointText(const Finding& finding) {
   const std::size_t leaf = finding.diagnosis.resolution.leaf.value();
   std::string_view server = finding.snapshot.config.outbounds.at(leaf).server;
-  if (server.starts_with('[') && server.ends_with(']'))
+  if (server.starts_with('[') && server.ends_with(']')) {
     server = server.substr(1, server.size() - 2);
+  }
   return endText(server, finding.diagnosis.endpoint.port);
 }
 

@@ -14,10 +14,10 @@
 
 #include <linux/rtnetlink.h>
 
-#include "egress/config/numeric_address.h"
 #include "egress_live/linux/netlink_dump.h"
 #include "egress_live/linux/route_lookup.h"
 #include "egress_live/linux/routing_rules.h"
+#include "egress_snapshot/cross_check.h"
 
 namespace egress::live {
 namespace {
@@ -113,10 +113,7 @@ void addMissingRoute(const std::string& reason, std::vector<MissingFact>& facts)
 std::vector<Socket*> socketsTo(const ActiveEndpoint& endpoint, std::vector<Socket>& rows) {
   std::vector<Socket*> sockets;
   for (Socket& row : rows) {
-    const NumericAddress address = parseNumericAddress(row.remoteAddress);
-    if (row.remotePort == endpoint.port && sameNumericAddress(address, endpoint.address)) {
-      sockets.push_back(&row);
-    }
+    if (goesTo(row, endpoint)) sockets.push_back(&row);
   }
   return sockets;
 }
@@ -149,7 +146,7 @@ void setRoutes(const std::vector<Socket*>& sockets, int family,
 }  // namespace
 
 void lookUpRoutes(const ActiveEndpoint& endpoint, HostSnapshot& snapshot) {
-  if (endpoint.status != ActiveEndpointStatus::OK || snapshot.sockets.enumFailed) return;
+  if (snapshot.sockets.enumFailed) return;
   const std::vector<Socket*> sockets = socketsTo(endpoint, snapshot.sockets.rows);
   if (sockets.empty()) return;
   try {

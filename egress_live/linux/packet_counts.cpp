@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "egress_snapshot/cross_check.h"
+
 namespace egress::live {
 namespace {
 
@@ -27,13 +29,9 @@ PacketCounts::LocalEnd PacketCounts::endOf(snapshot::SocketProtocol protocol,
 
 PacketCounts::PacketCounts(const ActiveEndpoint& endpoint, const std::vector<Socket>& rows)
     : endpoint_(endpoint) {
-  if (endpoint.status != ActiveEndpointStatus::OK) return;
   for (std::size_t row = 0; row < rows.size(); ++row) {
     const Socket& socket = rows[row];
-    if (socket.remotePort != endpoint.port ||
-        !sameNumericAddress(parseNumericAddress(socket.remoteAddress), endpoint.address)) {
-      continue;
-    }
+    if (!goesTo(socket, endpoint)) continue;
     const NumericAddress local = parseNumericAddress(socket.localAddress);
     sockets_.push_back({.local = endOf(socket.protocol, local, socket.localPort), .row = row});
   }
