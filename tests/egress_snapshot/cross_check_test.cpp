@@ -340,6 +340,25 @@ struct EndRow {
   bool isToEndpoint;
 };
 
+TEST(GoesTo, NeedsAnEndpointItsPortAndItsAddress) {
+  Socket socket;
+  socket.remoteAddress = "2001:db8::5";
+  socket.remotePort = 443;
+  const ActiveEndpoint endpoint{.status = ActiveEndpointStatus::OK,
+                                .address = parseNumericAddress("2001:DB8:0::5"),
+                                .port = 443};
+  EXPECT_TRUE(goesTo(socket, endpoint));
+  ActiveEndpoint other = endpoint;
+  other.status = ActiveEndpointStatus::TRANSPORT_UNKNOWN;
+  EXPECT_FALSE(goesTo(socket, other));
+  other = endpoint;
+  other.port = 444;
+  EXPECT_FALSE(goesTo(socket, other));
+  other = endpoint;
+  other.address = parseNumericAddress("2001:db8::6");
+  EXPECT_FALSE(goesTo(socket, other));
+}
+
 TEST(CrossCheck, ASocketToTheEndpointHasItsAddressByValueAndItsPort) {
   for (const EndRow& row : {
            EndRow{"the same", kEndpoint, kPort, true},
