@@ -20,20 +20,29 @@ struct ProcessName {
   std::optional<std::uint32_t> user = {};  // ID of who started them; nothing: all of one user
 };
 
-// The engine's processes: the one with this ID, or those with a name, at least one.
-using ProcessChoice = std::variant<std::uint32_t, ProcessName>;
+// All processes that have a socket open that accepts connections at this Unix socket, or at this
+// loopback address and TCP port. On Linux this is asked of the kernel (sock_diag) and /proc.
+struct Listener {
+  std::string unixSocketPath;  // empty: TCP
+  std::string address;         // numeric text; empty: any loopback address
+  std::uint32_t port = 0;
+};
+
+// The engine's processes: the one with this ID, those with a name, or those that listen; at least
+// one.
+using ProcessChoice = std::variant<std::uint32_t, ProcessName, Listener>;
 
 enum class NoProcessReason : std::uint32_t {
   NOT_VISIBLE,      // no such process, or this user may not see it
-  OTHER_NETWORK,    // the process with this ID is in another network namespace
-  DIFFERENT_USERS,  // different users started the processes with this name
+  OTHER_NETWORK,    // the process is in another network namespace; enterNetworkOf() may help
+  DIFFERENT_USERS,  // different users started the processes with this name, or that listen
 };
 
 // Why there is nothing to take a snapshot of.
 struct NoProcess {
   NoProcessReason reason = NoProcessReason::NOT_VISIBLE;
   std::string message;                            // one line, in which names are as they were given
-  std::vector<snapshot::Process> processes = {};  // with DIFFERENT_USERS: all that have the name
+  std::vector<snapshot::Process> processes = {};  // with OTHER_NETWORK and DIFFERENT_USERS: all
 };
 
 // Takes the adapters, the default routes and the sockets of the chosen processes from the system

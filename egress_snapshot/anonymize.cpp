@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "egress/config/protocols.h"
-#include "egress/core/diagnose_egress.h"
+#include "egress_snapshot/diagnose_snapshot.h"
 #include "egress_snapshot/pseudonyms.h"
 #include "egress_snapshot/same_report.h"
 
@@ -21,12 +21,12 @@ constexpr const char* kOtherType = "other";
 // The tags of the outbounds that the walk to the endpoint enters.
 std::set<std::string> enteredTags(const HostSnapshot& snapshot) {
   if (snapshot.config.configStatus != ConfigStatus::OK) return {};  // there is no walk
-  const std::vector<std::string> visited = diagnose(toInput(snapshot)).resolution.visitedTags;
+  const std::vector<std::string> visited = diagnoseWay(snapshot).resolution.visitedTags;
   return {visited.begin(), visited.end()};
 }
 
-// The walk uses the first outbound with a tag, and the first answer for a selector. Which others a
-// configuration has tells one provider from another.
+// The walk uses the first outbound with a tag, the first answer for a selector, and the addresses
+// of its servers. Which others a configuration has tells one provider from another.
 void dropUnused(HostSnapshot& snapshot) {
   std::set<std::string> entered = enteredTags(snapshot);
   std::set<std::string> selectors;
@@ -41,6 +41,10 @@ void dropUnused(HostSnapshot& snapshot) {
   for (SelectorAnswer& answer : snapshot.selectorAnswers) {
     if (selectors.erase(answer.selectorTag) != 0) answers.push_back(std::move(answer));
   }
+  std::set<std::string> servers;
+  for (const Outbound& outbound : outbounds) servers.insert(outbound.server);
+  std::erase_if(snapshot.resolvedNames,
+                [&servers](const ResolvedName& row) { return !servers.contains(row.name); });
   snapshot.config.outbounds = std::move(outbounds);
   snapshot.selectorAnswers = std::move(answers);
 }
@@ -80,6 +84,10 @@ void replaceAddresses(HostSnapshot& snapshot, Pseudonyms& pseudonyms) {
   for (Outbound& outbound : snapshot.config.outbounds) {
     outbound.server = pseudonyms.address(outbound.server);
   }
+  for (ResolvedName& row : snapshot.resolvedNames) {
+    row.name = pseudonyms.address(row.name);
+    row.address = pseudonyms.address(row.address);
+  }
 }
 
 void replaceTags(HostSnapshot& snapshot, Pseudonyms& pseudonyms) {
@@ -92,6 +100,7 @@ void replaceTags(HostSnapshot& snapshot, Pseudonyms& pseudonyms) {
     answer.now = pseudonyms.tag(answer.now);
   }
   snapshot.selectorHint = pseudonyms.tag(snapshot.selectorHint);
+  snapshot.mainTag = pseudonyms.tag(snapshot.mainTag);
 }
 
 // An unknown type may contain private text; all unknown types give the same diagnosis.
@@ -108,7 +117,10 @@ void replaceUnknownTypes(HostSnapshot& snapshot) {
 // A local port and the time link a socket to the log of the server.
 void dropFacts(HostSnapshot& snapshot) {
   snapshot.origin = {};
+  snapshot.blanked = {};
+  snapshot.queries.clear();
   snapshot.processes.clear();
+  snapshot.listeningAt.clear();
   snapshot.adapters.failureReason.clear();
   snapshot.routes.failureReason.clear();
   snapshot.sockets.failureReason.clear();

@@ -72,9 +72,7 @@ Indexes interfacesOfPackets(const Interfaces& interfaces, const std::vector<Seen
 
 SocketRole roleOf(const Socket& socket, CountedSockets counted) noexcept {
   if (isCounted(socket, counted)) return SocketRole::COUNTED;
-  const bool isAttempt =
-      socket.protocol == SocketProtocol::TCP && socket.state == SocketState::SYN_SENT;
-  return isAttempt ? SocketRole::TRYING : SocketRole::NOT_COUNTED;
+  return isAttempt(socket) ? SocketRole::TRYING : SocketRole::NOT_COUNTED;
 }
 
 // The packets of a bridge or a tunnel pass several devices; the route names the first.

@@ -3,7 +3,9 @@
 namespace egress::snapshot {
 
 static_assert(kInterfaceKindWords.size() == static_cast<std::size_t>(InterfaceKind::TUNNEL) + 1);
-static_assert(kFactKindWords.size() == static_cast<std::size_t>(FactKind::PACKETS) + 1);
+static_assert(kFactKindWords.size() == static_cast<std::size_t>(FactKind::ADDRESS) + 1);
+static_assert(kNameSourceWords.size() == static_cast<std::size_t>(NameSource::SYSTEM) + 1);
+static_assert(kQueryOutcomeWords.size() == static_cast<std::size_t>(QueryOutcome::FAILED) + 1);
 static_assert(kSocketProtocolWords.size() == static_cast<std::size_t>(SocketProtocol::UDP) + 1);
 static_assert(kSocketStateWords.size() == static_cast<std::size_t>(SocketState::CLOSED) + 1);
 
@@ -47,30 +49,8 @@ bool isCounted(const Socket& socket, CountedSockets counted) noexcept {
   return isConnected(socket.state) && (isTcp || counted == CountedSockets::TCP_AND_UDP);
 }
 
-DiagnosisInput toInput(const HostSnapshot& snapshot, CountedSockets counted) {
-  DiagnosisInput input;
-  setProxyConfig(input, snapshot.config);
-  input.selectorAnswers = snapshot.selectorAnswers;
-  input.selectorHint = snapshot.selectorHint;
-  input.adapters.enumFailed = snapshot.adapters.enumFailed;
-  input.adapters.rows.reserve(snapshot.adapters.rows.size());
-  for (const Adapter& row : snapshot.adapters.rows) {
-    input.adapters.rows.push_back({.interfaceIndex = row.interfaceIndex,
-                                   .operStatus = row.operStatus,
-                                   .interfaceMetric = row.interfaceMetric,
-                                   .addresses = row.addresses});
-  }
-  input.routes = {.enumFailed = snapshot.routes.enumFailed, .rows = snapshot.routes.rows};
-  input.sockets.enumFailed = snapshot.sockets.enumFailed;
-  input.sockets.rows.reserve(snapshot.sockets.rows.size());
-  for (const Socket& row : snapshot.sockets.rows) {
-    if (!isCounted(row, counted)) continue;
-    input.sockets.rows.push_back({.localAddress = row.localAddress,
-                                  .localPort = row.localPort,
-                                  .remoteAddress = row.remoteAddress,
-                                  .remotePort = row.remotePort});
-  }
-  return input;
+bool isAttempt(const Socket& socket) noexcept {
+  return socket.protocol == SocketProtocol::TCP && socket.state == SocketState::SYN_SENT;
 }
 
 }  // namespace egress::snapshot

@@ -108,22 +108,72 @@ struct Socket {
 };
 
 // The facts that a system may keep to itself.
-enum class FactKind : std::uint32_t { MARK, ROUTE, PACKETS };
+enum class FactKind : std::uint32_t { MARK, ROUTE, PACKETS, ADDRESS };
 inline constexpr auto kFactKindWords =
-    std::to_array<std::string_view>({"MARK", "ROUTE", "PACKETS"});
+    std::to_array<std::string_view>({"MARK", "ROUTE", "PACKETS", "ADDRESS"});
 
-// A fact that was asked for and could not be had, for one socket or for all.
+// A fact that was asked for and could not be had, for one socket, for all, or for a host name.
 struct MissingFact {
   FactKind fact = FactKind::MARK;
   std::string reason;  // in words; empty: unknown
 };
 
+// What the text of the configuration had beside JSON. It was blanked before the text was read.
+struct BlankedParts {
+  bool byteOrderMark = false;
+  std::uint32_t comments = 0;
+  std::uint32_t trailingCommas = 0;
+};
+
+// What became of a query for the outbound that a selector uses.
+enum class QueryOutcome : std::uint32_t {
+  ANSWERED,
+  REFUSED,          // nobody accepts connections there
+  TIMED_OUT,        // no whole answer in time
+  NAME_NOT_FOUND,   // the engine's host name has no address
+  BAD_CERTIFICATE,  // the engine's certificate is not trusted
+  UNAUTHORIZED,     // HTTP status 401 or 403: a credential is missing or wrong
+  NOT_FOUND,        // HTTP status 404: the engine knows no selector of this tag
+  BAD_STATUS,       // any other HTTP status than 2xx
+  TOO_LARGE,        // the answer is larger than the limit
+  NOT_JSON,         // the answer is not a JSON object
+  NO_NOW,           // the answer has no text under "now"
+  FAILED,           // anything else
+};
+inline constexpr auto kQueryOutcomeWords = std::to_array<std::string_view>(
+    {"ANSWERED", "REFUSED", "TIMED_OUT", "NAME_NOT_FOUND", "BAD_CERTIFICATE", "UNAUTHORIZED",
+     "NOT_FOUND", "BAD_STATUS", "TOO_LARGE", "NOT_JSON", "NO_NOW", "FAILED"});
+
+// One query to the engine. Its answer is in HostSnapshot::selectorAnswers.
+struct SelectorQuery {
+  std::string selectorTag;
+  QueryOutcome outcome = QueryOutcome::ANSWERED;
+  std::string reason;  // of a failure, in words, without credentials; empty: unknown, or answered
+};
+
+// Who said that an address stands for a host name.
+enum class NameSource : std::uint32_t { CALLER, SYSTEM };
+inline constexpr auto kNameSourceWords = std::to_array<std::string_view>({"CALLER", "SYSTEM"});
+
+// One address of a server that the configuration has by name.
+struct ResolvedName {
+  std::string name;     // as in Outbound::server
+  std::string address;  // numeric text
+  NameSource source = NameSource::CALLER;
+};
+
 struct HostSnapshot {
   Origin origin;
   ProxyConfig config;  // as read
+  BlankedParts blanked;
+  std::string mainTag;  // of the outbound where the walk starts; empty: egress::kStartTag
   std::vector<SelectorAnswer> selectorAnswers;
+  std::vector<SelectorQuery> queries;  // that were made, in order
   std::string selectorHint;
+  std::vector<ResolvedName> resolvedNames;
   std::vector<Process> processes;  // whose sockets are in the list
+  std::string listeningAt;         // where the processes were found to listen: a socket's path or
+                                   // address and port; empty: they were chosen otherwise
   SnapshotList<Adapter> adapters;
   SnapshotList<RouteRow> routes;
   SnapshotList<Socket> sockets;
@@ -140,10 +190,8 @@ enum class CountedSockets : std::uint32_t { TCP, TCP_AND_UDP };
 [[nodiscard]] EGRESS_SNAPSHOT_EXPORT bool isCounted(const Socket& socket,
                                                     CountedSockets counted) noexcept;
 
-// The core's input: the same rows, of the sockets those that count, without names and facts. Throws
-// only when memory runs out.
-[[nodiscard]] EGRESS_SNAPSHOT_EXPORT DiagnosisInput
-toInput(const HostSnapshot& snapshot, CountedSockets counted = CountedSockets::TCP);
+// Whether the socket is a TCP connection attempt without an answer so far (SYN_SENT).
+[[nodiscard]] EGRESS_SNAPSHOT_EXPORT bool isAttempt(const Socket& socket) noexcept;
 
 }  // namespace egress::snapshot
 

@@ -1,6 +1,7 @@
 #include "egress_snapshot/same_report.h"
 
 #include "egress/core/diagnose_egress.h"
+#include "egress_snapshot/diagnose_snapshot.h"
 
 namespace egress::snapshot {
 

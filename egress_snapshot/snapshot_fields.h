@@ -47,6 +47,24 @@ void visitFields(const auto& visit, Either<SelectorAnswer> auto& answer) {
   visit("now", answer.now);
 }
 
+void visitFields(const auto& visit, Either<BlankedParts> auto& blanked) {
+  visit("byteOrderMark", blanked.byteOrderMark);
+  visit("comments", blanked.comments);
+  visit("trailingCommas", blanked.trailingCommas);
+}
+
+void visitFields(const auto& visit, Either<SelectorQuery> auto& query) {
+  visit("selectorTag", query.selectorTag);
+  visit("outcome", query.outcome);
+  visit("reason", query.reason);
+}
+
+void visitFields(const auto& visit, Either<ResolvedName> auto& row) {
+  visit("name", row.name);
+  visit("address", row.address);
+  visit("source", row.source);
+}
+
 void visitFields(const auto& visit, Either<Process> auto& process) {
   visit("id", process.id);
   visit("user", process.user);
@@ -105,9 +123,14 @@ void visitFields(const auto& visit, EitherList auto& list) {
 void visitFields(const auto& visit, Either<HostSnapshot> auto& snapshot) {
   visit("origin", snapshot.origin);
   visit("config", snapshot.config);
+  visit("blanked", snapshot.blanked);
+  visit("mainTag", snapshot.mainTag);
   visit("selectorAnswers", snapshot.selectorAnswers);
+  visit("queries", snapshot.queries);
   visit("selectorHint", snapshot.selectorHint);
+  visit("resolvedNames", snapshot.resolvedNames);
   visit("processes", snapshot.processes);
+  visit("listeningAt", snapshot.listeningAt);
   visit("adapters", snapshot.adapters);
   visit("routes", snapshot.routes);
   visit("sockets", snapshot.sockets);

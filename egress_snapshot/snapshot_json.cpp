@@ -39,6 +39,12 @@ bool parseWord(std::string_view word, InterfaceKind& kind) {
 bool parseWord(std::string_view word, FactKind& fact) {
   return parseWordIn(kFactKindWords, word, fact);
 }
+bool parseWord(std::string_view word, NameSource& source) {
+  return parseWordIn(kNameSourceWords, word, source);
+}
+bool parseWord(std::string_view word, QueryOutcome& outcome) {
+  return parseWordIn(kQueryOutcomeWords, word, outcome);
+}
 bool parseWord(std::string_view word, SocketProtocol& protocol) {
   return parseWordIn(kSocketProtocolWords, word, protocol);
 }

@@ -31,6 +31,12 @@ std::string_view wordOf(InterfaceKind kind) {
 std::string_view wordOf(FactKind fact) {
   return wordIn(kFactKindWords, fact);
 }
+std::string_view wordOf(NameSource source) {
+  return wordIn(kNameSourceWords, source);
+}
+std::string_view wordOf(QueryOutcome outcome) {
+  return wordIn(kQueryOutcomeWords, outcome);
+}
 std::string_view wordOf(SocketProtocol protocol) {
   return wordIn(kSocketProtocolWords, protocol);
 }

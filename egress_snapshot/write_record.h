@@ -38,6 +38,8 @@ concept Record = std::is_class_v<Value>;  // texts, vectors and facts have overl
 [[nodiscard]] std::string_view wordOf(SelectorAnswerStatus status);
 [[nodiscard]] std::string_view wordOf(InterfaceKind kind);
 [[nodiscard]] std::string_view wordOf(FactKind fact);
+[[nodiscard]] std::string_view wordOf(NameSource source);
+[[nodiscard]] std::string_view wordOf(QueryOutcome outcome);
 [[nodiscard]] std::string_view wordOf(SocketProtocol protocol);
 [[nodiscard]] std::string_view wordOf(SocketState state);
 [[nodiscard]] std::string_view wordOf(CrossCheckStatus status);

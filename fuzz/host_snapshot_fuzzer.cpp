@@ -5,6 +5,7 @@
 #include <cstddef>
 
 #include "egress/core/diagnose_egress.h"
+#include "egress_snapshot/diagnose_snapshot.h"
 #include "fuzz/fuzz_target.h"
 #include "tests/laws/anonymize_laws.h"
 #include "tests/laws/cross_check_laws.h"

@@ -36,9 +36,10 @@ const char* nameOf(snapshot::FactKind fact) {
   switch (fact) {
     case snapshot::FactKind::MARK: return "marks of the sockets";
     case snapshot::FactKind::ROUTE: return "routes of the sockets";
-    case snapshot::FactKind::PACKETS: break;
+    case snapshot::FactKind::PACKETS: return "packets";
+    case snapshot::FactKind::ADDRESS: break;
   }
-  return "packets";
+  return "addresses of the server";
 }
 
 Outcome outcomeOf(const Finding& finding) {

@@ -25,6 +25,7 @@
 #include "egress_live/take_snapshot.h"
 #include "egress_snapshot/anonymize.h"
 #include "egress_snapshot/details_json.h"
+#include "egress_snapshot/diagnose_snapshot.h"
 #include "egress_snapshot/report_json.h"
 #include "egress_snapshot/snapshot_json.h"
 

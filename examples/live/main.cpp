@@ -11,6 +11,7 @@
 #include "egress_live/look_up_routes.h"
 #include "egress_live/take_snapshot.h"
 #include "egress_snapshot/cross_check.h"
+#include "egress_snapshot/diagnose_snapshot.h"
 
 int main(int argc, char** argv) {
   auto taken =

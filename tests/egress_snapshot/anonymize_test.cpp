@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 
 #include "egress/core/diagnose_egress.h"
+#include "egress_snapshot/diagnose_snapshot.h"
 #include "egress_snapshot/snapshot_json.h"
 #include "tests/egress_snapshot/full_snapshot.h"
 #include "tests/egress_snapshot/selected_snapshot.h"

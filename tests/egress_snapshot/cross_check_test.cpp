@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "egress/core/diagnose_egress.h"
+#include "egress_snapshot/diagnose_snapshot.h"
 #include "tests/egress_snapshot/selected_snapshot.h"
 #include "tests/support/cross_check_text.h"
 

@@ -15,6 +15,7 @@
 
 #include "egress/core/diagnose_egress.h"
 #include "egress_snapshot/details_json.h"
+#include "egress_snapshot/diagnose_snapshot.h"
 #include "tests/egress_snapshot/detailed_snapshot.h"
 
 namespace egress::snapshot {

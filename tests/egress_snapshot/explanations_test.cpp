@@ -11,6 +11,7 @@
 
 #include "egress/core/diagnose_egress.h"
 #include "egress/core/report_table.h"
+#include "egress_snapshot/diagnose_snapshot.h"
 #include "egress_snapshot/explained_words.h"
 #include "egress_snapshot/snapshot_json.h"
 #include "tests/support/joined.h"

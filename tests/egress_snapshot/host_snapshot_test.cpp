@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include "egress_snapshot/diagnose_snapshot.h"
 #include "tests/egress_snapshot/full_snapshot.h"
 #include "tests/support/snapshot_equality.h"
 

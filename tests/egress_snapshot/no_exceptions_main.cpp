@@ -9,6 +9,7 @@
 #include "egress/core/diagnose_egress.h"
 #include "egress/core/report_table.h"
 #include "egress_snapshot/anonymize.h"
+#include "egress_snapshot/diagnose_snapshot.h"
 #include "egress_snapshot/explanations.h"
 #include "egress_snapshot/report_json.h"
 #include "egress_snapshot/snapshot_json.h"

@@ -15,6 +15,7 @@
 #include "egress/config/protocols.h"
 #include "egress/core/diagnose_egress.h"
 #include "egress_snapshot/anonymize.h"
+#include "egress_snapshot/diagnose_snapshot.h"
 #include "egress_snapshot/snapshot_json.h"
 #include "tests/laws/core_laws.h"
 #include "tests/laws/naive_core.h"

@@ -9,6 +9,7 @@
 
 #include "egress/core/diagnose_egress.h"
 #include "egress_snapshot/anonymize.h"
+#include "egress_snapshot/diagnose_snapshot.h"
 #include "tests/laws/naive_cross_check.h"
 #include "tests/support/cross_check_text.h"
 #include "tests/support/joined.h"

@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include "egress/core/diagnose_egress.h"
+#include "egress_snapshot/diagnose_snapshot.h"
 #include "tests/laws/generated_snapshot.h"
 #include "tests/laws/random_rounds.h"
 

@@ -4,6 +4,7 @@
 #include <variant>
 
 #include "egress/egress.h"
+#include "egress_snapshot/diagnose_snapshot.h"
 #include "egress_snapshot/report_json.h"
 #include "egress_snapshot/snapshot_json.h"
 
