@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "egress/config/protocols.h"
+#include "egress/core/status_words.h"
 #include "egress/core/write_report.h"
 #include "egress_snapshot/write_record.h"
 
@@ -104,17 +105,49 @@ void writeWay(JsonWriter& writer, const HostSnapshot& snapshot, const Resolution
   writer.close('}');
 }
 
-// The address as it is configured.
-void writeEndpoint(JsonWriter& writer, const HostSnapshot& snapshot, const Diagnosis& diagnosis) {
+// What was done to the input before it was diagnosed.
+void writeInput(JsonWriter& writer, const HostSnapshot& snapshot) {
+  writer.open('{');
+  writeMember(writer, "blanked", snapshot.blanked);
+  writeMember(writer, "mainTag", snapshot.mainTag);
+  writeMember(writer, "queries", snapshot.queries);
+  writeMember(writer, "resolvedNames", snapshot.resolvedNames);
+  writeMember(writer, "listeningAt", snapshot.listeningAt);
+  writer.close('}');
+}
+
+// The address as it is configured or resolved.
+void writeEndpoint(JsonWriter& writer, const HostSnapshot& snapshot,
+                   const AddressFinding& finding) {
+  const Diagnosis& diagnosis = finding.diagnosis;
   const std::vector<Outbound>& outbounds = snapshot.config.outbounds;
   const std::size_t leaf = diagnosis.resolution.leaf.value_or(outbounds.size());
   writer.open('{');
   writeMember(writer, "status", diagnosis.endpoint.status);
-  if (diagnosis.endpoint.status == ActiveEndpointStatus::OK && leaf < outbounds.size()) {
-    writeMember(writer, "address", outbounds[leaf].server);
+  if (diagnosis.endpoint.status == ActiveEndpointStatus::OK) {
+    writeMember(writer, "address", finding.address);
     writeMember(writer, "port", diagnosis.endpoint.port);
+    const bool hasName = leaf < outbounds.size() && outbounds[leaf].server != finding.address;
+    if (hasName) writeMember(writer, "name", outbounds[leaf].server);
   }
   writer.close('}');
+}
+
+// The other addresses of the endpoint's name that the engine uses.
+void writeOtherAddresses(JsonWriter& writer, const std::vector<AddressFinding>& findings,
+                         const ShownInterfaces& interfaces) {
+  writer.open('[');
+  for (std::size_t i = 1; i < findings.size(); ++i) {
+    writer.element();
+    writer.open('{');
+    writeMember(writer, "address", findings[i].address);
+    writer.member("selectionStatus");
+    writer.scalar(egress::toString(findings[i].diagnosis.selection.status));
+    writeMember(writer, "crossCheckStatus", findings[i].crossCheck.status);
+    writeFact(writer, "interface", interfaces, interfaceNamedBy(findings[i]));
+    writer.close('}');
+  }
+  writer.close(']');
 }
 
 void writeCrossCheck(JsonWriter& writer, const HostSnapshot& snapshot, const CrossCheck& crossCheck,
@@ -172,13 +205,16 @@ void writeSocket(JsonWriter& writer, const CheckedSocket& checked, const Socket&
   writer.close('}');
 }
 
-void writeSockets(JsonWriter& writer, const HostSnapshot& snapshot, const CrossCheck& crossCheck,
-                  const ShownInterfaces& interfaces) {
+// The sockets to all addresses.
+void writeSockets(JsonWriter& writer, const HostSnapshot& snapshot,
+                  const std::vector<AddressFinding>& findings, const ShownInterfaces& interfaces) {
   writer.open('[');
-  for (const CheckedSocket& checked : crossCheck.sockets) {
-    if (checked.row >= snapshot.sockets.rows.size()) continue;
-    writer.element();
-    writeSocket(writer, checked, snapshot.sockets.rows[checked.row], interfaces);
+  for (const AddressFinding& finding : findings) {
+    for (const CheckedSocket& checked : finding.crossCheck.sockets) {
+      if (checked.row >= snapshot.sockets.rows.size()) continue;
+      writer.element();
+      writeSocket(writer, checked, snapshot.sockets.rows[checked.row], interfaces);
+    }
   }
   writer.close(']');
 }
@@ -220,21 +256,27 @@ void writeFailures(JsonWriter& writer, const HostSnapshot& snapshot) {
 
 }  // namespace
 
-void writeDetails(const HostSnapshot& snapshot, const Diagnosis& diagnosis,
-                  const CrossCheck& crossCheck, const TextSink& sink) {
+void writeDetails(const HostSnapshot& snapshot, const std::vector<AddressFinding>& findings,
+                  const TextSink& sink) {
+  const auto& [address, diagnosis, crossCheck] = findings.front();
   const ShownInterfaces interfaces = shownInterfaces(snapshot, diagnosis);
   JsonWriter writer(sink);
   openDocument(writer, kDetailsFormat, kDetailsVersion);
   writeMember(writer, "origin", snapshot.origin);
+  writer.member("input");
+  writeInput(writer, snapshot);
   writeMember(writer, "report", writeReport(diagnosis));
   writer.member("way");
   writeWay(writer, snapshot, diagnosis.resolution);
   writer.member("endpoint");
-  writeEndpoint(writer, snapshot, diagnosis);
+  writeEndpoint(writer, snapshot, findings.front());
+  writer.member("otherAddresses");
+  writeOtherAddresses(writer, findings, interfaces);
+  writeMember(writer, "doAddressesAgree", doAgree(findings));
   writer.member("crossCheck");
   writeCrossCheck(writer, snapshot, crossCheck, interfaces);
   writer.member("sockets");
-  writeSockets(writer, snapshot, crossCheck, interfaces);
+  writeSockets(writer, snapshot, findings, interfaces);
   writer.member("interfaces");
   writeInterfaces(writer, snapshot, interfaces);
   writeMember(writer, "missingFacts", snapshot.missingFacts);
@@ -245,10 +287,10 @@ void writeDetails(const HostSnapshot& snapshot, const Diagnosis& diagnosis,
   writer.finish();
 }
 
-std::string detailsToJson(const HostSnapshot& snapshot, const Diagnosis& diagnosis,
-                          const CrossCheck& crossCheck) {
+std::string detailsToJson(const HostSnapshot& snapshot,
+                          const std::vector<AddressFinding>& findings) {
   std::string text;
-  writeDetails(snapshot, diagnosis, crossCheck, [&text](std::string_view part) { text += part; });
+  writeDetails(snapshot, findings, [&text](std::string_view part) { text += part; });
   return text;
 }
 

@@ -4,9 +4,9 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
-#include "egress/core/diagnosis.h"
-#include "egress_snapshot/cross_check.h"
+#include "egress_snapshot/diagnose_snapshot.h"
 #include "egress_snapshot/export.h"
 #include "egress_snapshot/host_snapshot.h"
 #include "egress_snapshot/snapshot_json.h"
@@ -21,15 +21,16 @@ inline constexpr std::string_view kDetailsFormat = "egress-details";
 inline constexpr std::uint32_t kDetailsVersion = 1;
 
 // Writes the details as indented JSON without a trailing newline, in parts as writeSnapshot does.
-// The diagnosis and the cross-check must be those of the record; what they name and the record does
-// not have is left out. Throws when memory runs out, and what the sink throws.
-EGRESS_SNAPSHOT_EXPORT void writeDetails(const HostSnapshot& snapshot, const Diagnosis& diagnosis,
-                                         const CrossCheck& crossCheck, const TextSink& sink);
+// The findings, at least one, must be those of the record, with cross-checks; the report is that of
+// the first one. What they name and the record does not have is left out. Throws when memory runs
+// out, and what the sink throws.
+EGRESS_SNAPSHOT_EXPORT void writeDetails(const HostSnapshot& snapshot,
+                                         const std::vector<AddressFinding>& findings,
+                                         const TextSink& sink);
 
 // The text that writeDetails writes. Throws only when memory runs out.
-[[nodiscard]] EGRESS_SNAPSHOT_EXPORT std::string detailsToJson(const HostSnapshot& snapshot,
-                                                               const Diagnosis& diagnosis,
-                                                               const CrossCheck& crossCheck);
+[[nodiscard]] EGRESS_SNAPSHOT_EXPORT std::string detailsToJson(
+    const HostSnapshot& snapshot, const std::vector<AddressFinding>& findings);
 
 }  // namespace egress::snapshot
 

@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "apps/report/notes.h"
 #include "apps/report/sentence.h"
 #include "apps/report/text.h"
 #include "egress/core/status_words.h"
@@ -22,13 +23,13 @@ using snapshot::SocketRole;
 using snapshot::SocketState;
 
 // One row of the body: its label and its text.
-using Row = std::pair<std::string_view, std::string>;
+using Row = std::pair<std::string, std::string>;
 using Rows = std::vector<Row>;
 
 constexpr std::string_view kArrow = " \u2192 ";
 
 std::string wayText(const Finding& finding) {
-  const Diagnosis& diagnosis = finding.diagnosis;
+  const Diagnosis& diagnosis = finding.diagnosis();
   std::string text;
   for (const std::string& tag : diagnosis.resolution.visitedTags) {
     text += readable(tag);
@@ -61,7 +62,7 @@ std::string socketText(const Finding& finding, const CheckedSocket& socket) {
   text += endText(row.remoteAddress, row.remotePort) + "  " + stateText(row);
   if (socket.byBoundDevice) text += ", bound to " + namesOf(finding, {*socket.byBoundDevice});
   if (row.mark.value_or(0) != 0) text += ", mark " + std::to_string(*row.mark);
-  const bool isOneForAll = finding.check.interfaceIndex.has_value();
+  const bool isOneForAll = finding.check().interfaceIndex.has_value();
   if (!isOneForAll && !socket.leavesThrough.empty()) {
     text += ", leaves through " + namesOf(finding, socket.leavesThrough);
   }
@@ -75,7 +76,7 @@ Rows socketRows(const Finding& finding) {
   constexpr std::size_t kMaxRows = 10;
   std::map<std::pair<std::string, std::string>, std::size_t> places;  // by local address and rest
   std::vector<std::pair<std::string, std::size_t>> groups;            // the first one, how many
-  for (const CheckedSocket& socket : finding.check.sockets) {
+  for (const CheckedSocket& socket : finding.check().sockets) {
     const snapshot::Socket& row = finding.snapshot.sockets.rows[socket.row];
     const std::string rest = socketText(finding, socket);
     const auto [place, isNew] = places.try_emplace({row.localAddress, rest}, groups.size());
@@ -96,7 +97,7 @@ Rows socketRows(const Finding& finding) {
 
 std::string evidenceText(const Finding& finding) {
   std::set<Evidence> kinds;
-  for (const CheckedSocket& socket : finding.check.sockets) {
+  for (const CheckedSocket& socket : finding.check().sockets) {
     if (socket.role == SocketRole::COUNTED) kinds.insert(socket.decidedBy);
   }
   std::string text;
@@ -111,14 +112,14 @@ std::string evidenceText(const Finding& finding) {
 
 std::string checkText(const Finding& finding) {
   using enum CrossCheckStatus;
-  const CrossCheckStatus status = finding.check.status;
+  const CrossCheckStatus status = finding.check().status;
   std::string word(snapshot::kCrossCheckStatusWords.at(static_cast<std::size_t>(status)));
   switch (status) {
     case AGREES:
     case DISAGREES: return word + " with " + evidenceText(finding);
     case SETTLES:
       return word + " by " + evidenceText(finding) +
-             "; the source addresses alone: " + toString(finding.diagnosis.selection.status);
+             "; the source addresses alone: " + toString(finding.diagnosis().selection.status);
     case SEVERAL:
     case NO_WAY_OUT: return word + " by " + evidenceText(finding);
     case TRYING:
@@ -130,10 +131,10 @@ std::string checkText(const Finding& finding) {
 
 // What is not normal about the interface that is named.
 void addInterfaceNotes(const Finding& finding, Rows& rows) {
-  if (!finding.check.interfaceIndex) return;
-  const std::string name = finding.interfaceNames.at(*finding.check.interfaceIndex);
+  if (!finding.check().interfaceIndex) return;
+  const std::string name = finding.interfaceNames.at(*finding.check().interfaceIndex);
   for (const snapshot::Adapter& row : finding.snapshot.adapters.rows) {
-    if (row.interfaceIndex != finding.check.interfaceIndex) continue;
+    if (row.interfaceIndex != finding.check().interfaceIndex) continue;
     if (row.kind == snapshot::InterfaceKind::TUNNEL) {
       rows.emplace_back("note", name +
                                     " is a tunnel: its packets leave this host inside others, "
@@ -150,6 +151,8 @@ void addInterfaceNotes(const Finding& finding, Rows& rows) {
 void addMissingFacts(const Finding& finding, Rows& rows) {
   for (const snapshot::MissingFact& missing : finding.snapshot.missingFacts) {
     if (missing.fact == snapshot::FactKind::MARK) continue;
+    const bool isCulprit = missing.fact == snapshot::FactKind::ADDRESS;  // has its own sentence
+    if (isCulprit) continue;
     std::string text = std::string("the ") + nameOf(missing.fact) + " are not known";
     if (!missing.reason.empty()) text += ": " + readable(missing.reason);
     rows.emplace_back("note", std::move(text));
@@ -175,7 +178,8 @@ void addFailures(const Finding& finding, Rows& rows) {
 
 Rows bodyOf(const Finding& finding, const Sentence& sentence) {
   Rows rows;
-  const Diagnosis& diagnosis = finding.diagnosis;
+  const Diagnosis& diagnosis = finding.diagnosis();
+  for (const Note& note : inputNotes(finding)) rows.emplace_back(note.label, note.text);
   if (!diagnosis.resolution.visitedTags.empty()) rows.emplace_back("way", wayText(finding));
   if (diagnosis.endpoint.status == ActiveEndpointStatus::OK) {
     for (Row& row : socketRows(finding)) rows.push_back(std::move(row));
@@ -208,7 +212,7 @@ std::string answerText(const Finding& finding, const TextStyle& style) {
   const Rows body = bodyOf(finding, sentence);
   if (!body.empty()) text += '\n';
   for (const auto& [label, content] : body) {
-    std::string start = "  " + std::string(label);
+    std::string start = "  " + label;
     start.resize(2 + kLabelColumns, ' ');
     text += wrapped(start, content, style.width);
   }

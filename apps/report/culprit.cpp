@@ -3,8 +3,12 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstddef>
+#include <cstdint>
+#include <iterator>
 #include <optional>
+#include <set>
 #include <system_error>
+#include <vector>
 
 #include "apps/report/text.h"
 #include "egress/config/protocols.h"
@@ -12,13 +16,6 @@
 
 namespace egress::report {
 namespace {
-
-// Text of a stranger, with a limit.
-std::string quoted(std::string_view text) {
-  constexpr std::size_t kMax = 80;
-  std::string result = "'";
-  return result.append(readable(text.substr(0, kMax))).append(text.size() > kMax ? "...'" : "'");
-}
 
 const char* phraseOf(JsonFaultKind kind) {
   using enum JsonFaultKind;
@@ -38,7 +35,7 @@ const char* phraseOf(JsonFaultKind kind) {
 }
 
 Culprit configCulprit(const Finding& finding) {
-  switch (finding.diagnosis.configStatus) {
+  switch (finding.diagnosis().configStatus) {
     case ConfigStatus::OK: break;  // not a culprit
     case ConfigStatus::NO_CONFIG:
       return {"there is no configuration, or it is empty",
@@ -59,14 +56,42 @@ Culprit configCulprit(const Finding& finding) {
           "Set it to true or false"};
 }
 
-Culprit selectorCulprit(const Finding& finding, const char* before, const char* after) {
-  const std::string selector = quoted(finding.diagnosis.resolution.soughtTag);
-  return {before + selector + after, "Ask the engine which outbound " + selector +
-                                         " uses now, and name the answer with --answer TAG=FILE"};
+const char* remedyFor(snapshot::QueryOutcome outcome) {
+  using enum snapshot::QueryOutcome;
+  switch (outcome) {
+    case REFUSED: return "Start the engine, or correct --ask";
+    case TIMED_OUT: return "Check that the engine runs, or give it longer with --ask-timeout";
+    case BAD_CERTIFICATE: return "Name the engine's certificate with --ask-ca";
+    case UNAUTHORIZED: return "Name the file with the engine's credential with --ask-header-file";
+    case NOT_FOUND: return "Check that --ask and the configuration are of the same engine";
+    case ANSWERED:  // not a culprit
+    case NAME_NOT_FOUND:
+    case BAD_STATUS:
+    case TOO_LARGE:
+    case NOT_JSON:
+    case NO_NOW:
+    case FAILED: break;
+  }
+  return "Correct --ask";
+}
+
+// The answer that the walk stopped for.
+Culprit selectorCulprit(const Finding& finding, const std::string& problem) {
+  const std::string& tag = finding.diagnosis().resolution.soughtTag;
+  const auto& queries = finding.snapshot.queries;
+  const auto query = std::ranges::find(queries, tag, &snapshot::SelectorQuery::selectorTag);
+  if (query == queries.end()) {
+    return {problem + quoted(tag),
+            "Ask the engine with --ask URL, or name its answer with "
+            "--answer TAG=FILE"};
+  }
+  const std::string reason = query->reason.empty() ? "" : ": " + readable(query->reason);
+  return {"the engine did not tell the choice of the selector " + quoted(tag) + reason,
+          remedyFor(query->outcome)};
 }
 
 Culprit walkCulprit(const Finding& finding, const char* kind, bool isCycle) {
-  const Resolution& resolution = finding.diagnosis.resolution;
+  const Resolution& resolution = finding.diagnosis().resolution;
   const std::string last = resolution.visitedTags.empty() ? "" : resolution.visitedTags.back();
   const std::string step = std::string("the ") + kind + " of the outbound " + quoted(last) +
                            " leads to " + quoted(resolution.soughtTag);
@@ -78,20 +103,37 @@ Culprit walkCulprit(const Finding& finding, const char* kind, bool isCycle) {
       "Shorten the chain of selectors and detours"};
 }
 
-Culprit missingOutbound(const Resolution& resolution) {
-  const std::string tag = quoted(resolution.soughtTag);
-  if (resolution.visitedTags.empty()) {
-    return {"no outbound has the tag " + tag,
-            "Give the main outbound the tag " + tag + ", where the way to the endpoint starts"};
+// Up to ten tags that could be meant, with their types.
+std::string possibleTagsText(const Finding& finding) {
+  constexpr std::size_t kShown = 10;
+  std::vector<std::string> tags;
+  for (const std::string& tag : finding.possibleMainTags) {
+    if (tags.size() == kShown) {
+      tags.push_back(std::to_string(finding.possibleMainTags.size() - kShown) + " more");
+      break;
+    }
+    tags.push_back(quoted(tag));
   }
-  return {"no outbound has the tag " + tag + ", to which " + quoted(resolution.visitedTags.back()) +
-              " leads",
-          "Check that the answers and the configuration are of the same engine"};
+  return enumeration(tags);
+}
+
+Culprit missingOutbound(const Finding& finding) {
+  const Resolution& resolution = finding.diagnosis().resolution;
+  const std::string what = "no outbound has the tag " + quoted(resolution.soughtTag);
+  if (!resolution.visitedTags.empty()) {
+    return {what + ", to which " + quoted(resolution.visitedTags.back()) + " leads",
+            "Check that the answers and the configuration are of the same engine"};
+  }
+  std::string todo = "Name the main outbound with --main TAG";
+  if (!finding.possibleMainTags.empty()) {
+    todo += ". No other outbound leads to " + possibleTagsText(finding);
+  }
+  return {what, todo};
 }
 
 // The last outbound of the walk.
 const Outbound& leafOf(const Finding& finding) {
-  return finding.snapshot.config.outbounds.at(finding.diagnosis.resolution.leaf.value());
+  return finding.snapshot.config.outbounds.at(finding.diagnosis().resolution.leaf.value());
 }
 
 std::string outboundText(const Outbound& leaf) {
@@ -113,9 +155,37 @@ Culprit invalidPort(const Outbound& leaf) {
           "Correct server_port in the configuration"};
 }
 
-Culprit serverByName(const Outbound& leaf) {
-  return {"server of " + outboundText(leaf) + " is " + quoted(leaf.server) + ", not an address",
-          "Name a copy of the configuration in which it is the address of the server"};
+// Where the engine has sockets to this port, up to five addresses.
+std::string addressesAtPort(const Finding& finding, std::uint32_t port) {
+  constexpr std::size_t kShown = 5;
+  std::set<std::string> addresses;
+  for (const snapshot::Socket& row : finding.snapshot.sockets.rows) {
+    if (row.remotePort == port) addresses.insert(readable(row.remoteAddress));
+    if (addresses.size() > kShown) break;
+  }
+  const bool areMore = addresses.size() > kShown;
+  if (areMore) addresses.erase(std::prev(addresses.end()));
+  std::vector<std::string> shown(addresses.begin(), addresses.end());
+  if (areMore) shown.emplace_back("others");
+  return enumeration(shown);
+}
+
+Culprit serverByName(const Finding& finding) {
+  const Outbound& leaf = leafOf(finding);
+  const std::string what =
+      "server of " + outboundText(leaf) + " is " + quoted(leaf.server) + ", not an address";
+  for (const snapshot::MissingFact& missing : finding.snapshot.missingFacts) {
+    if (missing.fact != snapshot::FactKind::ADDRESS) continue;
+    return {what + (missing.reason.empty() ? "" : "; " + readable(missing.reason)),
+            "Name its address with --resolve NAME=ADDRESS"};
+  }
+  std::string todo = "Add --resolve NAME=ADDRESS, or --resolve system";
+  const std::uint32_t port = leaf.ports.size() == 1 ? leaf.ports.front() : 0;
+  const std::string addresses = addressesAtPort(finding, port);
+  if (!addresses.empty()) {
+    todo += ". The engine has sockets to port " + std::to_string(port) + " of " + addresses;
+  }
+  return {what, todo};
 }
 
 Culprit severalPorts(const Outbound& leaf) {
@@ -143,24 +213,25 @@ Culprit unknownTransport(const Outbound& leaf) {
 
 Culprit endpointCulprit(const Finding& finding) {
   using enum ActiveEndpointStatus;
-  switch (finding.diagnosis.endpoint.status) {
+  switch (finding.diagnosis().endpoint.status) {
     case OK: break;  // not a culprit
     case NOT_EVALUATED_CONFIG_UNAVAILABLE: return configCulprit(finding);
     case SELECTOR_TRANSPORT_FAILED:
-      return selectorCulprit(finding, "there is no answer of the selector ", "");
+      return selectorCulprit(finding, "there is no answer of the selector ");
     case SELECTOR_RESPONSE_MALFORMED:
-      return selectorCulprit(finding, "the answer of the selector ", " is not a JSON object");
+      return selectorCulprit(finding, "this is not a JSON object: the answer of the selector ");
     case SELECTOR_NOW_MISSING:
-      return selectorCulprit(finding, "the answer of the selector ", R"( has no text under "now")");
+      return selectorCulprit(finding,
+                             R"(there is no text under "now" in the answer of the selector )");
     case SELECTOR_CYCLE: return walkCulprit(finding, "choice", /*isCycle=*/true);
     case SELECTOR_DEPTH_EXCEEDED: return walkCulprit(finding, "choice", /*isCycle=*/false);
     case DETOUR_CYCLE: return walkCulprit(finding, "detour", /*isCycle=*/true);
     case DETOUR_DEPTH_EXCEEDED: return walkCulprit(finding, "detour", /*isCycle=*/false);
-    case OUTBOUND_NOT_FOUND: return missingOutbound(finding.diagnosis.resolution);
+    case OUTBOUND_NOT_FOUND: return missingOutbound(finding);
     case LEAF_HAS_NO_REMOTE_ENDPOINT: return noRemoteEndpoint(leafOf(finding));
     case ENDPOINT_MISSING: return missingEndpoint(leafOf(finding));
     case ENDPOINT_INVALID: return invalidPort(leafOf(finding));
-    case ENDPOINT_NOT_NUMERIC: return serverByName(leafOf(finding));
+    case ENDPOINT_NOT_NUMERIC: return serverByName(finding);
     case ENDPOINT_NOT_SINGLETON: return severalPorts(leafOf(finding));
     case TRANSPORT_UNSUPPORTED: return unsupportedTransport(leafOf(finding));
     case TRANSPORT_UNKNOWN: break;

@@ -118,7 +118,7 @@ void addCrossCheck(std::string& text, snapshot::CrossCheckStatus status) {
 
 NamesByOrdinal namesByOrdinal(const Finding& finding) {
   NamesByOrdinal names;
-  for (const DiagnosedInterface& row : finding.diagnosis.interfaces) {
+  for (const DiagnosedInterface& row : finding.diagnosis().interfaces) {
     names[row.ordinal] = finding.interfaceNames.at(row.interfaceIndex);
   }
   return names;
@@ -127,10 +127,10 @@ NamesByOrdinal namesByOrdinal(const Finding& finding) {
 }  // namespace
 
 std::string explain(const Finding& finding) {
-  const EgressReport report = writeReport(finding.diagnosis);
+  const EgressReport report = writeReport(finding.diagnosis());
   const NamesByOrdinal names = namesByOrdinal(finding);
   std::string text;
-  addCrossCheck(text, finding.check.status);
+  addCrossCheck(text, finding.check().status);
   addAnswer(text, report, names);
   for (const ReportMember& member : report.members) {
     if (member.key == kAnswerKey || member.key == "selectedInterfaceOrdinal") continue;

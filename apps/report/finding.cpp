@@ -22,12 +22,12 @@ std::map<std::uint32_t, std::string> namesOf(const snapshot::HostSnapshot& snaps
 
 }  // namespace
 
-Finding findOut(snapshot::HostSnapshot snapshot, Diagnosis diagnosis,
+Finding findOut(snapshot::HostSnapshot snapshot, std::vector<snapshot::AddressFinding> addresses,
                 snapshot::CountedSockets counted) {
   Finding finding;
-  finding.diagnosis = std::move(diagnosis);
-  finding.check = crossCheck(snapshot, finding.diagnosis, counted);
-  finding.interfaceNames = namesOf(snapshot, finding.diagnosis);
+  finding.addresses = std::move(addresses);
+  crossCheckAddresses(snapshot, finding.addresses, counted);
+  finding.interfaceNames = namesOf(snapshot, finding.diagnosis());
   finding.snapshot = std::move(snapshot);
   return finding;
 }
@@ -44,8 +44,9 @@ const char* nameOf(snapshot::FactKind fact) {
 
 Outcome outcomeOf(const Finding& finding) {
   using enum snapshot::CrossCheckStatus;
-  const bool isNamedByCore = finding.diagnosis.selection.status == SelectionStatus::OK;
-  switch (finding.check.status) {
+  if (!doAgree(finding.addresses)) return Outcome::NOT_NAMED;
+  const bool isNamedByCore = finding.diagnosis().selection.status == SelectionStatus::OK;
+  switch (finding.check().status) {
     case AGREES:
     case SETTLES: return Outcome::NAMED;
     case DISAGREES:
@@ -56,7 +57,7 @@ Outcome outcomeOf(const Finding& finding) {
     case UNKNOWN: break;
   }
   if (isNamedByCore) return Outcome::NAMED;
-  const bool hasEndpoint = finding.diagnosis.endpoint.status == ActiveEndpointStatus::OK;
+  const bool hasEndpoint = finding.diagnosis().endpoint.status == ActiveEndpointStatus::OK;
   const bool hasLists =
       !finding.snapshot.sockets.enumFailed && !finding.snapshot.adapters.enumFailed;
   return hasEndpoint && !hasLists ? Outcome::CANNOT_LOOK : Outcome::NOT_NAMED;

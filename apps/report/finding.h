@@ -4,9 +4,9 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <vector>
 
-#include "egress/core/diagnosis.h"
-#include "egress_snapshot/cross_check.h"
+#include "egress_snapshot/diagnose_snapshot.h"
 #include "egress_snapshot/host_snapshot.h"
 
 namespace egress::report {
@@ -14,15 +14,21 @@ namespace egress::report {
 // Everything that a run finds out.
 struct Finding {
   snapshot::HostSnapshot snapshot;
-  Diagnosis diagnosis;
-  snapshot::CrossCheck check;
+  // For each address of the endpoint that the engine uses, at least one; the report is that of the
+  // first one.
+  std::vector<snapshot::AddressFinding> addresses{1};
   std::string configFault;  // where the text of the configuration breaks off; empty: nowhere
+  std::vector<std::string> possibleMainTags;  // if the main outbound is not there
 
   std::map<std::uint32_t, std::string> interfaceNames;  // for people, by index
+
+  [[nodiscard]] const Diagnosis& diagnosis() const { return addresses.front().diagnosis; }
+  [[nodiscard]] const snapshot::CrossCheck& check() const { return addresses.front().crossCheck; }
 };
 
-// Fills in the cross-check and the names; `diagnosis` is that of the snapshot with these sockets.
-[[nodiscard]] Finding findOut(snapshot::HostSnapshot snapshot, Diagnosis diagnosis,
+// Cross-checks and names the interfaces. The addresses are those of the record with these sockets.
+[[nodiscard]] Finding findOut(snapshot::HostSnapshot snapshot,
+                              std::vector<snapshot::AddressFinding> addresses,
                               snapshot::CountedSockets counted);
 
 // For example "marks", in plural.

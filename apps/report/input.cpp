@@ -3,15 +3,17 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <sstream>
 #include <string_view>
 #include <unordered_map>
 #include <utility>
 #include <variant>
 
-#include "apps/report/culprit.h"
 #include "apps/report/files.h"
 #include "apps/report/text.h"
 #include "egress/egress.h"
+#include "egress_snapshot/blank_config.h"
+#include "egress_snapshot/selector_answers_json.h"
 #include "egress_snapshot/snapshot_json.h"
 
 namespace egress::report {
@@ -45,18 +47,30 @@ HostSnapshot parseSnapshot(const InputFile& file, const std::string& text) {
   return std::get<HostSnapshot>(std::move(read));
 }
 
+std::vector<SelectorAnswer> answersByTag(const Options& options, const InputTexts& texts) {
+  if (!texts.answersByTag) return {};
+  const InputFile file{"--answers", options.answersPath.value()};
+  auto read =
+      namingFile(file, [&] { return snapshot::selectorAnswersFromJson(*texts.answersByTag); });
+  if (const auto* const refusal = std::get_if<snapshot::Refusal>(&read)) {
+    throw CannotRun("--answers: " + file.path + ": " + toString(*refusal));
+  }
+  return std::get<std::vector<SelectorAnswer>>(std::move(read));
+}
+
 // Inserts the answers before those of the snapshot: the first answer for a selector is used.
-void parseAnswers(const Options& options, const std::vector<std::string>& texts,
-                  HostSnapshot& snapshot) {
+void parseAnswers(const Options& options, const InputTexts& texts, HostSnapshot& snapshot) {
   std::vector<SelectorAnswer> answers(options.answers.size());
   for (std::size_t i = 0; i < answers.size(); ++i) {
     const AnswerOption& option = options.answers[i];
     answers[i].selectorTag = option.selectorTag;
     answers[i].status = SelectorAnswerStatus::TransportFailed;
     if (!option.path) continue;
-    answers[i].status = namingFile(answerFile(options, option),
-                                   [&] { return readSelectorAnswer(texts[i], &answers[i].now); });
+    answers[i].status = namingFile(answerFile(options, option), [&] {
+      return readSelectorAnswer(texts.answers[i].value(), &answers[i].now);
+    });
   }
+  for (SelectorAnswer& answer : answersByTag(options, texts)) answers.push_back(std::move(answer));
   snapshot.selectorAnswers.insert(snapshot.selectorAnswers.begin(), answers.begin(), answers.end());
 }
 
@@ -87,80 +101,67 @@ void warnUnknownHint(const Options& options, const HostSnapshot& snapshot) {
   printError("--hint: the configuration has no outbound tagged '" + *options.hint + "'");
 }
 
-// The first processes, and how many more there are.
-std::string processList(const std::vector<snapshot::Process>& processes) {
-  constexpr std::size_t kShown = 10;  // any user can start any number
-  std::string text;
-  for (std::size_t i = 0; i < std::min(kShown, processes.size()); ++i) {
-    text.append(i == 0 ? "" : "; ").append(processText(processes[i]));
+void warnUnusedNames(const Options& options, const HostSnapshot& snapshot) {
+  for (const snapshot::ResolvedName& row : options.resolvedNames) {
+    const auto& outbounds = snapshot.config.outbounds;
+    if (std::ranges::find(outbounds, row.name, &Outbound::server) != outbounds.end()) continue;
+    printError("--resolve: the configuration has no server '" + row.name + "'");
   }
-  if (processes.size() > kShown) {
-    text.append("; and ").append(std::to_string(processes.size() - kShown)).append(" more");
-  }
-  return text;
+}
+
+void parseConfig(const Options& options, std::string& text, HostSnapshot& snapshot) {
+  namingFile(configFile(options), [&] {
+    snapshot.blanked = {};
+    if (!options.isStrict) snapshot.blanked = snapshot::blankNonJson(text);
+    snapshot.config = readProxyConfig(text, /*hasText=*/true);
+  });
 }
 
 }  // namespace
 
-std::string processText(const snapshot::Process& process) {
-  std::string text =
-      "process " + std::to_string(process.id) + ", user " + std::to_string(process.user);
-  if (process.program.empty()) return text;
-  text.append(", ");
-  // Its user chose the path. A semicolon could start an invented process in a list.
-  for (const char c : process.program) text.append(c == ';' ? "%3B" : std::string(1, c));
-  return text;
-}
-
-HostSnapshot takeLiveSnapshot(const live::ProcessChoice& choice) {
-  auto taken = live::takeSnapshot(choice);
-  if (auto* const snapshot = std::get_if<HostSnapshot>(&taken)) {
-    snapshot->origin.program = "egress-report";
-    snapshot->origin.programVersion = kVersion;
-    return std::move(*snapshot);
-  }
-  const auto& none = std::get<live::NoProcess>(taken);
-  const auto* const process = std::get_if<std::uint32_t>(&choice);
-  std::string message = process == nullptr ? "--process: " : "--pid: ";
-  message.append(none.message);
-  if (none.reason == live::NoProcessReason::DIFFERENT_USERS) {
-    message.append("; choose with --user or --pid: ").append(processList(none.processes));
-  }
-  if (none.reason == live::NoProcessReason::OTHER_NETWORK) {
-    message.append("; use nsenter --net --target ")
-        .append(std::to_string(*process))
-        .append(" egress-report ...");
-  }
-  throw CannotRun(message);
-}
-
 InputTexts readTexts(const Options& options) {
   InputTexts texts;
-  if (options.snapshotPath) texts.snapshot = textOf(snapshotFile(options));
-  if (options.configPath) texts.config = textOf(configFile(options));
+  const auto read = [&](const char* option, const std::optional<std::string>& path,
+                        std::uint64_t maxSize, std::optional<std::string>& text) {
+    if (path) text = textOf({option, *path, options.maxFileSize.value_or(maxSize)});
+  };
+  read("--snapshot", options.snapshotPath, kMaxSnapshotSize, texts.snapshot);
+  read("--config", options.configPath, kMaxConfigSize, texts.config);
   for (const AnswerOption& answer : options.answers) {
-    texts.answers.push_back(answer.path ? textOf(answerFile(options, answer)) : "");
+    read("--answer", answer.path, kMaxAnswerSize, texts.answers.emplace_back());
   }
+  read("--answers", options.answersPath, kMaxConfigSize, texts.answersByTag);
+  read("--ask-header-file", options.askHeaderPath, kMaxAnswerSize, texts.askHeaders);
+  read("--ask-ca", options.askCaPath, kMaxAnswerSize, texts.askCa);
   return texts;
 }
 
-ParsedInput parseInput(const Options& options, HostSnapshot taken, InputTexts texts) {
-  ParsedInput input{.snapshot = std::move(taken), .configFault = {}};
-  HostSnapshot& snapshot = input.snapshot;
+HostSnapshot parseInput(const Options& options, HostSnapshot taken, InputTexts& texts) {
+  HostSnapshot snapshot = std::move(taken);
   if (texts.snapshot) snapshot = parseSnapshot(snapshotFile(options), *texts.snapshot);
   texts.snapshot.reset();  // it may be large
-  if (texts.config) {
-    snapshot.config = namingFile(configFile(options),
-                                 [&] { return readProxyConfig(*texts.config, /*hasText=*/true); });
-    if (snapshot.config.configStatus == ConfigStatus::JSON_PARSE_FAILED) {
-      input.configFault = namingFile(configFile(options), [&] { return faultOf(*texts.config); });
-    }
-  }
-  parseAnswers(options, texts.answers, snapshot);
+  if (texts.config) parseConfig(options, *texts.config, snapshot);
+  if (!options.mainTag.empty()) snapshot.mainTag = options.mainTag;
+  parseAnswers(options, texts, snapshot);
+  snapshot.resolvedNames.insert(snapshot.resolvedNames.begin(), options.resolvedNames.begin(),
+                                options.resolvedNames.end());
   if (options.hint) snapshot.selectorHint = *options.hint;
   warnUnusedAnswers(options, snapshot);
   warnUnknownHint(options, snapshot);
-  return input;
+  warnUnusedNames(options, snapshot);
+  return snapshot;
+}
+
+live::EngineAccess accessOf(const Options& options, const InputTexts& texts) {
+  live::EngineAccess access = options.access.value();
+  access.caCertificates = texts.askCa.value_or("");
+  std::istringstream lines(texts.askHeaders.value_or(""));
+  for (std::string line; std::getline(lines, line);) {
+    if (line.ends_with('\r')) line.pop_back();
+    if (!line.empty()) access.headers.push_back(line);
+  }
+  if (const auto problem = problemOf(access)) throw CannotRun("--ask-header-file: " + *problem);
+  return access;
 }
 
 }  // namespace egress::report

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "apps/report/options.h"
-#include "egress_live/take_snapshot.h"
+#include "egress_live/ask_engine.h"
 #include "egress_snapshot/host_snapshot.h"
 
 namespace egress::report {
@@ -15,28 +15,24 @@ namespace egress::report {
 struct InputTexts {
   std::optional<std::string> snapshot;
   std::optional<std::string> config;
-  std::vector<std::string> answers;  // one for each answer of the options; empty if it has no file
+  std::vector<std::optional<std::string>> answers;  // one for each answer of the options
+  std::optional<std::string> answersByTag;
+  std::optional<std::string> askHeaders;
+  std::optional<std::string> askCa;
 };
-
-// For example "process 1234, user 1000, /usr/bin/engine"; the program is left out if unknown.
-[[nodiscard]] std::string processText(const snapshot::Process& process);
-
-// Takes the snapshot of this machine. Throws CannotRun.
-[[nodiscard]] snapshot::HostSnapshot takeLiveSnapshot(const live::ProcessChoice& choice);
 
 // Reads all files without parsing a byte of them. Throws CannotRun.
 [[nodiscard]] InputTexts readTexts(const Options& options);
 
-struct ParsedInput {
-  snapshot::HostSnapshot snapshot;
-  std::string configFault;  // where the text of the configuration breaks off; empty: nowhere
-};
-
 // The input of the diagnosis: the snapshot that was taken, or the one in the texts, with the other
-// texts and options in it. Warns on standard error about answers for tags that no selector has, and
-// a hint that no outbound has. Throws CannotRun.
-[[nodiscard]] ParsedInput parseInput(const Options& options, snapshot::HostSnapshot taken,
-                                     InputTexts texts);
+// texts and options in it. Blanks in the configuration's text what is not JSON. Warns on standard
+// error about answers for tags that no selector has, a hint that no outbound has, and names that no
+// server has. Throws CannotRun.
+[[nodiscard]] snapshot::HostSnapshot parseInput(const Options& options,
+                                                snapshot::HostSnapshot taken, InputTexts& texts);
+
+// How the engine is asked, with what the texts contain. Throws CannotRun.
+[[nodiscard]] live::EngineAccess accessOf(const Options& options, const InputTexts& texts);
 
 }  // namespace egress::report
 

@@ -10,22 +10,23 @@
 
 #include "apps/report/answer.h"
 #include "apps/report/culprit.h"
+#include "apps/report/examine.h"
 #include "apps/report/explain.h"
 #include "apps/report/files.h"
 #include "apps/report/finding.h"
 #include "apps/report/input.h"
+#include "apps/report/look.h"
 #include "apps/report/new_file.h"
+#include "apps/report/notes.h"
 #include "apps/report/options.h"
 #include "apps/report/rights.h"
 #include "apps/report/terminal.h"
 #include "apps/report/text.h"
 #include "egress/egress.h"
-#include "egress_live/look_up_routes.h"
 #include "egress_live/packet_observer.h"
 #include "egress_live/take_snapshot.h"
 #include "egress_snapshot/anonymize.h"
 #include "egress_snapshot/details_json.h"
-#include "egress_snapshot/diagnose_snapshot.h"
 #include "egress_snapshot/report_json.h"
 #include "egress_snapshot/snapshot_json.h"
 
@@ -34,9 +35,10 @@ namespace {
 
 using snapshot::HostSnapshot;
 
-// Any user may give any name to a process, so a name needs a look at what it found.
+// Any user may give any name to a process and listen anywhere, so a choice by name or address needs
+// a look at what it found.
 void printProcesses(const live::ProcessChoice& choice, const HostSnapshot& snapshot) {
-  if (!std::holds_alternative<live::ProcessName>(choice)) return;
+  if (std::holds_alternative<std::uint32_t>(choice)) return;
   for (const snapshot::Process& process : snapshot.processes) printError(processText(process));
 }
 
@@ -105,24 +107,21 @@ class SavedFile {
   bool hasFailed_ = false;
 };
 
-// Adds what the system says about the sockets to the endpoint, and what is seen of them.
-void addFacts(const Options& options, live::PacketObserver* observer,
-              const ActiveEndpoint& endpoint, HostSnapshot& snapshot) {
-  if (!options.processes) return;
-  live::lookUpRoutes(endpoint, snapshot);
-  if (observer == nullptr) return;
-  observer->observe(endpoint, options.observeSeconds.value(), snapshot);
-}
-
 std::string outputText(const Options& options, const Finding& finding) {
   switch (options.output) {
     case Output::TEXT: return answerText(finding, terminalStyle());
     case Output::EXPLAINED: break;
-    case Output::REPORT: return snapshot::reportToJson(writeReport(finding.diagnosis)) + '\n';
-    case Output::DETAILS:
-      return detailsToJson(finding.snapshot, finding.diagnosis, finding.check) + '\n';
+    case Output::REPORT: return snapshot::reportToJson(writeReport(finding.diagnosis())) + '\n';
+    case Output::DETAILS: return detailsToJson(finding.snapshot, finding.addresses) + '\n';
   }
   return answerText(finding, terminalStyle()) + '\n' + explain(finding);
+}
+
+// What standard error says beside a report for programs.
+void printNotes(const Options& options, const Finding& finding) {
+  printFailures(finding.snapshot);
+  if (options.output == Output::DETAILS) return;  // they have these
+  for (const Note& note : inputNotes(finding)) printError(note.label + ": " + note.text);
 }
 
 // Returns the exit status.
@@ -141,19 +140,18 @@ int run(const Options& options) {
   if (options.saveSnapshotPath && !savesToOutput) saved.emplace(*options.saveSnapshotPath);
   // Before the first byte is parsed: strangers may have written the texts.
   if (isCalledByRoot()) dropRights();
-  ParsedInput input = parseInput(options, std::move(taken), std::move(texts));
-  HostSnapshot& snapshot = input.snapshot;
-  if (options.processes) printProcesses(*options.processes, snapshot);
-  Diagnosis diagnosis = diagnose(toInput(snapshot, options.counted));
-  addFacts(options, observer ? &*observer : nullptr, diagnosis.endpoint, snapshot);
+  if (options.processes) printProcesses(*options.processes, taken);
+  const Finding finding =
+      examine(options, std::move(taken), std::move(texts), observer ? &*observer : nullptr);
   if (options.output == Output::REPORT || options.output == Output::DETAILS || savesToOutput) {
-    printFailures(snapshot);
+    printNotes(options, finding);
   }
-  if (saved) saved->save(options, snapshot);
-  if (savesToOutput) write(options, snapshot, [](std::string_view text) { std::cout << text; });
-  Finding finding = findOut(std::move(snapshot), std::move(diagnosis), options.counted);
-  finding.configFault = std::move(input.configFault);
-  if (!savesToOutput) std::cout << outputText(options, finding);
+  if (saved) saved->save(options, finding.snapshot);
+  if (savesToOutput) {
+    write(options, finding.snapshot, [](std::string_view text) { std::cout << text; });
+  } else {
+    std::cout << outputText(options, finding);
+  }
   const Outcome outcome = saved && saved->hasFailed() ? Outcome::CANNOT_RUN : outcomeOf(finding);
   return static_cast<int>(outcome);
 }

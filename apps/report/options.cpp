@@ -11,6 +11,7 @@
 #include <CLI/CLI.hpp>
 
 #include "apps/report/files.h"
+#include "egress/config/numeric_address.h"
 #include "egress/version.h"
 
 namespace egress::report {
@@ -25,10 +26,9 @@ constexpr std::string_view kJsonOption = "--json";
 
 constexpr const char* kFooter = R"(
 Example:
-  egress-report --config config.json --answer proxy=answer.json --process engine
+  egress-report --config config.json --ask 'http://127.0.0.1:9090/proxies/{tag}' --resolve system
 
-Run it in the engine's network namespace, as root, or as the engine's user if the engine has no
-capabilities.
+Run it as root, or as the engine's user if the engine has no capabilities.
 
 Exit status:
   0  an interface is named, and nothing contradicts it
@@ -40,6 +40,13 @@ Exit status:
 struct RawOptions {
   std::vector<std::string> answers;
   std::vector<std::string> failedAnswers;
+  std::optional<std::string> mainTag;
+  std::optional<std::string> askUrl;
+  std::vector<std::string> askHeaders;
+  std::optional<std::string> askUnix;
+  std::optional<std::string> askTimeout;
+  bool asksAnywhere = false;
+  std::vector<std::string> resolve;
   std::optional<std::string> process;
   std::optional<std::string> processName;
   std::optional<std::string> user;
@@ -50,24 +57,62 @@ struct RawOptions {
   bool udp = false;
 };
 
+CLI::Option* addRepeatable(CLI::App& app, const char* name, std::vector<std::string>& values,
+                           const char* description) {
+  return app.add_option(name, values, description)
+      ->expected(1)
+      ->take_all()
+      ->allow_extra_args(false);
+}
+
 void addEngineOptions(CLI::App& app, Options& options, RawOptions& raw) {
   app.add_option("--config", options.configPath,
-                 "The engine's configuration. Its main outbound must be tagged 'proxy'")
+                 "The engine's configuration. Comments and trailing commas are ignored")
       ->type_name("FILE");
-  app.add_option(
-         "--answer", raw.answers,
-         R"(The engine's answer for selector TAG, for example {"now":"CHOICE"}; repeatable)")
-      ->type_name("TAG=FILE")
-      ->expected(1)
-      ->take_all()
-      ->allow_extra_args(false);
-  app.add_option("--answer-failed", raw.failedAnswers,
-                 "Selector TAG was queried, but the engine did not answer; repeatable")
-      ->type_name("TAG")
-      ->expected(1)
-      ->take_all()
-      ->allow_extra_args(false);
+  app.add_flag("--strict", options.isStrict, "Accept only JSON as a configuration");
+  app.add_option("--main", raw.mainTag,
+                 "The engine's main outbound, where the traffic enters; default 'proxy'")
+      ->type_name("TAG");
+  addRepeatable(app, "--answer", raw.answers,
+                R"(The engine's answer for selector TAG, for example {"now":"CHOICE"}; repeatable)")
+      ->type_name("TAG=FILE");
+  app.add_option("--answers", options.answersPath,
+                 R"(Several answers, for example {"TAG":{"now":"CHOICE"}})")
+      ->type_name("FILE");
+  addRepeatable(app, "--answer-failed", raw.failedAnswers,
+                "Selector TAG was queried, but the engine did not answer; repeatable")
+      ->type_name("TAG");
   app.add_option("--hint", options.hint, "Last known choice of the selector")->type_name("TAG");
+}
+
+void addAskOptions(CLI::App& app, Options& options, RawOptions& raw) {
+  auto* const ask =
+      app.add_option(
+             "--ask", raw.askUrl,
+             "Ask the engine over HTTP which outbound a selector uses: '{tag}' in the URL\n"
+             "stands for the selector's tag. Without --pid and --process, the process that\n"
+             "listens there is the engine")
+          ->type_name("URL");
+  addRepeatable(app, "--ask-header", raw.askHeaders,
+                "Header for --ask; repeatable. Others see it in the list of processes")
+      ->type_name("'NAME: VALUE'")
+      ->needs(ask);
+  app.add_option("--ask-header-file", options.askHeaderPath,
+                 "Headers for --ask, one a line, for credentials")
+      ->type_name("FILE")
+      ->needs(ask);
+  app.add_option("--ask-unix", raw.askUnix, "Unix socket in place of the URL's host and port")
+      ->type_name("PATH")
+      ->needs(ask);
+  app.add_option("--ask-ca", options.askCaPath,
+                 "Certificates (PEM) to check the engine's with, in place of the system's")
+      ->type_name("FILE")
+      ->needs(ask);
+  app.add_option("--ask-timeout", raw.askTimeout, "Time limit of one query; default 2")
+      ->type_name("SECONDS")
+      ->needs(ask);
+  app.add_flag("--ask-anywhere", raw.asksAnywhere, "Also ask at other than loopback addresses")
+      ->needs(ask);
 }
 
 void addSnapshotOptions(CLI::App& app, Options& options, RawOptions& raw) {
@@ -84,13 +129,13 @@ void addSnapshotOptions(CLI::App& app, Options& options, RawOptions& raw) {
                  "may give any name to a process")
       ->type_name("USER")
       ->needs(name);
-  app.add_option(
-         "--snapshot", options.snapshotPath,
-         "Diagnose a saved snapshot instead of this machine; --config, --answer and --hint\n"
-         "override what it contains")
+  app.add_option("--snapshot", options.snapshotPath,
+                 "Diagnose a saved snapshot instead of this machine; --config, --main, --answer,\n"
+                 "--resolve and --hint override what it contains")
       ->type_name("FILE")
       ->excludes(pid)
-      ->excludes(name);
+      ->excludes(name)
+      ->excludes(app.get_option("--ask"));
   auto* const save = app.add_option("--save-snapshot", options.saveSnapshotPath,
                                     "Also write the complete input of the diagnosis to a file;\n"
                                     "'-' writes it instead of the report")
@@ -114,6 +159,10 @@ void addLookOptions(CLI::App& app, RawOptions& raw) {
       ->type_name("SECONDS")
       ->excludes(snapshot);
   app.add_flag("--udp", raw.udp, "Count UDP sockets to the endpoint, too");
+  addRepeatable(
+      app, "--resolve", raw.resolve,
+      "ADDRESS stands for the server NAME; repeatable. 'system' asks the system's resolver")
+      ->type_name("NAME=ADDRESS");
 }
 
 void addOutputOptions(CLI::App& app, RawOptions& raw) {
@@ -226,6 +275,42 @@ std::uint32_t secondsIn(const std::string& text) {
   return number;
 }
 
+std::uint32_t millisecondsIn(const std::string& text) {
+  constexpr double kMax = 60;
+  double seconds = 0;
+  const auto [last, error] = std::from_chars(text.data(), text.data() + text.size(), seconds);
+  const bool isWhole = error == std::errc() && last == text.data() + text.size();
+  if (!isWhole || !(seconds >= 0.001 && seconds <= kMax)) {
+    throw CannotRun("--ask-timeout: '" + text + "' is not a number of seconds from 0.001 to 60");
+  }
+  return static_cast<std::uint32_t>(seconds * 1000);
+}
+
+std::optional<live::EngineAccess> accessIn(const RawOptions& raw) {
+  if (!raw.askUrl) return std::nullopt;
+  live::EngineAccess access;
+  access.urlTemplate = *raw.askUrl;
+  access.headers = raw.askHeaders;
+  access.unixSocketPath = raw.askUnix.value_or("");
+  if (raw.askUnix == "") throw CannotRun("--ask-unix: the path is empty");
+  if (raw.askTimeout) access.timeoutMilliseconds = millisecondsIn(*raw.askTimeout);
+  access.mayLeaveHost = raw.asksAnywhere;
+  if (const auto problem = problemOf(access)) throw CannotRun("--ask: " + *problem);
+  return access;
+}
+
+snapshot::ResolvedName resolvedNameIn(const std::string& text) {
+  const std::size_t equals = text.find('=');
+  if (equals == std::string::npos || equals == 0) {
+    throw CannotRun("--resolve: '" + text + "' is neither NAME=ADDRESS nor 'system'");
+  }
+  const std::string address = text.substr(equals + 1);
+  if (!parseNumericAddress(address).valid) {
+    throw CannotRun("--resolve: '" + address + "' is not an address");
+  }
+  return {.name = text.substr(0, equals), .address = address};
+}
+
 Output outputIn(const RawOptions& raw) {
   if (raw.json.empty()) return raw.explain ? Output::EXPLAINED : Output::TEXT;
   if (raw.json == "report") return Output::REPORT;
@@ -238,6 +323,9 @@ void checkStandardInput(const Options& options) {
   std::vector<std::string> readers;
   if (options.configPath == kStandardStream) readers.emplace_back("--config");
   if (options.snapshotPath == kStandardStream) readers.emplace_back("--snapshot");
+  if (options.answersPath == kStandardStream) readers.emplace_back("--answers");
+  if (options.askHeaderPath == kStandardStream) readers.emplace_back("--ask-header-file");
+  if (options.askCaPath == kStandardStream) readers.emplace_back("--ask-ca");
   for (const AnswerOption& answer : options.answers) {
     if (answer.path == kStandardStream) readers.emplace_back("--answer");
   }
@@ -257,6 +345,15 @@ void checkAndComplete(const RawOptions& raw, Options& options) {
     options.answers.push_back({tag, std::nullopt});
   }
   checkAnswers(options.answers);
+  if (raw.mainTag == "") throw CannotRun("--main: the tag is empty");
+  options.mainTag = raw.mainTag.value_or("");
+  options.access = accessIn(raw);
+  for (const std::string& row : raw.resolve) {
+    if (row == "system")
+      options.asksSystemForNames = true;
+    else
+      options.resolvedNames.push_back(resolvedNameIn(row));
+  }
   if (raw.process) options.processes = processIdIn(*raw.process);
   if (raw.processName) {
     live::ProcessName& chosen = options.processes.emplace().emplace<live::ProcessName>();
@@ -267,8 +364,11 @@ void checkAndComplete(const RawOptions& raw, Options& options) {
   if (raw.observe) options.observeSeconds = secondsIn(*raw.observe);
   if (raw.udp) options.counted = snapshot::CountedSockets::TCP_AND_UDP;
   options.output = outputIn(raw);
+  if (!options.processes && options.access) {
+    if (auto listener = listenerOf(*options.access)) options.processes = *std::move(listener);
+  }
   if (!options.processes && !options.snapshotPath) {
-    throw CannotRun("one of --pid, --process and --snapshot is required");
+    throw CannotRun("one of --pid, --process, --snapshot and a local --ask is required");
   }
   checkStandardInput(options);
 }
@@ -284,6 +384,7 @@ std::optional<Options> readOptions(int argumentCount, const char* const* argumen
   app.set_version_flag("--version", "egress-report " + std::string(kVersion), "Print the version");
   app.footer(kFooter);
   addEngineOptions(app, options, raw);
+  addAskOptions(app, options, raw);
   addSnapshotOptions(app, options, raw);
   addLookOptions(app, raw);
   addOutputOptions(app, raw);

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "egress_live/ask_engine.h"
 #include "egress_live/take_snapshot.h"
 #include "egress_snapshot/host_snapshot.h"
 
@@ -27,8 +28,16 @@ enum class Output : std::uint8_t {
 struct Options {
   // A path of "-" is standard input or output; at most one reads it.
   std::optional<std::string> configPath;
+  bool isStrict = false;  // only JSON is read as a configuration
+  std::string mainTag;    // empty: the core's start tag, or that of the snapshot
   std::vector<AnswerOption> answers;
+  std::optional<std::string> answersPath;
   std::optional<std::string> hint;
+  std::optional<live::EngineAccess> access;  // without what the next two files contain
+  std::optional<std::string> askHeaderPath;
+  std::optional<std::string> askCaPath;
+  std::vector<snapshot::ResolvedName> resolvedNames;
+  bool asksSystemForNames = false;
   std::optional<live::ProcessChoice> processes;  // set unless snapshotPath is
   std::optional<std::string> snapshotPath;
   std::optional<std::string> saveSnapshotPath;

@@ -23,14 +23,10 @@ struct Subject {
   bool isOne = false;
 };
 
-std::string numberOf(std::size_t count, const char* what) {
-  return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
-}
-
 Subject subjectOf(const Finding& finding, SocketRole role) {
   Subject subject;
   std::size_t tcp = 0;
-  for (const CheckedSocket& socket : finding.check.sockets) {
+  for (const CheckedSocket& socket : finding.check().sockets) {
     if (socket.role != role) continue;
     subject.sockets.push_back(&socket);
     const snapshot::Socket& row = finding.snapshot.sockets.rows[socket.row];
@@ -61,9 +57,9 @@ std::string leaveThrough(const Finding& finding, const Subject& subject) {
 }
 
 std::optional<std::uint32_t> namedByCore(const Finding& finding) {
-  const Selection& selection = finding.diagnosis.selection;
+  const Selection& selection = finding.diagnosis().selection;
   if (!selection.ordinal) return std::nullopt;
-  return interfaceIndexOf(finding.diagnosis, *selection.ordinal);
+  return interfaceIndexOf(finding.diagnosis(), *selection.ordinal);
 }
 
 bool isLoopback(const Finding& finding, std::uint32_t interface) {
@@ -111,7 +107,7 @@ Sentence noWayOut(const Finding& finding, const Subject& subject) {
 
 Sentence attempt(const Finding& finding, const Subject& subject) {
   const std::string todo = "Check that the server runs, and that the way to it is open";
-  if (finding.check.interfaceIndex) {
+  if (finding.check().interfaceIndex) {
     return {leaveThrough(finding, subject) + ", without an answer so far.", todo};
   }
   return {"no answer: " + subject.text + (subject.isOne ? " has" : " have") + " no answer so far.",
@@ -119,7 +115,7 @@ Sentence attempt(const Finding& finding, const Subject& subject) {
 }
 
 Sentence noSocket(const Finding& finding) {
-  const std::size_t others = finding.check.sockets.size();
+  const std::size_t others = finding.check().sockets.size();
   std::string text = "no connection: the engine has no TCP connection to " + endpointText(finding);
   if (others == 1) text += "; 1 other socket to it does not count";
   if (others > 1) text += "; " + std::to_string(others) + " other sockets to it do not count";
@@ -134,7 +130,7 @@ Sentence unsettled(const Finding& finding, const Subject& subject) {
                     "Let the engine reconnect, then run this again"};
   };
   using enum SelectionStatus;
-  const SelectionStatus status = finding.diagnosis.selection.status;
+  const SelectionStatus status = finding.diagnosis().selection.status;
   if (status == NOT_APPLICABLE_OS_ROUTED) {
     return {"unknown: the system's routes decide, and it does not tell where " + subject.text +
                 (subject.isOne ? " leaves." : " leave."),
@@ -152,6 +148,21 @@ Sentence unsettled(const Finding& finding, const Subject& subject) {
   return unknown(owners + " have the source address of " + subject.text);  // ambiguous
 }
 
+// The engine uses several addresses of the server, through different interfaces.
+Sentence severalAddresses(const Finding& finding) {
+  std::set<std::uint32_t> interfaces;
+  std::vector<std::string> parts;
+  for (const snapshot::AddressFinding& address : finding.addresses) {
+    const std::optional<std::uint32_t> named = interfaceNamedBy(address);
+    if (named) interfaces.insert(*named);
+    parts.push_back(readable(address.address) + " through " +
+                    (named ? finding.interfaceNames.at(*named) : "an unknown interface"));
+  }
+  const std::string names = namesOf(finding, {interfaces.begin(), interfaces.end()});
+  return {names + ": the engine uses several addresses of the server: " + enumeration(parts) + ".",
+          "If they should leave through one, let the engine reconnect, then run this again"};
+}
+
 Sentence culpritSentence(const Culprit& culprit) {
   return {"unknown: " + culprit.what + ".", culprit.todo};
 }
@@ -160,14 +171,15 @@ Sentence culpritSentence(const Culprit& culprit) {
 
 Sentence sentenceFor(const Finding& finding) {
   using enum snapshot::CrossCheckStatus;
-  const Diagnosis& diagnosis = finding.diagnosis;
+  const Diagnosis& diagnosis = finding.diagnosis();
   if (diagnosis.endpoint.status != ActiveEndpointStatus::OK) {
     return culpritSentence(endpointCulprit(finding));
   }
+  if (!doAgree(finding.addresses)) return severalAddresses(finding);
   if (outcomeOf(finding) == Outcome::CANNOT_LOOK) return culpritSentence(listCulprit(finding));
-  const bool isTrying = finding.check.status == TRYING;
+  const bool isTrying = finding.check().status == TRYING;
   const Subject subject = subjectOf(finding, isTrying ? SocketRole::TRYING : SocketRole::COUNTED);
-  switch (finding.check.status) {
+  switch (finding.check().status) {
     case AGREES:
     case SETTLES: return {leaveThrough(finding, subject) + ".", {}};
     case DISAGREES: return disagreement(finding, subject);
@@ -194,22 +206,17 @@ std::string endText(std::string_view address, std::uint32_t port) {
 }
 
 std::string endpointText(const Finding& finding) {
-  const std::size_t leaf = finding.diagnosis.resolution.leaf.value();
-  std::string_view server = finding.snapshot.config.outbounds.at(leaf).server;
-  if (server.starts_with('[') && server.ends_with(']')) {
-    server = server.substr(1, server.size() - 2);
+  std::string_view address = finding.addresses.front().address;
+  if (address.starts_with('[') && address.ends_with(']')) {
+    address = address.substr(1, address.size() - 2);
   }
-  return endText(server, finding.diagnosis.endpoint.port);
+  return endText(address, finding.diagnosis().endpoint.port);
 }
 
 std::string namesOf(const Finding& finding, const Interfaces& interfaces) {
-  std::string text;
-  for (std::size_t i = 0; i < interfaces.size(); ++i) {
-    const bool isLast = i + 1 == interfaces.size();
-    if (i > 0) text += isLast ? " and " : ", ";
-    text += finding.interfaceNames.at(interfaces[i]);
-  }
-  return text;
+  std::vector<std::string> names;
+  for (const std::uint32_t index : interfaces) names.push_back(finding.interfaceNames.at(index));
+  return enumeration(names);
 }
 
 }  // namespace egress::report

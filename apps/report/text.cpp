@@ -86,6 +86,25 @@ std::string readable(std::string_view text) {
   return shown;
 }
 
+std::string quoted(std::string_view text) {
+  constexpr std::size_t kMax = 80;
+  std::string result = "'";
+  return result.append(readable(text.substr(0, kMax))).append(text.size() > kMax ? "...'" : "'");
+}
+
+std::string numberOf(std::uint64_t count, std::string_view what) {
+  return std::to_string(count).append(" ").append(what).append(count == 1 ? "" : "s");
+}
+
+std::string enumeration(const std::vector<std::string>& items) {
+  std::string text;
+  for (std::size_t i = 0; i < items.size(); ++i) {
+    if (i > 0) text += i + 1 == items.size() ? " and " : ", ";
+    text += items[i];
+  }
+  return text;
+}
+
 std::size_t columnsOf(std::string_view text) {
   if (std::ranges::all_of(text, isPrintableAscii)) return text.size();
   const Utf8Locale locale;

@@ -2,8 +2,10 @@
 #define EGRESS_REPORT_TEXT_H
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace egress::report {
 
@@ -14,6 +16,15 @@ namespace egress::report {
 // The same, but keeps each UTF-8 character that takes up columns of a terminal. Others could hide
 // text or reverse its direction.
 [[nodiscard]] std::string readable(std::string_view text);
+
+// Text of a stranger in quotes, readable, cut after 80 bytes.
+[[nodiscard]] std::string quoted(std::string_view text);
+
+// For example "1 comment" or "2 comments".
+[[nodiscard]] std::string numberOf(std::uint64_t count, std::string_view what);
+
+// For example "wan0, wan1 and wan2".
+[[nodiscard]] std::string enumeration(const std::vector<std::string>& items);
 
 // The columns that a readable text takes up.
 [[nodiscard]] std::size_t columnsOf(std::string_view text);
