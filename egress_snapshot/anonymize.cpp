@@ -42,7 +42,9 @@ void dropUnused(HostSnapshot& snapshot) {
     if (selectors.erase(answer.selectorTag) != 0) answers.push_back(std::move(answer));
   }
   std::set<std::string> servers;
-  for (const Outbound& outbound : outbounds) servers.insert(outbound.server);
+  for (const Outbound& outbound : outbounds) {
+    if (outbound.hasServer) servers.insert(outbound.server);
+  }
   std::erase_if(snapshot.resolvedNames,
                 [&servers](const ResolvedName& row) { return !servers.contains(row.name); });
   snapshot.config.outbounds = std::move(outbounds);

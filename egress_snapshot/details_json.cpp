@@ -144,7 +144,8 @@ void writeOtherAddresses(JsonWriter& writer, const std::vector<AddressFinding>& 
     writer.member("selectionStatus");
     writer.scalar(egress::toString(findings[i].diagnosis.selection.status));
     writeMember(writer, "crossCheckStatus", findings[i].crossCheck.status);
-    writeFact(writer, "interface", interfaces, interfaceNamedBy(findings[i]));
+    const std::optional<std::uint32_t> named = interfaceNamedBy(findings[i]);
+    if (named) writeInterfaceMember(writer, "interface", interfaces, *named);
     writer.close('}');
   }
   writer.close(']');

@@ -53,7 +53,7 @@ class Addresses {
   // Those that the engine uses for this outbound, at most kMaxAddresses; if it uses none, the first
   // of all. Nothing if its server is not a resolved name.
   [[nodiscard]] std::vector<std::string_view> inUse(const Outbound& outbound) const {
-    const auto found = byName_.find(outbound.server);
+    const auto found = outbound.hasServer ? byName_.find(outbound.server) : byName_.end();
     if (found == byName_.end()) return {};
     const std::uint32_t port = outbound.ports.size() == 1 ? outbound.ports.front() : 0;
     for (const std::set<RemoteEnd>* const ends : {&ends_.counted, &ends_.tried}) {

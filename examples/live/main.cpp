@@ -25,7 +25,7 @@ int main(int argc, char** argv) {
   snapshot->config = egress::readProxyConfig(text, /*hasText=*/true);
 
   // The diagnosis names the owner of the source addresses; the system knows the packets' way.
-  const egress::Diagnosis diagnosis = egress::diagnose(toInput(*snapshot));
+  const egress::Diagnosis diagnosis = diagnose(*snapshot);
   egress::live::lookUpRoutes(diagnosis.endpoint, *snapshot);
   const egress::snapshot::CrossCheck check = crossCheck(*snapshot, diagnosis);
   std::cout << egress::toString(diagnosis.selection.status) << ", "

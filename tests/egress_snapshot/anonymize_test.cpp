@@ -9,6 +9,7 @@
 #include "egress/core/diagnose_egress.h"
 #include "egress_snapshot/diagnose_snapshot.h"
 #include "egress_snapshot/snapshot_json.h"
+#include "tests/egress_snapshot/detailed_snapshot.h"
 #include "tests/egress_snapshot/full_snapshot.h"
 #include "tests/egress_snapshot/selected_snapshot.h"
 #include "tests/support/snapshot_equality.h"
@@ -87,6 +88,7 @@ TEST(Anonymize, ReplacesEqualValuesByEqualOnesInTheOrderOfTheirOccurrence) {
 TEST(Anonymize, KeepsEverythingElse) {
   // The walk enters both outbounds, and uses the first answer.
   HostSnapshot given = fullSnapshot();
+  given.mainTag = "proxy";
   given.config.outbounds[0].tag = "proxy";
   given.config.outbounds[0].detour = given.config.outbounds[1].tag;
   given.config.outbounds[1].type = "selector";
@@ -96,6 +98,10 @@ TEST(Anonymize, KeepsEverythingElse) {
 
   HostSnapshot wanted = given;
   wanted.origin = {};
+  wanted.blanked = {};
+  wanted.queries = {};
+  wanted.resolvedNames = {};  // of other servers
+  wanted.listeningAt = "";
   wanted.config.outbounds[0].detour = "tag-1";
   wanted.config.outbounds[0].server = "2001:db8::1";
   wanted.config.outbounds[1].tag = "tag-1";
@@ -404,6 +410,34 @@ TEST(Anonymize, MoreAddressesThanOneRangeKeepTheReport) {
   // The same with the endpoint's socket last.
   std::swap(snapshot.sockets.rows.front(), snapshot.sockets.rows.back());
   anonymizedOf(snapshot);
+}
+
+TEST(Anonymize, TheAddressesOfTheServersThatAreLeftStay) {
+  const HostSnapshot snapshot = namedSnapshot();
+  const HostSnapshot found = anonymizedOf(snapshot);
+  ASSERT_EQ(found.resolvedNames.size(), 4U);
+  for (std::size_t i = 0; i < 4; ++i) {
+    EXPECT_EQ(found.resolvedNames[i].name, found.config.outbounds.front().server);
+    EXPECT_EQ(found.resolvedNames[i].name, "host-1.example");
+  }
+  EXPECT_EQ(found.resolvedNames[1].address, found.sockets.rows[1].remoteAddress);
+  EXPECT_EQ(found.resolvedNames[2].address, found.sockets.rows[4].remoteAddress);
+  EXPECT_EQ(found.resolvedNames[2].source, NameSource::SYSTEM);
+}
+
+TEST(Anonymize, TheMainTagIsReplaced) {
+  HostSnapshot snapshot =
+      withOutbounds({makeOutbound("main", "vless", "192.0.2.1"),
+                     makeOutbound("proxy", "vless", "192.0.2.2"), makeOutbound("c", "vless", "")});
+  snapshot.mainTag = "main";
+  HostSnapshot found = anonymizedOf(snapshot);
+  ASSERT_EQ(found.config.outbounds.size(), 1U);
+  EXPECT_EQ(found.config.outbounds[0].tag, "tag-1");
+  EXPECT_EQ(found.mainTag, "tag-1");
+  snapshot.config.outbounds[0].detour = "proxy";
+  found = anonymizedOf(snapshot);
+  ASSERT_EQ(found.config.outbounds.size(), 2U);
+  EXPECT_EQ(found.config.outbounds[1].tag, "proxy");
 }
 
 }  // namespace

@@ -604,7 +604,7 @@ TEST(CrossCheck, TheCoreNamesAnInterfaceOnlyWithStatusAndOrdinal) {
 
 TEST(CrossCheck, ComparesTheDiagnosisOfTheSameRecord) {
   const auto statusOf = [](const HostSnapshot& snapshot) {
-    return textOf(crossCheck(snapshot, diagnose(toInput(snapshot))));
+    return textOf(crossCheck(snapshot, diagnose(snapshot)));
   };
   HostSnapshot snapshot =
       selectedSnapshot();  // the core names 40; the route names 7, which is down

@@ -69,6 +69,25 @@ namespace egress::snapshot {
   return snapshot;
 }
 
+// The same, but the server has a name, and the engine uses three of its addresses: the second
+// leaves through interface 7, the third through none that is known.
+[[nodiscard]] inline HostSnapshot namedSnapshot() {
+  HostSnapshot snapshot = detailedSnapshot();
+  snapshot.config.outbounds.front().server = "vpn.example";
+  for (const char* const address :
+       {"198.51.100.9", "198.51.100.10", "198.51.100.11", "198.51.100.12"}) {
+    snapshot.resolvedNames.push_back(
+        {.name = "vpn.example", .address = address, .source = NameSource::SYSTEM});
+  }
+  snapshot.sockets.rows.push_back(makeSocket("192.0.2.7", 50004, "198.51.100.11", 443));
+  snapshot.sockets.rows.push_back(makeSocket("192.0.2.99", 50005, "198.51.100.12", 443));
+  snapshot.queries = {{.selectorTag = "proxy", .outcome = QueryOutcome::ANSWERED, .reason = ""}};
+  snapshot.blanked.comments = 3;
+  snapshot.mainTag = "proxy";
+  snapshot.listeningAt = "127.0.0.1:9090";
+  return snapshot;
+}
+
 }  // namespace egress::snapshot
 
 #endif

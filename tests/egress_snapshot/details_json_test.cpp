@@ -18,9 +18,14 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
+std::vector<AddressFinding> findingsOf(const HostSnapshot& snapshot) {
+  std::vector<AddressFinding> findings = diagnoseAddresses(snapshot);
+  crossCheckAddresses(snapshot, findings);
+  return findings;
+}
+
 std::string detailsOf(const HostSnapshot& snapshot) {
-  const Diagnosis diagnosis = diagnose(toInput(snapshot));
-  return detailsToJson(snapshot, diagnosis, crossCheck(snapshot, diagnosis));
+  return detailsToJson(snapshot, findingsOf(snapshot));
 }
 
 Json detailsJson(const HostSnapshot& snapshot) {
@@ -35,7 +40,7 @@ Json second() {
   return Json::parse(R"({"ordinal": 2, "name": "wg0"})");
 }
 
-TEST(DetailsToJson, BeginsWithFormatVersionAndOrigin) {
+TEST(DetailsToJson, BeginsWithFormatVersionOriginAndInput) {
   const std::string text = detailsOf(detailedSnapshot());
   EXPECT_TRUE(text.starts_with(R"({
   "format": "egress-details",
@@ -45,6 +50,17 @@ TEST(DetailsToJson, BeginsWithFormatVersionAndOrigin) {
     "program": "probe",
     "programVersion": "1.2.3",
     "system": "Linux"
+  },
+  "input": {
+    "blanked": {
+      "byteOrderMark": false,
+      "comments": 0,
+      "trailingCommas": 0
+    },
+    "mainTag": "",
+    "queries": [],
+    "resolvedNames": [],
+    "listeningAt": ""
   },
   "report": {
     "configStatus": "OK",
@@ -64,6 +80,17 @@ TEST(DetailsToJson, HasTheMembersOfTheRecordAsASnapshotHasThem) {
     const Json details = detailsJson(snapshot);
     for (const char* const key : {"origin", "missingFacts", "processes"}) {
       EXPECT_EQ(details[key], saved[key]) << key;
+    }
+  }
+}
+
+TEST(DetailsToJson, TheInputHasItsMembersAsASnapshotHasThem) {
+  for (const HostSnapshot& snapshot : {HostSnapshot{}, namedSnapshot(), fullSnapshot()}) {
+    const Json saved = Json::parse(snapshotToJson(snapshot));
+    const Json input = detailsJson(snapshot)["input"];
+    for (const char* const key :
+         {"blanked", "mainTag", "queries", "resolvedNames", "listeningAt"}) {
+      EXPECT_EQ(input[key], saved[key]) << key;
     }
   }
 }
@@ -101,6 +128,27 @@ TEST(DetailsToJson, TheEndpointHasItsAddressAsConfigured) {
   snapshot.config.outbounds.front().server = "name.example";
   EXPECT_EQ(detailsJson(snapshot)["endpoint"],
             Json::parse(R"({"status": "ENDPOINT_NOT_NUMERIC"})"));
+}
+
+TEST(DetailsToJson, AResolvedEndpointHasItsNameAndTheOtherAddressesInUse) {
+  const Json details = detailsJson(namedSnapshot());
+  EXPECT_EQ(details["endpoint"], Json::parse(R"({
+      "status": "OK", "address": "198.51.100.10", "port": 443, "name": "vpn.example"})"));
+  Json second = {{"address", "198.51.100.11"},
+                 {"selectionStatus", "OK"},
+                 {"crossCheckStatus", "UNKNOWN"},
+                 {"interface", first()}};
+  Json third = {{"address", "198.51.100.12"},
+                {"selectionStatus", "SOCKET_SOURCE_ADDRESS_UNMAPPED"},
+                {"crossCheckStatus", "UNKNOWN"}};
+  EXPECT_EQ(details["otherAddresses"].dump(2), Json::array({second, third}).dump(2));
+  EXPECT_EQ(details["doAddressesAgree"], false);
+  ASSERT_EQ(details["sockets"].size(), 5U);
+  EXPECT_EQ(details["sockets"][4]["remoteAddress"], "198.51.100.12");
+
+  const Json one = detailsJson(detailedSnapshot());
+  EXPECT_EQ(one["otherAddresses"], Json::array());
+  EXPECT_EQ(one["doAddressesAgree"], true);
 }
 
 TEST(DetailsToJson, TheCrossCheckNamesItsInterface) {
@@ -178,13 +226,10 @@ TEST(DetailsToJson, AnInterfaceHasTheFirstNameOfItsRows) {
 TEST(DetailsToJson, AnInterfaceWithIndexZeroIsShownOnlyIfItIsNamed) {
   HostSnapshot snapshot;
   snapshot.adapters.rows.resize(1);
-  const Diagnosis diagnosis = diagnose(toInput(snapshot));
-  CrossCheck check;
-  const auto shown = [&] {
-    return Json::parse(detailsToJson(snapshot, diagnosis, check))["crossCheck"];
-  };
+  std::vector<AddressFinding> findings = diagnoseAddresses(snapshot);
+  const auto shown = [&] { return Json::parse(detailsToJson(snapshot, findings))["crossCheck"]; };
   EXPECT_EQ(shown(), Json({{"status", "UNKNOWN"}}));
-  check.interfaceIndex = 0;
+  findings.front().crossCheck.interfaceIndex = 0;
   EXPECT_EQ(shown(), Json({{"status", "UNKNOWN"}, {"interface", {{"ordinal", 1}}}}));
 }
 
@@ -221,30 +266,35 @@ TEST(DetailsToJson, ContainsNoIndexOfTheSystem) {
 
 TEST(DetailsToJson, LeavesOutWhatTheRecordDoesNotHave) {
   const HostSnapshot snapshot = detailedSnapshot();
-  const Diagnosis diagnosis = diagnose(toInput(snapshot));
-  CrossCheck foreign = crossCheck(snapshot, diagnosis);
+  std::vector<AddressFinding> findings = findingsOf(snapshot);
+  CrossCheck& foreign = findings.front().crossCheck;
   foreign.interfaceIndex = 99;
   foreign.sockets[0].row = snapshot.sockets.rows.size();
   foreign.sockets[1].leavesThrough = {7, 99};
-  const Json details = Json::parse(detailsToJson(snapshot, diagnosis, foreign));
+  const Json details = Json::parse(detailsToJson(snapshot, findings));
   EXPECT_FALSE(details["crossCheck"].contains("interface"));
   ASSERT_EQ(details["sockets"].size(), 2U);
   EXPECT_EQ(details["sockets"][0]["leavesThrough"], Json::array({first()}));
 
-  // A diagnosis without its record.
-  const Json without = Json::parse(detailsToJson({}, diagnosis, {}));
+  // Findings without their record.
+  const Json without = Json::parse(detailsToJson({}, findings));
   EXPECT_EQ(without["way"], Json::parse(R"({"entered": []})"));
-  EXPECT_EQ(without["endpoint"], Json::parse(R"({"status": "OK"})"));
+  EXPECT_EQ(without["endpoint"],
+            Json::parse(R"({"status": "OK", "address": "[198.51.100.10]", "port": 443})"));
+  findings = findingsOf(namedSnapshot());
+  findings[1].crossCheck.interfaceIndex = 99;
+  const Json named = Json::parse(detailsToJson(namedSnapshot(), findings));
+  EXPECT_FALSE(named["otherAddresses"][0].contains("interface"));
 }
 
 TEST(DetailsToJson, AValueOutsideItsEnumerationIsWrittenAsTheLastWord) {
   const HostSnapshot snapshot = detailedSnapshot();
-  const Diagnosis diagnosis = diagnose(toInput(snapshot));
-  CrossCheck check = crossCheck(snapshot, diagnosis);
+  std::vector<AddressFinding> findings = findingsOf(snapshot);
+  CrossCheck& check = findings.front().crossCheck;
   check.status = static_cast<CrossCheckStatus>(99);
   check.sockets[0].role = static_cast<SocketRole>(99);
   check.sockets[0].decidedBy = static_cast<Evidence>(99);
-  const Json details = Json::parse(detailsToJson(snapshot, diagnosis, check));
+  const Json details = Json::parse(detailsToJson(snapshot, findings));
   EXPECT_EQ(details["crossCheck"]["status"], "UNKNOWN");
   EXPECT_EQ(details["sockets"][0]["role"], "NOT_COUNTED");
   EXPECT_EQ(details["sockets"][0]["decidedBy"], "PACKETS");
@@ -255,14 +305,13 @@ constexpr std::size_t kMaxPart = 4096;
 TEST(WriteDetails, ThePartsAreTheTextInOrder) {
   HostSnapshot snapshot = detailedSnapshot();
   for (int i = 0; i < 100; ++i) snapshot.sockets.rows.push_back(snapshot.sockets.rows[1]);
-  const Diagnosis diagnosis = diagnose(toInput(snapshot));
-  const CrossCheck check = crossCheck(snapshot, diagnosis);
+  const std::vector<AddressFinding> findings = findingsOf(snapshot);
   std::string text;
-  writeDetails(snapshot, diagnosis, check, [&text](std::string_view part) {
+  writeDetails(snapshot, findings, [&text](std::string_view part) {
     EXPECT_LE(part.size(), kMaxPart);
     text += part;
   });
-  EXPECT_EQ(text, detailsToJson(snapshot, diagnosis, check));
+  EXPECT_EQ(text, detailsToJson(snapshot, findings));
   EXPECT_EQ(Json::parse(text).dump(2), text);
 }
 

@@ -30,8 +30,9 @@ Json readSchema(const std::string& name) {
 }
 
 std::string detailsOf(const HostSnapshot& snapshot) {
-  const Diagnosis diagnosis = diagnose(toInput(snapshot));
-  return detailsToJson(snapshot, diagnosis, crossCheck(snapshot, diagnosis));
+  std::vector<AddressFinding> findings = diagnoseAddresses(snapshot);
+  crossCheckAddresses(snapshot, findings);
+  return detailsToJson(snapshot, findings);
 }
 
 // Details that together have every member, and each member that may be absent once without it.
@@ -44,7 +45,8 @@ std::vector<Json> detailsToCompare() {
   HostSnapshot withoutNames = detailedSnapshot();
   for (Adapter& row : withoutNames.adapters.rows) row.name.clear();
   std::vector<Json> details;
-  for (const HostSnapshot& snapshot : {HostSnapshot{}, failed, withoutNames, detailedSnapshot()}) {
+  for (const HostSnapshot& snapshot :
+       {HostSnapshot{}, failed, withoutNames, detailedSnapshot(), namedSnapshot()}) {
     details.push_back(Json::parse(detailsOf(snapshot)));
   }
   return details;
@@ -111,9 +113,10 @@ TEST(DetailsSchema, HasTheMembersThatAreWrittenInTheirOrderAndRequiresThoseThatA
     ++seen[place].objects;
     for (const std::string& key : wanted) ++seen[place].counts[key];
   });
-  // The root, origin, the report and its three kinds of rows, way and its rows, endpoint,
-  // crossCheck, socket, packets, interface row, missing fact, process, failures and interface.
-  EXPECT_EQ(seen.size(), 1U + 1U + 4U + 2U + 1U + 1U + 2U + 1U + 1U + 1U + 1U + 1U);
+  // The root, origin, input with what was blanked, queries and names, the report and its three
+  // kinds of rows, way and its rows, endpoint, other addresses, crossCheck, socket, packets,
+  // interface row, missing fact, process, failures and interface.
+  EXPECT_EQ(seen.size(), 1U + 1U + 4U + 4U + 2U + 1U + 1U + 1U + 2U + 1U + 1U + 1U + 1U + 1U);
   const Json root = readSchema("details");
   for (const auto& [place, members] : seen) {
     const Json& schema = root.at(Pointer(place));
@@ -147,7 +150,7 @@ TEST(DetailsSchema, AllowsNoOtherMember) {
                         EXPECT_EQ(schema["additionalProperties"], false) << place;
                         EXPECT_TRUE(schema.contains("required")) << place;
                       });
-  EXPECT_EQ(objects, 17U + 1U);  // those that are written, and base64
+  EXPECT_EQ(objects, 22U + 1U);  // those that are written, and base64
 }
 
 TEST(DetailsSchema, HasTheTypesThatAreWritten) {
@@ -207,6 +210,14 @@ TEST(DetailsSchema, HasTheWordsOfTheEnumerations) {
   EXPECT_EQ(wordsAt("/properties/endpoint/properties/status"),
             Json(declaredActiveEndpointStatus()));
   EXPECT_EQ(wordsAt("/properties/crossCheck/properties/status"), Json(kCrossCheckStatusWords));
+  const std::string other = "/properties/otherAddresses/items/properties/";
+  EXPECT_EQ(wordsAt((other + "crossCheckStatus").c_str()), Json(kCrossCheckStatusWords));
+  EXPECT_EQ(wordsAt((other + "selectionStatus").c_str()), Json(declaredSelectionStatus()));
+  const std::string input = "/properties/input/properties/";
+  EXPECT_EQ(wordsAt((input + "queries/items/properties/outcome").c_str()),
+            Json(kQueryOutcomeWords));
+  EXPECT_EQ(wordsAt((input + "resolvedNames/items/properties/source").c_str()),
+            Json(kNameSourceWords));
   EXPECT_EQ(wordsAt((socket + "protocol").c_str()), Json(kSocketProtocolWords));
   EXPECT_EQ(wordsAt((socket + "state").c_str()), Json(kSocketStateWords));
   EXPECT_EQ(wordsAt((socket + "role").c_str()), Json(kSocketRoleWords));
@@ -223,7 +234,8 @@ TEST(DetailsSchema, HasTheRangesOfTheNumbers) {
     if (value == "#/$defs/unsigned") unsignedPlaces.insert(Pointer(place).parent_pointer().back());
   }
   const std::set<std::string> wanted = {
-      "port", "observedSeconds", "localPort", "remotePort", "user", "mark", "id"};
+      "port", "comments", "trailingCommas", "observedSeconds", "localPort", "remotePort", "user",
+      "mark", "id"};
   EXPECT_EQ(unsignedPlaces, wanted);
   const Json& packets = root.at(Pointer("/properties/sockets/items/properties/byPackets/items"));
   EXPECT_EQ(packets["properties"]["count"]["minimum"], 1);

@@ -31,13 +31,19 @@ namespace egress::snapshot {
                                     .transportType = "ws"},
                                    {}}};
   snapshot.config.outbounds.back().tag = notUtf8;
+  snapshot.blanked = {.byteOrderMark = true, .comments = 4294967295, .trailingCommas = 2};
+  snapshot.mainTag = notUtf8;
   snapshot.selectorAnswers = {
       {.selectorTag = tag, .status = SelectorAnswerStatus::TransportFailed, .now = notUtf8},
       {.selectorTag = "b", .status = SelectorAnswerStatus::Malformed, .now = ""},
       {.selectorTag = "c", .status = SelectorAnswerStatus::NowMissing, .now = ""},
       {.selectorTag = "d", .status = SelectorAnswerStatus::Ok, .now = "e"}};
+  snapshot.queries = {{.selectorTag = tag, .outcome = QueryOutcome::FAILED, .reason = notUtf8}, {}};
   snapshot.selectorHint = tag;
+  snapshot.resolvedNames = {
+      {.name = notUtf8, .address = "2001:470::1", .source = NameSource::SYSTEM}, {}};
   snapshot.processes = {{.id = 4294967295, .user = 1000, .program = notUtf8}, {}};
+  snapshot.listeningAt = notUtf8;
   snapshot.adapters = {.enumFailed = true,
                        .failureReason = "EPERM",
                        .rows = {{.name = "eth0",
@@ -65,7 +71,7 @@ namespace egress::snapshot {
                                 .seenPackets = {{.interfaceIndex = 4294967295, .count = 12}, {}}},
                                {}}};
   snapshot.observedSeconds = 30;
-  snapshot.missingFacts = {{.fact = FactKind::PACKETS, .reason = notUtf8}, {}};
+  snapshot.missingFacts = {{.fact = FactKind::ADDRESS, .reason = notUtf8}, {}};
   return snapshot;
 }
 

@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include "egress_snapshot/diagnose_snapshot.h"
 #include "tests/egress_snapshot/full_snapshot.h"
 #include "tests/support/snapshot_equality.h"
 
@@ -29,6 +28,9 @@ TEST(FullSnapshot, NoFieldHasItsDefault) {
   expectNoDefaults(snapshot.config);
   expectNoDefaults(snapshot.config.outbounds.front());
   expectNoDefaults(snapshot.selectorAnswers.front());
+  expectNoDefaults(snapshot.blanked);
+  expectNoDefaults(snapshot.queries.front());
+  expectNoDefaults(snapshot.resolvedNames.front());
   expectNoDefaults(snapshot.processes.front());
   expectNoDefaults(snapshot.adapters);
   expectNoDefaults(snapshot.adapters.rows.front());
@@ -38,61 +40,6 @@ TEST(FullSnapshot, NoFieldHasItsDefault) {
   expectNoDefaults(snapshot.sockets.rows.front());
   expectNoDefaults(snapshot.sockets.rows.front().seenPackets.front());
   expectNoDefaults(snapshot.missingFacts.front());
-}
-
-TEST(HostSnapshot, ToInputCopiesEveryFieldOfTheInput) {
-  HostSnapshot snapshot = fullSnapshot();
-  snapshot.sockets.rows.front().state = SocketState::CLOSE_WAIT;  // so that it counts
-  const DiagnosisInput input = toInput(snapshot, CountedSockets::TCP_AND_UDP);
-  const auto& [configStatus, autoDetectInterface, outbounds, adapters, routes, sockets,
-               selectorAnswers, selectorHint] = input;
-
-  EXPECT_EQ(configStatus, ConfigStatus::OK);
-  EXPECT_TRUE(autoDetectInterface);
-  EXPECT_EQ(outbounds, snapshot.config.outbounds);
-  EXPECT_EQ(selectorAnswers, snapshot.selectorAnswers);
-  EXPECT_EQ(selectorHint, snapshot.selectorHint);
-
-  const std::vector<std::string>& addresses = snapshot.adapters.rows[0].addresses;
-  const AdapterSnapshot wantedAdapters = {.enumFailed = true,
-                                          .rows = {{.interfaceIndex = 4294967295,
-                                                    .operStatus = -2147483647 - 1,
-                                                    .interfaceMetric = 4294967295,
-                                                    .addresses = addresses},
-                                                   {}}};
-  EXPECT_EQ(adapters, wantedAdapters);
-  const RouteSnapshot wantedRoutes = {
-      .enumFailed = true,
-      .rows = {{.family = 2147483647, .interfaceIndex = 7, .routeMetric = 9}, {}}};
-  EXPECT_EQ(routes, wantedRoutes);
-  const SocketSnapshot wantedSockets = {.enumFailed = true,
-                                        .rows = {{.localAddress = "10.1.2.3",
-                                                  .localPort = 4294967295,
-                                                  .remoteAddress = "no address",
-                                                  .remotePort = 443},
-                                                 {}}};
-  EXPECT_EQ(sockets, wantedSockets);
-}
-
-TEST(HostSnapshot, AFreshRecordIsAFreshInput) {
-  const DiagnosisInput input = toInput({});
-  EXPECT_EQ(input.configStatus, ConfigStatus::NO_CONFIG);
-  EXPECT_FALSE(input.autoDetectInterface);
-  EXPECT_TRUE(input.outbounds.empty());
-  EXPECT_EQ(input.adapters, AdapterSnapshot{});
-  EXPECT_EQ(input.routes, RouteSnapshot{});
-  EXPECT_EQ(input.sockets, SocketSnapshot{});
-  EXPECT_TRUE(input.selectorAnswers.empty());
-  EXPECT_EQ(input.selectorHint, "");
-}
-
-TEST(HostSnapshot, EachListFailsOnItsOwn) {
-  HostSnapshot snapshot;
-  snapshot.routes.enumFailed = true;
-  const DiagnosisInput input = toInput(snapshot);
-  EXPECT_FALSE(input.adapters.enumFailed);
-  EXPECT_TRUE(input.routes.enumFailed);
-  EXPECT_FALSE(input.sockets.enumFailed);
 }
 
 struct CountedRow {
@@ -132,30 +79,14 @@ TEST(HostSnapshot, ConnectedSocketsOfACountedProtocolCount) {
   }
 }
 
-TEST(HostSnapshot, ToInputHasTheSocketsThatCountInTheirOrder) {
-  HostSnapshot snapshot;
-  std::vector<std::uint32_t> wantedTcp;
-  std::vector<std::uint32_t> wantedBoth;
+TEST(HostSnapshot, OnlyATcpSocketWithoutAnAnswerIsAnAttempt) {
   for (const CountedRow& row : kCountedRows) {
-    for (const SocketProtocol protocol : {SocketProtocol::UDP, SocketProtocol::TCP}) {
-      const auto port = static_cast<std::uint32_t>(snapshot.sockets.rows.size());
-      Socket& socket = snapshot.sockets.rows.emplace_back();
-      socket.protocol = protocol;
-      socket.state = row.state;
-      socket.localPort = port;
-      if (!row.isConnected) continue;
-      wantedBoth.push_back(port);
-      if (protocol == SocketProtocol::TCP) wantedTcp.push_back(port);
-    }
+    Socket socket;
+    socket.state = row.state;
+    EXPECT_EQ(isAttempt(socket), row.state == SocketState::SYN_SENT);
+    socket.protocol = SocketProtocol::UDP;
+    EXPECT_FALSE(isAttempt(socket));
   }
-  const auto portsOf = [](const DiagnosisInput& input) {
-    std::vector<std::uint32_t> ports;
-    for (const SocketSource& row : input.sockets.rows) ports.push_back(row.localPort);
-    return ports;
-  };
-  EXPECT_EQ(portsOf(toInput(snapshot)), wantedTcp);
-  EXPECT_EQ(portsOf(toInput(snapshot, CountedSockets::TCP)), wantedTcp);
-  EXPECT_EQ(portsOf(toInput(snapshot, CountedSockets::TCP_AND_UDP)), wantedBoth);
 }
 
 struct ProtocolRow {
@@ -168,6 +99,14 @@ struct KindRow {
 };
 struct FactRow {
   FactKind fact;
+  std::string_view word;
+};
+struct SourceRow {
+  NameSource source;
+  std::string_view word;
+};
+struct OutcomeRow {
+  QueryOutcome outcome;
   std::string_view word;
 };
 struct StateRow {
@@ -187,8 +126,31 @@ TEST(HostSnapshot, EnumeratorsHaveTheirNamesAsWords) {
            {.fact = FactKind::MARK, .word = "MARK"},
            {.fact = FactKind::ROUTE, .word = "ROUTE"},
            {.fact = FactKind::PACKETS, .word = "PACKETS"},
+           {.fact = FactKind::ADDRESS, .word = "ADDRESS"},
        })) {
     EXPECT_EQ(kFactKindWords.at(static_cast<std::size_t>(row.fact)), row.word);
+  }
+  for (const SourceRow& row : std::to_array<SourceRow>({
+           {.source = NameSource::CALLER, .word = "CALLER"},
+           {.source = NameSource::SYSTEM, .word = "SYSTEM"},
+       })) {
+    EXPECT_EQ(kNameSourceWords.at(static_cast<std::size_t>(row.source)), row.word);
+  }
+  for (const OutcomeRow& row : std::to_array<OutcomeRow>({
+           {.outcome = QueryOutcome::ANSWERED, .word = "ANSWERED"},
+           {.outcome = QueryOutcome::REFUSED, .word = "REFUSED"},
+           {.outcome = QueryOutcome::TIMED_OUT, .word = "TIMED_OUT"},
+           {.outcome = QueryOutcome::NAME_NOT_FOUND, .word = "NAME_NOT_FOUND"},
+           {.outcome = QueryOutcome::BAD_CERTIFICATE, .word = "BAD_CERTIFICATE"},
+           {.outcome = QueryOutcome::UNAUTHORIZED, .word = "UNAUTHORIZED"},
+           {.outcome = QueryOutcome::NOT_FOUND, .word = "NOT_FOUND"},
+           {.outcome = QueryOutcome::BAD_STATUS, .word = "BAD_STATUS"},
+           {.outcome = QueryOutcome::TOO_LARGE, .word = "TOO_LARGE"},
+           {.outcome = QueryOutcome::NOT_JSON, .word = "NOT_JSON"},
+           {.outcome = QueryOutcome::NO_NOW, .word = "NO_NOW"},
+           {.outcome = QueryOutcome::FAILED, .word = "FAILED"},
+       })) {
+    EXPECT_EQ(kQueryOutcomeWords.at(static_cast<std::size_t>(row.outcome)), row.word);
   }
   for (const ProtocolRow& row : std::to_array<ProtocolRow>({
            {.protocol = SocketProtocol::TCP, .word = "TCP"},

@@ -58,7 +58,14 @@ TEST(SnapshotToJson, WritesTheMembersInTheOrderOfTheFields) {
                                     .transportType = "ws"}}};
   snapshot.selectorAnswers = {
       {.selectorTag = "proxy", .status = SelectorAnswerStatus::NowMissing, .now = "n"}};
+  snapshot.blanked = {.byteOrderMark = true, .comments = 5, .trailingCommas = 6};
+  snapshot.mainTag = "m";
+  snapshot.queries = {
+      {.selectorTag = "proxy", .outcome = QueryOutcome::NO_NOW, .reason = "no text"}};
   snapshot.selectorHint = "h";
+  snapshot.resolvedNames = {
+      {.name = "vpn.example", .address = "192.0.2.1", .source = NameSource::SYSTEM}};
+  snapshot.listeningAt = "127.0.0.1:9090";
   snapshot.processes = {{.id = 77, .user = 1000, .program = "/bin/p"}};
   snapshot.adapters = {.enumFailed = false,
                        .failureReason = "",
@@ -117,6 +124,12 @@ TEST(SnapshotToJson, WritesTheMembersInTheOrderOfTheFields) {
       }
     ]
   },
+  "blanked": {
+    "byteOrderMark": true,
+    "comments": 5,
+    "trailingCommas": 6
+  },
+  "mainTag": "m",
   "selectorAnswers": [
     {
       "selectorTag": "proxy",
@@ -124,7 +137,21 @@ TEST(SnapshotToJson, WritesTheMembersInTheOrderOfTheFields) {
       "now": "n"
     }
   ],
+  "queries": [
+    {
+      "selectorTag": "proxy",
+      "outcome": "NO_NOW",
+      "reason": "no text"
+    }
+  ],
   "selectorHint": "h",
+  "resolvedNames": [
+    {
+      "name": "vpn.example",
+      "address": "192.0.2.1",
+      "source": "SYSTEM"
+    }
+  ],
   "processes": [
     {
       "id": 77,
@@ -132,6 +159,7 @@ TEST(SnapshotToJson, WritesTheMembersInTheOrderOfTheFields) {
       "program": "/bin/p"
     }
   ],
+  "listeningAt": "127.0.0.1:9090",
   "adapters": {
     "enumFailed": false,
     "failureReason": "",
@@ -207,9 +235,18 @@ TEST(SnapshotToJson, WritesAFreshRecordWithAllItsMembers) {
     "autoDetectInterface": false,
     "outbounds": []
   },
+  "blanked": {
+    "byteOrderMark": false,
+    "comments": 0,
+    "trailingCommas": 0
+  },
+  "mainTag": "",
   "selectorAnswers": [],
+  "queries": [],
   "selectorHint": "",
+  "resolvedNames": [],
   "processes": [],
+  "listeningAt": "",
   "adapters": {
     "enumFailed": false,
     "failureReason": "",
@@ -287,14 +324,18 @@ TEST(SnapshotToJson, AValueOutsideItsEnumerationIsWrittenAsAWord) {
   socket.protocol = static_cast<SocketProtocol>(2);
   socket.state = static_cast<SocketState>(4294967295);
   snapshot.adapters.rows.emplace_back().kind = static_cast<InterfaceKind>(3);
-  snapshot.missingFacts.emplace_back().fact = static_cast<FactKind>(3);
+  snapshot.missingFacts.emplace_back().fact = static_cast<FactKind>(4);
+  snapshot.queries.emplace_back().outcome = static_cast<QueryOutcome>(12);
+  snapshot.resolvedNames.emplace_back().source = static_cast<NameSource>(2);
   const HostSnapshot read = readBack(snapshotToJson(snapshot));
   EXPECT_EQ(read.config.configStatus, ConfigStatus::AUTO_DETECT_INVALID);
   EXPECT_EQ(read.selectorAnswers.front().status, SelectorAnswerStatus::Ok);
   EXPECT_EQ(read.sockets.rows.front().protocol, SocketProtocol::UDP);
   EXPECT_EQ(read.sockets.rows.front().state, SocketState::CLOSED);
   EXPECT_EQ(read.adapters.rows.front().kind, InterfaceKind::TUNNEL);
-  EXPECT_EQ(read.missingFacts.front().fact, FactKind::PACKETS);
+  EXPECT_EQ(read.missingFacts.front().fact, FactKind::ADDRESS);
+  EXPECT_EQ(read.queries.front().outcome, QueryOutcome::FAILED);
+  EXPECT_EQ(read.resolvedNames.front().source, NameSource::SYSTEM);
 }
 
 TEST(SnapshotJson, ARecordComesBackEqual) {
@@ -324,9 +365,15 @@ TEST(SnapshotJson, EveryWordComesBack) {
   snapshot.adapters.rows.emplace_back();  // of an unknown kind
   for (const std::uint32_t i : {0U, 1U, 2U}) {
     snapshot.adapters.rows.emplace_back().kind = static_cast<InterfaceKind>(i);
+  }
+  for (const std::uint32_t i : {0U, 1U, 2U, 3U}) {
     snapshot.missingFacts.emplace_back().fact = static_cast<FactKind>(i);
   }
+  for (std::uint32_t i = 0; i < kQueryOutcomeWords.size(); ++i) {
+    snapshot.queries.emplace_back().outcome = static_cast<QueryOutcome>(i);
+  }
   for (const std::uint32_t i : {0U, 1U}) {
+    snapshot.resolvedNames.emplace_back().source = static_cast<NameSource>(i);
     snapshot.sockets.rows.emplace_back().protocol = static_cast<SocketProtocol>(i);
   }
   for (std::uint32_t i = 0; i < kSocketStateWords.size(); ++i) {
@@ -347,6 +394,8 @@ TEST(SnapshotFromJson, MembersThatAreLeftOutHaveDefaults) {
   HostSnapshot wanted;
   wanted.config.outbounds.resize(1);
   wanted.selectorAnswers.resize(1);
+  wanted.queries.resize(1);
+  wanted.resolvedNames.resize(1);
   wanted.processes.resize(1);
   wanted.adapters.rows.resize(2);
   wanted.routes.rows.resize(1);
@@ -354,6 +403,7 @@ TEST(SnapshotFromJson, MembersThatAreLeftOutHaveDefaults) {
   wanted.sockets.rows.front().seenPackets.resize(1);
   wanted.missingFacts.resize(1);
   EXPECT_EQ(readBack(withMembers(
+                R"("blanked": {}, "queries": [{}], "resolvedNames": [{}],)"
                 R"("origin": {}, "config": {"outbounds": [{}]}, "selectorAnswers": [{}],)"
                 R"("processes": [{}], "adapters": {"rows": [{}, {}]}, "routes": {"rows": [{}]},)"
                 R"("sockets": {"rows": [{"seenPackets": [{}]}]}, "missingFacts": [{}])")),
@@ -367,8 +417,9 @@ TEST(SnapshotFromJson, UnknownMembersAreIgnored) {
   object = Json::parse(snapshotToJson(fullSnapshot()));
   for (const std::string_view place :
        {"", "/origin", "/config", "/config/outbounds/0", "/config/outbounds/1",
-        "/selectorAnswers/0", "/processes/0", "/adapters", "/adapters/rows/0", "/routes",
-        "/routes/rows/0", "/sockets", "/sockets/rows/0"}) {
+        "/selectorAnswers/0", "/blanked", "/queries/0", "/resolvedNames/0", "/processes/0",
+        "/adapters", "/adapters/rows/0", "/routes", "/routes/rows/0", "/sockets",
+        "/sockets/rows/0"}) {
     Json& record = object.at(Json::json_pointer(std::string(place)));
     record["base64"] = "not base64";
     record["unknown"] = Json::array({nullptr, {{"time", 5}}});

@@ -102,9 +102,9 @@ TEST(SnapshotSchema, HasTheMembersThatAreWrittenInTheirOrder) {
     EXPECT_EQ(schema["type"], "object");
     EXPECT_EQ(keysOf(value), membersOf(schema, place.to_string()));
   });
-  // The root, origin, config, 2 outbounds, 4 answers, 2 processes, 3 lists and 2 rows of each, 2
-  // rows of packets and 2 missing facts.
-  EXPECT_EQ(records, 1U + 1U + 1U + 2U + 4U + 2U + 3U + 6U + 2U + 2U);
+  // The root, origin, config, 2 outbounds, blanked, 4 answers, 2 queries, 2 names, 2 processes, 3
+  // lists and 2 rows of each, 2 rows of packets and 2 missing facts.
+  EXPECT_EQ(records, 1U + 1U + 1U + 2U + 1U + 4U + 2U + 2U + 2U + 3U + 6U + 2U + 2U);
 }
 
 TEST(SnapshotSchema, DescribesEveryMember) {
@@ -168,9 +168,9 @@ TEST(SnapshotSchema, HasTheRangesThatAreAccepted) {
     EXPECT_FALSE(accepts(place, minimum - 1)) << place;
     EXPECT_FALSE(accepts(place, maximum + 1)) << place;
   });
-  // 2 ports, and the numbers of 2 processes, 2 adapters, 2 routes, 2 sockets of which one has no
-  // facts, and 2 rows of packets; the seconds.
-  EXPECT_EQ(count, 2U + 2U * 2U + 2U * 3U + 2U * 3U + (2U + 4U) + 2U + 2U * 2U + 1U);
+  // 2 ports, 2 counts of what was blanked, and the numbers of 2 processes, 2 adapters, 2 routes, 2
+  // sockets of which one has no facts, and 2 rows of packets; the seconds.
+  EXPECT_EQ(count, 2U + 2U + 2U * 2U + 2U * 3U + 2U * 3U + (2U + 4U) + 2U + 2U * 2U + 1U);
 }
 
 TEST(SnapshotSchema, HasTheConstantsThatAreAccepted) {
@@ -211,6 +211,9 @@ TEST(SnapshotSchema, HasTheWordsOfTheEnumerations) {
   EXPECT_EQ(wordsAt("/properties/adapters/properties/rows/items/properties/kind/enum"),
             Json(kInterfaceKindWords));
   EXPECT_EQ(wordsAt("/properties/missingFacts/items/properties/fact/enum"), Json(kFactKindWords));
+  EXPECT_EQ(wordsAt("/properties/queries/items/properties/outcome/enum"), Json(kQueryOutcomeWords));
+  EXPECT_EQ(wordsAt("/properties/resolvedNames/items/properties/source/enum"),
+            Json(kNameSourceWords));
 }
 
 TEST(SnapshotSchema, HasTheWordsThatAreAccepted) {
@@ -221,8 +224,9 @@ TEST(SnapshotSchema, HasTheWordsThatAreAccepted) {
     for (const Json& word : schema["enum"]) EXPECT_TRUE(accepts(place, word)) << place << word;
     for (const auto& [type, value] : kTypes.items()) EXPECT_FALSE(accepts(place, value)) << place;
   });
-  // The configuration, 4 answers, 2 words of 2 sockets, one adapter whose kind is known, 2 facts.
-  EXPECT_EQ(count, 1U + 4U + 2U * 2U + 1U + 2U);
+  // The configuration, 4 answers, 2 queries, 2 names, 2 words of 2 sockets, one adapter whose kind
+  // is known, 2 facts.
+  EXPECT_EQ(count, 1U + 4U + 2U + 2U + 2U * 2U + 1U + 2U);
 }
 
 TEST(SnapshotSchema, HasThePatternOfTheBase64ThatIsAccepted) {

@@ -70,6 +70,11 @@ Replaced takeReplaced(HostSnapshot& record) {
     takeTag(row.now);
   }
   takeTag(record.selectorHint);
+  takeTag(record.mainTag);
+  for (snapshot::ResolvedName& row : record.resolvedNames) {
+    takeAddress(row.name);
+    takeAddress(row.address);
+  }
   return replaced;
 }
 
@@ -125,12 +130,37 @@ Violation checkIndexes(const std::vector<std::uint32_t>& before,
   return areRanks ? "" : "an index did not become its rank";
 }
 
+// "proxy" for the main tag, and the main tag for "proxy".
+std::string exchanged(const std::string& tag, const std::string& mainTag) {
+  if (mainTag.empty()) return tag;
+  if (tag == mainTag) return "proxy";
+  return tag == "proxy" ? mainTag : tag;
+}
+
+// The input of the walk for the core, which starts at "proxy".
+DiagnosisInput startingAtProxy(const HostSnapshot& record) {
+  DiagnosisInput input;
+  setProxyConfig(input, record.config);
+  input.selectorAnswers = record.selectorAnswers;
+  for (Outbound& row : input.outbounds) {
+    row.tag = exchanged(row.tag, record.mainTag);
+    row.detour = exchanged(row.detour, record.mainTag);
+  }
+  for (SelectorAnswer& row : input.selectorAnswers) {
+    row.selectorTag = exchanged(row.selectorTag, record.mainTag);
+    row.now = exchanged(row.now, record.mainTag);
+  }
+  return input;
+}
+
 // Keeps the first outbound with each tag that the walk enters, and the first answer for each such
 // selector.
 void keepUsed(HostSnapshot& record) {
   std::set<std::string> tags;
   if (record.config.configStatus == ConfigStatus::OK) {
-    for (const std::string& tag : naiveWalk(toInput(record)).visitedTags) tags.insert(tag);
+    for (const std::string& tag : naiveWalk(startingAtProxy(record)).visitedTags) {
+      tags.insert(exchanged(tag, record.mainTag));
+    }
   }
   std::map<std::string, Outbound> first;
   std::vector<Outbound> outbounds;
@@ -149,6 +179,11 @@ void keepUsed(HostSnapshot& record) {
   }
   record.config.outbounds = outbounds;
   record.selectorAnswers = answers;
+  std::erase_if(record.resolvedNames, [&outbounds](const snapshot::ResolvedName& row) {
+    return std::ranges::none_of(outbounds, [&row](const Outbound& outbound) {
+      return outbound.hasServer && outbound.server == row.name;
+    });
+  });
 }
 
 // The record as it must be apart from what takeReplaced takes. Interfaces have the names of their
@@ -156,6 +191,9 @@ void keepUsed(HostSnapshot& record) {
 HostSnapshot withoutPrivateData(HostSnapshot record, const std::vector<Adapter>& anonymized) {
   keepUsed(record);
   record.origin = {};
+  record.blanked = {};
+  record.queries.clear();
+  record.listeningAt.clear();
   record.processes.clear();
   record.adapters.failureReason.clear();
   record.routes.failureReason.clear();

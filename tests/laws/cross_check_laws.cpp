@@ -24,7 +24,7 @@ using snapshot::HostSnapshot;
 using snapshot::Socket;
 
 CrossCheck resultOf(const HostSnapshot& record, CountedSockets counted) {
-  return crossCheck(record, diagnose(toInput(record, counted)), counted);
+  return crossCheck(record, diagnose(record, counted), counted);
 }
 
 std::string describe(const CrossCheck& result) {
@@ -104,7 +104,7 @@ Violation checkAnonymizedResult(const HostSnapshot& record, CrossCheck result,
 }
 
 Violation checkCounting(const HostSnapshot& record, CountedSockets counted, Choices& choices) {
-  const Diagnosis diagnosis = diagnose(toInput(record, counted));
+  const Diagnosis diagnosis = diagnose(record, counted);
   const CrossCheck result = crossCheck(record, diagnosis, counted);
   Violation violation = compare("the cross-check is", describe(result),
                                 describe(naiveCrossCheck(record, diagnosis, counted)));

@@ -25,7 +25,7 @@ TEST(CrossCheckLaws, TheyHoldForGeneratedRecords) {
     Choices choices(bytes);
     snapshot::HostSnapshot record = generateSnapshot(choices);
     if (!choices.rarely(8)) record = aimedAtEndpoint(std::move(record), choices);
-    const auto status = crossCheck(record, diagnose(toInput(record))).status;
+    const auto status = crossCheck(record, diagnose(record)).status;
     ++counts[snapshot::kCrossCheckStatusWords.at(static_cast<std::size_t>(status))];
     return checkCrossCheck(record, choices);
   });

@@ -121,10 +121,11 @@ void setFailure(snapshot::SnapshotList<Row>& list, bool enumFailed, Choices& cho
 
 // Every text of the record.
 std::vector<std::string*> textsOf(HostSnapshot& record) {
-  std::vector<std::string*> texts = {&record.origin.time,           &record.origin.program,
-                                     &record.origin.programVersion, &record.origin.system,
-                                     &record.selectorHint,          &record.adapters.failureReason,
-                                     &record.routes.failureReason,  &record.sockets.failureReason};
+  std::vector<std::string*> texts = {
+      &record.origin.time,          &record.origin.program,        &record.origin.programVersion,
+      &record.origin.system,        &record.selectorHint,          &record.adapters.failureReason,
+      &record.routes.failureReason, &record.sockets.failureReason, &record.mainTag,
+      &record.listeningAt};
   for (Outbound& row : record.config.outbounds) {
     texts.insert(texts.end(), {&row.tag, &row.type, &row.detour, &row.server, &row.transportType});
   }
@@ -132,6 +133,12 @@ std::vector<std::string*> textsOf(HostSnapshot& record) {
     texts.insert(texts.end(), {&row.selectorTag, &row.now});
   }
   for (Process& row : record.processes) texts.push_back(&row.program);
+  for (snapshot::SelectorQuery& row : record.queries) {
+    texts.insert(texts.end(), {&row.selectorTag, &row.reason});
+  }
+  for (snapshot::ResolvedName& row : record.resolvedNames) {
+    texts.insert(texts.end(), {&row.name, &row.address});
+  }
   for (MissingFact& row : record.missingFacts) texts.push_back(&row.reason);
   for (Adapter& row : record.adapters.rows) {
     texts.push_back(&row.name);
@@ -152,6 +159,48 @@ void replaceAddresses(HostSnapshot& record, Choices& choices) {
   for (Socket& row : record.sockets.rows) {
     replace(row.localAddress);
     replace(row.remoteAddress);
+  }
+}
+
+// A start other than "proxy", for some the tag of an outbound.
+void setMainTag(HostSnapshot& record, Choices& choices) {
+  if (!choices.rarely(4)) return;
+  const auto& outbounds = record.config.outbounds;
+  record.mainTag = outbounds.empty() || choices.rarely(4) ? "absent" : choices.oneOf(outbounds).tag;
+}
+
+// Gives some servers a name, which stands for their address, some sockets' and some others.
+void nameServers(HostSnapshot& record, Choices& choices) {
+  if (!choices.rarely(4)) return;
+  std::size_t number = 0;
+  for (Outbound& row : record.config.outbounds) {
+    if (choices.flag()) continue;
+    const std::string name = "name-" + std::to_string(++number % 3) + ".example";
+    const auto add = [&](const std::string& address) {
+      record.resolvedNames.push_back(
+          {.name = name,
+           .address = address,
+           .source = static_cast<snapshot::NameSource>(choices.below(3))});  // 2 is unknown
+    };
+    if (choices.flag()) add(row.server);
+    if (!record.sockets.rows.empty()) add(choices.oneOf(record.sockets.rows).remoteAddress);
+    if (choices.flag()) add(std::string(choices.oneOf(kAddresses)));
+    row.server = name;
+  }
+}
+
+// What does not change the report.
+void addHistory(HostSnapshot& record, Choices& choices) {
+  if (!choices.rarely(4)) return;
+  record.blanked = {.byteOrderMark = choices.flag(),
+                    .comments = choices.oneOf(kFacts),
+                    .trailingCommas = choices.oneOf(kFacts)};
+  record.listeningAt = "127.0.0.1:9090";
+  for (const SelectorAnswer& answer : record.selectorAnswers) {
+    record.queries.push_back(
+        {.selectorTag = answer.selectorTag,
+         .outcome = static_cast<snapshot::QueryOutcome>(choices.below(13)),  // 12 is unknown
+         .reason = std::string(choices.oneOf(kTexts))});
   }
 }
 
@@ -249,10 +298,13 @@ HostSnapshot generateSnapshot(Choices& choices) {
   }
   record.observedSeconds = generateFact(choices);
   for (std::size_t i = choices.rarely(8) ? choices.below(3) : 0; i > 0; --i) {
-    record.missingFacts.push_back({.fact = static_cast<FactKind>(choices.below(4)),
+    record.missingFacts.push_back({.fact = static_cast<FactKind>(choices.below(5)),
                                    .reason = std::string(choices.oneOf(kTexts))});
   }
   replaceAddresses(record, choices);
+  setMainTag(record, choices);
+  nameServers(record, choices);
+  addHistory(record, choices);
   const std::vector<std::string*> texts = textsOf(record);
   for (std::size_t i = choices.rarely(2) ? choices.below(4) : 0; i > 0; --i) {
     std::string& text = *choices.oneOf(texts);

@@ -119,6 +119,11 @@ class Renaming {
       replaceTag(row.now);
     }
     replaceTag(record.selectorHint);
+    replaceTag(record.mainTag);
+    for (snapshot::ResolvedName& row : record.resolvedNames) {
+      replaceAddress(row.name);
+      replaceAddress(row.address);
+    }
     addUnusedOutbounds(record.config.outbounds);
     addUnusedAnswers(record.selectorAnswers);
   }
@@ -149,6 +154,11 @@ class Renaming {
     replace(record.origin.program, "program");
     replace(record.origin.programVersion, "version");
     replace(record.origin.system, "system");
+    replace(record.listeningAt, "listener");
+    for (snapshot::SelectorQuery& row : record.queries) {
+      replace(row.selectorTag, "queried");
+      replace(row.reason, "reason");
+    }
     replace(record.adapters.failureReason, "reason");
     replace(record.routes.failureReason, "reason");
     replace(record.sockets.failureReason, "reason");

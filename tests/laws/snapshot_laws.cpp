@@ -40,7 +40,13 @@ HostSnapshot withDeclaredWords(HostSnapshot record) {
     if (row.kind) row.kind = std::min(*row.kind, snapshot::InterfaceKind::TUNNEL);
   }
   for (snapshot::MissingFact& missing : record.missingFacts) {
-    missing.fact = std::min(missing.fact, snapshot::FactKind::PACKETS);
+    missing.fact = std::min(missing.fact, snapshot::FactKind::ADDRESS);
+  }
+  for (snapshot::SelectorQuery& query : record.queries) {
+    query.outcome = std::min(query.outcome, snapshot::QueryOutcome::FAILED);
+  }
+  for (snapshot::ResolvedName& row : record.resolvedNames) {
+    row.source = std::min(row.source, snapshot::NameSource::SYSTEM);
   }
   return record;
 }

@@ -46,6 +46,21 @@ inline auto fieldsOf(const MissingFact& record) {
   return std::tie(fact, reason);
 }
 
+inline auto fieldsOf(const BlankedParts& record) {
+  const auto& [byteOrderMark, comments, trailingCommas] = record;
+  return std::tie(byteOrderMark, comments, trailingCommas);
+}
+
+inline auto fieldsOf(const SelectorQuery& record) {
+  const auto& [selectorTag, outcome, reason] = record;
+  return std::tie(selectorTag, outcome, reason);
+}
+
+inline auto fieldsOf(const ResolvedName& record) {
+  const auto& [name, address, source] = record;
+  return std::tie(name, address, source);
+}
+
 template <typename Row>
 auto fieldsOf(const SnapshotList<Row>& record) {
   const auto& [enumFailed, failureReason, rows] = record;
@@ -53,10 +68,12 @@ auto fieldsOf(const SnapshotList<Row>& record) {
 }
 
 inline auto fieldsOf(const HostSnapshot& record) {
-  const auto& [origin, config, selectorAnswers, selectorHint, processes, adapters, routes, sockets,
-               observedSeconds, missingFacts] = record;
-  return std::tie(origin, config, selectorAnswers, selectorHint, processes, adapters, routes,
-                  sockets, observedSeconds, missingFacts);
+  const auto& [origin, config, blanked, mainTag, selectorAnswers, queries, selectorHint,
+               resolvedNames, processes, listeningAt, adapters, routes, sockets, observedSeconds,
+               missingFacts] = record;
+  return std::tie(origin, config, blanked, mainTag, selectorAnswers, queries, selectorHint,
+                  resolvedNames, processes, listeningAt, adapters, routes, sockets, observedSeconds,
+                  missingFacts);
 }
 
 // How GoogleTest prints one in a failure.
