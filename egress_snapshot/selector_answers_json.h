@@ -12,8 +12,11 @@ namespace egress::snapshot {
 
 // Reads several answers at once: an object of selector tag and answer, for example
 // {"proxy": {"now": "node_3"}, "auto": {"now": "node_4"}}. Each answer is read as
-// egress::readSelectorAnswer reads its text. Refuses a text that is not strict JSON or not an
-// object. Throws only when memory runs out.
+// egress::readSelectorAnswer reads its text, so that an answer that is not an object is Malformed.
+// The result is sorted by tag. Of members with one key, the last one stays, here and in an answer.
+//
+// Refuses text that is not strict JSON, is nested deeper than kMaxJsonDepth or is not an object; a
+// byte-order mark before it is ignored. Throws only when memory runs out.
 [[nodiscard]] EGRESS_SNAPSHOT_EXPORT Result<std::vector<SelectorAnswer>> selectorAnswersFromJson(
     std::string_view text);
 

@@ -11,6 +11,7 @@
 #include "egress_snapshot/details_json.h"
 #include "egress_snapshot/diagnose_snapshot.h"
 #include "egress_snapshot/report_json.h"
+#include "egress_snapshot/selector_answers_json.h"
 #include "egress_snapshot/snapshot_json.h"
 #include "tests/egress_snapshot/detailed_snapshot.h"
 #include "tests/egress_snapshot/full_snapshot.h"
@@ -63,6 +64,17 @@ TEST_F(SnapshotMemory, RefusingARecordThrowsOnEveryFailure) {
                   kNothing),
               10U);
     EXPECT_TRUE(isRefused);
+  }
+}
+
+TEST_F(SnapshotMemory, ReadingAndRefusingAnswersThrowOnEveryFailure) {
+  const std::string text =
+      R"({"a": {"now": "a tag that is longer than a short string"}, "b": [[{}]], "a": {"c": 1}})";
+  for (const std::string& read : {text, text + ","}) {
+    bool isRead = false;
+    const auto readAnswers = [&] { isRead = selectorAnswersFromJson(read).index() == 0; };
+    EXPECT_GT(failEachAllocation(readAnswers, kNothing), 10U);
+    EXPECT_EQ(isRead, read == text);
   }
 }
 
