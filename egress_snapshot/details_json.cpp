@@ -261,7 +261,7 @@ void writeDetails(const HostSnapshot& snapshot, const std::vector<AddressFinding
                   const TextSink& sink) {
   const auto& [address, diagnosis, crossCheck] = findings.front();
   const ShownInterfaces interfaces = shownInterfaces(snapshot, diagnosis);
-  JsonWriter writer(sink);
+  JsonWriter writer(sink, layout);
   openDocument(writer, kDetailsFormat, kDetailsVersion);
   writeMember(writer, "origin", snapshot.origin);
   writer.member("input");

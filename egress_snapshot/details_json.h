@@ -9,6 +9,7 @@
 #include "egress_snapshot/diagnose_snapshot.h"
 #include "egress_snapshot/export.h"
 #include "egress_snapshot/host_snapshot.h"
+#include "egress_snapshot/json_layout.h"
 #include "egress_snapshot/snapshot_json.h"
 
 namespace egress::snapshot {

@@ -16,7 +16,7 @@ bool needsNoEscape(std::string_view text) {
 
 }  // namespace
 
-JsonWriter::JsonWriter(Sink sink) : sink_(std::move(sink)) {}
+JsonWriter::JsonWriter(Sink sink, JsonLayout layout) : sink_(std::move(sink)), layout_(layout) {}
 
 void JsonWriter::member(std::string_view key) {
   element();
@@ -25,7 +25,7 @@ void JsonWriter::member(std::string_view key) {
   } else {
     scalar(key);
   }
-  append(": ");
+  append(layout_ == JsonLayout::INDENTED ? ": " : ":");
 }
 
 void JsonWriter::element() {
@@ -58,6 +58,7 @@ void JsonWriter::finish() {
 }
 
 void JsonWriter::newLine() {
+  if (layout_ == JsonLayout::ONE_LINE) return;
   append("\n");
   for (std::size_t i = 0; i < depth_; ++i) append(kIndent);
 }

@@ -147,9 +147,9 @@ void writeValue(JsonWriter& writer, const EgressReport& report) {
   writer.close('}');
 }
 
-std::string reportToJson(const EgressReport& report) {
+std::string reportToJson(const EgressReport& report, JsonLayout layout) {
   std::string text;
-  JsonWriter writer([&text](std::string_view part) { text += part; });
+  JsonWriter writer([&text](std::string_view part) { text += part; }, layout);
   writeValue(writer, report);
   writer.finish();
   return text;

@@ -66,7 +66,8 @@ FILES = {
         include/egress_snapshot/cross_check.h
         include/egress_snapshot/details_json.h include/egress_snapshot/explanations.h
         include/egress_snapshot/export.h include/egress_snapshot/host_snapshot.h
-        include/egress_snapshot/refusal.h include/egress_snapshot/report_json.h
+        include/egress_snapshot/json_layout.h include/egress_snapshot/refusal.h
+        include/egress_snapshot/report_json.h
         include/egress_snapshot/selector_answers_json.h include/egress_snapshot/snapshot_json.h
         lib/cmake/egress/egress_snapshotTargets-release.cmake
         lib/cmake/egress/egress_snapshotTargets.cmake lib/pkgconfig/egress-snapshot.pc""".split(),
