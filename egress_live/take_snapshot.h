@@ -21,7 +21,11 @@ struct ProcessName {
 };
 
 // All processes that have a socket open that accepts connections at this Unix socket, or at this
-// loopback address and TCP port. On Linux this is asked of the kernel (sock_diag) and /proc.
+// loopback address and TCP port. A socket at a wildcard address counts if none has this address.
+//
+// On Linux, sock_diag lists the sockets, and /proc who has them open: a process whose descriptors
+// this user may not read is not found. A Unix socket that the kernel does not list in this network
+// namespace is connected to once, because only the connection tells who listens.
 struct Listener {
   std::string unixSocketPath;  // empty: TCP
   std::string address;         // numeric text; empty: any loopback address
@@ -60,9 +64,9 @@ struct NoProcess {
 //   lookUpRoutes and PacketObserver add the others.
 // - Cost on Linux: a few system calls for each thread of the chosen processes and one for each
 //   descriptor in a table that they do not share, for a name also six for each process of the
-//   system, and one for each 32 KiB of what the kernel has to list: all its sockets, not only the
-//   engine's. Reading /proc ends after 30 s, then the list of sockets has failed. No process is
-//   started and no name is looked up.
+//   system, for a listener also those of all processes of the system, and one for each 32 KiB of
+//   what the kernel has to list: all its sockets, not only the engine's. Reading /proc ends after
+//   30 s, then the list of sockets has failed. No process is started and no name is looked up.
 // - Threads: any number may call it at once; it keeps no state.
 // - Throws only when memory runs out.
 [[nodiscard]] EGRESS_LIVE_EXPORT std::variant<snapshot::HostSnapshot, NoProcess> takeSnapshot(

@@ -258,7 +258,7 @@ void writeFailures(JsonWriter& writer, const HostSnapshot& snapshot) {
 }  // namespace
 
 void writeDetails(const HostSnapshot& snapshot, const std::vector<AddressFinding>& findings,
-                  const TextSink& sink) {
+                  const TextSink& sink, JsonLayout layout) {
   const auto& [address, diagnosis, crossCheck] = findings.front();
   const ShownInterfaces interfaces = shownInterfaces(snapshot, diagnosis);
   JsonWriter writer(sink, layout);
@@ -288,10 +288,11 @@ void writeDetails(const HostSnapshot& snapshot, const std::vector<AddressFinding
   writer.finish();
 }
 
-std::string detailsToJson(const HostSnapshot& snapshot,
-                          const std::vector<AddressFinding>& findings) {
+std::string detailsToJson(const HostSnapshot& snapshot, const std::vector<AddressFinding>& findings,
+                          JsonLayout layout) {
   std::string text;
-  writeDetails(snapshot, findings, [&text](std::string_view part) { text += part; });
+  const auto append = [&text](std::string_view part) { text += part; };
+  writeDetails(snapshot, findings, append, layout);
   return text;
 }
 

@@ -21,17 +21,19 @@ namespace egress::snapshot {
 inline constexpr std::string_view kDetailsFormat = "egress-details";
 inline constexpr std::uint32_t kDetailsVersion = 1;
 
-// Writes the details as indented JSON without a trailing newline, in parts as writeSnapshot does.
+// Writes the details as JSON without a trailing newline, in parts as writeSnapshot does.
 // The findings, at least one, must be those of the record, with cross-checks; the report is that of
 // the first one. What they name and the record does not have is left out. Throws when memory runs
 // out, and what the sink throws.
 EGRESS_SNAPSHOT_EXPORT void writeDetails(const HostSnapshot& snapshot,
                                          const std::vector<AddressFinding>& findings,
-                                         const TextSink& sink);
+                                         const TextSink& sink,
+                                         JsonLayout layout = JsonLayout::INDENTED);
 
 // The text that writeDetails writes. Throws only when memory runs out.
 [[nodiscard]] EGRESS_SNAPSHOT_EXPORT std::string detailsToJson(
-    const HostSnapshot& snapshot, const std::vector<AddressFinding>& findings);
+    const HostSnapshot& snapshot, const std::vector<AddressFinding>& findings,
+    JsonLayout layout = JsonLayout::INDENTED);
 
 }  // namespace egress::snapshot
 

@@ -6,7 +6,6 @@
 #include <fcntl.h>
 #include <memory>
 
-#include "egress_live/linux/errors.h"
 #include "egress_live/linux/proc_text.h"
 
 namespace egress::live {
@@ -16,17 +15,20 @@ std::string pathOf(const ProcDirectory& parent, const std::string& name) {
   return name == kThis ? parent.path : parent.path + '/' + name;
 }
 
+bool isForbidden(int error) {
+  return error == EACCES || error == EPERM;
+}
+
 [[noreturn]] void failToRead(const ProcDirectory& parent, const std::string& name) {
-  throw EnumerationError(withSystemError("cannot read '" + pathOf(parent, name) + "'"));
+  const int error = errno;
+  const std::string message = withSystemError("cannot read '" + pathOf(parent, name) + "'", error);
+  if (isForbidden(error)) throw NoPermission(message);
+  throw EnumerationError(message);
 }
 
 // ENOENT if the directory is gone, ESRCH if the process ended after its directory was opened.
 bool hasEnded(int error) {
   return error == ENOENT || error == ESRCH;
-}
-
-bool isForbidden(int error) {
-  return error == EACCES || error == EPERM;
 }
 
 Descriptor openAt(const ProcDirectory& parent, const std::string& name, int flags) {

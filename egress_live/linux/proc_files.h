@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "egress_live/linux/descriptor.h"
+#include "egress_live/linux/errors.h"
 
 namespace egress::live {
 
@@ -19,6 +20,11 @@ struct ProcDirectory {
   Descriptor descriptor;
 };
 
+// This user may not read a file of a process.
+struct NoPermission : EnumerationError {
+  using EnumerationError::EnumerationError;
+};
+
 // When reading must end: other users decide how much there is in /proc.
 using Deadline = std::chrono::steady_clock::time_point;
 
@@ -27,7 +33,7 @@ using Deadline = std::chrono::steady_clock::time_point;
 [[nodiscard]] ProcDirectory openProc();
 
 // All functions below return nothing if the process, thread or descriptor has ended, and throw
-// EnumerationError if this user may not read.
+// NoPermission if this user may not read.
 
 [[nodiscard]] std::optional<ProcDirectory> openDirectory(const ProcDirectory& parent,
                                                          const std::string& name);

@@ -1,8 +1,19 @@
 #include "egress_live/linux/proc_text.h"
 
+#include <algorithm>
 #include <charconv>
 
 namespace egress::live {
+namespace {
+
+// Removes the text up to the separator, and the separator, from the text; returns what was before.
+std::string_view takeWord(std::string_view& text, char separator) {
+  const std::string_view word = text.substr(0, text.find(separator));
+  text.remove_prefix(std::min(word.size() + 1, text.size()));
+  return word;
+}
+
+}  // namespace
 
 std::optional<std::uint32_t> numberIn(std::string_view entry) {
   std::uint32_t number = 0;
@@ -41,6 +52,19 @@ std::optional<std::uint32_t> socketInodeIn(std::string_view link) {
   link.remove_prefix(kPrefix.size());
   link.remove_suffix(1);
   return numberIn(link);
+}
+
+std::optional<std::uint32_t> mountedDeviceIn(std::string_view mounts, std::uint32_t mountId) {
+  while (!mounts.empty()) {
+    std::string_view mount = takeWord(mounts, '\n');  // ID, ID of the parent, device, ...
+    if (numberIn(takeWord(mount, ' ')) != mountId) continue;
+    takeWord(mount, ' ');
+    const std::optional<std::uint32_t> major = numberIn(takeWord(mount, ':'));
+    const std::optional<std::uint32_t> minor = numberIn(takeWord(mount, ' '));
+    if (!major || !minor) return std::nullopt;
+    return deviceNumber(*major, *minor);
+  }
+  return std::nullopt;
 }
 
 }  // namespace egress::live

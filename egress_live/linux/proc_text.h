@@ -29,6 +29,18 @@ namespace egress::live {
 // The inode in "socket:[INODE]", a link in "fd". Nothing for another kind of descriptor.
 [[nodiscard]] std::optional<std::uint32_t> socketInodeIn(std::string_view link);
 
+// A device number in the kernel's encoding, which differs from that of stat(2).
+[[nodiscard]] constexpr std::uint32_t deviceNumber(std::uint32_t major,
+                                                   std::uint32_t minor) noexcept {
+  constexpr std::uint32_t kMinorBits = 20;
+  return (major << kMinorBits) | minor;
+}
+
+// The device number of the file system that a mount shows, from "mountinfo". Nothing if no mount
+// has this ID, as for a mount outside a chroot.
+[[nodiscard]] std::optional<std::uint32_t> mountedDeviceIn(std::string_view mounts,
+                                                           std::uint32_t mountId);
+
 }  // namespace egress::live
 
 #endif

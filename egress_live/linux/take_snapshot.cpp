@@ -12,8 +12,10 @@
 
 #include "egress_live/linux/adapters.h"
 #include "egress_live/linux/errors.h"
+#include "egress_live/linux/find_listener.h"
 #include "egress_live/linux/processes.h"
 #include "egress_live/linux/routes.h"
+#include "egress_live/linux/socket_inodes.h"
 #include "egress_live/linux/sockets.h"
 
 namespace egress::live {
@@ -73,6 +75,9 @@ std::variant<HostSnapshot, NoProcess> takeSnapshot(const ProcessChoice& choice) 
     }
     const auto& processes = std::get<FoundProcesses>(found);
     for (const FoundProcess& one : processes) snapshot.processes.push_back(one.process);
+    if (const auto* const listener = std::get_if<Listener>(&choice)) {
+      snapshot.listeningAt = placeOf(*listener);
+    }
     return takeSockets(socketInodesOf(processes, deadline));
   });
   if (noProcess) return *std::move(noProcess);

@@ -2,6 +2,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -37,8 +38,9 @@ HostSnapshot snapshotWithLineEnds() {
 }
 
 std::string detailsOf(const HostSnapshot& snapshot, JsonLayout layout) {
-  const Diagnosis diagnosis = diagnose(toInput(snapshot));
-  return detailsToJson(snapshot, diagnosis, crossCheck(snapshot, diagnosis), layout);
+  std::vector<AddressFinding> findings = diagnoseAddresses(snapshot);
+  crossCheckAddresses(snapshot, findings);
+  return detailsToJson(snapshot, findings, layout);
 }
 
 void expectSameOnOneLine(const std::string& indented, const std::string& line) {

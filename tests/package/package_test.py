@@ -72,6 +72,7 @@ FILES = {
         lib/cmake/egress/egress_snapshotTargets-release.cmake
         lib/cmake/egress/egress_snapshotTargets.cmake lib/pkgconfig/egress-snapshot.pc""".split(),
     "egress-live": """
+        include/egress_live/change_monitor.h include/egress_live/enter_network.h
         include/egress_live/export.h include/egress_live/look_up_routes.h
         include/egress_live/packet_observer.h
         include/egress_live/take_snapshot.h
