@@ -61,8 +61,9 @@ endif()
 if(EGRESS_BUILD_LIVE)
   set(live_requires "egress-snapshot = ${PROJECT_VERSION}")
   if(library_type STREQUAL STATIC_LIBRARY)
-    # Not in Requires.private: all libraries of an installation are static, so every user links these two.
+    # Not in Requires.private: all libraries of an installation are static, so every user links these.
     string(APPEND live_requires ", libmnl >= ${egress_libmnl_version}, libpcap >= ${egress_libpcap_version}")
+    string(APPEND live_requires ", libcurl >= ${egress_libcurl_version}")
     install(FILES ${CMAKE_CURRENT_LIST_DIR}/EgressFindLiveLibraries.cmake DESTINATION ${cmake_dir})
   endif()
   egress_install_library(egress_live egress-live "${live_requires}"

@@ -72,9 +72,10 @@ FILES = {
         lib/cmake/egress/egress_snapshotTargets-release.cmake
         lib/cmake/egress/egress_snapshotTargets.cmake lib/pkgconfig/egress-snapshot.pc""".split(),
     "egress-live": """
-        include/egress_live/change_monitor.h include/egress_live/enter_network.h
-        include/egress_live/export.h include/egress_live/look_up_routes.h
-        include/egress_live/packet_observer.h
+        include/egress_live/ask_engine.h include/egress_live/change_monitor.h
+        include/egress_live/enter_network.h include/egress_live/export.h
+        include/egress_live/look_up_routes.h include/egress_live/packet_observer.h
+        include/egress_live/resolve_server.h
         include/egress_live/take_snapshot.h
         lib/cmake/egress/egress_liveTargets-release.cmake
         lib/cmake/egress/egress_liveTargets.cmake lib/pkgconfig/egress-live.pc""".split(),
@@ -104,7 +105,7 @@ def attempt(*command, **environment):
 
 
 def pkg_config_path(libdir):
-    """Our directory before the system's, which have libmnl and libpcap."""
+    """Our directory before the system's, which have libmnl, libpcap and libcurl."""
     system = run("pkg-config", "--variable=pc_path", "pkg-config").strip()
     return f"{libdir}/pkgconfig:{system}"
 
@@ -455,8 +456,8 @@ class FindPackageTest(PackageTest):
         core = "found egress;selfcheck"
         rows = [
             ("static", "COMPONENTS;live",
-             "refused: Component 'live' needs libmnl 1.0.4 and libpcap 1.10 "
-             "(Debian: pkg-config libmnl-dev libpcap-dev)."),
+             "refused: Component 'live' needs libmnl 1.0.4, libpcap 1.10 and libcurl 7.87 "
+             "(Debian: pkg-config libmnl-dev libpcap-dev libcurl4-openssl-dev)."),
             ("static", "", core),
             ("static", "OPTIONAL_COMPONENTS;live", core),
             ("static", "COMPONENTS;snapshot", f"{core};snapshot"),
@@ -519,7 +520,7 @@ class PkgConfigTest(PackageTest):
         for kind in KINDS:
             with self.subTest(kind):
                 requires = self.ask(prefix_of(kind), "--print-requires", "egress-live")
-                for name in ["libmnl", "libpcap"]:
+                for name in ["libmnl", "libpcap", "libcurl"]:
                     self.assertEqual(name in requires, kind == "static", requires)
 
     def test_works_after_the_installation_was_moved(self):
@@ -717,7 +718,8 @@ class LayersTest(PackageTest):
     NO_PKG_CONFIG = "-DCMAKE_DISABLE_FIND_PACKAGE_PkgConfig=ON"
     FOLDERS = ["egress_snapshot", "egress_live", "apps/report"]
     JSON = "nlohmann-json 3.11 (Debian: nlohmann-json3-dev)"
-    LIVE = "libmnl 1.0.4 and libpcap 1.10 (Debian: pkg-config libmnl-dev libpcap-dev)"
+    LIVE = "libmnl 1.0.4, libpcap 1.10 and libcurl 7.87 " \
+           "(Debian: pkg-config libmnl-dev libpcap-dev libcurl4-openssl-dev)"
     CLI = "CLI11 2.1 and libcap-ng 0.8 (Debian: pkg-config libcli11-dev libcap-ng-dev)"
 
     def configure(self, *settings, libraries=True):
