@@ -52,7 +52,8 @@ std::string withoutMapping(const std::string& loopback) {
   if (parsed.family == 4 || parsed.bytes[kMapped] == 0) return loopback;  // or ::1
   std::string text;
   for (std::size_t i = kMapped; i < parsed.bytes.size(); ++i) {
-    text += (text.empty() ? "" : ".") + std::to_string(parsed.bytes.at(i));
+    if (!text.empty()) text += '.';
+    text += std::to_string(parsed.bytes.at(i));
   }
   return text;
 }
