@@ -15,6 +15,8 @@
 #include <gtest/gtest.h>
 
 #include "egress_live/linux/descriptor.h"
+#include "tests/egress_live/linux/child_process.h"
+#include "tests/egress_live/linux/listening_socket.h"
 
 namespace egress::live {
 namespace {
@@ -132,6 +134,17 @@ TEST(TakeSnapshot, FindsThisProcessByItsName) {
   EXPECT_THAT(snapshotOf(ProcessName{.name = "egress-live-one"}).sockets.rows,
               testing::Contains(
                   isSocket(snapshot::SocketProtocol::UDP, portOf(datagram), portOf(unconnected))));
+}
+
+TEST(TakeSnapshot, FindsThisProcessByWhereItListens) {
+  const TemporaryDirectory directory;
+  const Listener listener{.unixSocketPath = directory.path() + "/socket", .address = "", .port = 0};
+  const Descriptor listening = listenAt(listener.unixSocketPath);
+  const HostSnapshot snapshot = snapshotOf(listener);
+  EXPECT_THAT(snapshot.processes,
+              testing::ElementsAre(Field(&snapshot::Process::id, ownProcess())));
+  EXPECT_EQ(snapshot.listeningAt, listener.unixSocketPath);
+  EXPECT_EQ(snapshotOf(ownProcess()).listeningAt, "");
 }
 
 TEST(TakeSnapshot, SaysWhichProcessThereIsNot) {

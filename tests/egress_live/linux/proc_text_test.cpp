@@ -84,5 +84,27 @@ TEST(SocketInodeIn, AcceptsNoOtherKindOfDescriptor) {
   }
 }
 
+constexpr std::string_view kMounts =
+    "22 27 0:21 / /proc rw,relatime - proc proc rw\n"
+    "2 27 8:3 / /srv/a\\0402\\0408:4 rw shared:1 - ext4 /dev/sda3 rw\n"
+    "27 1 259:1048575 / / rw - ext4 /dev/vda rw\n";
+
+TEST(MountedDeviceIn, IsTheDeviceOfTheMountWithThisId) {
+  EXPECT_EQ(mountedDeviceIn(kMounts, 22), 21);
+  EXPECT_EQ(mountedDeviceIn(kMounts, 2), 8U * 1048576 + 3);
+  EXPECT_EQ(mountedDeviceIn(kMounts, 27), 259U * 1048576 + 1048575);
+  EXPECT_EQ(mountedDeviceIn(kMounts, 1), std::nullopt);  // only a parent
+  EXPECT_EQ(mountedDeviceIn(kMounts, 0), std::nullopt);
+  EXPECT_EQ(mountedDeviceIn("", 22), std::nullopt);
+}
+
+TEST(MountedDeviceIn, ALineThatIsCutOffHasNoDevice) {
+  for (const std::string_view line : {"7", "7 ", "7 1", "7 1 ", "7 1 8", "7 1 8:", "7 1 :3 / /",
+                                      "7 1 8:x / /", "7 1 8 3 / /", "\n7\n8:3 / /"}) {
+    EXPECT_EQ(mountedDeviceIn(line, 7), std::nullopt) << line;
+  }
+  EXPECT_EQ(mountedDeviceIn("7 1 8:3", 7), 8U * 1048576 + 3);
+}
+
 }  // namespace
 }  // namespace egress::live

@@ -8,12 +8,12 @@
 #include <gtest/gtest.h>
 
 #include "egress_live/linux/errors.h"
+#include "tests/egress_live/linux/child_process.h"
 
 namespace egress::live {
 namespace {
 
 const Deadline kNever = Deadline::max();
-const Deadline kPast = Deadline::min();
 
 FoundProcesses ownProcess() {
   const auto id = static_cast<std::uint32_t>(getpid());
@@ -28,23 +28,27 @@ TEST(FindProcesses, TellsTheUserAndTheProgram) {
   EXPECT_THAT(found[0].process.program, testing::EndsWith("/egress_live_tests"));
 }
 
+TEST(FindProcesses, TellsTheProcessInAnotherNetwork) {
+  const ChildProcess child([] { return enterNewNetwork() ? "" : "not permitted"; });
+  if (!child.text().empty()) GTEST_SKIP() << "cannot create network namespaces";
+  const auto found = findProcesses(child.id(), kNever);
+  const auto* const none = std::get_if<NoProcess>(&found);
+  ASSERT_NE(none, nullptr);
+  EXPECT_EQ(none->reason, NoProcessReason::OTHER_NETWORK);
+  EXPECT_EQ(none->message,
+            "process " + std::to_string(child.id()) + " is in another network namespace");
+  ASSERT_EQ(none->processes.size(), 1);
+  EXPECT_EQ(none->processes[0].id, child.id());
+  EXPECT_EQ(none->processes[0].user, getuid());
+  EXPECT_THAT(none->processes[0].program, testing::EndsWith("/egress_live_tests"));
+}
+
 TEST(FindProcesses, SaysThatTheTimeIsOver) {
   try {
-    static_cast<void>(findProcesses(ProcessName{.name = "any"}, kPast));
+    static_cast<void>(findProcesses(ProcessName{.name = "any"}, Deadline::min()));
     FAIL();
   } catch (const EnumerationError& error) {
     EXPECT_STREQ(error.what(), "there is more in '/proc' than can be read in the time limit");
-  }
-}
-
-TEST(SocketInodesOf, SaysThatTheTimeIsOver) {
-  const FoundProcesses found = ownProcess();
-  try {
-    static_cast<void>(socketInodesOf(found, kPast));
-    FAIL();
-  } catch (const EnumerationError& error) {
-    EXPECT_EQ(error.what(), "there is more in '/proc/" + std::to_string(getpid()) +
-                                "/task' than can be read in the time limit");
   }
 }
 
