@@ -210,8 +210,9 @@ void crossCheckAddresses(const HostSnapshot& snapshot, std::vector<AddressFindin
 
 std::optional<std::uint32_t> interfaceNamedBy(const AddressFinding& finding) {
   const std::optional<std::int64_t> ordinal = finding.diagnosis.selection.ordinal;
-  if (finding.crossCheck.interfaceIndex || !ordinal) return finding.crossCheck.interfaceIndex;
-  return interfaceIndexOf(finding.diagnosis, *ordinal);
+  const bool isUnknown = finding.crossCheck.status == CrossCheckStatus::UNKNOWN;
+  if (!isUnknown) return finding.crossCheck.interfaceIndex;
+  return ordinal ? interfaceIndexOf(finding.diagnosis, *ordinal) : std::nullopt;
 }
 
 bool doAgree(const std::vector<AddressFinding>& findings) {

@@ -57,7 +57,8 @@ EGRESS_SNAPSHOT_EXPORT void crossCheckAddresses(const HostSnapshot& snapshot,
                                                 std::vector<AddressFinding>& findings,
                                                 CountedSockets counted = CountedSockets::TCP);
 
-// The interface that a finding names: the cross-check's, else the diagnosis's.
+// The interface that a finding names: the cross-check's, or the diagnosis's if the cross-check is
+// UNKNOWN. Nothing if it names none.
 [[nodiscard]] EGRESS_SNAPSHOT_EXPORT std::optional<std::uint32_t> interfaceNamedBy(
     const AddressFinding& finding);
 

@@ -75,15 +75,14 @@ const char* remedyFor(snapshot::QueryOutcome outcome) {
   return "Correct --ask";
 }
 
-// The answer that the walk stopped for.
-Culprit selectorCulprit(const Finding& finding, const std::string& problem) {
+// The answer that the walk stopped for; `before` and `after` are the problem around its tag.
+Culprit selectorCulprit(const Finding& finding, const char* before, const char* after) {
   const std::string& tag = finding.diagnosis().resolution.soughtTag;
   const auto& queries = finding.snapshot.queries;
   const auto query = std::ranges::find(queries, tag, &snapshot::SelectorQuery::selectorTag);
   if (query == queries.end()) {
-    return {problem + quoted(tag),
-            "Ask the engine with --ask URL, or name its answer with "
-            "--answer TAG=FILE"};
+    return {before + quoted(tag) + after,
+            "Ask the engine with --ask URL, or name its answer with --answer TAG=FILE"};
   }
   const std::string reason = query->reason.empty() ? "" : ": " + readable(query->reason);
   return {"the engine did not tell the choice of the selector " + quoted(tag) + reason,
@@ -217,12 +216,11 @@ Culprit endpointCulprit(const Finding& finding) {
     case OK: break;  // not a culprit
     case NOT_EVALUATED_CONFIG_UNAVAILABLE: return configCulprit(finding);
     case SELECTOR_TRANSPORT_FAILED:
-      return selectorCulprit(finding, "there is no answer of the selector ");
+      return selectorCulprit(finding, "there is no answer of the selector ", "");
     case SELECTOR_RESPONSE_MALFORMED:
-      return selectorCulprit(finding, "this is not a JSON object: the answer of the selector ");
+      return selectorCulprit(finding, "the answer of the selector ", " is not a JSON object");
     case SELECTOR_NOW_MISSING:
-      return selectorCulprit(finding,
-                             R"(there is no text under "now" in the answer of the selector )");
+      return selectorCulprit(finding, "the answer of the selector ", R"( has no text under "now")");
     case SELECTOR_CYCLE: return walkCulprit(finding, "choice", /*isCycle=*/true);
     case SELECTOR_DEPTH_EXCEEDED: return walkCulprit(finding, "choice", /*isCycle=*/false);
     case DETOUR_CYCLE: return walkCulprit(finding, "detour", /*isCycle=*/true);

@@ -156,7 +156,7 @@ Sentence severalAddresses(const Finding& finding) {
     const std::optional<std::uint32_t> named = interfaceNamedBy(address);
     if (named) interfaces.insert(*named);
     parts.push_back(readable(address.address) + " through " +
-                    (named ? finding.interfaceNames.at(*named) : "an unknown interface"));
+                    (named ? finding.interfaceNames.at(*named) : "no known interface"));
   }
   const std::string names = namesOf(finding, {interfaces.begin(), interfaces.end()});
   return {names + ": the engine uses several addresses of the server: " + enumeration(parts) + ".",

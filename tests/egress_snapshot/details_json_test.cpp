@@ -282,6 +282,7 @@ TEST(DetailsToJson, LeavesOutWhatTheRecordDoesNotHave) {
   EXPECT_EQ(without["endpoint"],
             Json::parse(R"({"status": "OK", "address": "[198.51.100.10]", "port": 443})"));
   findings = findingsOf(namedSnapshot());
+  findings[1].crossCheck.status = CrossCheckStatus::AGREES;
   findings[1].crossCheck.interfaceIndex = 99;
   const Json named = Json::parse(detailsToJson(namedSnapshot(), findings));
   EXPECT_FALSE(named["otherAddresses"][0].contains("interface"));

@@ -341,16 +341,17 @@ TEST(DiagnoseAddresses, SixteenAddressesAreDiagnosed) {
   EXPECT_EQ(findings.back().address, "203.0.113.16");
 }
 
-TEST(InterfaceNamedBy, TheCrossCheckComesBeforeTheDiagnosis) {
+TEST(InterfaceNamedBy, TheDiagnosisCountsOnlyIfTheCrossCheckIsUnknown) {
   HostSnapshot snapshot = withName();
   AddressFinding finding = diagnoseAddresses(snapshot).front();
   EXPECT_EQ(interfaceNamedBy(finding), std::nullopt);
   snapshot.sockets.rows = {makeSocket("10.0.0.5", 2, "198.51.100.1", 443)};
   finding = diagnoseAddresses(snapshot).front();
   EXPECT_EQ(interfaceNamedBy(finding), 5U);
+  finding.crossCheck.status = CrossCheckStatus::NO_WAY_OUT;
+  EXPECT_EQ(interfaceNamedBy(finding), std::nullopt);
+  finding.crossCheck.status = CrossCheckStatus::DISAGREES;
   finding.crossCheck.interfaceIndex = 6;
-  EXPECT_EQ(interfaceNamedBy(finding), 6U);
-  finding.diagnosis.selection.ordinal = std::nullopt;
   EXPECT_EQ(interfaceNamedBy(finding), 6U);
 }
 

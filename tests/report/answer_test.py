@@ -6,13 +6,14 @@ import fcntl
 import json
 import os
 import pty
+import re
 import struct
 import subprocess
 import termios
 import textwrap
 import unittest
 
-from report_program import EMPTY_SNAPSHOT, PROGRAM, ProgramTest
+from report_program import EMPTY_SNAPSHOT, PROGRAM, SNAPSHOT_SCHEMA, ProgramTest
 
 WAN0, WAN1 = 2, 3  # interface indexes
 TAG = "de-1"
@@ -256,6 +257,153 @@ class FirstScreenTest(AnswerTest):
         self.assert_answer(nameless, 0, f"interface 2: 2 TCP connections to {TITLE} leave through it.")
 
 
+class InputTest(AnswerTest):
+    """What was done to the input is said: in the text, with --json on standard error."""
+
+    def assert_notes(self, snapshot, *notes, arguments=()):
+        """Each note is a label and a text."""
+        body = self.answer(snapshot, *arguments).output.partition("\n\n")[2]
+        rows = re.sub(r"\n {11}", " ", body).splitlines()
+        self.assertEqual([" ".join(row.split()) for row in rows][:len(notes)],
+                         [" ".join(note) for note in notes])
+        report = self.diagnose_snapshot(snapshot, *arguments)
+        self.assertEqual(report.error, "".join(f"egress-report: {label}: {text}\n" for label, text in notes))
+        details = self.diagnose_snapshot(snapshot, *arguments, output="--json=details")
+        self.assertEqual(details.error, "")
+        return details.report
+
+    def test_nothing_was_done(self):
+        self.assertNotIn("input", self.answer(SNAPSHOT).output)
+
+    def test_what_was_blanked(self):
+        for blanked, text in [({"comments": 1}, "1 comment"),
+                              ({"comments": 2, "trailingCommas": 1}, "2 comments and 1 trailing comma"),
+                              ({"byteOrderMark": True, "comments": 1, "trailingCommas": 3},
+                               "a byte-order mark, 1 comment and 3 trailing commas")]:
+            self.assert_notes(SNAPSHOT | {"blanked": blanked},
+                              ("input", "ignored in the configuration: " + text))
+
+    def test_the_configuration_is_blanked_unless_strict(self):
+        text = ("\ufeff// \"{\n" + json.dumps({
+            "route": {"auto_detect_interface": True},
+            "outbounds": [{"tag": "proxy", "type": "trojan", "server": "203.0.113.5",
+                           "server_port": 443}]})[:-1] + ",/* }} */}")
+        config = self.file("config.json", text)
+        details = self.assert_notes(
+            SNAPSHOT, ("input", "ignored in the configuration: a byte-order mark, 2 comments and 1 trailing "
+                       "comma"), arguments=["--config", config])
+        self.assertEqual(details["input"]["blanked"],
+                         {"byteOrderMark": True, "comments": 2, "trailingCommas": 1})
+        strict = self.answer(SNAPSHOT, "--config", config, "--strict")
+        self.assertIn("unknown: the configuration is not JSON: line 1, column 1: a value is missing.",
+                      " ".join(strict.output.split()))
+
+    def test_the_main_outbound(self):
+        main = changed(config=lambda config: config["outbounds"][0].update(tag="main 1"),
+                       selectorAnswers=lambda rows: rows[0].update(selectorTag="main 1"))
+        note = ("input", "the main outbound is 'main 1'")
+        details = self.assert_notes(main | {"mainTag": "main 1"}, note)
+        self.assertEqual(details["way"]["entered"][0]["tag"], "main 1")
+        self.assertEqual(self.assert_notes(main, note, arguments=["--main", "main 1"]), details)
+        # An option comes before the snapshot, and an outbound tagged 'proxy' stays one.
+        main["config"]["outbounds"].append(main["config"]["outbounds"][2] | {"tag": "proxy"})
+        other = self.assert_notes(main | {"mainTag": "absent"}, note, arguments=["--main", "main 1"])
+        self.assertEqual(other["way"], details["way"])
+        self.assertIn("  way      proxy (vless) → ", self.answer(main).output)
+
+    def test_queries(self):
+        queries = [{"selectorTag": "proxy"}, {"selectorTag": "auto", "outcome": "NO_NOW", "reason": "why"}]
+        self.assert_notes(SNAPSHOT | {"queries": queries[:1]},
+                          ("asked", "the engine for the choice of 'proxy'"))
+        self.assert_notes(SNAPSHOT | {"queries": queries},
+                          ("asked", "the engine for the choice of 'proxy' and 'auto', in vain"))
+
+    def test_the_process_that_listens(self):
+        processes = [{"id": 12}, {"id": 14}]
+        self.assert_notes(SNAPSHOT | {"processes": processes[:1], "listeningAt": "127.0.0.1:9090"},
+                          ("engine", "process 12, listening at 127.0.0.1:9090"))
+        self.assert_notes(SNAPSHOT | {"processes": processes, "listeningAt": "/run/engine"},
+                          ("engine", "processes 12 and 14, listening at /run/engine"))
+
+    def test_answers_of_several_selectors(self):
+        unanswered = {key: value for key, value in SNAPSHOT.items() if key != "selectorAnswers"}
+        answers = self.file("answers.json", json.dumps({"proxy": {"now": "auto"}, "auto": {"now": TAG},
+                                                        "unused": {"now": "x"}}))
+        given = self.diagnose_snapshot(unanswered, "--answers", answers)
+        self.assertEqual((given.status, given.error, given.output),
+                         (1, "", self.diagnose_snapshot(SNAPSHOT).output))
+        # The answer of --answer comes first.
+        one = self.file("one.json", '{"now": ""}')
+        both = self.diagnose_snapshot(unanswered, "--answers", answers, "--answer", f"auto={one}")
+        self.assertEqual(both.report["activeEndpointStatus"], "SELECTOR_NOW_MISSING")
+        for text, parts in [("[]", ["--answers: ", "not an object"]), ("{", ["--answers: ", "cut off"]),
+                            ("", ["--answers: ", "empty"])]:
+            self.assert_cannot_run(self.diagnose_snapshot(SNAPSHOT, "--answers", self.file("bad.json", text)),
+                                   *parts)
+
+
+class NameTest(AnswerTest):
+    """The server has a name."""
+
+    def named(self, *rows, **fields):
+        snapshot = changed(config=lambda config: config["outbounds"][2].update(server="vpn.example"))
+        snapshot["sockets"]["rows"] = [SNAPSHOT["sockets"]["rows"][0] | {"routeInterfaceIndex": WAN0,
+                                                                         "boundInterfaceIndex": 0} | row
+                                       for row in rows]
+        return snapshot | fields
+
+    SECOND = {"remoteAddress": "203.0.113.6"}
+    ELSEWHERE = {"routeInterfaceIndex": WAN1, "localAddress": "10.20.0.2"}
+
+    def resolve(self, *addresses):
+        return [word for address in addresses for word in ("--resolve", f"vpn.example={address}")]
+
+    def test_an_address_by_option(self):
+        output = self.assert_answer(self.named({}), 0, f"wan0: 1 TCP connection to {TITLE} leaves through it.",
+                                    "name 'vpn.example' is 203.0.113.5, as --resolve says",
+                                    arguments=self.resolve("203.0.113.5"))
+        self.assertIn(f" → {TAG} (vless) → {TITLE}\n", output)
+
+    def test_an_address_of_a_snapshot(self):
+        names = [{"name": "vpn.example", "address": "203.0.113.5", "source": "SYSTEM"}]
+        snapshot = self.named({}, resolvedNames=names)
+        row = "name 'vpn.example' is 203.0.113.5, as the system's resolver says"
+        self.assert_answer(snapshot, 0, f"wan0: 1 TCP connection to {TITLE} leaves through it.", row)
+        # An option comes first.
+        self.assert_answer(snapshot | {"sockets": {"rows": []}}, 1, "no connection: the engine has no TCP "
+                           "connection to 203.0.113.9:443.", "name 'vpn.example' is 203.0.113.9, as --resolve "
+                           "says, one of 2 addresses", arguments=self.resolve("203.0.113.9"))
+
+    def test_the_address_in_use_counts(self):
+        self.assert_answer(self.named(self.SECOND), 0,
+                           "wan0: 1 TCP connection to 203.0.113.6:443 leaves through it.",
+                           "name 'vpn.example' is 203.0.113.6, as --resolve says, one of 2 addresses",
+                           arguments=self.resolve("203.0.113.5", "203.0.113.6"))
+
+    def test_addresses_that_agree(self):
+        snapshot = self.named({}, self.SECOND)
+        self.assert_answer(snapshot, 0, f"wan0: 1 TCP connection to {TITLE} leaves through it.",
+                           arguments=self.resolve("203.0.113.5", "203.0.113.6"))
+
+    def test_addresses_that_do_not_agree(self):
+        do = "do If they should leave through one, let the engine reconnect, then run this again."
+        snapshot = self.named({}, self.SECOND | self.ELSEWHERE)
+        addresses = self.resolve("203.0.113.5", "203.0.113.6")
+        self.assert_answer(snapshot, 1, "wan0 and wan1: the engine uses several addresses of the server: "
+                           "203.0.113.5 through wan0 and 203.0.113.6 through wan1.", do, arguments=addresses)
+        details = self.diagnose_snapshot(snapshot, *addresses, output="--json=details").report
+        self.assertIs(details["doAddressesAgree"], False)
+        self.assertEqual(details["otherAddresses"][0]["interface"], {"ordinal": 3, "name": "wan1"})
+        unknown = self.named({}, self.SECOND | {"routeInterfaceIndex": 0})
+        self.assert_answer(unknown, 1, "wan0: the engine uses several addresses of the server: 203.0.113.5 "
+                           "through wan0 and 203.0.113.6 through no known interface.", arguments=addresses)
+
+    def test_a_name_that_no_server_has(self):
+        result = self.answer(self.named({}), "--resolve", "other.example=203.0.113.5")
+        self.assertEqual(result.error,
+                         "egress-report: --resolve: the configuration has no server 'other.example'\n")
+
+
 class CulpritTest(AnswerTest):
     """The first sentence names what is in the way."""
 
@@ -306,19 +454,55 @@ class CulpritTest(AnswerTest):
     def test_selectors(self):
         def answered(**fields):
             return changed(selectorAnswers=lambda rows: rows[1].update(now="", **fields))
-        todo = "Ask the engine which outbound 'auto' uses now, and name the answer with --answer TAG=FILE"
+        todo = "Ask the engine with --ask URL, or name its answer with --answer TAG=FILE"
         for status, what in [("TransportFailed", "there is no answer of the selector 'auto'"),
                              ("Malformed", "the answer of the selector 'auto' is not a JSON object"),
                              ("NowMissing", "the answer of the selector 'auto' has no text under \"now\"")]:
             self.assert_culprit(answered(status=status), what, todo, way="proxy → auto → ?")
+
+    def test_queries_without_an_answer(self):
+        failed = changed(selectorAnswers=lambda rows: rows[1].update(now="", status="TransportFailed"))
+        correct = "Correct --ask"
+        remedies = {"REFUSED": "Start the engine, or correct --ask",
+                    "TIMED_OUT": "Check that the engine runs, or give it longer with --ask-timeout",
+                    "NAME_NOT_FOUND": correct,
+                    "BAD_CERTIFICATE": "Name the engine's certificate with --ask-ca",
+                    "UNAUTHORIZED": "Name the file with the engine's credential with --ask-header-file",
+                    "NOT_FOUND": "Check that --ask and the configuration are of the same engine",
+                    "BAD_STATUS": correct, "TOO_LARGE": correct, "NOT_JSON": correct, "NO_NOW": correct,
+                    "FAILED": correct}
+        self.assertEqual({*remedies, "ANSWERED"},
+                         set(SNAPSHOT_SCHEMA["properties"]["queries"]["items"]["properties"]["outcome"]["enum"]))
+        for outcome, todo in remedies.items():
+            queries = [{"selectorTag": "proxy"}, {"selectorTag": "auto", "outcome": outcome, "reason": "why"}]
+            self.assert_culprit(failed | {"queries": queries},
+                                "the engine did not tell the choice of the selector 'auto': why", todo)
+        queries = [{"selectorTag": "auto", "outcome": "FAILED"}]
+        self.assert_culprit(failed | {"queries": queries},
+                            "the engine did not tell the choice of the selector 'auto'", correct)
 
     def test_outbounds_that_are_missing(self):
         gone = changed(config=lambda config: config["outbounds"].pop())
         self.assert_culprit(gone, "no outbound has the tag 'de-1', to which 'auto' leads",
                             "Check that the answers and the configuration are of the same engine")
         empty = changed(config=lambda config: config["outbounds"].clear())
-        self.assert_culprit(empty, "no outbound has the tag 'proxy'", "Give the main outbound the tag "
-                            "'proxy', where the way to the endpoint starts")
+        self.assert_culprit(empty, "no outbound has the tag 'proxy'", "Name the main outbound with --main TAG")
+
+    def test_the_tags_that_could_be_meant(self):
+        def config(tags):
+            return self.file("config.json", json.dumps({
+                "route": {"auto_detect_interface": True},
+                "outbounds": [{"tag": "leaf", "type": "trojan"}] + [
+                    {"tag": tag, "type": "selector", "outbounds": ["leaf"]} for tag in tags]}))
+        what = "no outbound has the tag 'proxy'"
+        self.assert_culprit(SNAPSHOT, what, "Name the main outbound with --main TAG. No other outbound "
+                            "leads to '🚀 a' and 'b%1B'", arguments=["--config", config(["🚀 a", "b\x1b"])])
+        self.assert_culprit(SNAPSHOT, what, "Name the main outbound with --main TAG. No other outbound "
+                            "leads to " + ", ".join(f"'{i}'" for i in range(10)) + " and 2 more",
+                            arguments=["--config", config([str(i) for i in range(12)])])
+        self.assert_culprit(SNAPSHOT, "no outbound has the tag 'main'", "Name the main outbound with --main "
+                            "TAG. No other outbound leads to 'a'",
+                            arguments=["--main", "main", "--config", config(["a"])])
 
     def test_cycles_and_long_chains(self):
         back = changed(selectorAnswers=lambda rows: rows[1].update(now="proxy"))
@@ -355,10 +539,28 @@ class CulpritTest(AnswerTest):
                             "Correct server_port in the configuration")
         self.assert_culprit(self.leaf(server="vpn.example"),
                             "server of the outbound 'de-1' is 'vpn.example', not an address",
-                            "Name a copy of the configuration in which it is the address of the server",
-                            way="proxy → auto → de-1 (vless) → ?")
+                            "Add --resolve NAME=ADDRESS, or --resolve system. The engine has sockets to "
+                            "port 443 of 203.0.113.5", way="proxy → auto → de-1 (vless) → ?")
         self.assert_culprit(self.leaf(ports=[443, 444]), "the outbound 'de-1' has more than one port",
                             "Name a copy of the configuration in which it has the port in use")
+
+    def test_a_server_by_name(self):
+        named = self.leaf(server="vpn.example")
+        what = "server of the outbound 'de-1' is 'vpn.example', not an address"
+        plain = "Add --resolve NAME=ADDRESS, or --resolve system"
+        self.assert_culprit(named | {"sockets": {"rows": []}}, what, plain)
+        self.assert_culprit(self.leaf(server="vpn.example", ports=[8443]), what, plain)
+        row = SNAPSHOT["sockets"]["rows"][0]
+        for count, shown in [(2, "10.0.0.0 and 10.0.0.1"),
+                             (5, "10.0.0.0, 10.0.0.1, 10.0.0.2, 10.0.0.3 and 10.0.0.4"),
+                             (6, "10.0.0.0, 10.0.0.1, 10.0.0.2, 10.0.0.3, 10.0.0.4 and others")]:
+            rows = [row | {"remoteAddress": f"10.0.0.{i}"} for i in range(count)]
+            rows.append(row | {"remoteAddress": "10.0.1.0", "remotePort": 53})
+            self.assert_culprit(named | {"sockets": {"rows": rows}}, what,
+                                f"{plain}. The engine has sockets to port 443 of {shown}")
+        for reason, end in [("why", "; why"), ("", "")]:
+            missing = {"missingFacts": [{"fact": "ROUTE", "reason": "no"}, {"fact": "ADDRESS", "reason": reason}]}
+            self.assert_culprit(named | missing, what + end, "Name its address with --resolve NAME=ADDRESS")
 
     def test_transports(self):
         quic = "of the outbound 'de-1' runs over QUIC, whose sockets cannot be followed"
@@ -373,8 +575,8 @@ class CulpritTest(AnswerTest):
 
     def test_a_long_value_is_cut(self):
         self.assert_culprit(self.leaf(server="x" * 81), "server of the outbound 'de-1' is '" + "x" * 80 +
-                            "...', not an address", "Name a copy of the configuration in which it is the "
-                            "address of the server")
+                            "...', not an address", "Add --resolve NAME=ADDRESS, or --resolve system. The "
+                            "engine has sockets to port 443 of 203.0.113.5")
 
     def test_a_list_that_failed(self):
         denied = "cannot read '/proc/1234/ns/net': Permission denied"

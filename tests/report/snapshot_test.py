@@ -19,9 +19,14 @@ FULL_SNAPSHOT = EMPTY_SNAPSHOT | {
         {"tag": "node 1,%\n\u00e9\0", "type": "vless", "detour": "hop", "hasServer": True,
          "server": "[2001:470::1%eth0]", "portSpecified": True, "portMalformed": True,
          "portHopping": True, "ports": [443, 8443], "hasTransport": True, "transportType": "ws"}]},
+    "blanked": {"byteOrderMark": True, "comments": 2**32 - 1, "trailingCommas": 1},
+    "mainTag": "m\n",
     "selectorAnswers": [{"selectorTag": "proxy", "status": "Ok", "now": "node 1,%\n\u00e9\0"},
                         {"selectorTag": "a", "status": "TransportFailed", "now": ""}],
+    "queries": [{"selectorTag": "a\n", "outcome": "REFUSED", "reason": "q\n"}],
     "selectorHint": "\u2028",
+    "resolvedNames": [{"name": "n\n", "address": "a\n", "source": "SYSTEM"}],
+    "listeningAt": "/l\n",
     "processes": [{"id": 2**32 - 1, "user": 1000, "program": "/p\0\n"}],
     "adapters": {"enumFailed": False, "failureReason": "", "rows": [
         {"name": "eth\t0", "interfaceIndex": 2**32 - 1, "operStatus": -2**31,
@@ -37,7 +42,13 @@ FULL_SNAPSHOT = EMPTY_SNAPSHOT | {
     "missingFacts": [{"fact": "PACKETS", "reason": "r\n"}],
 }
 
-FULL_ERROR = "egress-report: packets: r%0A\n"  # why a fact is missing
+# Why a fact is missing, and what was done to the input.
+FULL_ERROR = """egress-report: packets: r%0A
+egress-report: engine: process 4294967295, listening at /l%0A
+egress-report: input: ignored in the configuration: a byte-order mark, 4294967295 comments and 1 trailing comma
+egress-report: input: the main outbound is 'm%0A'
+egress-report: asked: the engine for the choice of 'a%0A', in vain
+"""
 
 # Tokyo is selected, and leads to Nara. Every text and every number that must not be published is distinct
 # from all others.
