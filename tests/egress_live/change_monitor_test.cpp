@@ -67,6 +67,21 @@ TEST(ChangeMonitor, NeedsNoPermission) {
   static_cast<void>(monitor.takeChanges());  // does not wait
 }
 
+TEST(ChangeMonitor, SubscribesToLinksAddressesRoutesAndRules) {
+  const ChangeMonitor monitor;
+  std::uint32_t groups = 0;
+  socklen_t size = sizeof(groups);
+  ASSERT_EQ(getsockopt(monitor.descriptor(), SOL_NETLINK, NETLINK_LIST_MEMBERSHIPS, &groups, &size),
+            0);
+  std::uint32_t expected = 0;
+  for (const int group :
+       {RTNLGRP_LINK, RTNLGRP_IPV4_IFADDR, RTNLGRP_IPV6_IFADDR, RTNLGRP_IPV4_ROUTE,
+        RTNLGRP_IPV6_ROUTE, RTNLGRP_IPV4_RULE, RTNLGRP_IPV6_RULE}) {
+    expected |= 1U << static_cast<std::uint32_t>(group - 1);
+  }
+  EXPECT_EQ(groups, expected);
+}
+
 TEST(ChangeMonitor, TellsAChangeOnce) {
   const std::string text = inNewNetwork([] {
     ChangeMonitor monitor;
