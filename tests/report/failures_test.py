@@ -195,6 +195,53 @@ class FailuresTest(ProgramTest):
                            f"sockets: cannot read '/proc/{os.getpid()}/ns/net': Permission denied")
 
 
+class ListenerFailuresTest(ProgramTest):
+    """This process listens where the engine would."""
+
+    def setUp(self):
+        super().setUp()
+        self.path = self.folder / "socket"
+        listener = socket.socket(socket.AF_UNIX)
+        self.addCleanup(listener.close)
+        listener.bind(str(self.path))
+        listener.listen()
+
+    def diagnose(self, fault, *arguments):
+        return self.run_program("--config", "-", *arguments, text=CONFIG, program=FAULTY_KERNEL,
+                                env={**os.environ, "EGRESS_FAULT": fault})
+
+    def at_a_port(self, fault):
+        return self.diagnose(fault, "--ask", "http://localhost:1/{tag}")
+
+    def at_the_path(self, fault):
+        return self.diagnose(fault, "--ask", "http://localhost/{tag}", "--ask-unix", self.path)
+
+    def assert_failed(self, result, message):
+        self.assertEqual(result.report["socketSourcesStatus"], "SOCKET_ENUM_FAILED")
+        message = f"sockets: {message}"
+        self.assertEqual(result.error, f"egress-report: {message}{FailuresTest.remedy(message)}\n")
+        self.assertEqual(result.status, 3)
+
+    def test_no_fault(self):
+        result = self.at_the_path("none")
+        self.assertEqual(result.report["socketSourcesStatus"], "OK")
+        self.assertIn(f"process {os.getpid()}, listening at {self.path}\n", result.error)
+
+    def test_each_fault_in_each_request(self):
+        for fault, message in FAULTS.items():
+            with self.subTest(fault=fault):
+                self.assert_failed(self.at_the_path(f"unix:{fault}"),
+                                   f"listening Unix sockets{message}")
+                for version in ("4", "6"):
+                    self.assert_failed(self.at_a_port(f"listening{version}:{fault}"),
+                                       f"listening over IPv{version}{message}")
+
+    def test_a_message_that_cannot_be_parsed(self):
+        for fault in ("unix:short", "listening4:short", "listening6:short"):
+            diagnose = self.at_the_path if fault.startswith("unix") else self.at_a_port
+            self.assert_failed(diagnose(fault), "a netlink message is too short")
+
+
 class FactFailuresTest(ProgramTest):
     """The facts about sockets of this process to an endpoint on this machine."""
 

@@ -10,6 +10,7 @@
 #include <dlfcn.h>
 #include <map>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <string>
 #include <string_view>
 #include <sys/socket.h>
@@ -55,6 +56,15 @@ Function* real(Function& /*replaced*/, const char* name) {
   return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
 }
 
+std::string nameOfSockets(const void* payload) {
+  const auto& request = *static_cast<const inet_diag_req_v2*>(payload);
+  if (request.sdiag_family == AF_UNIX) return "unix";
+  const char* const version = request.sdiag_family == AF_INET6 ? "6" : "4";
+  if (request.sdiag_protocol == IPPROTO_UDP) return std::string("udp") + version;
+  const bool isListening = request.idiag_states == 1U << TCP_LISTEN;
+  return std::string(isListening ? "listening" : "tcp") + version;
+}
+
 std::string nameOf(const nlmsghdr& message) {
   const auto* const bytes = static_cast<const std::uint8_t*>(mnl_nlmsg_get_payload(&message));
   const std::string version = bytes[0] == AF_INET6 ? "6" : "4";
@@ -65,7 +75,7 @@ std::string nameOf(const nlmsghdr& message) {
       return ((message.nlmsg_flags & NLM_F_DUMP) != 0 ? "routes" : "look-up") + version;
     case RTM_GETRULE: return "rules" + version;
     case RTM_GETNEXTHOP: return "next-hops";
-    default: return (bytes[1] == IPPROTO_TCP ? "tcp" : "udp") + version;
+    default: return nameOfSockets(bytes);
   }
 }
 
