@@ -45,6 +45,11 @@ struct Character {
   std::size_t columns = 0;  // 0: it takes up none, or is not UTF-8
 };
 
+// Chooses between the text and the emoji form of the character before it: U+FE0E and U+FE0F.
+bool isVariationSelector(std::string_view bytes) {
+  return bytes == "\xEF\xB8\x8E" || bytes == "\xEF\xB8\x8F";
+}
+
 // Needs a Utf8Locale.
 Character firstCharacter(std::string_view text) {
   std::mbstate_t state{};
@@ -73,10 +78,14 @@ std::string readable(std::string_view text) {
   if (std::ranges::all_of(text, isPrintableAscii)) return std::string(text);
   const Utf8Locale locale;
   std::string shown;
+  bool isAfterVisible = false;
   while (!text.empty()) {
     const Character character = firstCharacter(text);
     const std::string_view bytes = text.substr(0, character.size);
-    if (character.columns > 0) {
+    const bool isVisible = character.columns > 0;
+    const bool isKept = isVisible || (isAfterVisible && isVariationSelector(bytes));
+    isAfterVisible = isVisible;
+    if (isKept) {
       shown += bytes;
     } else {
       appendEncoded(shown, bytes);

@@ -13,8 +13,8 @@ namespace egress::report {
 // Names of files and interfaces may contain terminal escape sequences.
 [[nodiscard]] std::string printable(std::string_view text);
 
-// The same, but keeps each UTF-8 character that takes up columns of a terminal. Others could hide
-// text or reverse its direction.
+// The same, but keeps each UTF-8 character that takes up columns of a terminal, and a variation
+// selector after it, which many emoji have. Others could hide text or reverse its direction.
 [[nodiscard]] std::string readable(std::string_view text);
 
 // Text of a stranger in quotes, readable, cut after 80 bytes.

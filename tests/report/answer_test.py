@@ -616,6 +616,9 @@ class TextTest(AnswerTest):
     def test_other_characters_are_percent_encoded(self):
         for tag, shown in [("\x1b[31m", "%1B[31m"), ("a\nb", "a%0Ab"), ("\u202eabc", "%E2%80%AEabc"),
                            ("a\u200bb", "a%E2%80%8Bb"), ("e\u0301", "e%CC%81"), ("\x9b", "%C2%9B"),
+                           ("\u267b\ufe0f", "\u267b\ufe0f"), ("\u267b\ufe0e\ufe0f", "\u267b\ufe0e%EF%B8%8F"),
+                           ("\ufe0fa", "%EF%B8%8Fa"), ("\x1b\ufe0f", "%1B%EF%B8%8F"),
+                           ("a\u200d\ufe0fb", "a%E2%80%8D%EF%B8%8Fb"),
                            ("a\0b", "a%00b")]:
             self.assertEqual(self.leaf_tag(tag), f"{shown} (vless)")
 
