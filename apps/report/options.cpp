@@ -1,15 +1,18 @@
 #include "apps/report/options.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <iostream>
 #include <memory>
 #include <pwd.h>
 #include <string_view>
 #include <unordered_set>
+#include <utility>
 
 #include <CLI/CLI.hpp>
 
+#include "apps/report/described_options.h"
 #include "apps/report/files.h"
 #include "egress/config/numeric_address.h"
 #include "egress/version.h"
@@ -23,6 +26,8 @@ constexpr const char* kDescription =
     "output.";
 
 constexpr std::string_view kJsonOption = "--json";
+constexpr auto kJsonWords = std::to_array<std::pair<std::string_view, Output>>(
+    {{"report", Output::REPORT}, {"details", Output::DETAILS}});
 
 constexpr const char* kFooter = R"(
 Example:
@@ -313,8 +318,9 @@ snapshot::ResolvedName resolvedNameIn(const std::string& text) {
 
 Output outputIn(const RawOptions& raw) {
   if (raw.json.empty()) return raw.explain ? Output::EXPLAINED : Output::TEXT;
-  if (raw.json == "report") return Output::REPORT;
-  if (raw.json == "details") return Output::DETAILS;
+  for (const auto& [word, output] : kJsonWords) {
+    if (raw.json == word) return output;
+  }
   throw CannotRun("--json: '" + raw.json + "' is neither 'report' nor 'details'");
 }
 
@@ -373,12 +379,10 @@ void checkAndComplete(const RawOptions& raw, Options& options) {
   checkStandardInput(options);
 }
 
-}  // namespace
-
-std::optional<Options> readOptions(int argumentCount, const char* const* arguments) {
-  CLI::App app(kDescription, "egress-report");
-  Options options;
-  RawOptions raw;
+// Parsing stores into `options` and `raw`.
+void describe(CLI::App& app, Options& options, RawOptions& raw) {
+  app.description(kDescription);
+  app.name("egress-report");
   app.formatter(std::make_shared<HelpFormatter>());
   app.set_help_flag("-h,--help", "Print this help");
   app.set_version_flag("--version", "egress-report " + std::string(kVersion), "Print the version");
@@ -388,6 +392,33 @@ std::optional<Options> readOptions(int argumentCount, const char* const* argumen
   addSnapshotOptions(app, options, raw);
   addLookOptions(app, raw);
   addOutputOptions(app, raw);
+}
+
+}  // namespace
+
+std::shared_ptr<const CLI::App> describedOptions() {
+  struct Described {
+    Options options;
+    RawOptions raw;
+    CLI::App app;
+  };
+  const auto described = std::make_shared<Described>();
+  describe(described->app, described->options, described->raw);
+  return {described, &described->app};
+}
+
+std::vector<std::string> wordsOf(const CLI::Option& option) {
+  std::vector<std::string> words;
+  if (!option.check_name(std::string(kJsonOption))) return words;
+  for (const auto& [word, output] : kJsonWords) words.emplace_back(word);
+  return words;
+}
+
+std::optional<Options> readOptions(int argumentCount, const char* const* arguments) {
+  CLI::App app;
+  Options options;
+  RawOptions raw;
+  describe(app, options, raw);
   try {
     std::vector<std::string> words = splitWords(app, argumentCount, arguments);
     std::ranges::reverse(words);  // as CLI11 takes them

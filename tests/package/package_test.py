@@ -79,7 +79,11 @@ FILES = {
         include/egress_live/take_snapshot.h
         lib/cmake/egress/egress_liveTargets-release.cmake
         lib/cmake/egress/egress_liveTargets.cmake lib/pkgconfig/egress-live.pc""".split(),
-    "programs": [f"bin/{name}" for name in PROGRAMS],
+    "programs": [f"bin/{name}" for name in PROGRAMS] + [
+        "share/man/man1/egress-selfcheck.1", "share/man/man1/egress-report.1",
+        "share/bash-completion/completions/egress-report",
+        "share/zsh/site-functions/_egress-report",
+        "share/fish/vendor_completions.d/egress-report.fish"],
 }
 
 
@@ -285,7 +289,9 @@ class InstalledTest(PackageTest):
     def test_installs_nothing_unless_everything_was_built(self):
         prefix = fresh_folder("incomplete") / "prefix"
         for kind in KINDS:
-            files = [*PROGRAMS, *[Path(library_files(kind, name)[-1]).name for name in LIBRARIES]]
+            pages = [f"egress-report.{format_}" for format_ in ["man", "bash", "zsh", "fish"]]
+            libraries = [Path(library_files(kind, name)[-1]).name for name in LIBRARIES]
+            files = [*PROGRAMS, *pages, *libraries]
             for file in files:
                 with self.subTest(kind=kind, file=file):
                     built, = (SCRATCH / kind).rglob(file)
