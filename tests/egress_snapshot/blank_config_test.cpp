@@ -255,8 +255,8 @@ TEST(BlankConfig, OnlyBlanksReplaceBytesAndASecondTimeChangesNothing) {
 }
 
 TEST(BlankConfig, TakesTimeInProportionToTheText) {
-  // Each would take hours if the rest of the text were searched again and again.
-  constexpr std::size_t kCount = 2'000'000;
+  // Each would take minutes if the rest of the text were searched again and again.
+  constexpr std::size_t kCount = 1'000'000;
   for (const std::string_view repeated : {"/*", "/**", "//", "/", "\"", "\\\"", ",", "[1,", "]"}) {
     std::string text;
     text.reserve(kCount * repeated.size());
