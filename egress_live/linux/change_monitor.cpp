@@ -5,7 +5,6 @@
 #include <cstddef>
 #include <span>
 #include <sys/socket.h>
-#include <vector>
 
 #include <linux/rtnetlink.h>
 
@@ -68,11 +67,12 @@ bool ChangeMonitor::takeChanges() {
   constexpr std::uint32_t kKernel = 0;
   alignas(nlmsghdr) std::array<std::byte, kReceiveSize> buffer{};
   bool changed = false;
-  while (descriptor() >= 0) {
+  mnl_socket* const netlink = socket_->netlink.get();
+  while (netlink != nullptr) {
     sockaddr_nl sender{};
     socklen_t senderSize = sizeof(sender);
     void* const address = &sender;
-    const ssize_t size = recvfrom(descriptor(), buffer.data(), buffer.size(), 0,
+    const ssize_t size = recvfrom(mnl_socket_get_fd(netlink), buffer.data(), buffer.size(), 0,
                                   static_cast<sockaddr*>(address), &senderSize);
     if (size < 0 && errno == EINTR) continue;
     if (size < 0 && errno != ENOBUFS) return changed;  // EAGAIN: there are no more

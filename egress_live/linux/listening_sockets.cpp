@@ -22,7 +22,8 @@ constexpr std::uint32_t kLoopbackIndex = 1;  // of "lo" in every network namespa
 enum class Match : std::uint8_t { NONE, WILDCARD, ADDRESS };
 
 bool isWildcard(const NumericAddress& address) {
-  return std::ranges::all_of(address.bytes, [](std::uint8_t byte) { return byte == 0; });
+  return address.valid &&
+         std::ranges::all_of(address.bytes, [](std::uint8_t byte) { return byte == 0; });
 }
 
 bool isLoopback(const NumericAddress& address) {

@@ -25,7 +25,7 @@ namespace egress::live {
 // A TCP socket that listens.
 struct ListeningSocket {
   std::uint32_t inode = 0;
-  NumericAddress address;  // IPv4 for an IPv4-mapped address
+  NumericAddress address;  // IPv4 for an IPv4-mapped address; invalid for another family
   std::uint32_t port = 0;
   std::uint32_t boundInterfaceIndex = 0;  // of the device that it is bound to; 0: none
   bool isOnlyIpv6 = false;                // :: does not accept IPv4

@@ -45,7 +45,7 @@ inline TcpListener listenAtAddress(const std::string& text) {
   const int socket = made.descriptor.number();
   if (bind(socket, generic, size) != 0 || listen(socket, 1) != 0 ||
       getsockname(socket, generic, &size) != 0) {
-    return TcpListener();
+    return {};
   }
   made.port = ntohs(address.sin6_port);
   return made;

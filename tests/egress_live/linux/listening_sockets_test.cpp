@@ -118,7 +118,7 @@ inet_diag_msg tcpSocket(int family, const char* address, int state = TCP_LISTEN)
   message.idiag_state = static_cast<std::uint8_t>(state);
   message.idiag_inode = 77;
   message.id.idiag_sport = htons(9090);
-  message.id.idiag_if = 5;
+  message.id.idiag_if = 1;
   inet_pton(family, address, &message.id.idiag_src);
   return message;
 }
@@ -133,7 +133,7 @@ TEST(ListeningSocketsIn, ReadsWhereASocketListens) {
   ASSERT_EQ(sockets.size(), 3);
   EXPECT_EQ(sockets[0].inode, 77);
   EXPECT_EQ(sockets[0].port, 9090);
-  EXPECT_EQ(sockets[0].boundInterfaceIndex, 5);
+  EXPECT_EQ(sockets[0].boundInterfaceIndex, 1);
   EXPECT_TRUE(sameNumericAddress(sockets[0].address, parseNumericAddress("127.0.0.1")));
   EXPECT_FALSE(sockets[0].isOnlyIpv6);
   EXPECT_TRUE(sameNumericAddress(sockets[1].address, parseNumericAddress("::")));
@@ -148,6 +148,16 @@ TEST(ListeningSocketsIn, IgnoresASocketThatDoesNotListenAnyMore) {
                     {Message(SOCK_DIAG_BY_FAMILY, tcpSocket(AF_INET, "127.0.0.1", state))})),
                 IsEmpty())
         << state;
+  }
+}
+
+TEST(ListeningSocketsIn, ASocketOfAnotherFamilyAcceptsNothing) {
+  inet_diag_msg other = tcpSocket(AF_INET, "0.0.0.0");
+  other.idiag_family = AF_UNSPEC;
+  const auto sockets = listeningSocketsIn(replyWith({Message(SOCK_DIAG_BY_FAMILY, other)}));
+  ASSERT_EQ(sockets.size(), 1);
+  for (const char* const address : {"", "0.0.0.0", "::", "127.0.0.1"}) {
+    EXPECT_THAT(inodesFor(address, sockets), IsEmpty()) << address;
   }
 }
 

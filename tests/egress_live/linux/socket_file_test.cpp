@@ -18,8 +18,6 @@
 namespace egress::live {
 namespace {
 
-using testing::SizeIs;
-
 // The number of listening sockets at the path.
 std::size_t listenersAt(const std::string& path) {
   const auto file = socketFileAt(path);
@@ -126,7 +124,7 @@ TEST(ProcessListeningAt, SaysWhyThereIsNoConnection) {
   EXPECT_EQ(reasonFor(longest + "x"), "cannot connect to '" + longest + "x': File name too long");
 }
 
-TEST(ProcessListeningAt, DoesNotWaitForARoomInTheQueue) {
+TEST(ProcessListeningAt, DoesNotWaitForRoomInTheQueue) {
   const TemporaryDirectory directory;
   const std::string path = directory.path() + "/socket";
   const Descriptor listener = listenAt(path);
