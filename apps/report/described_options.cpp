@@ -143,6 +143,12 @@ struct HelpFormatter : CLI::Formatter {
     if (option->check_name(std::string(kJsonOption))) return "--json[=details]";
     return CLI::Formatter::make_option_name(option, isPositional);
   }
+
+  // Without the options that it needs and excludes, which a message names if they matter.
+  std::string make_option_opts(const CLI::Option* option) const override {
+    const std::string type = option->get_type_size() == 0 ? "" : option->get_type_name();
+    return type.empty() ? "" : " " + type;
+  }
 };
 
 }  // namespace

@@ -3,8 +3,8 @@
 namespace egress::report {
 namespace {
 
-// Compares names one by one: compgen -W would run what is in the name of a process. Sort alone would
-// give nothing if a process ends at that moment.
+// Compares names one by one: compgen -W would run what is in the name of a process. Sort alone
+// would give nothing if a process ends at that moment.
 constexpr std::string_view kProcessReplies = R"sh(local name
       while IFS= read -r name; do
         [[ $name == "$current"* ]] && COMPREPLY+=("$(printf %q "$name")")

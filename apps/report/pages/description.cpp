@@ -59,7 +59,6 @@ DescribedOption describe(const CLI::Option& option, const CLI::App& app) {
   if (hasMetavar) described.metavar = option.get_type_name();
   described.words = wordsOf(option);
   described.text = onOneLine(option.get_description());
-  described.needs = longNamesOf(option.get_needs(), app);
   described.excludes = longNamesOf(option.get_excludes(), app);
   described.isRepeatable = option.get_multi_option_policy() == CLI::MultiOptionPolicy::TakeAll;
   return described;

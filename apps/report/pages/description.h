@@ -26,8 +26,7 @@ struct DescribedOption {
   std::string metavar;                // as in --help; empty for NONE and WORD
   std::vector<std::string> words;     // of WORD
   std::string text;                   // one line
-  std::vector<std::string> needs;     // long names of the options that must also be given
-  std::vector<std::string> excludes;  // long names of the options that must not
+  std::vector<std::string> excludes;  // long names of options that must not be given with it
   bool isRepeatable = false;
 };
 

@@ -50,13 +50,7 @@ std::string optionEntry(const DescribedOption& option) {
   std::string entry = concat({".TP\n", joined(allBold(option.names), ", ")});
   if (!option.metavar.empty()) entry += concat({" ", italic(option.metavar)});
   if (!option.words.empty()) entry += concat({"[=", joined(allBold(option.words), "|"), "]"});
-  entry += concat({"\n", line(option.text)});
-  if (!option.needs.empty())
-    entry += concat({".br\nNeeds: ", joined(allBold(option.needs), ", "), "\n"});
-  if (!option.excludes.empty()) {
-    entry += concat({".br\nExcludes: ", joined(allBold(option.excludes), ", "), "\n"});
-  }
-  return entry;
+  return entry + concat({"\n", line(option.text)});
 }
 
 bool isIndented(std::string_view text) {
