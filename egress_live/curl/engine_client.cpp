@@ -129,10 +129,6 @@ QueryResult EngineClient::ask(const std::string& tag) {
 std::size_t EngineClient::keepAnswer(const char* bytes, std::size_t size, std::size_t count,
                                      void* client) noexcept {
   auto& self = *static_cast<EngineClient*>(client);
-  // What comes with another status is not read.
-  long status = 0;
-  curl_easy_getinfo(self.handle_.get(), CURLINFO_RESPONSE_CODE, &status);
-  if (status >= 300) return 0;
   std::string& answer = self.transfer_.answer;
   self.transfer_.isTooLarge = size * count > kMaxAnswerBytes - answer.size();
   if (self.transfer_.isTooLarge) return 0;

@@ -17,7 +17,7 @@ struct Transfer {
   int systemError = 0;              // errno of the last connection attempt; 0: none failed
   bool isTooLarge = false;          // the answer is larger than kMaxAnswerBytes
   std::string refusedAddress = {};  // that was not connected to, because it is not a loopback one
-  std::string answer = {};          // of an HTTP status below 300
+  std::string answer = {};          // with any HTTP status
   std::string peer = {};            // where it went to, for people: "HOST:PORT" or "'PATH'"
   std::uint32_t timeoutMilliseconds = 0;
 };

@@ -326,6 +326,7 @@ TEST(EngineClient, DoesNotWaitForTheResolverAfterTheTimeLimit) {
   const QueryResult result = askWithoutCheck(access);
   EXPECT_EQ(result.outcome, QueryOutcome::TIMED_OUT);
   EXPECT_EQ(result.reason, "no whole answer within 1 ms");
+  test::waitForLookUp();
   test::setResolver({});
 }
 

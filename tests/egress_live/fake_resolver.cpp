@@ -17,6 +17,7 @@ namespace {
 struct Resolver {
   std::mutex mutex;
   std::condition_variable wasSet;
+  std::condition_variable wasAsked;
   FakeAnswer answer;
   std::vector<std::string> names;
   std::uint32_t generation = 0;  // how often the answer was set
@@ -32,6 +33,7 @@ FakeAnswer lookUp(const char* name) {
   Resolver& state = resolver();
   std::unique_lock lock(state.mutex);
   state.names.emplace_back(name);
+  state.wasAsked.notify_all();
   FakeAnswer answer = state.answer;
   const std::uint32_t generation = state.generation;
   if (answer.isSilent) {
@@ -79,6 +81,12 @@ void setResolver(const FakeAnswer& answer) {
   state.names.clear();
   ++state.generation;
   state.wasSet.notify_all();
+}
+
+void waitForLookUp() {
+  Resolver& state = resolver();
+  std::unique_lock lock(state.mutex);
+  state.wasAsked.wait(lock, [&state] { return !state.names.empty(); });
 }
 
 std::vector<std::string> lookedUpNames() {

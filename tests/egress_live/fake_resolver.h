@@ -19,6 +19,10 @@ struct FakeAnswer {
 // What each look-up gets from now on, whatever the name.
 void setResolver(const FakeAnswer& answer);
 
+// Waits until a look-up has begun since then. A test that does not wait for its look-up calls this
+// at the end, or the look-up would come in the next test.
+void waitForLookUp();
+
 // The names that were looked up since then.
 std::vector<std::string> lookedUpNames();
 

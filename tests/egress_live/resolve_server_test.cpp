@@ -19,6 +19,7 @@ using snapshot::HostSnapshot;
 using test::FakeAnswer;
 using test::lookedUpNames;
 using test::setResolver;
+using test::waitForLookUp;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -123,7 +124,8 @@ TEST(ResolveServer, SaysWhyThereIsNoAddress) {
   expectFailure({.error = EAI_AGAIN}, kLong, "Temporary failure in name resolution");
   expectFailure({.error = EAI_SYSTEM, .systemError = EIO}, kLong, "Input/output error");
   expectFailure({.isSilent = true}, 1, "no answer within 1 ms");
-  setResolver({});  // ends the look-up that nobody waits for
+  waitForLookUp();
+  setResolver({});  // ends it
 }
 
 TEST(ResolveServer, DoesNotLookUpAPartOfAName) {
