@@ -63,10 +63,11 @@ FILES = {
         share/doc/egress/snapshot.schema.json share/doc/egress/status-words.md""".split(),
     "egress-snapshot": """
         include/egress_snapshot/anonymize.h include/egress_snapshot/blank_config.h
-        include/egress_snapshot/cross_check.h
-        include/egress_snapshot/details_json.h include/egress_snapshot/explanations.h
+        include/egress_snapshot/cross_check.h include/egress_snapshot/details_json.h
+        include/egress_snapshot/diagnose_snapshot.h include/egress_snapshot/explanations.h
         include/egress_snapshot/export.h include/egress_snapshot/host_snapshot.h
-        include/egress_snapshot/json_layout.h include/egress_snapshot/refusal.h
+        include/egress_snapshot/json_layout.h include/egress_snapshot/main_tags.h
+        include/egress_snapshot/refusal.h
         include/egress_snapshot/report_json.h
         include/egress_snapshot/selector_answers_json.h include/egress_snapshot/snapshot_json.h
         lib/cmake/egress/egress_snapshotTargets-release.cmake
