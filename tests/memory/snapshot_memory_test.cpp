@@ -72,7 +72,7 @@ TEST_F(SnapshotMemory, ReadingAndRefusingAnswersThrowOnEveryFailure) {
       R"({"a": {"now": "a tag that is longer than a short string"}, "b": [[{}]], "a": {"c": 1}})";
   for (const std::string& read : {text, text + ","}) {
     bool isRead = false;
-    const auto readAnswers = [&] { isRead = selectorAnswersFromJson(read).index() == 0; };
+    const auto readAnswers = [&] { isRead = snapshot::selectorAnswersFromJson(read).index() == 0; };
     EXPECT_GT(failEachAllocation(readAnswers, kNothing), 10U);
     EXPECT_EQ(isRead, read == text);
   }
