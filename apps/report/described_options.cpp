@@ -110,6 +110,11 @@ void addSnapshotOptions(CLI::App& app, Options& options, RawOptions& raw) {
          "Replace addresses, names, tags and interface indexes in the saved file; the report\n"
          "stays the same")
       ->needs(save);
+  app.add_option("--prometheus", options.metricsPath,
+                 "Also write metrics to a file, for the textfile collector of Prometheus' node\n"
+                 "exporter")
+      ->type_name("FILE")
+      ->excludes(app.get_option("--snapshot"));
   app.add_option("--max-file-size", raw.maxFileSize,
                  "Read files of up to SIZE, for example 64MiB, in place of 16MiB for --config,\n"
                  "1MiB for --answer and 256MiB for --snapshot")

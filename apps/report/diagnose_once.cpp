@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <sys/stat.h>
 #include <utility>
 #include <variant>
 
@@ -12,9 +13,10 @@
 #include "apps/report/finding.h"
 #include "apps/report/input.h"
 #include "apps/report/look.h"
-#include "apps/report/new_file.h"
+#include "apps/report/metrics.h"
 #include "apps/report/output.h"
 #include "apps/report/rights.h"
+#include "apps/report/saved_file.h"
 #include "apps/report/text.h"
 #include "egress_live/packet_observer.h"
 #include "egress_live/take_snapshot.h"
@@ -45,69 +47,86 @@ void write(const Options& options, const HostSnapshot& snapshot, const snapshot:
   sink("\n");
 }
 
-// The file of --save-snapshot. If it cannot be written, the report is printed all the same.
-class SavedFile {
- public:
-  explicit SavedFile(const std::string& path) {
-    tryTo([&] { file_.emplace(path); });
+std::optional<SavedFile> snapshotFile(const Options& options) {
+  const auto& path = options.saveSnapshotPath;
+  if (!path || path == kStandardStream) return std::nullopt;
+  constexpr mode_t kOwnerOnly = S_IRUSR | S_IWUSR;  // a snapshot contains addresses
+  return std::optional<SavedFile>(
+      std::in_place,
+      OutputFile{.option = "--save-snapshot",
+                 .path = *path,
+                 .mode = kOwnerOnly,
+                 .remedy = "; use '--save-snapshot -' and redirect standard output to it"});
+}
+
+// The node exporter, which reads it, is another user.
+std::optional<SavedFile> metricsFile(const Options& options) {
+  if (!options.metricsPath) return std::nullopt;
+  constexpr mode_t kReadableByAll = S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH;
+  return std::optional<SavedFile>(std::in_place, OutputFile{.option = "--prometheus",
+                                                            .path = *options.metricsPath,
+                                                            .mode = kReadableByAll,
+                                                            .remedy = {}});
+}
+
+// The file has the time of the last success, which this run may not be.
+void saveMetrics(const Options& options, const Finding* finding, std::optional<SavedFile>& file) {
+  if (!file) return;
+  const MetricTimes times = metricTimes(*options.metricsPath, finding);
+  file->save([&](const SavedFile::Sink& sink) { sink(metricsText(finding, times)); });
+}
+
+bool hasFailed(const std::optional<SavedFile>& file) {
+  return file && file->hasFailed();
+}
+
+// Takes the snapshot. If there is no process, the metrics say so.
+HostSnapshot look(const Options& options) {
+  if (!options.processes) return {};
+  try {
+    return takeLiveSnapshot(*options.processes);
+  } catch (const NoEngine&) {
+    if (!isCalledByRoot()) dropRights();
+    std::optional<SavedFile> metrics = metricsFile(options);
+    saveMetrics(options, nullptr, metrics);
+    throw;
   }
-
-  void save(const Options& options, const HostSnapshot& snapshot) {
-    if (!file_) return;
-    tryTo([&] {
-      write(options, snapshot, [this](std::string_view text) { file_->write(text); });
-      file_->commit();
-    });
-  }
-
-  [[nodiscard]] bool hasFailed() const { return hasFailed_; }
-
- private:
-  template <typename Step>
-  void tryTo(Step step) {
-    try {
-      step();
-    } catch (const CannotRun& error) {
-      printError(error.what());
-      hasFailed_ = true;
-    }
-  }
-
-  std::optional<NewFile> file_;
-  bool hasFailed_ = false;
-};
+}
 
 }  // namespace
 
 int diagnoseOnce(const Options& options) {
-  HostSnapshot taken;
+  HostSnapshot taken = look(options);
   std::optional<live::PacketObserver> observer;
-  if (options.processes) taken = takeLiveSnapshot(*options.processes);
   if (options.observeSeconds) observer.emplace();
   // Another user than root reads and writes only what that user may, even if the program has file
   // capabilities to see the sockets. Root may name a file that only the engine's user can read, and
   // a folder of another user.
   if (!isCalledByRoot()) dropRights();
   InputTexts texts = readTexts(options);
-  std::optional<SavedFile> saved;
-  const bool savesToOutput = options.saveSnapshotPath == kStandardStream;
-  if (options.saveSnapshotPath && !savesToOutput) saved.emplace(*options.saveSnapshotPath);
+  std::optional<SavedFile> saved = snapshotFile(options);
+  std::optional<SavedFile> metrics = metricsFile(options);
   // Before the first byte is parsed: strangers may have written the texts.
   if (isCalledByRoot()) dropRights();
   if (options.processes) printProcesses(*options.processes, taken);
   const Finding finding =
       examine(options, std::move(taken), std::move(texts), observer ? &*observer : nullptr);
+  const bool savesToOutput = options.saveSnapshotPath == kStandardStream;
   if (options.output == Output::REPORT || options.output == Output::DETAILS || savesToOutput) {
     printNotes(options, finding);
   }
-  if (saved) saved->save(options, finding.snapshot);
+  const auto writeSaved = [&](const SavedFile::Sink& sink) {
+    write(options, finding.snapshot, sink);
+  };
+  if (saved) saved->save(writeSaved);
+  saveMetrics(options, &finding, metrics);
   if (savesToOutput) {
-    write(options, finding.snapshot, [](std::string_view text) { std::cout << text; });
+    writeSaved([](std::string_view text) { std::cout << text; });
   } else {
     std::cout << outputText(options, finding);
   }
-  const Outcome outcome = saved && saved->hasFailed() ? Outcome::CANNOT_RUN : outcomeOf(finding);
-  return static_cast<int>(outcome);
+  const bool isIncomplete = hasFailed(saved) || hasFailed(metrics);
+  return static_cast<int>(isIncomplete ? Outcome::CANNOT_RUN : outcomeOf(finding));
 }
 
 }  // namespace egress::report

@@ -19,12 +19,12 @@
 namespace egress::report {
 namespace {
 
-[[noreturn]] void fail(const std::string& path, const std::string& reason) {
-  throw CannotRun("--save-snapshot: cannot write '" + path + "': " + reason);
+[[noreturn]] void fail(const OutputFile& file, const std::string& reason) {
+  throw CannotRun(file.option + ": cannot write '" + file.path + "': " + reason);
 }
 
-[[noreturn]] void fail(const std::string& path, int error) {
-  fail(path, std::generic_category().message(error));
+[[noreturn]] void fail(const OutputFile& file, int error) {
+  fail(file, std::generic_category().message(error));
 }
 
 const char* kindOf(mode_t mode) {
@@ -34,23 +34,21 @@ const char* kindOf(mode_t mode) {
   return "a device";
 }
 
-void checkTarget(int folder, const std::string& name, const std::string& path) {
+void checkTarget(int folder, const std::string& name, const OutputFile& file) {
   struct stat status {};
   if (fstatat(folder, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
     if (errno == ENOENT) return;
-    fail(path, errno);
+    fail(file, errno);
   }
-  if (S_ISDIR(status.st_mode)) fail(path, "Is a directory; name a file in it");
+  if (S_ISDIR(status.st_mode)) fail(file, "Is a directory; name a file in it");
   if (S_ISREG(status.st_mode)) return;
-  fail(path,
-       std::string("it is ") + kindOf(status.st_mode) +
-           ", not a regular file; use '--save-snapshot -' and redirect standard output to it");
+  fail(file, std::string("it is ") + kindOf(status.st_mode) + ", not a regular file" + file.remedy);
 }
 
 // Nobody can guess the name and take it first.
-std::string randomName(const std::string& path) {
+std::string randomName(const OutputFile& file) {
   std::uint64_t number = 0;
-  if (getrandom(&number, sizeof(number), 0) != sizeof(number)) fail(path, errno);
+  if (getrandom(&number, sizeof(number), 0) != sizeof(number)) fail(file, errno);
   return ".egress-report-" + std::to_string(number);
 }
 
@@ -108,23 +106,24 @@ Committer::~Committer() {
   if (process > 0) waitpid(process, nullptr, 0);
 }
 
-NewFile::NewFile(const std::string& path) : path_(path) {
+NewFile::NewFile(OutputFile target) : target_(std::move(target)) {
+  const std::string& path = target_.path;
   const std::size_t start = path.rfind('/') + 1;  // 0 without a slash
   const std::string name = path.substr(start);
-  if (name.empty()) fail(path, path.empty() ? ENOENT : EISDIR);
+  if (name.empty()) fail(target_, path.empty() ? ENOENT : EISDIR);
   const std::string folderPath = start == 0 ? "." : path.substr(0, start);
   const Closed folder(open(folderPath.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
-  if (folder.descriptor() < 0) fail(path, errno);
-  checkTarget(folder.descriptor(), name, path);
-  const std::string newName = randomName(path);
+  if (folder.descriptor() < 0) fail(target_, errno);
+  checkTarget(folder.descriptor(), name, target_);
+  const std::string newName = randomName(target_);
   // Before the file exists, so that a process is always there to remove it.
   const int error = startCommitter(committer_, folder.descriptor(), newName.c_str(), name.c_str());
-  if (error != 0) fail(path, error);
-  constexpr mode_t kOwnerOnly = S_IRUSR | S_IWUSR;  // a snapshot contains addresses
+  if (error != 0) fail(target_, error);
   file_ = openat(folder.descriptor(), newName.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC,
-                 kOwnerOnly);
-  if (file_ < 0 || fchmod(file_, kOwnerOnly) != 0)
-    fail(path, errno);  // umask may have removed some
+                 target_.mode);
+  const bool hasMode =
+      file_ >= 0 && fchmod(file_, target_.mode) == 0;  // umask may have removed some
+  if (!hasMode) fail(target_, errno);
 }
 
 NewFile::~NewFile() {
@@ -134,19 +133,19 @@ NewFile::~NewFile() {
 void NewFile::write(std::string_view text) {
   while (!text.empty()) {
     const ssize_t count = ::write(file_, text.data(), text.size());
-    if (count < 0) fail(path_, errno);
+    if (count < 0) fail(target_, errno);
     text.remove_prefix(static_cast<std::size_t>(count));
   }
 }
 
 void NewFile::commit() {
-  if (fsync(file_) != 0 || close(std::exchange(file_, -1)) != 0) fail(path_, errno);
+  if (fsync(file_) != 0 || close(std::exchange(file_, -1)) != 0) fail(target_, errno);
   std::uint8_t byte = 0;
   send(committer_.socket, &byte, sizeof(byte), MSG_NOSIGNAL);
   if (recv(committer_.socket, &byte, sizeof(byte), 0) != sizeof(byte)) {
-    fail(path_, "the process that renames it was killed");
+    fail(target_, "the process that renames it was killed");
   }
-  if (byte != 0) fail(path_, byte);
+  if (byte != 0) fail(target_, byte);
 }
 
 }  // namespace egress::report

@@ -18,16 +18,24 @@ struct Committer {
   ~Committer();  // waits until the process has ended
 };
 
-// The file of --save-snapshot. It is written beside `path` and renamed when it is complete, so that
-// an old file stays as it is if this program fails or is killed, or if the disk is full. The
-// process that renames has the rights that this program had when it made the NewFile, and no data.
+// A file that an option names.
+struct OutputFile {
+  std::string option;
+  std::string path;
+  mode_t mode = 0;     // permissions
+  std::string remedy;  // what a message adds about a path of another kind
+};
+
+// A file that is written beside its path and renamed when it is complete, so that an old file stays
+// as it is if this program fails or is killed, or if the disk is full. The process that renames has
+// the rights that this program had when it made the NewFile, and no data.
 //
 // Every function throws CannotRun.
 class NewFile {
  public:
-  // Creates the file for its owner only. Refuses a path of another kind than a regular file: a new
-  // file would replace a link or a device instead of writing to it.
-  explicit NewFile(const std::string& path);
+  // Refuses a path of another kind than a regular file: a new file would replace a link or a device
+  // instead of writing to it.
+  explicit NewFile(OutputFile target);
   NewFile(const NewFile&) = delete;
   NewFile& operator=(const NewFile&) = delete;
   ~NewFile();
@@ -38,7 +46,7 @@ class NewFile {
   void commit();
 
  private:
-  std::string path_;
+  OutputFile target_;
   Committer committer_;
   int file_ = -1;
 };

@@ -41,6 +41,7 @@ struct Options {
   std::optional<live::ProcessChoice> processes;  // set unless snapshotPath is
   std::optional<std::string> snapshotPath;
   std::optional<std::string> saveSnapshotPath;
+  std::optional<std::string> metricsPath;
   std::optional<std::uint64_t> maxFileSize;  // in bytes, in place of the default of each option
   std::optional<std::uint32_t> observeSeconds;
   snapshot::CountedSockets counted = snapshot::CountedSockets::TCP;

@@ -243,7 +243,7 @@ class HintTest(ProgramTest):
 VALUE_OPTIONS = ("--config", "--main", "--answer", "--answers", "--answer-failed", "--hint", "--ask",
                  "--ask-header", "--ask-header-file", "--ask-unix", "--ask-ca", "--ask-timeout", "--pid",
                  "--process", "--user", "--snapshot", "--save-snapshot", "--max-file-size", "--observe",
-                 "--resolve")
+                 "--prometheus", "--resolve")
 FLAGS = ("--anonymize", "--ask-anywhere", "--explain", "--help", "--strict", "--udp", "--version")
 
 
