@@ -22,7 +22,7 @@ using enum SelectorAnswerStatus;
 struct Answer {
   std::string_view selectorTag;
   SelectorAnswerStatus status = Ok;
-  std::string_view now = "";
+  std::string_view now = {};
 };
 
 struct Row {

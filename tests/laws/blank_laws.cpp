@@ -24,6 +24,7 @@ using snapshot::BlankedParts;
 using namespace std::string_view_literals;
 
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+constexpr std::size_t kNowhere = std::string_view::npos;
 
 enum class TokenKind : std::uint8_t {
   ByteOrderMark,
@@ -41,7 +42,7 @@ struct Token {
 };
 
 std::string_view upTo(std::string_view text, std::size_t end) {
-  return text.substr(0, end == std::string_view::npos ? text.size() : end);
+  return text.substr(0, end == kNowhere ? text.size() : end);
 }
 
 Token stringAt(std::string_view text) {
@@ -52,8 +53,8 @@ Token stringAt(std::string_view text) {
 
 Token commentAt(std::string_view text) {
   if (text.starts_with("//")) return {TokenKind::Comment, upTo(text, text.find_first_of("\r\n"))};
-  const std::size_t end = text.starts_with("/*") ? text.find("*/", 2) : text.npos;
-  if (end == text.npos) return {TokenKind::Rest, text};
+  const std::size_t end = text.starts_with("/*") ? text.find("*/", 2) : kNowhere;
+  if (end == kNowhere) return {TokenKind::Rest, text};
   return {TokenKind::Comment, text.substr(0, end + 2)};
 }
 
@@ -62,8 +63,8 @@ Token tokenAt(std::string_view text) {
   constexpr std::string_view kMarks = "[]{}:,";
   if (text[0] == '"') return stringAt(text);
   if (text[0] == '/') return commentAt(text);
-  if (kMarks.find(text[0]) != kMarks.npos) return {TokenKind::Mark, text.substr(0, 1)};
-  if (kBlanks.find(text[0]) != kBlanks.npos) {
+  if (kMarks.find(text[0]) != kNowhere) return {TokenKind::Mark, text.substr(0, 1)};
+  if (kBlanks.find(text[0]) != kNowhere) {
     return {TokenKind::Blanks, upTo(text, text.find_first_not_of(kBlanks))};
   }
   return {TokenKind::Scalar, upTo(text, text.find_first_of("\"/[]{}:, \t\r\n"))};
@@ -90,7 +91,7 @@ bool isSpace(const Token& token) {
 }
 
 bool isOneOf(const Token& token, std::string_view marks) {
-  return token.kind == TokenKind::Mark && marks.find(token.text) != marks.npos;
+  return token.kind == TokenKind::Mark && marks.find(token.text) != kNowhere;
 }
 
 bool isTrailingComma(const std::vector<Token>& tokens, std::size_t at) {

@@ -67,7 +67,8 @@ std::string capitals(std::string text) {
 std::string indentedLine(std::string_view text) {
   text.remove_prefix(std::min(text.find_first_not_of(' '), text.size()));
   const std::size_t digits = text.find_first_not_of("0123456789");
-  const bool isStatus = digits > 0 && digits != text.npos && text.substr(digits).starts_with("  ");
+  const bool isStatus =
+      digits > 0 && digits != std::string_view::npos && text.substr(digits).starts_with("  ");
   if (!isStatus) return concat({".nf\n.RS\n", line(text), ".RE\n.fi\n"});
   return concat({".TP\n", bold(text.substr(0, digits)), "\n", line(text.substr(digits + 2))});
 }

@@ -31,7 +31,7 @@ std::string actionOf(const DescribedOption& option) {
 
 // How the value follows the name, what it is, and its completion.
 std::string endOfSpec(const DescribedOption& option) {
-  const std::string text = concat({"[", escaped(option.text, "\\[]"), "]"});
+  std::string text = concat({"[", escaped(option.text, "\\[]"), "]"});
   if (option.value == ValueKind::NONE) return text;
   if (option.value == ValueKind::WORD) return concat({"=-", text, "::value:", actionOf(option)});
   return concat({"=", text, ":", escaped(option.metavar, "\\:"), ":", actionOf(option)});
