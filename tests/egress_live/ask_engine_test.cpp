@@ -72,7 +72,7 @@ TEST(ProblemOf, NamesWhatIsWrong) {
     EngineAccess access;
     std::string problem;
   };
-  const Row rows[] = {
+  const auto rows = std::to_array<Row>({
       {{}, "the URL must begin with http:// or https://"},
       {accessTo("http://localhost/#{tag}"), noTag},
       {atSocket(accessTo("http://localhost/"), "/run/engine.sock"), noTag},
@@ -97,7 +97,7 @@ TEST(ProblemOf, NamesWhatIsWrong) {
       {withHeaders({"a: secret\n"}), lineBreak},
       {withHeaders({"a: secret\r"}), lineBreak},
       {withHeaders({std::string("a: secret\0", 10)}), lineBreak},
-  };
+  });
   for (const Row& row : rows) {
     EXPECT_EQ(problemOf(row.access), row.problem) << row.access.urlTemplate;
   }
@@ -110,7 +110,7 @@ TEST(ListenerOf, AccessOnThisHost) {
     std::string address;
     std::uint32_t port;
   };
-  const Row rows[] = {
+  const auto rows = std::to_array<Row>({
       {accessTo("http://127.0.0.1:9090/{tag}"), "", "127.0.0.1", 9090},
       {accessTo("https://127.1/{tag}"), "", "127.0.0.1", 443},
       {accessTo("http://[::1]/{tag}"), "", "::1", 80},
@@ -120,7 +120,7 @@ TEST(ListenerOf, AccessOnThisHost) {
       {accessTo("http://engine.localhost:1/{tag}"), "", "", 1},
       {atSocket(accessTo("http://192.0.2.1:1/{tag}"), "/run/engine.sock"), "/run/engine.sock", "",
        0},
-  };
+  });
   for (const Row& row : rows) {
     const std::optional<Listener> listener = listenerOf(row.access);
     ASSERT_TRUE(listener) << row.access.urlTemplate;

@@ -97,10 +97,11 @@ std::vector<std::string> lookedUpNames() {
 
 }  // namespace egress::test
 
-extern "C" int getaddrinfo(const char* name, const char* /*service*/, const addrinfo* /*hints*/,
-                           addrinfo** list) {
+// The names of the parameters are those of netdb.h.
+extern "C" int getaddrinfo(const char* name, const char* /*service*/, const addrinfo* /*req*/,
+                           addrinfo** pai) {
   const egress::test::FakeAnswer answer = egress::test::lookUp(name);
-  addrinfo** end = list;
+  addrinfo** end = pai;
   *end = nullptr;
   for (const std::string& address : answer.addresses) {
     *end = egress::test::rowFor(address);
@@ -110,10 +111,10 @@ extern "C" int getaddrinfo(const char* name, const char* /*service*/, const addr
   return answer.error;
 }
 
-extern "C" void freeaddrinfo(addrinfo* list) noexcept {
-  while (list != nullptr) {
+extern "C" void freeaddrinfo(addrinfo* ai) noexcept {
+  while (ai != nullptr) {
     const std::unique_ptr<egress::test::OwnedRow> owner(
-        reinterpret_cast<egress::test::OwnedRow*>(list));
-    list = list->ai_next;
+        reinterpret_cast<egress::test::OwnedRow*>(ai));
+    ai = ai->ai_next;
   }
 }

@@ -1,10 +1,5 @@
-"""A server that answers like the proxy engine, or fails in one of many ways. Also runs by itself:
-
-    engine_server.py CHOICES BEHAVIOUR ADDRESS PORT
-
-CHOICES is a JSON object of selector tag and choice. It prints "ready" and ends at the end of its
-standard input.
-"""
+"""A server that answers like the proxy engine, or fails in one of many ways. For one in a network
+namespace, import it in the text of a network.Program."""
 
 import http.server
 import json
@@ -12,7 +7,6 @@ import socket
 import socketserver
 import ssl
 import subprocess
-import sys
 import threading
 import urllib.parse
 from pathlib import Path
@@ -26,7 +20,7 @@ def answer_of(tag, choice):
     return {"name": tag, "type": "Selector", "now": choice, "comment": SECRET_IN_ANSWER}
 
 
-# Each behaviour is a function of the handler of one request and the choice of its selector, or None.
+# Each behaviour is a function of the handler of one request, the selector's tag and its choice, if any.
 
 def answers(handler, tag, choice):
     if choice is None:
@@ -113,14 +107,26 @@ def needs(name, value):
 
 
 BEHAVIOURS = {
-    "answers": answers, "answers in chunks": answers_in_chunks, "answers, then closes": answers_then_closes,
-    "silence": is_silent, "silence after the status": is_silent_after_the_status,
-    "half an answer": answers_half, "half a chunk": answers_half_a_chunk, "no answer": answers_nothing,
-    "slow bytes": answers_slowly, "large": body(b" " * LARGE), "large in chunks": is_large_in_chunks,
-    "no JSON": body(SECRET_IN_ANSWER.encode()), "an array": body(b'["' + SECRET_IN_ANSWER.encode() + b'"]'),
-    "empty": body(), "no now": body(b'{"name": "' + SECRET_IN_ANSWER.encode() + b'"}'),
-    "now is a number": body(b'{"now": 1}'), "now is empty": body(b'{"now": ""}'), "no HTTP": speaks_no_http,
-    "elsewhere": status(302, Location="http://203.0.113.1/"), "to itself": redirects_to_itself,
+    "answers": answers,
+    "answers in chunks": answers_in_chunks,
+    "answers, then closes": answers_then_closes,
+    "silence": is_silent,
+    "silence after the status": is_silent_after_the_status,
+    "half an answer": answers_half,
+    "half a chunk": answers_half_a_chunk,
+    "no answer": answers_nothing,
+    "slow bytes": answers_slowly,
+    "large": body(b" " * LARGE),
+    "large in chunks": is_large_in_chunks,
+    "no JSON": body(SECRET_IN_ANSWER.encode()),
+    "an array": body(b'["' + SECRET_IN_ANSWER.encode() + b'"]'),
+    "empty": body(),
+    "no now": body(b'{"name": "' + SECRET_IN_ANSWER.encode() + b'"}'),
+    "now is a number": body(b'{"now": 1}'),
+    "now is empty": body(b'{"now": ""}'),
+    "no HTTP": speaks_no_http,
+    "elsewhere": status(302, Location="http://203.0.113.1/"),
+    "to itself": redirects_to_itself,
 } | {str(number): status(number) for number in (204, 400, 401, 403, 404, 500, 503)}
 
 
@@ -217,9 +223,10 @@ class Certificate:
     def __init__(self, folder, name):
         self.path = Path(folder) / f"{name.replace(':', '-')}.pem"
         key = self.path.with_suffix(".key")
-        subprocess.run(["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256",
-                        "-nodes", "-keyout", key, "-out", self.path, "-days", "2", "-subj", "/CN=engine",
-                        "-addext", f"subjectAltName={name}"], check=True, capture_output=True)
+        subprocess.run(["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt",
+                        "ec_paramgen_curve:P-256", "-nodes", "-keyout", key, "-out", self.path,
+                        "-days", "2", "-subj", "/CN=engine", "-addext", f"subjectAltName={name}"],
+                       check=True, capture_output=True)
         self.context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
         self.context.load_cert_chain(self.path, key)
 
@@ -232,14 +239,3 @@ def closed_port():
     reserved = socket.socket()
     reserved.bind(("127.0.0.1", 0))
     return reserved
-
-
-def main(choices, behaviour, address, port):
-    engine = Engine(json.loads(choices), behaviour, address, int(port))
-    print("ready", flush=True)
-    sys.stdin.read()
-    engine.stop()
-
-
-if __name__ == "__main__":
-    main(*sys.argv[1:])

@@ -1,5 +1,6 @@
 #include "egress_live/curl/engine_url.h"
 
+#include <array>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -16,7 +17,7 @@ TEST(EngineUrl, HasAnOriginAndMaybeAPlaceForATag) {
     const char* origin;
     bool hasTagPlace;
   };
-  constexpr Row kRows[] = {
+  constexpr auto kRows = std::to_array<Row>({
       {"http://127.0.0.1:9090/proxies/{tag}", "http://127.0.0.1:9090", true},
       {"http://localhost?x={tag}", "http://localhost:80", true},
       {"https://localhost/{tag}/", "https://localhost:443", true},
@@ -31,7 +32,7 @@ TEST(EngineUrl, HasAnOriginAndMaybeAPlaceForATag) {
       {"http://localhost/#{tag}", "http://localhost:80", false},
       {"http://localhost/%7Btag%7D", "http://localhost:80", false},
       {"http://localhost/{TAG}", "http://localhost:80", false},
-  };
+  });
   for (const Row& row : kRows) {
     const auto read = readEngineUrl(row.url);
     const auto* const url = std::get_if<EngineUrl>(&read);
@@ -52,7 +53,7 @@ TEST(EngineUrl, IsRefusedForAReasonWithoutItsText) {
     std::string url;
     std::string reason;
   };
-  const Row rows[] = {
+  const auto rows = std::to_array<Row>({
       {"", scheme},
       {"localhost:9090/{tag}", scheme},
       {"127.0.0.1/{tag}", scheme},
@@ -71,7 +72,7 @@ TEST(EngineUrl, IsRefusedForAReasonWithoutItsText) {
       {"http://localhost/ {tag}", path},
       {"http://localhost/{tag}\n", path},
       {std::string("http://localhost/{tag}\0", 23), "the URL has a NUL byte"},
-  };
+  });
   for (const Row& row : rows) {
     const auto read = readEngineUrl(row.url);
     const auto* const reason = std::get_if<std::string>(&read);
@@ -86,7 +87,7 @@ TEST(EngineUrl, HasTheTagPercentEncoded) {
     std::string_view tag;
     std::string_view encoded;
   };
-  constexpr Row kRows[] = {
+  constexpr auto kRows = std::to_array<Row>({
       {"proxy", "proxy"},
       {"azAZ09-._~", "azAZ09-._~"},
       {"", ""},
@@ -96,13 +97,14 @@ TEST(EngineUrl, HasTheTagPercentEncoded) {
       {"\xC3\xBC\xFF", "%C3%BC%FF"},
       {std::string_view("a\0\r\n", 4), "a%00%0D%0A"},
       {"..", ".."},
-  };
+  });
   for (const Row& row : kRows) {
     const std::string encoded(row.encoded);
     EXPECT_EQ(urlFor("http://h/{tag}", row.tag), "http://h/" + encoded);
     EXPECT_EQ(urlFor("{tag}{tag}", row.tag), encoded + encoded);
-    EXPECT_EQ(urlFor("http://h/{tag}x?y={tag}&z", row.tag),
-              "http://h/" + encoded + "x?y=" + encoded + "&z");
+    std::string expected = "http://h/";
+    expected.append(encoded).append("x?y=").append(encoded).append("&z");
+    EXPECT_EQ(urlFor("http://h/{tag}x?y={tag}&z", row.tag), expected);
   }
   EXPECT_EQ(urlFor("http://h/{ta}g}{tag", "proxy"), "http://h/{ta}g}{tag");
   const std::string longest(kMaxTagBytes, '/');

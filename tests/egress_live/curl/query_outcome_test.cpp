@@ -1,5 +1,6 @@
 #include "egress_live/curl/query_outcome.h"
 
+#include <array>
 #include <cerrno>
 #include <string>
 
@@ -36,7 +37,7 @@ TEST(QueryOutcome, OfAnHttpStatus) {
     QueryOutcome outcome;
     const char* reason;
   };
-  constexpr Row kRows[] = {
+  constexpr auto kRows = std::to_array<Row>({
       {101, QueryOutcome::BAD_STATUS, "HTTP status 101"},
       {300, QueryOutcome::BAD_STATUS, "HTTP status 300: redirects are not followed"},
       {302, QueryOutcome::BAD_STATUS, "HTTP status 302: redirects are not followed"},
@@ -49,7 +50,7 @@ TEST(QueryOutcome, OfAnHttpStatus) {
       {405, QueryOutcome::BAD_STATUS, "HTTP status 405"},
       {500, QueryOutcome::BAD_STATUS, "HTTP status 500"},
       {999, QueryOutcome::BAD_STATUS, "HTTP status 999"},
-  };
+  });
   for (const Row& row : kRows) {
     expectFailure(transferWith(CURLE_OK, row.httpStatus), row.outcome, row.reason);
     if (row.httpStatus < 300) continue;
@@ -69,7 +70,7 @@ TEST(QueryOutcome, OfABrokenTransfer) {
     QueryOutcome outcome;
     std::string reason;
   };
-  const Row rows[] = {
+  const auto rows = std::to_array<Row>({
       {CURLE_OPERATION_TIMEDOUT, QueryOutcome::TIMED_OUT, late},
       {CURLE_COULDNT_RESOLVE_HOST, QueryOutcome::NAME_NOT_FOUND,
        "no address found for localhost:9090"},
@@ -81,7 +82,7 @@ TEST(QueryOutcome, OfABrokenTransfer) {
       {CURLE_GOT_NOTHING, QueryOutcome::FAILED, closed},
       {CURLE_SSL_CONNECT_ERROR, QueryOutcome::FAILED, "SSL connect error"},
       {CURLE_RECV_ERROR, QueryOutcome::FAILED, "Failure when receiving data from the peer"},
-  };
+  });
   for (const Row& row : rows) {
     expectFailure(transferWith(row.code, 0), row.outcome, row.reason);
     expectFailure(transferWith(row.code, 200), row.outcome, row.reason);  // while the answer came
@@ -94,13 +95,13 @@ TEST(QueryOutcome, OfAFailedConnection) {
     QueryOutcome outcome;
     const char* reason;
   };
-  constexpr Row kRows[] = {
+  constexpr auto kRows = std::to_array<Row>({
       {ECONNREFUSED, QueryOutcome::REFUSED, "connection refused at localhost:9090"},
       {ENOENT, QueryOutcome::REFUSED,
        "cannot connect to localhost:9090: No such file or directory"},
       {EACCES, QueryOutcome::FAILED, "cannot connect to localhost:9090: Permission denied"},
       {0, QueryOutcome::FAILED, "cannot connect to localhost:9090"},
-  };
+  });
   for (const Row& row : kRows) {
     Transfer transfer = transferWith(CURLE_COULDNT_CONNECT, 0);
     transfer.systemError = row.systemError;
@@ -124,7 +125,7 @@ TEST(QueryOutcome, OfAnAnswer) {
     QueryOutcome outcome;
     const char* reason;
   };
-  constexpr Row kRows[] = {
+  constexpr auto kRows = std::to_array<Row>({
       {"", QueryOutcome::NOT_JSON, "the answer is not a JSON object"},
       {kSecret, QueryOutcome::NOT_JSON, "the answer is not a JSON object"},
       {R"(["now"])", QueryOutcome::NOT_JSON, "the answer is not a JSON object"},
@@ -132,7 +133,7 @@ TEST(QueryOutcome, OfAnAnswer) {
       {"{}", QueryOutcome::NO_NOW, R"(the answer has no text under "now")"},
       {R"({"now": ""})", QueryOutcome::NO_NOW, R"(the answer has no text under "now")"},
       {R"({"now": 1})", QueryOutcome::NO_NOW, R"(the answer has no text under "now")"},
-  };
+  });
   for (const std::int64_t httpStatus : {200, 204, 299}) {
     Transfer transfer = transferWith(CURLE_OK, httpStatus);
     for (const Row& row : kRows) {
