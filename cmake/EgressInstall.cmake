@@ -109,7 +109,7 @@ install(
   DESTINATION ${cmake_dir})
 
 # In one folder, because they refer to each other.
-set(docs compatibility.md egress-report.md host-contract.md security.md status-words.md details.schema.json
-         report.schema.json snapshot.schema.json)
+set(docs compatibility.md egress-report.md fleet.md host-contract.md security.md status-words.md
+         troubleshooting.md details.schema.json report.schema.json snapshot.schema.json)
 list(TRANSFORM docs PREPEND ${PROJECT_SOURCE_DIR}/docs/)
 install(FILES ${docs} DESTINATION ${CMAKE_INSTALL_DOCDIR})
