@@ -32,7 +32,7 @@ struct UsedEnds {
 
 UsedEnds usedEnds(const SnapshotList<Socket>& sockets, CountedSockets counted) {
   UsedEnds ends;
-  if (sockets.enumFailed) return ends;
+  if (sockets.enumFailed) return {};
   for (const Socket& row : sockets.rows) {
     const RemoteEnd end = remoteEnd(row.remoteAddress, row.remotePort);
     if (isCounted(row, counted)) ends.counted.insert(end);
@@ -44,10 +44,12 @@ UsedEnds usedEnds(const SnapshotList<Socket>& sockets, CountedSockets counted) {
 // The addresses of the servers that the configuration has by name.
 class Addresses {
  public:
-  Addresses(const HostSnapshot& snapshot, CountedSockets counted) {
-    if (snapshot.resolvedNames.empty()) return;
-    for (const ResolvedName& row : snapshot.resolvedNames) byName_[row.name].push_back(row.address);
-    ends_ = usedEnds(snapshot.sockets, counted);
+  explicit Addresses(const std::vector<ResolvedName>& rows) {
+    for (const ResolvedName& row : rows) byName_[row.name].push_back(row.address);
+  }
+  Addresses(const HostSnapshot& snapshot, CountedSockets counted)
+      : Addresses(snapshot.resolvedNames) {
+    if (!byName_.empty()) ends_ = usedEnds(snapshot.sockets, counted);
   }
 
   // Those that the engine uses for this outbound, at most kMaxAddresses; if it uses none, the first
@@ -55,12 +57,13 @@ class Addresses {
   [[nodiscard]] std::vector<std::string_view> inUse(const Outbound& outbound) const {
     const auto found = outbound.hasServer ? byName_.find(outbound.server) : byName_.end();
     if (found == byName_.end()) return {};
-    const std::uint32_t port = outbound.ports.size() == 1 ? outbound.ports.front() : 0;
+    const std::vector<std::string_view>& all = found->second;
+    if (outbound.ports.size() != 1) return {all.front()};
     for (const std::set<RemoteEnd>* const ends : {&ends_.counted, &ends_.tried}) {
-      std::vector<std::string_view> used = among(found->second, *ends, port);
+      std::vector<std::string_view> used = among(all, *ends, outbound.ports.front());
       if (!used.empty()) return used;
     }
-    return {found->second.front()};
+    return {all.front()};
   }
 
  private:
@@ -161,9 +164,9 @@ Diagnosis diagnoseWithTagsOf(const HostSnapshot& snapshot, const DiagnosisInput&
 AddressFinding findingFor(const HostSnapshot& snapshot, const DiagnosisInput& input) {
   AddressFinding finding;
   finding.diagnosis = diagnoseWithTagsOf(snapshot, input);
-  const std::optional<std::size_t> leaf = finding.diagnosis.resolution.leaf;
-  const bool hasEndpoint = finding.diagnosis.endpoint.status == ActiveEndpointStatus::OK;
-  if (hasEndpoint && leaf) finding.address = input.outbounds.at(*leaf).server;
+  if (finding.diagnosis.endpoint.status == ActiveEndpointStatus::OK) {
+    finding.address = input.outbounds.at(finding.diagnosis.resolution.leaf.value()).server;
+  }
   return finding;
 }
 
@@ -180,8 +183,7 @@ Diagnosis diagnose(const HostSnapshot& snapshot, CountedSockets counted) {
 }
 
 Diagnosis diagnoseWay(const HostSnapshot& snapshot) {
-  const Addresses addresses(snapshot, CountedSockets::TCP);
-  return diagnoseWithTagsOf(snapshot, inputOfTheWalk(snapshot, addresses));
+  return diagnoseWithTagsOf(snapshot, inputOfTheWalk(snapshot, Addresses(snapshot.resolvedNames)));
 }
 
 std::vector<AddressFinding> diagnoseAddresses(const HostSnapshot& snapshot,

@@ -33,7 +33,7 @@ toInput(const HostSnapshot& snapshot, CountedSockets counted = CountedSockets::T
 diagnose(const HostSnapshot& snapshot, CountedSockets counted = CountedSockets::TCP);
 
 // Diagnoses the configuration and the answers alone, as if there were no adapter, route and socket:
-// how far the walk gets, and what it needs next.
+// how far the walk gets, and what it needs next. Of a name's addresses, the first is taken.
 [[nodiscard]] EGRESS_SNAPSHOT_EXPORT Diagnosis diagnoseWay(const HostSnapshot& snapshot);
 
 // What one address of the server gives.

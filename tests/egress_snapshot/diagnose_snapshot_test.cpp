@@ -136,6 +136,14 @@ TEST(Diagnose, AMainTagMayLeadToProxyAndBeTheHint) {
   EXPECT_TRUE(diagnose(snapshot).selectorHintStale);
 }
 
+TEST(Diagnose, TheHintIsATagOfTheRecord) {
+  HostSnapshot snapshot = withMainTag();
+  snapshot.selectorHint = "main";
+  EXPECT_FALSE(diagnose(snapshot).selectorHintStale);
+  snapshot.selectorHint = "proxy";
+  EXPECT_TRUE(diagnose(snapshot).selectorHintStale);
+}
+
 TEST(Diagnose, AMainTagMayBeASelector) {
   HostSnapshot snapshot = withMainTag();
   snapshot.mainTag = "choice";
@@ -197,6 +205,13 @@ HostSnapshot withName() {
   snapshot.adapters.rows[1].interfaceIndex = 6;
   snapshot.adapters.rows[1].addresses = {"10.0.0.6", "fd00::6"};
   return snapshot;
+}
+
+TEST(DiagnoseWay, TakesTheFirstAddressOfAName) {
+  HostSnapshot snapshot = withName();
+  snapshot.sockets.rows = {makeSocket("10.0.0.5", 2, "198.51.100.2", 443)};
+  EXPECT_TRUE(sameNumericAddress(diagnoseWay(snapshot).endpoint.address,
+                                 parseNumericAddress("198.51.100.1")));
 }
 
 struct AddressRow {
