@@ -104,6 +104,9 @@ std::optional<live::EngineAccess> accessIn(const RawOptions& raw) {
   return access;
 }
 
+// Asks the system's resolver, in place of NAME=ADDRESS.
+constexpr std::string_view kSystem = "system";
+
 snapshot::ResolvedName resolvedNameIn(const std::string& text) {
   const std::size_t equals = text.find('=');
   if (equals == std::string::npos || equals == 0) {
@@ -157,11 +160,10 @@ void checkAndComplete(const RawOptions& raw, Options& options) {
   options.mainTag = raw.mainTag.value_or("");
   options.access = accessIn(raw);
   for (const std::string& row : raw.resolve) {
-    if (row == "system")
-      options.asksSystemForNames = true;
-    else
-      options.resolvedNames.push_back(resolvedNameIn(row));
+    if (row == kSystem) continue;
+    options.resolvedNames.push_back(resolvedNameIn(row));
   }
+  options.asksSystemForNames = std::ranges::find(raw.resolve, kSystem) != raw.resolve.end();
   if (raw.process) options.processes = processIdIn(*raw.process);
   if (raw.processName) {
     live::ProcessName& chosen = options.processes.emplace().emplace<live::ProcessName>();

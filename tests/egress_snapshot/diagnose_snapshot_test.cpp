@@ -268,6 +268,7 @@ TEST(DiagnoseAddresses, TheAddressesInUseCount) {
     std::vector<AddressFinding> findings = diagnoseAddresses(snapshot);
     crossCheckAddresses(snapshot, findings);
     std::vector<std::string> addresses;
+    addresses.reserve(findings.size());
     for (const AddressFinding& finding : findings) addresses.push_back(finding.address);
     EXPECT_EQ(addresses, row.addresses);
     EXPECT_EQ(doAgree(findings), row.agree);
