@@ -259,7 +259,7 @@ void writeFailures(JsonWriter& writer, const HostSnapshot& snapshot) {
 
 void writeDetails(const HostSnapshot& snapshot, const std::vector<AddressFinding>& findings,
                   const TextSink& sink, JsonLayout layout) {
-  const auto& [address, diagnosis, crossCheck] = findings.front();
+  const Diagnosis& diagnosis = findings.front().diagnosis;
   const ShownInterfaces interfaces = shownInterfaces(snapshot, diagnosis);
   JsonWriter writer(sink, layout);
   openDocument(writer, kDetailsFormat, kDetailsVersion);
@@ -275,7 +275,7 @@ void writeDetails(const HostSnapshot& snapshot, const std::vector<AddressFinding
   writeOtherAddresses(writer, findings, interfaces);
   writeMember(writer, "doAddressesAgree", doAgree(findings));
   writer.member("crossCheck");
-  writeCrossCheck(writer, snapshot, crossCheck, interfaces);
+  writeCrossCheck(writer, snapshot, findings.front().crossCheck, interfaces);
   writer.member("sockets");
   writeSockets(writer, snapshot, findings, interfaces);
   writer.member("interfaces");

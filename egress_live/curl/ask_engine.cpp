@@ -69,10 +69,11 @@ std::optional<std::string> selectorToAsk(const HostSnapshot& snapshot) {
 }
 
 void addResult(const std::string& tag, QueryResult result, HostSnapshot& snapshot) {
-  snapshot.queries.push_back(
-      {.selectorTag = tag, .outcome = result.outcome, .reason = std::move(result.reason)});
-  snapshot.selectorAnswers.push_back(
-      {.selectorTag = tag, .status = answerStatusOf(result.outcome), .now = std::move(result.now)});
+  snapshot::SelectorQuery& query = snapshot.queries.emplace_back();
+  query = {.selectorTag = tag, .outcome = result.outcome, .reason = std::move(result.reason)};
+  SelectorAnswer& answer = snapshot.selectorAnswers.emplace_back();
+  answer = {
+      .selectorTag = tag, .status = answerStatusOf(result.outcome), .now = std::move(result.now)};
 }
 
 }  // namespace

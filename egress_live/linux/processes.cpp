@@ -30,14 +30,15 @@ std::variant<FoundProcesses, NoProcess> findProcess(std::uint32_t id, Deadline d
     return NoProcess{.reason = NoProcessReason::NOT_VISIBLE,
                      .message = "no " + name + " is visible to this user"};
   }
-  snapshot::Process process{.id = id, .user = *user, .program = programOf(*directory, deadline)};
+  const snapshot::Process process{
+      .id = id, .user = *user, .program = programOf(*directory, deadline)};
   if (network == Network::OTHER) {
     return NoProcess{.reason = NoProcessReason::OTHER_NETWORK,
                      .message = name + " is in another network namespace",
-                     .processes = {std::move(process)}};
+                     .processes = {process}};
   }
   FoundProcesses found;
-  found.push_back({.process = std::move(process), .directory = *std::move(directory)});
+  found.push_back({.process = process, .directory = *std::move(directory)});
   return found;
 }
 

@@ -97,8 +97,9 @@ void resolveServer(std::uint32_t timeoutMilliseconds, HostSnapshot& snapshot) {
   const FoundAddresses found = hasNul ? FoundAddresses("it has a NUL byte")
                                       : lookUpAddressesWithin(timeoutMilliseconds, *name);
   if (const auto* const reason = std::get_if<std::string>(&found)) {
-    snapshot.missingFacts.push_back({.fact = snapshot::FactKind::ADDRESS,
-                                     .reason = "cannot resolve '" + *name + "': " + *reason});
+    snapshot::MissingFact& missing = snapshot.missingFacts.emplace_back();
+    missing.fact = snapshot::FactKind::ADDRESS;
+    missing.reason = "cannot resolve '" + *name + "': " + *reason;
     return;
   }
   for (const std::string& address : std::get<std::vector<std::string>>(found)) {
