@@ -18,8 +18,12 @@ struct EngineAccess {
   // http or https; "{tag}" in the path or query stands for the selector's tag, percent-encoded (RFC
   // 3986, section 2.1). Without user and password.
   std::string urlTemplate;
-  std::vector<std::string> headers;          // "NAME: VALUE" each
-  std::string unixSocketPath;                // in place of the URL's host and port; empty: TCP
+  std::vector<std::string> headers;  // "NAME: VALUE" each
+  std::string unixSocketPath;        // in place of the URL's host and port; empty: TCP
+  // A socket that is connected to unixSocketPath already, for the first connection with an http
+  // URL: a caller who gives up the right to connect there keeps it open. It stays the caller's, but
+  // becomes non-blocking; -1: none.
+  int connectedSocket = -1;
   std::string caCertificates;                // PEM, in place of the system's; empty: the system's
   std::uint32_t timeoutMilliseconds = 2000;  // for each query, from its start to the last byte
   bool mayLeaveHost = false;                 // also ask at an address that is not a loopback one

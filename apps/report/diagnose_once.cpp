@@ -8,6 +8,7 @@
 #include <utility>
 #include <variant>
 
+#include "apps/report/engine_socket.h"
 #include "apps/report/examine.h"
 #include "apps/report/files.h"
 #include "apps/report/finding.h"
@@ -106,11 +107,14 @@ int diagnoseOnce(const Options& options) {
   InputTexts texts = readTexts(options);
   std::optional<SavedFile> saved = snapshotFile(options);
   std::optional<SavedFile> metrics = metricsFile(options);
+  // Root may ask where only the engine's user can connect.
+  const Closed engine(isCalledByRoot() ? connectToEngine(options) : -1);
   // Before the first byte is parsed: strangers may have written the texts.
   if (isCalledByRoot()) dropRights();
   if (options.processes) printProcesses(*options.processes, taken);
-  const Finding finding =
-      examine(options, std::move(taken), std::move(texts), observer ? &*observer : nullptr);
+  const Opened opened{.observer = observer ? &*observer : nullptr,
+                      .engineSocket = engine.descriptor()};
+  const Finding finding = examine(options, std::move(taken), std::move(texts), opened);
   const bool savesToOutput = options.saveSnapshotPath == kStandardStream;
   if (options.output == Output::REPORT || options.output == Output::DETAILS || savesToOutput) {
     printNotes(options, finding);

@@ -18,8 +18,9 @@ using snapshot::HostSnapshot;
 
 constexpr std::uint32_t kResolveMilliseconds = 5000;
 
-void askOthers(const Options& options, const InputTexts& texts, HostSnapshot& snapshot) {
-  if (options.access) live::askSelectors(accessOf(options, texts), snapshot);
+void askOthers(const Options& options, const InputTexts& texts, int engineSocket,
+               HostSnapshot& snapshot) {
+  if (options.access) live::askSelectors(accessOf(options, texts, engineSocket), snapshot);
   if (options.asksSystemForNames) live::resolveServer(kResolveMilliseconds, snapshot);
 }
 
@@ -49,11 +50,11 @@ void addHints(const InputTexts& texts, Finding& finding) {
 }  // namespace
 
 Finding examine(const Options& options, HostSnapshot taken, InputTexts texts,
-                live::PacketObserver* observer) {
+                const Opened& opened) {
   HostSnapshot snapshot = parseInput(options, std::move(taken), texts);
-  askOthers(options, texts, snapshot);
+  askOthers(options, texts, opened.engineSocket, snapshot);
   std::vector<AddressFinding> addresses = diagnoseAddresses(snapshot, options.counted);
-  addFacts(options, observer, addresses, snapshot);
+  addFacts(options, opened.observer, addresses, snapshot);
   Finding finding = findOut(std::move(snapshot), std::move(addresses), options.counted);
   addHints(texts, finding);
   return finding;

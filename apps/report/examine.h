@@ -9,11 +9,17 @@
 
 namespace egress::report {
 
+// What had to be opened with those rights; the caller's.
+struct Opened {
+  live::PacketObserver* observer = nullptr;  // none: no packets are observed
+  int engineSocket = -1;                     // connected to where the engine is asked; -1: none
+};
+
 // Finds out what the options ask for, without the rights that the snapshot needed: completes the
 // snapshot from the texts, asks the engine and the resolver, diagnoses, and asks the system about
-// the sockets to the endpoint. `observer` may be null. Throws CannotRun.
+// the sockets to the endpoint. Throws CannotRun.
 [[nodiscard]] Finding examine(const Options& options, snapshot::HostSnapshot taken,
-                              InputTexts texts, live::PacketObserver* observer);
+                              InputTexts texts, const Opened& opened);
 
 }  // namespace egress::report
 

@@ -152,8 +152,9 @@ HostSnapshot parseInput(const Options& options, HostSnapshot taken, InputTexts& 
   return snapshot;
 }
 
-live::EngineAccess accessOf(const Options& options, const InputTexts& texts) {
+live::EngineAccess accessOf(const Options& options, const InputTexts& texts, int connectedSocket) {
   live::EngineAccess access = options.access.value();
+  access.connectedSocket = connectedSocket;
   access.caCertificates = texts.askCa.value_or("");
   std::istringstream lines(texts.askHeaders.value_or(""));
   for (std::string line; std::getline(lines, line);) {

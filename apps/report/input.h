@@ -31,8 +31,10 @@ struct InputTexts {
 [[nodiscard]] snapshot::HostSnapshot parseInput(const Options& options,
                                                 snapshot::HostSnapshot taken, InputTexts& texts);
 
-// How the engine is asked, with what the texts contain. Throws CannotRun.
-[[nodiscard]] live::EngineAccess accessOf(const Options& options, const InputTexts& texts);
+// How the engine is asked, with what the texts contain and a socket that is connected to it, or -1.
+// Throws CannotRun.
+[[nodiscard]] live::EngineAccess accessOf(const Options& options, const InputTexts& texts,
+                                          int connectedSocket);
 
 }  // namespace egress::report
 

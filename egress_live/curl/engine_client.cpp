@@ -9,8 +9,10 @@
 #include <new>
 #include <string_view>
 #include <sys/socket.h>
+#include <utility>
 
 #include "egress/config/numeric_address.h"
+#include "egress_live/curl/connected_socket.h"
 
 namespace egress::live {
 namespace {
@@ -46,8 +48,8 @@ std::string addressText(const sockaddr& address, std::size_t length) {
 
 EngineClient::EngineClient(const EngineAccess& access, const EngineUrl& url)
     : access_(access),
-      peer_(access.unixSocketPath.empty() ? hostAndPortOf(url)
-                                          : "'" + access.unixSocketPath + "'") {
+      peer_(access.unixSocketPath.empty() ? hostAndPortOf(url) : "'" + access.unixSocketPath + "'"),
+      connectedSocket_(url.scheme == "http" ? access.connectedSocket : -1) {
   setup_ = initialize();
   if (setup_ != CURLE_OK) return;
   handle_.reset(curl_easy_init());
@@ -102,6 +104,8 @@ void EngineClient::setCallbacks() {
   set(CURLOPT_WRITEDATA, static_cast<void*>(this));
   set(CURLOPT_OPENSOCKETFUNCTION, &EngineClient::openSocket);
   set(CURLOPT_OPENSOCKETDATA, static_cast<void*>(this));
+  set(CURLOPT_PREREQFUNCTION, &EngineClient::replaceSocket);
+  set(CURLOPT_PREREQDATA, static_cast<void*>(this));
 }
 
 QueryResult EngineClient::ask(const std::string& tag) {
@@ -156,7 +160,21 @@ curl_socket_t EngineClient::openSocket(void* client, curlsocktype /*purpose*/,
       return CURL_SOCKET_BAD;
     }
   }
+  if (address->family == AF_UNIX && self.connectedSocket_ >= 0) {
+    self.placeholder_ = openPlaceholder(*address);
+    if (self.placeholder_ != CURL_SOCKET_BAD) return self.placeholder_;
+  }
   return socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
+}
+
+// Called when the connection is there, before each request.
+int EngineClient::replaceSocket(void* client, char* /*remoteAddress*/, char* /*localAddress*/,
+                                int /*remotePort*/, int /*localPort*/) noexcept {
+  auto& self = *static_cast<EngineClient*>(client);
+  const curl_socket_t placeholder = std::exchange(self.placeholder_, CURL_SOCKET_BAD);
+  if (placeholder == CURL_SOCKET_BAD) return CURL_PREREQFUNC_OK;
+  const int connected = std::exchange(self.connectedSocket_, -1);
+  return replacePlaceholder(placeholder, connected) ? CURL_PREREQFUNC_OK : CURL_PREREQFUNC_ABORT;
 }
 
 }  // namespace egress::live

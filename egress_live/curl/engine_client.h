@@ -45,6 +45,8 @@ class EngineClient {
                                 void* client) noexcept;
   static curl_socket_t openSocket(void* client, curlsocktype purpose,
                                   curl_sockaddr* address) noexcept;
+  static int replaceSocket(void* client, char* remoteAddress, char* localAddress, int remotePort,
+                           int localPort) noexcept;
 
   const EngineAccess& access_;
   std::string peer_;
@@ -52,6 +54,8 @@ class EngineClient {
   std::unique_ptr<CURL, FreeHandle> handle_;  // uses the headers until it is gone
   CURLcode setup_ = CURLE_OK;                 // the first option that failed
   Transfer transfer_;                         // the current one
+  int connectedSocket_;                       // of the access, until it is used; -1: none
+  curl_socket_t placeholder_ = CURL_SOCKET_BAD;
   bool isOutOfMemory_ = false;
 };
 

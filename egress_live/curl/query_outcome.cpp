@@ -54,6 +54,9 @@ QueryResult resultOfFailedConnection(const Transfer& transfer) {
   if (transfer.systemError == ECONNREFUSED) {
     return failure(QueryOutcome::REFUSED, "connection refused at " + transfer.peer);
   }
+  if (transfer.systemError == EACCES || transfer.systemError == EPERM) {
+    return failure(QueryOutcome::FAILED, "permission denied at " + transfer.peer);
+  }
   const std::string reason = "cannot connect to " + transfer.peer;
   if (transfer.systemError == 0) return failure(QueryOutcome::FAILED, reason);
   // No socket has this path.

@@ -1,13 +1,8 @@
 #include "egress_live/ask_engine.h"
 
 #include <algorithm>
-#include <arpa/inet.h>
 #include <array>
-#include <netinet/in.h>
 #include <string>
-#include <sys/socket.h>
-#include <thread>
-#include <unistd.h>
 #include <variant>
 #include <vector>
 
@@ -15,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include "egress_live/curl/engine_client.h"
+#include "tests/egress_live/counting_engine.h"
 #include "tests/egress_live/fake_resolver.h"
 
 namespace egress::live {
@@ -137,78 +133,6 @@ TEST(ListenerOf, AccessElsewhere) {
   }
 }
 
-// Accepts one connection, and answers each request "/NUMBER" on it with the choice NUMBER + 1.
-class CountingEngine {
- public:
-  CountingEngine() : listener_(socket(AF_INET, SOCK_STREAM, 0)) {
-    sockaddr_in address{
-        .sin_family = AF_INET, .sin_port = 0, .sin_addr = {htonl(INADDR_LOOPBACK)}, .sin_zero = {}};
-    socklen_t size = sizeof(address);
-    auto* const generic = reinterpret_cast<sockaddr*>(&address);
-    EXPECT_EQ(bind(listener_, generic, size), 0);
-    EXPECT_EQ(getsockname(listener_, generic, &size), 0);
-    EXPECT_EQ(listen(listener_, 1), 0);
-    port_ = ntohs(address.sin_port);
-    thread_ = std::thread([this] { serve(); });
-  }
-  CountingEngine(const CountingEngine&) = delete;
-  CountingEngine& operator=(const CountingEngine&) = delete;
-  CountingEngine(CountingEngine&&) = delete;
-  CountingEngine& operator=(CountingEngine&&) = delete;
-  ~CountingEngine() {
-    shutdown(listener_, SHUT_RDWR);
-    thread_.join();
-    close(listener_);
-  }
-
-  [[nodiscard]] std::string urlTemplate() const {
-    return "http://127.0.0.1:" + std::to_string(port_) + "/{tag}";
-  }
-
- private:
-  void serve() const {
-    const int connection = accept(listener_, nullptr, nullptr);
-    std::string request;
-    std::array<char, 4096> bytes{};
-    for (;;) {
-      const ssize_t count = recv(connection, bytes.data(), bytes.size(), 0);
-      if (count <= 0) break;
-      request.append(bytes.data(), static_cast<std::size_t>(count));
-      if (!request.ends_with("\r\n\r\n")) continue;
-      const int number = std::stoi(request.substr(std::string("GET /").size()));
-      const std::string body = R"({"now": ")" + std::to_string(number + 1) + "\"}";
-      const std::string answer =
-          "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
-      EXPECT_EQ(send(connection, answer.data(), answer.size(), MSG_NOSIGNAL),
-                static_cast<ssize_t>(answer.size()));
-      request.clear();
-    }
-    close(connection);
-  }
-
-  int listener_;
-  std::uint32_t port_ = 0;
-  std::thread thread_;
-};
-
-Outbound selector(const std::string& tag) {
-  Outbound outbound;
-  outbound.tag = tag;
-  outbound.type = "selector";
-  return outbound;
-}
-
-// Selectors "1" to "20"; the walk starts at the first.
-HostSnapshot chain() {
-  HostSnapshot snapshot;
-  snapshot.mainTag = "1";
-  snapshot.config.configStatus = ConfigStatus::OK;
-  for (int i = 1; i <= 20; ++i) {
-    snapshot.config.outbounds.push_back(selector(std::to_string(i)));
-  }
-  return snapshot;
-}
-
 std::vector<std::string> askedTags(const HostSnapshot& snapshot) {
   std::vector<std::string> tags;
   for (const auto& query : snapshot.queries) tags.push_back(query.selectorTag);
@@ -216,8 +140,8 @@ std::vector<std::string> askedTags(const HostSnapshot& snapshot) {
 }
 
 TEST(AskSelectors, AsksNineTimesAtMost) {
-  const CountingEngine engine;
-  HostSnapshot snapshot = chain();
+  const test::CountingEngine engine;
+  HostSnapshot snapshot = test::selectorChain();
   askSelectors(accessTo(engine.urlTemplate()), snapshot);
   EXPECT_THAT(askedTags(snapshot), ElementsAre("1", "2", "3", "4", "5", "6", "7", "8", "9"));
   ASSERT_EQ(snapshot.selectorAnswers.size(), 9U);
@@ -231,8 +155,8 @@ TEST(AskSelectors, AsksNineTimesAtMost) {
 }
 
 TEST(AskSelectors, AsksForNoAnswerThatIsThere) {
-  const CountingEngine engine;
-  HostSnapshot snapshot = chain();
+  const test::CountingEngine engine;
+  HostSnapshot snapshot = test::selectorChain();
   snapshot.selectorAnswers = {
       {.selectorTag = "3", .status = SelectorAnswerStatus::TransportFailed, .now = {}},
       {.selectorTag = "1", .status = SelectorAnswerStatus::Ok, .now = "2"}};
@@ -242,12 +166,12 @@ TEST(AskSelectors, AsksForNoAnswerThatIsThere) {
 
 TEST(AskSelectors, AsksNobodyIfNoAnswerIsNeeded) {
   const EngineAccess access = accessTo("http://127.0.0.1:1/{tag}");
-  HostSnapshot known = chain();
+  HostSnapshot known = test::selectorChain();
   known.selectorAnswers = {
       {.selectorTag = "1", .status = SelectorAnswerStatus::NowMissing, .now = {}}};
-  HostSnapshot noConfig = chain();
+  HostSnapshot noConfig = test::selectorChain();
   noConfig.config.configStatus = ConfigStatus::AUTO_DETECT_MISSING;
-  HostSnapshot noStart = chain();
+  HostSnapshot noStart = test::selectorChain();
   noStart.mainTag = "0";
   for (HostSnapshot snapshot : {HostSnapshot(), known, noConfig, noStart}) {
     const std::size_t answers = snapshot.selectorAnswers.size();
@@ -258,7 +182,7 @@ TEST(AskSelectors, AsksNobodyIfNoAnswerIsNeeded) {
 }
 
 void expectOneFailure(const EngineAccess& access, QueryOutcome outcome, const std::string& reason) {
-  HostSnapshot snapshot = chain();
+  HostSnapshot snapshot = test::selectorChain();
   askSelectors(access, snapshot);
   EXPECT_THAT(askedTags(snapshot), ElementsAre("1"));
   EXPECT_EQ(snapshot.queries.front().outcome, outcome);
@@ -286,7 +210,7 @@ TEST(AskSelectors, FailsIfTheTagIsTooLong) {
   HostSnapshot snapshot;
   snapshot.mainTag = std::string(70000, 'a');
   snapshot.config.configStatus = ConfigStatus::OK;
-  snapshot.config.outbounds.push_back(selector(snapshot.mainTag));
+  snapshot.config.outbounds.push_back(test::selectorTagged(snapshot.mainTag));
   askSelectors(accessTo("http://127.0.0.1:1/{tag}"), snapshot);
   ASSERT_EQ(snapshot.queries.size(), 1U);
   EXPECT_EQ(snapshot.queries.front().outcome, QueryOutcome::FAILED);

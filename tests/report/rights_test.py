@@ -6,9 +6,12 @@ import os
 import re
 import shutil
 import subprocess
+import tempfile
 import unittest
+from pathlib import Path
 
 import network
+from engine_server import PATH, Engine
 from report_program import EMPTY_SNAPSHOT, HEALTHY_SNAPSHOT, PROGRAM, WARNINGS, ProgramTest
 
 DROP_RIGHTS = os.environ["EGRESS_DROP_RIGHTS"]
@@ -204,6 +207,52 @@ class WhoseFilesTest(RightsTest):
         self.assertEqual((result.report["socketSourcesStatus"], result.error), ("OK", ""))
         result = self.run_program("--pid", os.getpid(), before=AS_NOBODY)
         self.assertEqual(result.report["socketSourcesStatus"], "SOCKET_ENUM_FAILED")
+
+
+class WhoseSocketTest(RightsTest):
+    """An engine whose Unix socket only its user, nobody, may connect to."""
+
+    CONFIG = json.dumps({"route": {"auto_detect_interface": True}, "outbounds": [
+        {"tag": "proxy", "type": "selector"}, {"tag": "next", "type": "selector"},
+        {"tag": "leaf", "type": "trojan", "server": "198.51.100.10", "server_port": 443}]})
+
+    def setUp(self):
+        super().setUp()
+        if os.geteuid() != 0:
+            self.skipTest("not as root")
+        self.skip_unless_possible(AS_READER)
+        self.config = self.file("config.json", self.CONFIG)
+
+    def ask(self, behaviour="answers", folder_mode=0o755, before=()):
+        """The outcome and the reason of each query, and how often the engine was connected to."""
+        with tempfile.TemporaryDirectory(dir=self.folder) as name:
+            path = Path(name) / "engine.sock"
+            engine = Engine({"proxy": "next", "next": "leaf"}, behaviour, unix=path)
+            self.addCleanup(engine.stop)
+            for owned, mode in ((path, 0o600), (path.parent, folder_mode)):
+                os.chown(owned, NOBODY, NOBODY)
+                owned.chmod(mode)
+            result = self.run_program(
+                "--config", self.config, "--pid", os.getpid(), "--ask-unix", path,
+                "--ask", f"http://localhost{PATH}", before=before, output="--json=details")
+            queries = [(row["outcome"], row["reason"].replace(str(path), "PATH"))
+                       for row in result.report["input"]["queries"]]
+            return queries, len(engine.connections)
+
+    def test_root_connects_before_it_gives_up_its_rights(self):
+        for folder_mode in (0o755, 0o700):
+            with self.subTest(oct(folder_mode)):
+                self.assertEqual(self.ask(folder_mode=folder_mode), ([("ANSWERED", "")] * 2, 1))
+
+    def test_root_cannot_connect_again(self):
+        self.assertEqual(self.ask("answers, then closes"),
+                         ([("ANSWERED", ""), ("FAILED", "permission denied at 'PATH'")], 1))
+
+    def test_another_user_connects_only_where_that_user_may(self):
+        as_another = ("setpriv", f"--reuid={NOBODY - 1}", *AS_READER[2:])
+        refused = [("FAILED", "permission denied at 'PATH'")]
+        self.assertEqual(self.ask(before=as_another), (refused, 0))
+        self.assertEqual(self.ask(before=AS_NOBODY), ([("ANSWERED", "")] * 2, 1))
 
 
 if __name__ == "__main__":

@@ -99,7 +99,10 @@ TEST(QueryOutcome, OfAFailedConnection) {
       {ECONNREFUSED, QueryOutcome::REFUSED, "connection refused at localhost:9090"},
       {ENOENT, QueryOutcome::REFUSED,
        "cannot connect to localhost:9090: No such file or directory"},
-      {EACCES, QueryOutcome::FAILED, "cannot connect to localhost:9090: Permission denied"},
+      {EACCES, QueryOutcome::FAILED, "permission denied at localhost:9090"},
+      {EPERM, QueryOutcome::FAILED, "permission denied at localhost:9090"},
+      {ENETUNREACH, QueryOutcome::FAILED,
+       "cannot connect to localhost:9090: Network is unreachable"},
       {0, QueryOutcome::FAILED, "cannot connect to localhost:9090"},
   });
   for (const Row& row : kRows) {
