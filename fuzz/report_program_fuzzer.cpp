@@ -9,7 +9,6 @@
 #include <cstdint>
 #include <cstdlib>
 #include <iostream>
-#include <sstream>
 #include <string>
 #include <string_view>
 #include <sys/mman.h>
@@ -21,6 +20,7 @@
 #include "apps/report/rights.h"
 #include "egress_snapshot/report_json.h"
 #include "egress_snapshot/snapshot_json.h"
+#include "fuzz/captured_stream.h"
 #include "fuzz/fuzz_target.h"
 
 // main() of apps/report/main.cpp, which is compiled with this name.
@@ -66,25 +66,6 @@ class MemoryFile {
 
  private:
   int descriptor_;
-};
-
-// What a stream receives while this lives.
-class Captured {
- public:
-  explicit Captured(std::ostream& stream)
-      : stream_(stream), before_(stream.rdbuf(received_.rdbuf())) {}
-  Captured(const Captured&) = delete;
-  Captured& operator=(const Captured&) = delete;
-  Captured(Captured&&) = delete;
-  Captured& operator=(Captured&&) = delete;
-  ~Captured() { stream_.rdbuf(before_); }
-
-  [[nodiscard]] std::string text() const { return received_.str(); }
-
- private:
-  std::ostringstream received_;
-  std::ostream& stream_;
-  std::streambuf* before_;
 };
 
 struct Run {
