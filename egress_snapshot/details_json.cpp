@@ -258,11 +258,12 @@ void writeFailures(JsonWriter& writer, const HostSnapshot& snapshot) {
 }  // namespace
 
 void writeDetails(const HostSnapshot& snapshot, const std::vector<AddressFinding>& findings,
-                  const TextSink& sink, JsonLayout layout) {
+                  const TextSink& sink, JsonLayout layout, const std::optional<std::string>& file) {
   const Diagnosis& diagnosis = findings.front().diagnosis;
   const ShownInterfaces interfaces = shownInterfaces(snapshot, diagnosis);
   JsonWriter writer(sink, layout);
   openDocument(writer, kDetailsFormat, kDetailsVersion);
+  writeMember(writer, "file", file);
   writeMember(writer, "origin", snapshot.origin);
   writer.member("input");
   writeInput(writer, snapshot);
@@ -289,10 +290,10 @@ void writeDetails(const HostSnapshot& snapshot, const std::vector<AddressFinding
 }
 
 std::string detailsToJson(const HostSnapshot& snapshot, const std::vector<AddressFinding>& findings,
-                          JsonLayout layout) {
+                          JsonLayout layout, const std::optional<std::string>& file) {
   std::string text;
   const auto append = [&text](std::string_view part) { text += part; };
-  writeDetails(snapshot, findings, append, layout);
+  writeDetails(snapshot, findings, append, layout, file);
   return text;
 }
 

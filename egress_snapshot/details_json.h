@@ -2,6 +2,7 @@
 #define EGRESS_SNAPSHOT_DETAILS_JSON_H
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -24,16 +25,19 @@ inline constexpr std::uint32_t kDetailsVersion = 1;
 // Writes the details as JSON without a trailing newline, in parts as writeSnapshot does.
 // The findings, at least one, must be those of the record, with cross-checks; the report is that of
 // the first one. What they name and the record does not have is left out. Throws when memory runs
-// out, and what the sink throws.
+// out, and what the sink throws. `file`, the path of the record, is the member "file" if it is
+// given: it tells apart the details of many records.
 EGRESS_SNAPSHOT_EXPORT void writeDetails(const HostSnapshot& snapshot,
                                          const std::vector<AddressFinding>& findings,
                                          const TextSink& sink,
-                                         JsonLayout layout = JsonLayout::INDENTED);
+                                         JsonLayout layout = JsonLayout::INDENTED,
+                                         const std::optional<std::string>& file = std::nullopt);
 
 // The text that writeDetails writes. Throws only when memory runs out.
 [[nodiscard]] EGRESS_SNAPSHOT_EXPORT std::string detailsToJson(
     const HostSnapshot& snapshot, const std::vector<AddressFinding>& findings,
-    JsonLayout layout = JsonLayout::INDENTED);
+    JsonLayout layout = JsonLayout::INDENTED,
+    const std::optional<std::string>& file = std::nullopt);
 
 }  // namespace egress::snapshot
 

@@ -67,6 +67,22 @@ TEST(DetailsToJson, BeginsWithFormatVersionOriginAndInput) {
 )")) << text;
 }
 
+TEST(DetailsToJson, TheFileStandsAfterTheVersionAndChangesNothingElse) {
+  const HostSnapshot snapshot = detailedSnapshot();
+  const auto detailsIn = [&snapshot](const char* file) {
+    return detailsToJson(snapshot, findingsOf(snapshot), JsonLayout::ONE_LINE, file);
+  };
+  const std::string named = detailsIn("a/b.json");
+  const std::string opening =
+      R"({"format":"egress-details","version":1,"file":"a/b.json","origin":{)";
+  EXPECT_TRUE(named.starts_with(opening)) << named;
+  Json rest = Json::parse(named);
+  rest.erase("file");
+  EXPECT_EQ(rest, detailsJson(snapshot));
+  EXPECT_EQ(Json::parse(detailsIn(""))["file"], "");
+  EXPECT_EQ(Json::parse(detailsIn("\xFF"))["file"], Json::parse(R"({"base64": "/w=="})"));
+}
+
 TEST(DetailsToJson, HasTheReport) {
   for (const HostSnapshot& snapshot : {HostSnapshot{}, detailedSnapshot(), fullSnapshot()}) {
     const std::string report = reportToJson(diagnoseEgress(toInput(snapshot)));

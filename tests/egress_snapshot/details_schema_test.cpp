@@ -49,6 +49,9 @@ std::vector<Json> detailsToCompare() {
        {HostSnapshot{}, failed, withoutNames, detailedSnapshot(), namedSnapshot()}) {
     details.push_back(Json::parse(detailsOf(snapshot)));
   }
+  const HostSnapshot empty;
+  details.push_back(Json::parse(
+      detailsToJson(empty, diagnoseAddresses(empty), JsonLayout::INDENTED, "named.json")));
   return details;
 }
 
