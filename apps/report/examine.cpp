@@ -52,6 +52,7 @@ void addHints(const InputTexts& texts, Finding& finding) {
 Finding examine(const Options& options, HostSnapshot taken, InputTexts texts,
                 const Opened& opened) {
   HostSnapshot snapshot = parseInput(options, std::move(taken), texts);
+  warnUnused(options, snapshot);
   askOthers(options, texts, opened.engineSocket, snapshot);
   std::vector<AddressFinding> addresses = diagnoseAddresses(snapshot, options.counted);
   addFacts(options, opened.observer, addresses, snapshot);

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstddef>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
 #include <utility>
@@ -41,10 +42,18 @@ std::string readAll(int descriptor, const InputFile& file) {
   return text;
 }
 
+void checkRegular(int descriptor, const InputFile& file) {
+  struct stat status {};
+  if (fstat(descriptor, &status) != 0) throw std::system_error(errno, std::generic_category());
+  if (!S_ISREG(status.st_mode)) throw CannotRun(failureOf(file) + ": not a regular file");
+}
+
 std::string readNamed(const InputFile& file) {
   if (file.path == kStandardStream) return readAll(STDIN_FILENO, file);
-  const Closed opened(open(file.path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY));
+  const int waiting = file.mustBeRegular ? O_NONBLOCK : 0;
+  const Closed opened(open(file.path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | waiting));
   if (opened.descriptor() < 0) throw std::system_error(errno, std::generic_category());
+  if (file.mustBeRegular) checkRegular(opened.descriptor(), file);
   return readAll(opened.descriptor(), file);
 }
 

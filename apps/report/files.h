@@ -28,7 +28,8 @@ inline constexpr std::uint64_t kMaxSnapshotSize = std::uint64_t{256} << 20U;
 struct InputFile {
   std::string option;
   std::string path;
-  std::uint64_t maxSize = 0;  // in bytes
+  std::uint64_t maxSize = 0;   // in bytes
+  bool mustBeRegular = false;  // others are refused: a FIFO could keep the program waiting
 };
 
 // Returns "what: strerror", for errno.
@@ -37,8 +38,8 @@ struct InputFile {
 // Returns "option: cannot read 'path'".
 [[nodiscard]] std::string failureOf(const InputFile& file);
 
-// The contents of a file of any kind; reads at most one byte more than the limit. Throws CannotRun,
-// also for a larger file, and std::bad_alloc.
+// The contents of a file, of any kind unless it must be regular; reads at most one byte more than
+// the limit. Throws CannotRun, also for a larger file, and std::bad_alloc.
 [[nodiscard]] std::string readFile(const InputFile& file);
 
 // Returns use(). When memory runs out there, throws CannotRun that names the file.

@@ -146,10 +146,13 @@ HostSnapshot parseInput(const Options& options, HostSnapshot taken, InputTexts& 
   snapshot.resolvedNames.insert(snapshot.resolvedNames.begin(), options.resolvedNames.begin(),
                                 options.resolvedNames.end());
   if (options.hint) snapshot.selectorHint = *options.hint;
+  return snapshot;
+}
+
+void warnUnused(const Options& options, const HostSnapshot& snapshot) {
   warnUnusedAnswers(options, snapshot);
   warnUnknownHint(options, snapshot);
   warnUnusedNames(options, snapshot);
-  return snapshot;
 }
 
 live::EngineAccess accessOf(const Options& options, const InputTexts& texts, int connectedSocket) {

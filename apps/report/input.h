@@ -25,11 +25,13 @@ struct InputTexts {
 [[nodiscard]] InputTexts readTexts(const Options& options);
 
 // The input of the diagnosis: the snapshot that was taken, or the one in the texts, with the other
-// texts and options in it. Blanks in the configuration's text what is not JSON. Warns on standard
-// error about answers for tags that no selector has, a hint that no outbound has, and names that no
-// server has. Throws CannotRun.
+// texts and options in it. Blanks in the configuration's text what is not JSON. Throws CannotRun.
 [[nodiscard]] snapshot::HostSnapshot parseInput(const Options& options,
                                                 snapshot::HostSnapshot taken, InputTexts& texts);
+
+// Warns on standard error about answers for tags that no selector has, a hint that no outbound has,
+// and names that no server has.
+void warnUnused(const Options& options, const snapshot::HostSnapshot& snapshot);
 
 // How the engine is asked, with what the texts contain and a socket that is connected to it, or -1.
 // Throws CannotRun.
