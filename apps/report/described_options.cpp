@@ -80,7 +80,7 @@ void addAskOptions(CLI::App& app, Options& options, RawOptions& raw) {
       ->needs(ask);
 }
 
-void addSnapshotOptions(CLI::App& app, Options& options, RawOptions& raw) {
+void addProcessOptions(CLI::App& app, RawOptions& raw) {
   auto* const pid = app.add_option("--pid", raw.process, "The engine's process ID")->type_name("N");
   auto* const name =
       app.add_option(
@@ -94,13 +94,30 @@ void addSnapshotOptions(CLI::App& app, Options& options, RawOptions& raw) {
                  "may give any name to a process")
       ->type_name("USER")
       ->needs(name);
-  app.add_option("--snapshot", options.snapshotPath,
-                 "Diagnose a saved snapshot instead of this machine; --config, --main, --answer,\n"
-                 "--resolve and --hint override what it contains")
+}
+
+void addSnapshotOptions(CLI::App& app, Options& options, RawOptions& raw) {
+  auto* const snapshot =
+      addRepeatable(
+          app, "--snapshot", raw.snapshots,
+          "Diagnose a saved snapshot instead of this machine; --config, --main, --answer,\n"
+          "--resolve and --hint override what it contains. Repeatable; a folder stands for\n"
+          "all files in it and below whose names end in '.json'. Of many snapshots, prints\n"
+          "the details as JSON, one a line")
+          ->type_name("FILE")
+          ->excludes(app.get_option("--pid"))
+          ->excludes(app.get_option("--process"))
+          ->excludes(app.get_option("--ask"));
+  app.add_option("--snapshots-from", options.snapshotListPath,
+                 "Diagnose the snapshots whose paths are in a file, one a line")
       ->type_name("FILE")
-      ->excludes(pid)
-      ->excludes(name)
+      ->excludes(snapshot)
+      ->excludes(app.get_option("--pid"))
+      ->excludes(app.get_option("--process"))
       ->excludes(app.get_option("--ask"));
+}
+
+void addFileOptions(CLI::App& app, Options& options, RawOptions& raw) {
   auto* const save = app.add_option("--save-snapshot", options.saveSnapshotPath,
                                     "Also write the complete input of the diagnosis to a file;\n"
                                     "'-' writes it instead of the report")
@@ -114,7 +131,8 @@ void addSnapshotOptions(CLI::App& app, Options& options, RawOptions& raw) {
                  "Also write metrics to a file, for the textfile collector of Prometheus' node\n"
                  "exporter")
       ->type_name("FILE")
-      ->excludes(app.get_option("--snapshot"));
+      ->excludes(app.get_option("--snapshot"))
+      ->excludes(app.get_option("--snapshots-from"));
   app.add_option("--max-file-size", raw.maxFileSize,
                  "Read files of up to SIZE, for example 64MiB, in place of 16MiB for --config,\n"
                  "1MiB for --answer and 256MiB for --snapshot")
@@ -127,7 +145,8 @@ void addLookOptions(CLI::App& app, RawOptions& raw) {
                  "Watch the packets to the endpoint for this time. What is seen counts more than\n"
                  "what the system says. Needs root or CAP_NET_RAW")
       ->type_name("SECONDS")
-      ->excludes(snapshot);
+      ->excludes(snapshot)
+      ->excludes(app.get_option("--snapshots-from"));
   app.add_flag("--udp", raw.udp, "Count UDP sockets to the endpoint, too");
   addRepeatable(
       app, "--resolve", raw.resolve,
@@ -167,7 +186,9 @@ void describeOptions(CLI::App& app, Options& options, RawOptions& raw) {
   app.footer(kFooter);
   addEngineOptions(app, options, raw);
   addAskOptions(app, options, raw);
+  addProcessOptions(app, raw);
   addSnapshotOptions(app, options, raw);
+  addFileOptions(app, options, raw);
   addLookOptions(app, raw);
   addOutputOptions(app, raw);
 }

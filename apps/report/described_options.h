@@ -25,6 +25,7 @@ struct RawOptions {
   std::optional<std::string> askUnix;
   std::optional<std::string> askTimeout;
   bool asksAnywhere = false;
+  std::vector<std::string> snapshots;
   std::vector<std::string> resolve;
   std::optional<std::string> process;
   std::optional<std::string> processName;

@@ -1,19 +1,30 @@
-// egress-report: diagnoses this machine or a saved snapshot.
+// egress-report: diagnoses this machine or saved snapshots.
 
 #include <iostream>
 #include <new>
 
+#include "apps/report/batch.h"
 #include "apps/report/diagnose_once.h"
 #include "apps/report/files.h"
 #include "apps/report/options.h"
 #include "apps/report/text.h"
+
+namespace egress::report {
+namespace {
+
+int run(const Options& options) {
+  return isBatch(options) ? diagnoseBatch(options) : diagnoseOnce(options);
+}
+
+}  // namespace
+}  // namespace egress::report
 
 int main(int argc, char** argv) {
   namespace report = egress::report;
   report::reserveStandardStreams();
   try {
     const auto options = report::readOptions(argc, argv);
-    const int status = options ? report::diagnoseOnce(*options) : 0;
+    const int status = options ? report::run(*options) : 0;
     if (!std::cout.flush()) {
       throw report::CannotRun(report::withSystemError("cannot write to standard output"));
     }

@@ -132,6 +132,10 @@ void checkStandardInput(const Options& options) {
   std::vector<std::string> readers;
   if (options.configPath == kStandardStream) readers.emplace_back("--config");
   if (options.snapshotPath == kStandardStream) readers.emplace_back("--snapshot");
+  for (const std::string& path : options.snapshotPaths) {
+    if (path == kStandardStream) readers.emplace_back("--snapshot");
+  }
+  if (options.snapshotListPath == kStandardStream) readers.emplace_back("--snapshots-from");
   if (options.answersPath == kStandardStream) readers.emplace_back("--answers");
   if (options.askHeaderPath == kStandardStream) readers.emplace_back("--ask-header-file");
   if (options.askCaPath == kStandardStream) readers.emplace_back("--ask-ca");
@@ -177,7 +181,10 @@ void checkAndComplete(const RawOptions& raw, Options& options) {
   if (!options.processes && options.access) {
     if (auto listener = listenerOf(*options.access)) options.processes = *std::move(listener);
   }
-  if (!options.processes && !options.snapshotPath) {
+  if (raw.snapshots.size() == 1) options.snapshotPath = raw.snapshots.front();
+  if (raw.snapshots.size() > 1) options.snapshotPaths = raw.snapshots;
+  const bool hasSnapshots = !raw.snapshots.empty() || options.snapshotListPath;
+  if (!options.processes && !hasSnapshots) {
     throw CannotRun("one of --pid, --process, --snapshot and a local --ask is required");
   }
   checkStandardInput(options);

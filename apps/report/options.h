@@ -38,8 +38,10 @@ struct Options {
   std::optional<std::string> askCaPath;
   std::vector<snapshot::ResolvedName> resolvedNames;
   bool asksSystemForNames = false;
-  std::optional<live::ProcessChoice> processes;  // set unless snapshotPath is
-  std::optional<std::string> snapshotPath;
+  std::optional<live::ProcessChoice> processes;  // set unless there are snapshots
+  std::optional<std::string> snapshotPath;       // the only one, or a folder of snapshots
+  std::vector<std::string> snapshotPaths;        // if there are several
+  std::optional<std::string> snapshotListPath;   // in place of both: of a list of paths
   std::optional<std::string> saveSnapshotPath;
   std::optional<std::string> metricsPath;
   std::optional<std::uint64_t> maxFileSize;  // in bytes, in place of the default of each option

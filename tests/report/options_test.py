@@ -105,7 +105,8 @@ class HelpTest(ProgramTest):
         result = self.run_program("--help")
         for option in ("--config FILE", "--answer TAG=FILE", "--answer-failed TAG", "--hint TAG",
                        "--pid N", "--process NAME", "--user USER", "--snapshot FILE",
-                       "--save-snapshot FILE", "--max-file-size SIZE", "--anonymize", "--explain",
+                       "--snapshots-from FILE", "--save-snapshot FILE", "--max-file-size SIZE",
+                       "--anonymize", "--explain",
                        "--observe SECONDS", "--udp", "--json[=details]", "-h,--help", "--version",
                        "Exit status:\n  0  ", "\n  1  ", "\n  2  ", "\n  3  "):
             self.assertIn(option, result.output)
@@ -242,8 +243,8 @@ class HintTest(ProgramTest):
 # Every option, by whether it takes a value.
 VALUE_OPTIONS = ("--config", "--main", "--answer", "--answers", "--answer-failed", "--hint", "--ask",
                  "--ask-header", "--ask-header-file", "--ask-unix", "--ask-ca", "--ask-timeout", "--pid",
-                 "--process", "--user", "--snapshot", "--save-snapshot", "--max-file-size", "--observe",
-                 "--prometheus", "--resolve")
+                 "--process", "--user", "--snapshot", "--snapshots-from", "--save-snapshot", "--max-file-size",
+                 "--observe", "--prometheus", "--resolve")
 FLAGS = ("--anonymize", "--ask-anywhere", "--explain", "--help", "--strict", "--udp", "--version")
 
 
@@ -423,7 +424,6 @@ class CannotRunTest(ProgramTest):
 
     def test_directories_instead_of_files(self):
         snapshot = self.snapshot_file(EMPTY_SNAPSHOT)
-        self.reject("--snapshot", self.folder, parts=[self.folder, "Is a directory"])
         self.reject("--snapshot", snapshot, "--config", self.folder,
                     parts=["--config", self.folder, "Is a directory"])
         self.assert_not_saved(

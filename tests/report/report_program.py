@@ -121,6 +121,8 @@ class ProgramTest(unittest.TestCase):
         result = Result(process.returncode, process.stdout, process.stderr)
         if result.output.startswith('{\n  "format"'):
             self.check_formatted(result.output)
+        elif result.output.startswith('{"'):
+            self.check_lines(result.output)
         elif result.output.startswith("{"):
             self.assertEqual(schema_errors(result.report), [], result.output)
             self.assertTrue(result.output.endswith("}\n"))
@@ -133,6 +135,14 @@ class ProgramTest(unittest.TestCase):
         else:
             self.assertEqual(details_schema_errors(json.loads(text)), [], text)
             self.assertTrue(text.endswith("}\n"))
+
+    def check_lines(self, text):
+        """Checks details or reports, one on each line."""
+        self.assertTrue(text.endswith("}\n"))
+        for line in text.splitlines():
+            value = json.loads(line)
+            errors = details_schema_errors if "format" in value else schema_errors
+            self.assertEqual(errors(value), [], line)
 
     def parsed_snapshot(self, text):
         """The snapshot in a text that the program wrote."""
