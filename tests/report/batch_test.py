@@ -355,7 +355,8 @@ class OptionTest(BatchTest):
                           ["--main", "entry", "--answers", several]):
             lines = self.assert_applied("--config", self.config, *arguments)
             self.assertEqual([line["endpoint"]["status"] for line in lines], ["OK"] * 2)
-        lines = self.assert_applied("--config", self.config, "--main", "entry", "--answer-failed", "entry")
+        lines = self.assert_applied("--config", self.config, "--main", "entry",
+                                    "--answer-failed", "entry")
         self.assertEqual([line["endpoint"]["status"] for line in lines],
                          ["SELECTOR_TRANSPORT_FAILED"] * 2)
 
@@ -424,18 +425,18 @@ class ProgressTest(BatchTest):
     def terminal_output(self, **streams):
         """What a terminal gets on the streams that are True; the others are discarded."""
         leader, follower = pty.openpty()
-        with open(follower, "wb") as given:
-            subprocess.run([PROGRAM, "--snapshot", "."], cwd=self.folder, check=False, **{
-                stream: given if streams.get(stream) else subprocess.DEVNULL
-                for stream in ("stdin", "stdout", "stderr")})
-        output = b""
-        with open(leader, "rb", buffering=0) as reader:
-            while True:
-                try:
-                    part = reader.read(65536)
-                except OSError:  # EIO: the other end is closed
-                    return output.decode().replace("\r\n", "\n")
-                output += part
+        chosen = {stream: follower if streams.get(stream) else subprocess.DEVNULL
+                  for stream in ("stdin", "stdout", "stderr")}
+        with subprocess.Popen([PROGRAM, "--snapshot", "."], cwd=self.folder, **chosen):
+            os.close(follower)
+            output = b""
+            try:
+                while part := os.read(leader, 4096):
+                    output += part
+            except OSError:  # the program has closed the terminal
+                pass
+        os.close(leader)
+        return output.decode().replace("\r\n", "\n")
 
     def test_on_a_terminal(self):
         blank = "\r" + " " * len("1 of 3") + "\r"
