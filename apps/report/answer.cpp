@@ -26,8 +26,6 @@ using snapshot::SocketState;
 using Row = std::pair<std::string, std::string>;
 using Rows = std::vector<Row>;
 
-constexpr std::string_view kArrow = " \u2192 ";
-
 std::string wayText(const Finding& finding) {
   const Diagnosis& diagnosis = finding.diagnosis();
   std::string text;

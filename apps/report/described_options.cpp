@@ -157,20 +157,35 @@ void addLookOptions(CLI::App& app, RawOptions& raw) {
 void addOutputOptions(CLI::App& app, RawOptions& raw) {
   auto* const json = app.add_flag("--json{report}", raw.json,
                                   "Print the report as JSON, without names and addresses;\n"
-                                  "--json=details prints everything that was found out as JSON");
-  app.add_flag("--explain", raw.explain, "Also explain every word of the report")->excludes(json);
+                                  "--json=details prints everything that was found out as JSON")
+                         ->type_name("details");
+  auto* const explain =
+      app.add_flag("--explain", raw.explain, "Also explain every word of the report")
+          ->excludes(json);
+  app.add_flag(
+         "--watch{5}", raw.watch,
+         "Look again when links, addresses, routes or routing rules change, and every SECONDS,\n"
+         "5 by default; print a line when the answer changes")
+      ->type_name("SECONDS")
+      ->excludes(app.get_option("--snapshot"))
+      ->excludes(app.get_option("--save-snapshot"))
+      ->excludes(app.get_option("--observe"))
+      ->excludes(explain);
 }
 
-// CLI11 shows "--json{report}", its notation for a flag that may have a value.
+// CLI11 shows "--json{report}", its notation for a flag that may have a value, whose type it leaves
+// out.
 struct HelpFormatter : CLI::Formatter {
   std::string make_option_name(const CLI::Option* option, bool isPositional) const override {
-    if (option->check_name(std::string(kJsonOption))) return "--json[=details]";
+    const bool isFlag = option->get_items_expected_max() == 0;
+    const std::string value = isFlag ? option->get_type_name() : "";
+    if (!value.empty()) return "--" + option->get_lnames().front() + "[=" + value + "]";
     return CLI::Formatter::make_option_name(option, isPositional);
   }
 
   // Without the options that it needs and excludes, which a message names if they matter.
   std::string make_option_opts(const CLI::Option* option) const override {
-    const std::string type = option->get_type_size() == 0 ? "" : option->get_type_name();
+    const std::string type = option->get_items_expected_max() == 0 ? "" : option->get_type_name();
     return type.empty() ? "" : " " + type;
   }
 };

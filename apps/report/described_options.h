@@ -32,12 +32,14 @@ struct RawOptions {
   std::optional<std::string> user;
   std::optional<std::string> maxFileSize;
   std::optional<std::string> observe;
+  std::string watch;
   std::string json;
   bool explain = false;
   bool udp = false;
 };
 
-// The flag that may have a value, and the words that this may be; the first stands for no value.
+// The flags that may have a value. That of --json is one of these words; the first stands for none.
+inline constexpr std::string_view kWatchOption = "--watch";
 inline constexpr std::string_view kJsonOption = "--json";
 inline constexpr auto kJsonWords = std::to_array<std::pair<std::string_view, Output>>(
     {{"report", Output::REPORT}, {"details", Output::DETAILS}});

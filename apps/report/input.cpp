@@ -119,20 +119,27 @@ void parseConfig(const Options& options, std::string& text, HostSnapshot& snapsh
 
 }  // namespace
 
+std::vector<NamedText> namedTexts(const Options& options, InputTexts& texts) {
+  std::vector<NamedText> named;
+  const auto add = [&](const char* option, const std::optional<std::string>& path,
+                       std::uint64_t maxSize, std::optional<std::string>& text) {
+    if (path) named.push_back({{option, *path, options.maxFileSize.value_or(maxSize)}, &text});
+  };
+  add("--snapshot", options.snapshotPath, kMaxSnapshotSize, texts.snapshot);
+  add("--config", options.configPath, kMaxConfigSize, texts.config);
+  texts.answers.resize(options.answers.size());
+  for (std::size_t i = 0; i < options.answers.size(); ++i) {
+    add("--answer", options.answers[i].path, kMaxAnswerSize, texts.answers[i]);
+  }
+  add("--answers", options.answersPath, kMaxConfigSize, texts.answersByTag);
+  add("--ask-header-file", options.askHeaderPath, kMaxAnswerSize, texts.askHeaders);
+  add("--ask-ca", options.askCaPath, kMaxAnswerSize, texts.askCa);
+  return named;
+}
+
 InputTexts readTexts(const Options& options) {
   InputTexts texts;
-  const auto read = [&](const char* option, const std::optional<std::string>& path,
-                        std::uint64_t maxSize, std::optional<std::string>& text) {
-    if (path) text = textOf({option, *path, options.maxFileSize.value_or(maxSize)});
-  };
-  read("--snapshot", options.snapshotPath, kMaxSnapshotSize, texts.snapshot);
-  read("--config", options.configPath, kMaxConfigSize, texts.config);
-  for (const AnswerOption& answer : options.answers) {
-    read("--answer", answer.path, kMaxAnswerSize, texts.answers.emplace_back());
-  }
-  read("--answers", options.answersPath, kMaxConfigSize, texts.answersByTag);
-  read("--ask-header-file", options.askHeaderPath, kMaxAnswerSize, texts.askHeaders);
-  read("--ask-ca", options.askCaPath, kMaxAnswerSize, texts.askCa);
+  for (const NamedText& named : namedTexts(options, texts)) *named.text = textOf(named.file);
   return texts;
 }
 

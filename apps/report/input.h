@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "apps/report/files.h"
 #include "apps/report/options.h"
 #include "egress_live/ask_engine.h"
 #include "egress_snapshot/host_snapshot.h"
@@ -20,6 +21,15 @@ struct InputTexts {
   std::optional<std::string> askHeaders;
   std::optional<std::string> askCa;
 };
+
+// A file that the options name, and where its content belongs.
+struct NamedText {
+  InputFile file;
+  std::optional<std::string>* text;
+};
+
+// All files of the options, always in the same order. The pointers are valid as long as `texts`.
+[[nodiscard]] std::vector<NamedText> namedTexts(const Options& options, InputTexts& texts);
 
 // Reads all files without parsing a byte of them. Throws CannotRun.
 [[nodiscard]] InputTexts readTexts(const Options& options);

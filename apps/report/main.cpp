@@ -8,11 +8,13 @@
 #include "apps/report/files.h"
 #include "apps/report/options.h"
 #include "apps/report/text.h"
+#include "apps/report/watch.h"
 
 namespace egress::report {
 namespace {
 
 int run(const Options& options) {
+  if (options.watchSeconds) return watch(options);
   return isBatch(options) ? diagnoseBatch(options) : diagnoseOnce(options);
 }
 

@@ -70,11 +70,11 @@ std::uint64_t sizeIn(const std::string& text) {
   return size;
 }
 
-std::uint32_t secondsIn(const std::string& text) {
+std::uint32_t secondsIn(const char* option, const std::string& text) {
   constexpr std::uint32_t kMax = 3600;
   std::uint32_t number = 0;
   if (!numberIn(text, number) || number == 0 || number > kMax) {
-    throw CannotRun("--observe: '" + text + "' is not a number of seconds from 1 to " +
+    throw CannotRun(std::string(option) + ": '" + text + "' is not a number of seconds from 1 to " +
                     std::to_string(kMax));
   }
   return number;
@@ -175,7 +175,8 @@ void checkAndComplete(const RawOptions& raw, Options& options) {
     if (raw.user) chosen.user = userIn(*raw.user);
   }
   if (raw.maxFileSize) options.maxFileSize = sizeIn(*raw.maxFileSize);
-  if (raw.observe) options.observeSeconds = secondsIn(*raw.observe);
+  if (raw.observe) options.observeSeconds = secondsIn("--observe", *raw.observe);
+  if (!raw.watch.empty()) options.watchSeconds = secondsIn("--watch", raw.watch);
   if (raw.udp) options.counted = snapshot::CountedSockets::TCP_AND_UDP;
   options.output = outputIn(raw);
   if (!options.processes && options.access) {

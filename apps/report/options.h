@@ -46,6 +46,7 @@ struct Options {
   std::optional<std::string> metricsPath;
   std::optional<std::uint64_t> maxFileSize;  // in bytes, in place of the default of each option
   std::optional<std::uint32_t> observeSeconds;
+  std::optional<std::uint32_t> watchSeconds;  // between two rounds; none: diagnose once
   snapshot::CountedSockets counted = snapshot::CountedSockets::TCP;
   bool anonymize = false;
   Output output = Output::TEXT;

@@ -143,8 +143,12 @@ std::string wrapped(std::string_view start, std::string_view text, std::size_t w
   return result += '\n';
 }
 
+std::string errorLine(std::string_view text) {
+  return "egress-report: " + printable(text) + '\n';
+}
+
 void printError(std::string_view text) {
-  std::cerr << "egress-report: " << printable(text) << '\n';
+  std::cerr << errorLine(text);
 }
 
 }  // namespace egress::report

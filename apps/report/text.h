@@ -9,6 +9,8 @@
 
 namespace egress::report {
 
+inline constexpr std::string_view kArrow = " \u2192 ";
+
 // Percent-encodes (RFC 3986, section 2.1) every byte except printable ASCII, for example as "%1B".
 // Names of files and interfaces may contain terminal escape sequences.
 [[nodiscard]] std::string printable(std::string_view text);
@@ -33,7 +35,10 @@ namespace egress::report {
 // others after as many blanks; a longer word has a line of its own. Ends with a newline.
 [[nodiscard]] std::string wrapped(std::string_view start, std::string_view text, std::size_t width);
 
-// Prints a line with the name of the program and the text, made printable, to standard error.
+// A line with the name of the program and the text, made printable.
+[[nodiscard]] std::string errorLine(std::string_view text);
+
+// Prints that line to standard error.
 void printError(std::string_view text);
 
 }  // namespace egress::report

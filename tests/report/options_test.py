@@ -106,8 +106,8 @@ class HelpTest(ProgramTest):
         for option in ("--config FILE", "--answer TAG=FILE", "--answer-failed TAG", "--hint TAG",
                        "--pid N", "--process NAME", "--user USER", "--snapshot FILE",
                        "--snapshots-from FILE", "--save-snapshot FILE", "--max-file-size SIZE",
-                       "--anonymize", "--explain",
-                       "--observe SECONDS", "--udp", "--json[=details]", "-h,--help", "--version",
+                       "--anonymize", "--explain", "--observe SECONDS", "--udp", "--json[=details]",
+                       "--watch[=SECONDS]", "--prometheus FILE", "-h,--help", "--version",
                        "Exit status:\n  0  ", "\n  1  ", "\n  2  ", "\n  3  "):
             self.assertIn(option, result.output)
         self.assertIn("In place of a FILE, '-' is standard input or output.",
@@ -254,7 +254,7 @@ class EmptyValueTest(ProgramTest):
     def test_every_option_is_tested(self):
         output = self.run_program("--help").output
         self.assertEqual(set(re.findall(r"^  (?:-h,)?(--[a-z-]+)", output, re.MULTILINE)),
-                         {*VALUE_OPTIONS, *FLAGS, "--json"})
+                         {*VALUE_OPTIONS, *FLAGS, "--json", "--watch"})
 
     def run_before_anonymize(self, word, snapshot):
         """Runs the program with `word` before options that anonymize and save a snapshot."""
@@ -471,6 +471,20 @@ class CannotRunTest(ProgramTest):
             self.reject("--pid", os.getpid(), "--observe", value,
                         parts=[f"--observe: '{value}' is not a number of seconds from 1 to 3600"])
         self.reject("--snapshot", "-", "--observe", "1", parts=["--snapshot excludes --observe"])
+
+    def test_the_seconds_of_watch(self):
+        for words in (["--watch", "0"], ["--watch", "3601"], ["--watch", ""], ["--watch", "1s"], ["--watch="],
+                      ["--watch=0"], ["--watch=-1"]):
+            value = words[1] if len(words) > 1 else words[0].partition("=")[2]
+            self.reject("--pid", os.getpid(), *words,
+                        parts=[f"--watch: '{value}' is not a number of seconds"], output="")
+        self.reject("--pid", os.getpid(), "--watch", "-1", parts=["not expected: -1"])
+        self.reject("--pid", os.getpid(), "--watch", "1", "2", parts=["not expected: 2"])
+        for excluded in (["--snapshot", "-"], ["--save-snapshot", "-"], ["--observe", "1"]):
+            for watch in (["--watch"], ["--watch", "1"], ["--watch=1"]):
+                self.reject(*watch, *excluded, parts=["--watch", excluded[0], "excludes"])
+        self.reject("--pid", os.getpid(), "--watch", "--explain", parts=["--watch", "excludes", "--explain"],
+                    output="")
 
     def test_options_take_one_value(self):
         answer = self.file("answer.json", "{}")

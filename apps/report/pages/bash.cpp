@@ -41,17 +41,19 @@ std::string repliesFor(const DescribedOption& option) {
       return concat({"mapfile -t COMPREPLY < <(compgen -W '", joined(option.words, " "),
                      "' -- \"$current\")"});
     case ValueKind::TAG_FILE:
+    case ValueKind::OPTIONAL:
     case ValueKind::OTHER:
     case ValueKind::NONE: break;
   }
   return "";
 }
 
-// The patterns of what precedes a value; a word is taken only after "=".
+// The patterns of what precedes a value; one that may be left out is taken only after "=".
 std::string patternsOf(const DescribedOption& option) {
+  const bool needsEquals = option.value == ValueKind::WORD || option.value == ValueKind::OPTIONAL;
   std::vector<std::string> patterns;
   for (const std::string& name : option.names) {
-    if (option.value != ValueKind::WORD) patterns.push_back(name);
+    if (!needsEquals) patterns.push_back(name);
     patterns.push_back(name + "=");
   }
   return joined(patterns, " | ");

@@ -43,7 +43,9 @@ ValueKind valueKindOf(const CLI::Option& option) {
   static constexpr auto kKinds = std::to_array<std::pair<std::string_view, ValueKind>>(
       {{"FILE", FILE}, {"PATH", FILE}, {"TAG=FILE", TAG_FILE}, {"USER", USER}});
   if (!wordsOf(option).empty()) return WORD;
-  if (option.get_items_expected_max() == 0) return NONE;
+  if (option.get_items_expected_max() == 0) {
+    return option.get_type_name().empty() ? NONE : OPTIONAL;
+  }
   if (option.check_name("--process")) return PROCESS;
   for (const auto& [metavar, kind] : kKinds) {
     if (option.get_type_name() == metavar) return kind;

@@ -13,6 +13,7 @@ namespace egress::report {
 enum class ValueKind : std::uint8_t {
   NONE,      // the option has no value
   WORD,      // one of a closed list, or nothing
+  OPTIONAL,  // anything, or nothing
   FILE,      // its path
   TAG_FILE,  // "TAG=FILE"
   USER,      // name of a user

@@ -16,6 +16,7 @@ std::string valueOf(const DescribedOption& option) {
     case ValueKind::WORD: return concat({" -a ", quoted(joined(option.words, " "))});
     case ValueKind::TAG_FILE:
     case ValueKind::OTHER: return " -x";
+    case ValueKind::OPTIONAL:
     case ValueKind::NONE: break;
   }
   return "";

@@ -48,7 +48,11 @@ std::vector<std::string> allBold(std::vector<std::string> texts) {
 
 std::string optionEntry(const DescribedOption& option) {
   std::string entry = concat({".TP\n", joined(allBold(option.names), ", ")});
-  if (!option.metavar.empty()) entry += concat({" ", italic(option.metavar)});
+  if (option.value == ValueKind::OPTIONAL) {
+    entry += concat({"[=", italic(option.metavar), "]"});
+  } else if (!option.metavar.empty()) {
+    entry += concat({" ", italic(option.metavar)});
+  }
   if (!option.words.empty()) entry += concat({"[=", joined(allBold(option.words), "|"), "]"});
   return entry + concat({"\n", line(option.text)});
 }

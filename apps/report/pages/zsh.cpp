@@ -23,6 +23,7 @@ std::string actionOf(const DescribedOption& option) {
     case ValueKind::USER: return "_users";
     case ValueKind::PROCESS: return "_process_names";
     case ValueKind::WORD: return concat({"(", joined(option.words, " "), ")"});
+    case ValueKind::OPTIONAL:
     case ValueKind::OTHER:
     case ValueKind::NONE: break;
   }
@@ -34,7 +35,9 @@ std::string endOfSpec(const DescribedOption& option) {
   std::string text = concat({"[", escaped(option.text, "\\[]"), "]"});
   if (option.value == ValueKind::NONE) return text;
   if (option.value == ValueKind::WORD) return concat({"=-", text, "::value:", actionOf(option)});
-  return concat({"=", text, ":", escaped(option.metavar, "\\:"), ":", actionOf(option)});
+  const bool isOptional = option.value == ValueKind::OPTIONAL;
+  return concat({isOptional ? "=-" : "=", text, isOptional ? "::" : ":",
+                 escaped(option.metavar, "\\:"), ":", actionOf(option)});
 }
 
 // One argument of _arguments for each name.
