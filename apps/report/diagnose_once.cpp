@@ -60,14 +60,9 @@ std::optional<SavedFile> snapshotFile(const Options& options) {
                  .remedy = "; use '--save-snapshot -' and redirect standard output to it"});
 }
 
-// The node exporter, which reads it, is another user.
-std::optional<SavedFile> metricsFile(const Options& options) {
+std::optional<SavedFile> newMetrics(const Options& options) {
   if (!options.metricsPath) return std::nullopt;
-  constexpr mode_t kReadableByAll = S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH;
-  return std::optional<SavedFile>(std::in_place, OutputFile{.option = "--prometheus",
-                                                            .path = *options.metricsPath,
-                                                            .mode = kReadableByAll,
-                                                            .remedy = {}});
+  return std::optional<SavedFile>(std::in_place, metricsFile(*options.metricsPath));
 }
 
 // The file has the time of the last success, which this run may not be.
@@ -88,7 +83,7 @@ HostSnapshot look(const Options& options) {
     return takeLiveSnapshot(*options.processes);
   } catch (const NoEngine&) {
     if (!isCalledByRoot()) dropRights();
-    std::optional<SavedFile> metrics = metricsFile(options);
+    std::optional<SavedFile> metrics = newMetrics(options);
     saveMetrics(options, nullptr, metrics);
     throw;
   }
@@ -106,7 +101,7 @@ int diagnoseOnce(const Options& options) {
   if (!isCalledByRoot()) dropRights();
   InputTexts texts = readTexts(options);
   std::optional<SavedFile> saved = snapshotFile(options);
-  std::optional<SavedFile> metrics = metricsFile(options);
+  std::optional<SavedFile> metrics = newMetrics(options);
   // Root may ask where only the engine's user can connect.
   const Closed engine(isCalledByRoot() ? connectToEngine(options) : -1);
   // Before the first byte is parsed: strangers may have written the texts.

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <ctime>
 #include <string_view>
+#include <sys/stat.h>
 #include <utility>
 #include <variant>
 #include <vector>
@@ -126,7 +127,10 @@ using Failure = std::pair<const char*, bool>;
 
 std::vector<Failure> failuresOf(const Finding* finding) {
   if (finding == nullptr) return {{"process", true}};
-  return {{"process", false},
+  // Watching goes on without the engine.
+  const bool hasNoProcess =
+      finding->snapshot.sockets.enumFailed && finding->snapshot.processes.empty();
+  return {{"process", hasNoProcess},
           {"query", hasFailedQuery(*finding)},
           {"address", lacks(*finding, FactKind::ADDRESS)},
           {"adapters", finding->snapshot.adapters.enumFailed},
@@ -192,6 +196,11 @@ std::string metricsText(const Finding* finding, const MetricTimes& times) {
   addCrossCheck(*finding, writer);
   addSockets(*finding, writer);
   return writer.takeText();
+}
+
+OutputFile metricsFile(const std::string& path) {
+  constexpr mode_t kReadableByAll = S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH;
+  return {.option = "--prometheus", .path = path, .mode = kReadableByAll, .remedy = {}};
 }
 
 MetricTimes metricTimes(const std::string& path, const Finding* finding) {

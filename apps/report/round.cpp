@@ -17,8 +17,8 @@ namespace {
 
 using snapshot::JsonLayout;
 
-constexpr auto kFixedTexts =
-    std::to_array({&Round::key, &Round::head, &Round::line, &Round::notes, &Round::errors});
+constexpr auto kFixedTexts = std::to_array(
+    {&Round::key, &Round::head, &Round::line, &Round::notes, &Round::errors, &Round::metrics});
 constexpr std::size_t kLengthSize = sizeof(std::uint64_t);
 
 void appendPart(std::string_view text, std::string& bytes) {

@@ -15,11 +15,12 @@ namespace egress::report {
 // What one round of watching gives. The process that prints it knows nothing about the texts.
 struct Round {
   Outcome outcome = Outcome::CANNOT_RUN;
-  std::string key;     // another one if what matters has changed
-  std::string head;    // of the answer for people: interfaces, or what it is about
-  std::string line;    // to print after a change: JSON, or the rest of the answer for people
-  std::string notes;   // for people, lines
-  std::string errors;  // for standard error, lines
+  std::string key;      // another one if what matters has changed
+  std::string head;     // of the answer for people: interfaces, or what it is about
+  std::string line;     // to print after a change: JSON, or the rest of the answer for people
+  std::string notes;    // for people, lines
+  std::string errors;   // for standard error, lines
+  std::string metrics;  // to write into a file; empty: nothing
   std::vector<std::string> texts;  // of the files, as in watched_texts.h
 };
 

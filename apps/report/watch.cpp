@@ -17,9 +17,12 @@
 #include <vector>
 
 #include "apps/report/child_process.h"
+#include "apps/report/engine_socket.h"
 #include "apps/report/examine.h"
 #include "apps/report/files.h"
 #include "apps/report/look.h"
+#include "apps/report/metrics.h"
+#include "apps/report/new_file.h"
 #include "apps/report/output.h"
 #include "apps/report/rights.h"
 #include "apps/report/round.h"
@@ -104,8 +107,25 @@ HostSnapshot takeRoundSnapshot(Watch& watch) {
   return takeAnySnapshot(watch.options);  // what changed before the monitor existed counts
 }
 
+void writeMetrics(const Options& options, const std::string& text) {
+  NewFile file(metricsFile(options.metricsPath.value()));
+  file.write(text);
+  file.commit();
+}
+
+// The metrics for the parent to write if that is root, who may write into a folder of another user.
+// Other users' rights are those of the child.
+std::string metricsOrWrite(const Options& options, const Finding& finding) {
+  if (!options.metricsPath) return {};
+  const std::string text =
+      metricsText(&finding, metricTimes(options.metricsPath.value(), &finding));
+  if (isCalledByRoot()) return text;
+  writeMetrics(options, text);
+  return {};
+}
+
 // What the child does: everything that parses what others wrote. It leaves nothing to destructors.
-std::string examineWithoutRights(Watch& watch, const HostSnapshot& taken) {
+std::string examineWithoutRights(Watch& watch, const HostSnapshot& taken, int engineSocket) {
   close(watch.stopDescriptor);
   if (watch.monitor->descriptor() >= 0) close(watch.monitor->descriptor());
   std::ostringstream errors;  // the parent prints those that are new
@@ -117,10 +137,12 @@ std::string examineWithoutRights(Watch& watch, const HostSnapshot& taken) {
     if (isCalledByRoot()) dropRights();
     prctl(PR_SET_PDEATHSIG, SIGKILL);  // after dropRights(), which may reset it
     round.texts = changes;
-    const Finding finding = examine(watch.options, taken, watch.texts.texts, nullptr);
+    const Finding finding =
+        examine(watch.options, taken, watch.texts.texts, {.engineSocket = engineSocket});
     round = roundOf(watch.options, finding);
     round.texts = std::move(changes);
     if (watch.options.output != Output::TEXT) printNotes(watch.options, finding);
+    round.metrics = metricsOrWrite(watch.options, finding);
   } catch (const std::bad_alloc&) {
     printError("not enough memory");
   } catch (const std::exception& error) {
@@ -205,6 +227,15 @@ bool print(Watch& watch, const Round& round, const std::string& time) {
   return writeUnlessStopped(watch.stopDescriptor, text);
 }
 
+// A failure is an error of the round, so that it is said once.
+void tryToWriteMetrics(const Options& options, Round& round) {
+  try {
+    writeMetrics(options, round.metrics);
+  } catch (const CannotRun& error) {
+    round.errors += errorLine(error.what());
+  }
+}
+
 // Takes a snapshot, diagnoses it and prints what changed. Nothing if the program is to stop.
 std::optional<Outcome> runRound(Watch& watch) {
   Round round;
@@ -212,11 +243,14 @@ std::optional<Outcome> runRound(Watch& watch) {
   try {
     const HostSnapshot taken = takeRoundSnapshot(watch);
     time = taken.origin.time;
-    ChildProcess child([&] { return examineWithoutRights(watch, taken); });
+    // Root may ask where only the engine's user can connect.
+    const Closed engine(isCalledByRoot() ? connectToEngine(watch.options) : -1);
+    ChildProcess child([&] { return examineWithoutRights(watch, taken, engine.descriptor()); });
     std::optional<Round> received = receiveRound(watch, child);
     if (!received) return std::nullopt;
     round = *std::move(received);
     round.errors = processLines(watch.options, taken) + round.errors;
+    if (!round.metrics.empty()) tryToWriteMetrics(watch.options, round);
   } catch (const CannotRun& error) {
     round = failure(error.what());
   }
