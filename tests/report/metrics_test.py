@@ -12,7 +12,7 @@ import unittest
 
 import network
 from network import CLIENT, ENDPOINT4, PORT, Program, ip
-from report_program import SOURCE_DIR, ProgramTest
+from report_program import PROGRAM, SOURCE_DIR, ProgramTest
 
 UP1, UP2 = "10.1.0.2", "10.2.0.2"
 STATUSES = ["AGREES", "DISAGREES", "SETTLES", "SEVERAL", "NO_WAY_OUT", "TRYING", "NO_SOCKET", "UNKNOWN"]
@@ -26,7 +26,7 @@ def config(server=ENDPOINT4, **outbound):
     return json.dumps({"route": {"auto_detect_interface": True}, "outbounds": [leaf]})
 
 
-class MetricsTest(ProgramTest):
+class MetricsCase(ProgramTest):
     def setUp(self):
         super().setUp()
         self.metrics = self.folder / "egress.prom"
@@ -73,6 +73,8 @@ class MetricsTest(ProgramTest):
         self.assertLess(abs(found["egress_last_run_timestamp_seconds",] - time.time()), 3600)
         return found
 
+
+class MetricsTest(MetricsCase):
     def test_a_connection_that_agrees(self):
         self.engine(f"tcp {UP1} {ENDPOINT4} {PORT}", f"udp {UP2} {ENDPOINT4} {PORT}")
         result = self.run_it()
@@ -162,6 +164,60 @@ class MetricsTest(ProgramTest):
         self.assert_cannot_run(self.run_it("--answers", "/nonexistent"), "--answers")
         self.assertEqual(self.metrics.read_text(), "old\n")
         self.assertEqual([path.name for path in self.folder.iterdir()], ["egress.prom"])
+
+
+class WatchTest(MetricsCase):
+    def wait_for(self, sample, value):
+        for _ in range(3000):
+            if self.metrics.exists() and self.samples().get(sample) == value:
+                return
+            time.sleep(0.01)
+        self.fail(f"{sample} is not {value}: {self.metrics.exists() and self.metrics.read_text()}")
+
+    def watch(self, *before):
+        path = self.file("config.json", config())
+        process = subprocess.Popen(
+            [*network.inside("engine"), *before, PROGRAM, "--process", "engine", "--config", path, "--watch",
+             "1", "--prometheus", self.metrics], stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+        self.addCleanup(process.communicate)
+        self.addCleanup(process.kill)
+        return process
+
+    def test_each_round_writes_them(self):
+        engine = Program("engine", CLIENT, "engine", f"tcp {UP1} {ENDPOINT4} {PORT}")
+        process = self.watch()
+        self.wait_for(("egress_outcome",), 0)
+        success = self.samples()["egress_last_success_timestamp_seconds",]
+        engine.end()
+        self.wait_for(("egress_failure", "kind=process"), 1)
+        self.assertGreaterEqual(self.samples()["egress_last_success_timestamp_seconds",], success)
+        self.assertEqual(self.samples()["egress_outcome",], 3)
+        process.terminate()
+        self.assertEqual(process.wait(), 3)
+        self.assertEqual({path.name for path in self.folder.iterdir()}, {"egress.prom", "config.json"})
+
+    def test_root_may_write_into_a_folder_of_another_user(self):
+        if os.getuid() != 0:
+            self.skipTest("needs root")
+        self.engine(f"tcp {UP1} {ENDPOINT4} {PORT}")
+        try:
+            os.chown(self.folder, network.OTHER_USER, network.OTHER_USER)
+        except OSError:
+            self.skipTest("cannot give a folder to another user")
+        self.folder.chmod(0o755)
+        self.watch()
+        self.wait_for(("egress_outcome",), 0)
+
+    def test_a_file_that_cannot_be_written_is_said_once(self):
+        self.engine(f"tcp {UP1} {ENDPOINT4} {PORT}")
+        self.metrics.mkdir()
+        process = self.watch()
+        self.assertRegex(process.stderr.readline(), "process ")
+        self.assertIn("--prometheus: cannot write ", process.stderr.readline())
+        time.sleep(2.5)  # more rounds
+        process.terminate()
+        self.assertEqual(process.wait(), 0)
+        self.assertEqual(process.stderr.read(), "")
 
 
 def blocks(language):
