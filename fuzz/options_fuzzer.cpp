@@ -50,6 +50,11 @@ Outcome outcomeOf(const Words& words) {
   return outcome;
 }
 
+// Which of several options that exclude another CLI11 names depends on their places in memory.
+std::string_view reasonOf(std::string_view refusal) {
+  return refusal.substr(0, refusal.find(" excludes "));
+}
+
 Words wordsIn(std::string_view bytes) {
   constexpr std::size_t kMaxWords = 64;
   Words words;
@@ -182,7 +187,9 @@ test::Violation check(std::string_view bytes) {
                    static_cast<int>(outcome.options.has_value());
   if (ways != 1) return "not one of refused, printed and accepted";
   const Outcome other = outcomeOf(joined(words));
-  if (outcome.refusal != other.refusal) return "with '=': " + other.refusal + outcome.refusal;
+  if (reasonOf(outcome.refusal) != reasonOf(other.refusal)) {
+    return "without '=': " + outcome.refusal + "; with '=': " + other.refusal;
+  }
   if (outcome.printed != other.printed) return "with '=': prints something else";
   if (!outcome.options) return {};
   if (fieldsOf(*outcome.options) != fieldsOf(*other.options)) return "with '=': other options";
