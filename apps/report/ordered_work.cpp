@@ -87,11 +87,9 @@ WorkResult nextResult(Shared& shared) {
   std::unique_lock lock(shared.mutex);
   std::optional<WorkResult>& slot = shared.resultOf(shared.taken);
   shared.isReady.wait(lock, [&slot] { return slot.has_value(); });
-  WorkResult result = *std::move(slot);
-  slot.reset();
   ++shared.taken;
   shared.mayStart.notify_one();
-  return result;
+  return *std::exchange(slot, std::nullopt);
 }
 
 }  // namespace

@@ -58,10 +58,11 @@ void addFolder(const std::string& path, SnapshotFiles& found) {
 SnapshotFiles filesAt(const std::vector<std::string>& paths) {
   SnapshotFiles found;
   for (const std::string& path : paths) {
-    if (path != kStandardStream && isFolder(path))
+    if (path != kStandardStream && isFolder(path)) {
       addFolder(path, found);
-    else
+    } else {
       found.paths.push_back(path);
+    }
   }
   return found;
 }

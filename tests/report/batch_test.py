@@ -258,17 +258,26 @@ class FailureTest(BatchTest):
         result = self.run_batch("--snapshot", "a", "--snapshot", "b")
         self.assertEqual((result.status, result.lines, result.error.count("\n")), (2, [], 2))
 
-    @unittest.skipIf(IS_SANITIZED, "a sanitizer needs more memory")
-    def test_memory_that_runs_out(self):
-        hostile = ('{"format": "egress-snapshot", "version": 1, "adapters": {"rows": ['
-                   + "{}," * (4 * MIB) + "{}]}}")
+    def assert_too_large_for_memory(self):
+        """The file b.json is too large for the memory of the program, and those beside it are not."""
         self.make("a.json", "c.json")
-        self.file("b.json", hostile)
-        result = self.run_batch("--snapshot", ".", preexec_fn=lambda: resource.setrlimit(
-            resource.RLIMIT_AS, (256 * MIB, 256 * MIB)))
+        result = self.run_batch("--snapshot", ".", "--max-file-size", "1GiB", preexec_fn=lambda:
+                                resource.setrlimit(resource.RLIMIT_AS, (256 * MIB, 256 * MIB)))
         self.assertEqual(self.files_of(result), ["./a.json", "./c.json"])
         self.assertEqual((result.status, result.error),
                          (2, "egress-report: --snapshot: cannot read './b.json': not enough memory\n"))
+
+    @unittest.skipIf(IS_SANITIZED, "a sanitizer needs more memory")
+    def test_memory_that_runs_out_while_a_file_is_parsed(self):
+        self.file("b.json", '{"format": "egress-snapshot", "version": 1, "adapters": {"rows": ['
+                            + "{}," * (4 * MIB) + "{}]}}")
+        self.assert_too_large_for_memory()
+
+    @unittest.skipIf(IS_SANITIZED, "a sanitizer needs more memory")
+    def test_memory_that_runs_out_while_a_file_is_read(self):
+        with open(self.folder / "b.json", "wb") as file:
+            file.truncate(512 * MIB)
+        self.assert_too_large_for_memory()
 
     @unittest.skipIf(IS_SANITIZED, "a sanitizer needs more stack")
     def test_a_stack_of_64_kib(self):
@@ -280,7 +289,9 @@ class FailureTest(BatchTest):
         self.assertEqual((result.status, self.files_of(result)), (2, ["./2.json"]))
 
     def test_standard_output_that_is_full_or_closed(self):
+        """The rest is not diagnosed: its errors do not appear."""
         self.make(*(f"{number}.json" for number in range(200)))
+        self.make("z.json", content="")
         for redirection, reason in [(">/dev/full", "No space left"), (">&-", "Bad file descriptor")]:
             result = self.run_program("-c", f"'{PROGRAM}' --snapshot . {redirection}", program="sh",
                                       output="", cwd=self.folder)
