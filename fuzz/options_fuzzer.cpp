@@ -118,9 +118,11 @@ Words fieldsOf(const Options& options) {
   Words fields = {options.mainTag};
   for (const auto& path :
        {options.configPath, options.answersPath, options.hint, options.askHeaderPath,
-        options.askCaPath, options.snapshotPath, options.saveSnapshotPath, options.metricsPath}) {
+        options.askCaPath, options.snapshotPath, options.snapshotListPath, options.saveSnapshotPath,
+        options.metricsPath}) {
     add(path, fields);
   }
+  fields.insert(fields.end(), options.snapshotPaths.begin(), options.snapshotPaths.end());
   for (const report::AnswerOption& answer : options.answers) {
     fields.push_back(answer.selectorTag);
     add(answer.path, fields);
@@ -132,6 +134,7 @@ Words fieldsOf(const Options& options) {
   if (options.processes) addProcesses(*options.processes, fields);
   add(options.maxFileSize, fields);
   add(options.observeSeconds, fields);
+  add(options.watchSeconds, fields);
   for (const bool flag : {options.isStrict, options.asksSystemForNames, options.anonymize}) {
     fields.emplace_back(flag ? "yes" : "no");
   }
@@ -140,17 +143,19 @@ Words fieldsOf(const Options& options) {
   return fields;
 }
 
-std::string violationOfSources(const Options& options, const Words& words) {
-  const bool namesSnapshot = std::ranges::any_of(
-      words, [](const std::string& word) { return word.starts_with("--snapshot"); });
-  if (options.processes && options.snapshotPath) return "both processes and a snapshot";
-  if (!options.processes && !namesSnapshot) return "neither processes nor a snapshot";
+std::string violationOfSources(const Options& options) {
+  const auto sources = static_cast<int>(options.processes.has_value()) +
+                       static_cast<int>(options.snapshotPath.has_value()) +
+                       static_cast<int>(!options.snapshotPaths.empty()) +
+                       static_cast<int>(options.snapshotListPath.has_value());
+  if (sources != 1) return std::to_string(sources) + " sources of snapshots";
   const auto* const id =
       options.processes ? std::get_if<std::uint32_t>(&*options.processes) : nullptr;
   if (id != nullptr && *id == 0) return "process 0";
-  std::vector<std::optional<std::string>> paths = {options.configPath, options.snapshotPath,
+  std::vector<std::optional<std::string>> paths = {options.configPath,  options.snapshotPath,
                                                    options.answersPath, options.askHeaderPath,
-                                                   options.askCaPath};
+                                                   options.askCaPath,   options.snapshotListPath};
+  paths.insert(paths.end(), options.snapshotPaths.begin(), options.snapshotPaths.end());
   for (const report::AnswerOption& answer : options.answers) paths.push_back(answer.path);
   if (std::ranges::count(paths, std::optional<std::string>("-")) > 1) {
     return "standard input is read more than once";
@@ -167,8 +172,10 @@ std::string violationOfValues(const Options& options) {
     if (row.name.empty() || !parseNumericAddress(row.address).valid)
       return "a name without address";
   }
-  if (options.observeSeconds && (*options.observeSeconds < 1 || *options.observeSeconds > 3600)) {
-    return "observes for " + std::to_string(*options.observeSeconds) + " s";
+  for (const auto& seconds : {options.observeSeconds, options.watchSeconds}) {
+    if (seconds && (*seconds < 1 || *seconds > 3600)) {
+      return "a time of " + std::to_string(*seconds) + " s";
+    }
   }
   if (options.maxFileSize == 0U) return "no byte of a file may be read";
   if (!options.access) return {};
@@ -193,7 +200,7 @@ test::Violation check(std::string_view bytes) {
   if (outcome.printed != other.printed) return "with '=': prints something else";
   if (!outcome.options) return {};
   if (fieldsOf(*outcome.options) != fieldsOf(*other.options)) return "with '=': other options";
-  const std::string violation = violationOfSources(*outcome.options, words);
+  const std::string violation = violationOfSources(*outcome.options);
   return violation.empty() ? violationOfValues(*outcome.options) : violation;
 }
 

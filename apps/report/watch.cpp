@@ -125,7 +125,7 @@ std::string metricsOrWrite(const Options& options, const Finding& finding) {
 }
 
 // What the child does: everything that parses what others wrote. It leaves nothing to destructors.
-std::string examineWithoutRights(Watch& watch, const HostSnapshot& taken, int engineSocket) {
+std::string examineWithoutRights(Watch& watch, const HostSnapshot& taken) {
   close(watch.stopDescriptor);
   if (watch.monitor->descriptor() >= 0) close(watch.monitor->descriptor());
   std::ostringstream errors;  // the parent prints those that are new
@@ -134,11 +134,13 @@ std::string examineWithoutRights(Watch& watch, const HostSnapshot& taken, int en
   try {
     if (!isCalledByRoot()) dropRights();
     Lines changes = readChanges(watch.options, watch.texts);
+    // Root may ask where only the engine's user can connect.
+    const Closed engine(isCalledByRoot() ? connectToEngine(watch.options) : -1);
     if (isCalledByRoot()) dropRights();
     prctl(PR_SET_PDEATHSIG, SIGKILL);  // after dropRights(), which may reset it
     round.texts = changes;
-    const Finding finding =
-        examine(watch.options, taken, watch.texts.texts, {.engineSocket = engineSocket});
+    const Opened opened{.engineSocket = engine.descriptor()};
+    const Finding finding = examine(watch.options, taken, watch.texts.texts, opened);
     round = roundOf(watch.options, finding);
     round.texts = std::move(changes);
     if (watch.options.output != Output::TEXT) printNotes(watch.options, finding);
@@ -243,9 +245,7 @@ std::optional<Outcome> runRound(Watch& watch) {
   try {
     const HostSnapshot taken = takeRoundSnapshot(watch);
     time = taken.origin.time;
-    // Root may ask where only the engine's user can connect.
-    const Closed engine(isCalledByRoot() ? connectToEngine(watch.options) : -1);
-    ChildProcess child([&] { return examineWithoutRights(watch, taken, engine.descriptor()); });
+    ChildProcess child([&] { return examineWithoutRights(watch, taken); });
     std::optional<Round> received = receiveRound(watch, child);
     if (!received) return std::nullopt;
     round = *std::move(received);
