@@ -7,6 +7,7 @@ import re
 import shutil
 import subprocess
 import tempfile
+import time
 import unittest
 from pathlib import Path
 
@@ -223,30 +224,49 @@ class WhoseSocketTest(RightsTest):
         self.skip_unless_possible(AS_READER)
         self.config = self.file("config.json", self.CONFIG)
 
-    def ask(self, behaviour="answers", folder_mode=0o755, before=()):
+    def engine(self, behaviour="answers", folder_mode=0o755):
+        """The engine and the path of its socket."""
+        path = Path(tempfile.mkdtemp(dir=self.folder)) / "engine.sock"
+        engine = Engine({"proxy": "next", "next": "leaf"}, behaviour, unix=path)
+        self.addCleanup(engine.stop)
+        for owned, mode in ((path, 0o600), (path.parent, folder_mode)):
+            os.chown(owned, NOBODY, NOBODY)
+            owned.chmod(mode)
+        return engine, path
+
+    def arguments(self, path):
+        return ["--config", self.config, "--pid", str(os.getpid()), "--ask-unix", path,
+                "--ask", f"http://localhost{PATH}"]
+
+    def ask(self, *arguments, before=()):
         """The outcome and the reason of each query, and how often the engine was connected to."""
-        with tempfile.TemporaryDirectory(dir=self.folder) as name:
-            path = Path(name) / "engine.sock"
-            engine = Engine({"proxy": "next", "next": "leaf"}, behaviour, unix=path)
-            self.addCleanup(engine.stop)
-            for owned, mode in ((path, 0o600), (path.parent, folder_mode)):
-                os.chown(owned, NOBODY, NOBODY)
-                owned.chmod(mode)
-            result = self.run_program(
-                "--config", self.config, "--pid", os.getpid(), "--ask-unix", path,
-                "--ask", f"http://localhost{PATH}", before=before, output="--json=details")
-            queries = [(row["outcome"], row["reason"].replace(str(path), "PATH"))
-                       for row in result.report["input"]["queries"]]
-            return queries, len(engine.connections)
+        engine, path = self.engine(*arguments)
+        result = self.run_program(*self.arguments(path), before=before, output="--json=details")
+        queries = [(row["outcome"], row["reason"].replace(str(path), "PATH"))
+                   for row in result.report["input"]["queries"]]
+        return queries, len(engine.connections)
 
     def test_root_connects_before_it_gives_up_its_rights(self):
         for folder_mode in (0o755, 0o700):
             with self.subTest(oct(folder_mode)):
-                self.assertEqual(self.ask(folder_mode=folder_mode), ([("ANSWERED", "")] * 2, 1))
+                self.assertEqual(self.ask("answers", folder_mode), ([("ANSWERED", "")] * 2, 1))
 
     def test_root_cannot_connect_again(self):
         self.assertEqual(self.ask("answers, then closes"),
                          ([("ANSWERED", ""), ("FAILED", "permission denied at 'PATH'")], 1))
+
+    def test_root_connects_in_each_round(self):
+        engine, path = self.engine()
+        with subprocess.Popen([PROGRAM, "--watch=1", *self.arguments(path)], text=True,
+                              stdout=subprocess.PIPE, stderr=subprocess.DEVNULL) as watching:
+            self.addCleanup(watching.kill)
+            self.assertIn("asked: the engine for the choice of 'proxy' and 'next'\n",
+                          watching.stdout.readline())
+            while len(engine.requests) < 4:
+                self.assertIsNone(watching.poll())
+                time.sleep(0.01)
+            watching.terminate()
+        self.assertGreaterEqual(len(engine.connections), 2)
 
     def test_another_user_connects_only_where_that_user_may(self):
         as_another = ("setpriv", f"--reuid={NOBODY - 1}", *AS_READER[2:])
