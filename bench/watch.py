@@ -45,7 +45,8 @@ def faults_of_children(pid):
 
 def memory(pid):
     """VmRSS in kB."""
-    return int(re.search(r"^VmRSS:\s+(\d+) kB$", Path(f"/proc/{pid}/status").read_text(), re.MULTILINE)[1])
+    status = Path(f"/proc/{pid}/status").read_text()
+    return int(re.search(r"^VmRSS:\s+(\d+) kB$", status, re.MULTILINE)[1])
 
 
 def run_rounds(watch, count):
@@ -61,8 +62,9 @@ def run_rounds(watch, count):
 
 
 def measure(program, seconds, rounds):
+    command = [sys.executable, "-c", ENGINE]
     with tempfile.NamedTemporaryFile("w", suffix=".json") as config, subprocess.Popen(
-            [sys.executable, "-c", ENGINE], stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True) as engine:
+            command, stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True) as engine:
         config.write(json.dumps(CONFIG))
         config.flush()
         if engine.stdout.readline() != "ready\n":
@@ -84,14 +86,16 @@ def measure(program, seconds, rounds):
 
 
 def main():
-    parser = argparse.ArgumentParser(description=__doc__, epilog="Needs root, for a network namespace of its own.")
+    parser = argparse.ArgumentParser(description=__doc__,
+                                     epilog="Needs root, for a network namespace of its own.")
     parser.add_argument("program", help="path of egress-report")
     parser.add_argument("--seconds", type=int, default=60, help="how long the host is idle, default 60")
     parser.add_argument("--rounds", type=int, default=10000, help="default 10000, half an hour")
     options = parser.parse_args()
     if "EGRESS_IN_NAMESPACE" not in os.environ:
         os.environ["EGRESS_IN_NAMESPACE"] = "1"
-        os.execvp("unshare", ["unshare", "--net", sys.executable, os.path.abspath(__file__), *sys.argv[1:]])
+        program = [sys.executable, os.path.abspath(__file__), *sys.argv[1:]]
+        os.execvp("unshare", ["unshare", "--net", *program])
     subprocess.run(["ip", "link", "set", "lo", "up"], check=True)
     measure(os.path.abspath(options.program), options.seconds, options.rounds)
 

@@ -15,9 +15,12 @@ from pathlib import Path
 import network
 from engine_server import Engine
 from network import CLIENT, ENDPOINT4, PORT, Program, ip
-from report_program import (IS_SANITIZED, PROGRAM, ProgramTest, details_schema_errors, schema_errors)
+from report_program import (IS_SANITIZED, PROGRAM, ProgramTest, details_schema_errors,
+                            schema_errors)
+from rights_test import AS_READER
 
 UP1, UP2 = "10.1.0.2", "10.2.0.2"
+TO_BOTH_PORTS = [f"tcp {UP1} {ENDPOINT4} {PORT}", f"tcp {UP2} {ENDPOINT4} {network.OTHER_PORT}"]
 LIMIT = 60  # seconds to wait for what must come
 NEVER = 3600  # seconds between two rounds, so that only changes start them
 F_SETPIPE_SZ = 1031
@@ -246,15 +249,16 @@ class NetworkChangeTest(WatchTest):
         self.assert_stops(watching, 1)
 
     def test_changes_in_the_network_namespace_of_the_process(self):
-        client = self.connect()
+        client = self.connect(f"tcp {UP2} {ENDPOINT4} {PORT}")
         watching = self.watch(choice=["--pid", client.pid], namespace="server")
-        self.assert_line(watching.line(), leaves("up1"))
-        self.addCleanup(network.set_up, 1)
-        ip("engine", "link set up1 down")
-        self.assertRegex(watching.line(), "Z up1 → up2: ")
+        self.assert_line(watching.line(), leaves("up2"))
+        rule = "from 10.2.0.2 table 200"  # a change of a link would show at its end in the other one
+        self.addCleanup(ip, "engine", f"rule add {rule}")
+        ip("engine", f"rule del {rule}")
+        self.assert_line(watching.line(), "up2 → " + leaves("up1", ", with the source address of up2"))
         self.assertEqual(watching.errors(),
                          f"egress-report: entered the network namespace of process {client.pid}\n")
-        self.assert_stops(watching, 1)
+        self.assert_stops(watching, 1)  # they disagree
 
 
 class EngineChangeTest(WatchTest):
@@ -265,8 +269,8 @@ class EngineChangeTest(WatchTest):
         client.process.kill()
         client.process.wait()
         self.assert_line(watching.line(),
-                         "up1 → unknown: the sockets of the engine cannot be listed: --process: no process "
-                         "named 'engine' is visible to this user in this network namespace.")
+                         "up1 → unknown: the sockets of the engine cannot be listed: --process: no "
+                         "process named 'engine' is visible to this user in this network namespace.")
         found = self.connect(f"tcp {UP2} {ENDPOINT4} {PORT}")
         self.assertRegex(watching.line_with("up2"), "Z (unknown|no connection) → " + leaves("up2"))
         self.assert_stops(watching, 0)
@@ -295,7 +299,7 @@ class EngineChangeTest(WatchTest):
 
     def test_an_engine_that_starts_later(self):
         watching = self.watch(seconds=1)
-        self.assertRegex(watching.line(), "Z unknown: the sockets of the engine cannot be listed: --process: ")
+        self.assertRegex(watching.line(), "Z unknown: the sockets of the engine cannot be listed: ")
         self.connect()
         self.assertTrue(watching.line_with("up1").endswith(leaves("up1")))
         self.assert_stops(watching, 0)
@@ -312,7 +316,7 @@ class EngineChangeTest(WatchTest):
         self.assert_stops(watching, 0)
 
     def test_another_choice_of_the_selector(self):
-        self.connect(f"tcp {UP1} {ENDPOINT4} {PORT}", f"tcp {UP2} {ENDPOINT4} {network.OTHER_PORT}")
+        self.connect(*TO_BOTH_PORTS)
         engine = self.ask_at({"proxy": "leaf"})
         watching = self.watch(*self.ask_options(), content=config(
             SELECTOR, leaf(tag="leaf"), leaf(tag="other", port=network.OTHER_PORT)))
@@ -329,7 +333,7 @@ class FileTest(WatchTest):
         self.file("new.json", content).rename(self.config)
 
     def test_a_configuration_that_changes(self):
-        self.connect(f"tcp {UP1} {ENDPOINT4} {PORT}", f"tcp {UP2} {ENDPOINT4} {network.OTHER_PORT}")
+        self.connect(*TO_BOTH_PORTS)
         watching = self.watch(seconds=1)
         self.assert_line(watching.line(), leaves("up1"))
         self.replace_config("// comment\n" + config(leaf(port=network.OTHER_PORT)))
@@ -346,8 +350,8 @@ class FileTest(WatchTest):
         watching.line_with("up1")
         self.config.unlink()
         self.run_rounds(engine, 3)
-        gone = (f"egress-report: --config: cannot read '{self.config}': No such file or directory; still "
-                "using what it was\n")
+        gone = (f"egress-report: --config: cannot read '{self.config}': No such file or directory; "
+                "still using what it was\n")
         self.assertEqual(watching.errors().count(gone), 1)
         self.replace_config(config(leaf(port=network.OTHER_PORT)))
         change_nothing_that_matters()
@@ -359,7 +363,8 @@ class FileTest(WatchTest):
 
     def test_a_configuration_that_is_not_there_at_the_start(self):
         self.connect()
-        watching = Watching(self.folder, ["--process", "engine", "--config", self.folder / "none", "--watch"])
+        watching = Watching(self.folder, ["--process", "engine", "--config", self.folder / "none",
+                                          "--watch"])
         self.addCleanup(watching.close)
         self.assertEqual(watching.end(), (2, ""))
         self.assertIn("--config: cannot read", watching.errors())
@@ -372,8 +377,8 @@ class FileTest(WatchTest):
                 reader, writer = os.pipe()
                 os.write(writer, config(SELECTOR, leaf(tag="leaf")).encode())
                 os.close(writer)
-                watching = Watching(self.folder, ["--process", "engine", "--config", path, "--watch", NEVER,
-                                                  *self.ask_options()], standard_input=reader)
+                words = ["--process", "engine", "--config", path, "--watch", NEVER]
+                watching = Watching(self.folder, [*words, *self.ask_options()], standard_input=reader)
                 self.addCleanup(watching.close)
                 os.close(reader)
                 watching.line_with("up1")
@@ -389,6 +394,28 @@ class FileTest(WatchTest):
         change_nothing_that_matters()
         watching.wait_for_error("--answers: ")
         self.assertEqual(watching.stop(), (2, ""))
+
+
+    def test_rights_that_the_caller_does_not_have_open_no_file(self):
+        """The program has capabilities, and another user than root calls it."""
+        try:
+            network.command(*AS_READER, "true")
+        except (OSError, RuntimeError) as reason:
+            self.skipTest(str(reason))
+        client = self.connect()
+        self.folder.chmod(0o755)
+        path = self.file("config.json", config(leaf()))
+        for mode, status in (0o600, 2), (0o644, 0):
+            path.chmod(mode)
+            watching = Watching(self.folder, ["--pid", client.pid, "--config", path, "--watch", NEVER],
+                                before=AS_READER)
+            self.addCleanup(watching.close)
+            if status == 2:
+                self.assertEqual(watching.end(), (2, ""))
+                self.assertIn("Permission denied", watching.errors())
+            else:
+                self.assert_line(watching.line(), leaves("up1"))
+                self.assert_stops(watching, 0)
 
 
 class OutputTest(WatchTest):
@@ -433,7 +460,8 @@ class OutputTest(WatchTest):
                 ip("engine", change)
             printed = json.loads(watching.line())
             self.assertEqual(errors_of(printed), [])
-            found.append((report_of(printed)["selectionStatus"], len(report_of(printed)["defaultRoutes"])))
+            report = report_of(printed)
+            found.append((report["selectionStatus"], len(report["defaultRoutes"])))
         self.assertEqual({status for status, _ in found}, {"OK"})
         # The rule changes the cross-check alone; the link takes a route of each family with it.
         self.assertEqual(found[:3], [found[0]] * 3)
@@ -457,9 +485,20 @@ class OutputTest(WatchTest):
     def test_standard_output_is_closed(self):
         self.connect()
         result = self.run_program("--process", "engine", "--config", "-", "--watch", text=config(leaf()),
-                                  output="", before=(*network.inside("engine"), "sh", "-c", 'exec "$@" >&-', ""))
+                                  before=(*network.inside("engine"), "sh", "-c", 'exec "$@" >&-', ""),
+                                  output="")
         self.assertEqual((result.output, result.status), ("", 2))
-        self.assertEqual(result.error, "egress-report: cannot write to standard output: Bad file descriptor\n")
+        self.assertEqual(result.error,
+                         "egress-report: cannot write to standard output: Bad file descriptor\n")
+
+    def test_standard_output_is_full(self):
+        self.connect()
+        result = self.run_program("--process", "engine", "--config", "-", "--watch", text=config(leaf()),
+                                  before=(*network.inside("engine"), "sh", "-c", 'exec "$@" >/dev/full', ""),
+                                  output="")
+        self.assertEqual((result.output, result.status), ("", 2))
+        self.assertEqual(result.error,
+                         "egress-report: cannot write to standard output: No space left on device\n")
 
     def test_the_reader_ends(self):
         self.connect()
@@ -472,12 +511,15 @@ class OutputTest(WatchTest):
     def test_a_signal_while_nobody_reads(self):
         self.connect()
         tag = "x" * 50000
-        watching = self.watch("--json=details", pipe_size=4096, content=config(
-            {"tag": "proxy", "type": "selector", "outbounds": [tag]}, leaf(tag=tag)),
-            choice=("--process", "engine", "--answers", self.file("a.json", json.dumps({"proxy": {"now": tag}}))))
+        answers = self.file("answers.json", json.dumps({"proxy": {"now": tag}}))
+        selector = {"tag": "proxy", "type": "selector", "outbounds": [tag]}
+        watching = self.watch("--json=details", "--answers", answers, pipe_size=4096,
+                              content=config(selector, leaf(tag=tag)))
+
         def is_full():
             size = fcntl.ioctl(watching.output, termios.FIONREAD, b"\0\0\0\0")
             return int.from_bytes(size, "little") >= 4096
+
         wait_until(is_full, lambda: "the pipe is full")
         watching.process.send_signal(signal.SIGTERM)
         watching.process.wait(LIMIT)
@@ -541,8 +583,8 @@ class EndTest(WatchTest):
     def test_a_child_that_is_killed(self):
         engine, watching, answers = self.watch_silent_engine()
         os.kill(watching.wait_for_child(), signal.SIGKILL)
-        watching.wait_for_error("egress-report: the process that diagnoses was killed by signal 9 without an "
-                                "answer\n")
+        watching.wait_for_error("egress-report: the process that diagnoses was killed by signal 9 "
+                                "without an answer\n")
         wait_until(lambda: not children_of(watching.pid), lambda: "no child is left")
         engine.server.behaviour = answers
         engine.server.choices["proxy"] = "other"
@@ -560,8 +602,11 @@ class EndTest(WatchTest):
         _, watching, _ = self.watch_silent_engine()
         child = watching.wait_for_child()
         watching.process.kill()
-        wait_until(lambda: not Path(f"/proc/{child}").exists() or status_of(child)["State"].startswith("Z"),
-                   lambda: "the child has ended")
+
+        def has_ended():
+            return not Path(f"/proc/{child}").exists() or status_of(child)["State"].startswith("Z")
+
+        wait_until(has_ended, lambda: "the child has ended")
 
     def test_the_child_has_no_rights(self):
         _, watching, _ = self.watch_silent_engine()
