@@ -45,7 +45,7 @@ class ExplainTest(ProgramTest):
     def test_the_example_in_the_documentation(self):
         page = (SOURCE_DIR / "docs/egress-report.md").read_text()
         snapshot, = re.findall(r"^```json\n(.*?)^```$", page, re.DOTALL | re.MULTILINE)
-        output, = re.findall(r"^```text\n(.*?)^```$", page, re.DOTALL | re.MULTILINE)
+        output, _watching = re.findall(r"^```text\n(.*?)^```$", page, re.DOTALL | re.MULTILINE)
         self.assertEqual(self.diagnose_text(snapshot, output="").output, output)
 
     def test_every_word_except_ok_is_explained(self):
