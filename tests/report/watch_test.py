@@ -21,6 +21,7 @@ from rights_test import AS_READER
 
 UP1, UP2 = "10.1.0.2", "10.2.0.2"
 TO_BOTH_PORTS = [f"tcp {UP1} {ENDPOINT4} {PORT}", f"tcp {UP2} {ENDPOINT4} {network.OTHER_PORT}"]
+TO_FULL = ("sh", "-c", 'exec "$@" >/dev/full', "")
 LIMIT = 60  # seconds to wait for what must come
 NEVER = 3600  # seconds between two rounds, so that only changes start them
 F_SETPIPE_SZ = 1031
@@ -253,12 +254,14 @@ class NetworkChangeTest(WatchTest):
         watching = self.watch(choice=["--pid", client.pid], namespace="server")
         self.assert_line(watching.line(), leaves("up2"))
         rule = "from 10.2.0.2 table 200"  # a change of a link would show at its end in the other one
-        self.addCleanup(ip, "engine", f"rule add {rule}")
-        ip("engine", f"rule del {rule}")
-        self.assert_line(watching.line(), "up2 → " + leaves("up1", ", with the source address of up2"))
+        for _ in range(5):  # a change in the other namespace could start a round by chance
+            ip("engine", f"rule del {rule}")
+            self.assertTrue(watching.line().endswith(leaves("up1", ", with the source address of up2")))
+            ip("engine", f"rule add {rule}")
+            self.assert_line(watching.line(), "up1 → " + leaves("up2"))
         self.assertEqual(watching.errors(),
                          f"egress-report: entered the network namespace of process {client.pid}\n")
-        self.assert_stops(watching, 1)  # they disagree
+        self.assert_stops(watching, 0)
 
 
 class EngineChangeTest(WatchTest):
@@ -277,6 +280,17 @@ class EngineChangeTest(WatchTest):
         # Each process is named once.
         self.assertEqual(re.findall(r"process (\d+), user", watching.errors()),
                          [str(client.pid), str(found.pid)])
+
+    def test_an_engine_that_reconnects_through_another_interface(self):
+        client = self.connect()
+        watching = self.watch()
+        self.assert_line(watching.line(), leaves("up1"))
+        client.process.kill()
+        client.process.wait()
+        self.connect(f"tcp {UP2} {ENDPOINT4} {PORT}")
+        change_nothing_that_matters()
+        self.assert_line(watching.line(), "up1 → " + leaves("up2"))
+        self.assert_stops(watching, 0)
 
     def test_a_listener_that_ends_and_comes_back(self):
         client = self.connect(text=LISTENING_ENGINE)
@@ -486,7 +500,7 @@ class OutputTest(WatchTest):
         self.connect()
         result = self.run_program("--process", "engine", "--config", "-", "--watch", text=config(leaf()),
                                   before=(*network.inside("engine"), "sh", "-c", 'exec "$@" >&-', ""),
-                                  output="")
+                                  output="", timeout=LIMIT)
         self.assertEqual((result.output, result.status), ("", 2))
         self.assertEqual(result.error,
                          "egress-report: cannot write to standard output: Bad file descriptor\n")
@@ -494,8 +508,7 @@ class OutputTest(WatchTest):
     def test_standard_output_is_full(self):
         self.connect()
         result = self.run_program("--process", "engine", "--config", "-", "--watch", text=config(leaf()),
-                                  before=(*network.inside("engine"), "sh", "-c", 'exec "$@" >/dev/full', ""),
-                                  output="")
+                                  before=(*network.inside("engine"), *TO_FULL), output="", timeout=LIMIT)
         self.assertEqual((result.output, result.status), ("", 2))
         self.assertEqual(result.error,
                          "egress-report: cannot write to standard output: No space left on device\n")
