@@ -3,9 +3,9 @@
 #include "apps/report/round.h"
 
 #include <cstddef>
-#include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -25,9 +25,8 @@ Round example() {
 
 // In an allocation of exactly their size.
 std::optional<Round> unpackedExactly(const std::string& bytes, std::size_t textCount) {
-  const auto copy = std::make_unique<char[]>(bytes.size());
-  bytes.copy(copy.get(), bytes.size());
-  return unpacked({copy.get(), bytes.size()}, textCount);
+  const std::vector<char> copy(bytes.begin(), bytes.end());
+  return unpacked({copy.data(), copy.size()}, textCount);
 }
 
 TEST(Round, APackedRoundIsUnpacked) {
