@@ -117,8 +117,7 @@ void writeMetrics(const Options& options, const std::string& text) {
 // Other users' rights are those of the child.
 std::string metricsOrWrite(const Options& options, const Finding& finding) {
   if (!options.metricsPath) return {};
-  const std::string text =
-      metricsText(&finding, metricTimes(options.metricsPath.value(), &finding));
+  std::string text = metricsText(&finding, metricTimes(options.metricsPath.value(), &finding));
   if (isCalledByRoot()) return text;
   writeMetrics(options, text);
   return {};
