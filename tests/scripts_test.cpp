@@ -25,7 +25,8 @@ ProgramResult runScript(const std::string& command) {
 }
 
 TEST(Scripts, HelpNamesTheExitStatuses) {
-  for (const std::string name : {"bench", "bootstrap", "coverage", "fuzz", "portability", "test"}) {
+  for (const std::string name :
+       {"bench", "bootstrap", "coverage", "fuzz", "lint", "portability", "test"}) {
     const ProgramResult result = runScript(name + " --help");
     EXPECT_THAT(result.output, HasSubstr("\nExit status: 0 ")) << name;
     EXPECT_EQ(result.error, "") << name;
@@ -42,6 +43,8 @@ TEST(Scripts, RefuseUnknownArguments) {
       {"bench", "--check --quick", "bench: one option at a time"},
       {"bootstrap", "tset", "bootstrap: unknown purpose 'tset'"},
       {"bootstrap", "test lint", "bootstrap: one purpose at a time"},
+      {"coverage", "--requierd", "coverage: unknown argument '--requierd'"},
+      {"lint", "--source", "lint: unknown argument '--source'"},
       {"fuzz", "1 no_such_target", "fuzz: unknown target 'no_such_target'"},
       {"portability", "gcc s390", "portability: unknown platform 's390'"},
   };
