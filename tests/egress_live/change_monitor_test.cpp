@@ -69,15 +69,17 @@ TEST(ChangeMonitor, NeedsNoPermission) {
 
 TEST(ChangeMonitor, SubscribesToLinksAddressesRoutesAndRules) {
   const ChangeMonitor monitor;
-  std::uint32_t groups = 0;
+  std::array<std::uint32_t, 8> groups{};  // the kernel has more than 32 groups
   socklen_t size = sizeof(groups);
-  ASSERT_EQ(getsockopt(monitor.descriptor(), SOL_NETLINK, NETLINK_LIST_MEMBERSHIPS, &groups, &size),
-            0);
-  std::uint32_t expected = 0;
+  ASSERT_EQ(
+      getsockopt(monitor.descriptor(), SOL_NETLINK, NETLINK_LIST_MEMBERSHIPS, groups.data(), &size),
+      0);
+  ASSERT_LE(size, sizeof(groups));
+  std::array<std::uint32_t, 8> expected{};
   for (const int group :
        {RTNLGRP_LINK, RTNLGRP_IPV4_IFADDR, RTNLGRP_IPV6_IFADDR, RTNLGRP_IPV4_ROUTE,
         RTNLGRP_IPV6_ROUTE, RTNLGRP_IPV4_RULE, RTNLGRP_IPV6_RULE}) {
-    expected |= 1U << static_cast<std::uint32_t>(group - 1);
+    expected[0] |= 1U << static_cast<std::uint32_t>(group - 1);
   }
   EXPECT_EQ(groups, expected);
 }

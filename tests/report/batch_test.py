@@ -308,6 +308,7 @@ class FailureTest(BatchTest):
         return ("setpriv", f"--reuid={NOBODY}", f"--regid={NOBODY}", "--clear-groups")
 
     @unittest.skipIf(os.getuid() != 0, "needs root")
+    @unittest.skipIf(IS_SANITIZED, "a sanitizer starts a thread of its own")
     def test_a_user_who_may_start_no_thread(self):
         self.folder.chmod(0o755)
         self.make("a.json", "b.json")
