@@ -68,7 +68,8 @@ bool ChildProcess::receive(std::string& bytes) const {
 std::string ChildProcess::end() {
   kill(process_, SIGKILL);  // it may have closed the pipe and go on
   int status = 0;
-  while (waitpid(process_, &status, 0) < 0 && errno == EINTR) continue;
+  while (waitpid(process_, &status, 0) < 0 && errno == EINTR) {
+  }
   process_ = -1;
   return endText(status);
 }

@@ -49,8 +49,8 @@ std::string addressText(const sockaddr& address, std::size_t length) {
 EngineClient::EngineClient(const EngineAccess& access, const EngineUrl& url)
     : access_(access),
       peer_(access.unixSocketPath.empty() ? hostAndPortOf(url) : "'" + access.unixSocketPath + "'"),
+      setup_(initialize()),
       connectedSocket_(url.scheme == "http" ? access.connectedSocket : -1) {
-  setup_ = initialize();
   if (setup_ != CURLE_OK) return;
   handle_.reset(curl_easy_init());
   if (!handle_) throw std::bad_alloc();

@@ -52,7 +52,7 @@ class EngineClient {
   std::string peer_;
   std::unique_ptr<curl_slist, FreeList> headers_;
   std::unique_ptr<CURL, FreeHandle> handle_;  // uses the headers until it is gone
-  CURLcode setup_ = CURLE_OK;                 // the first option that failed
+  CURLcode setup_;                            // the first option that failed
   Transfer transfer_;                         // the current one
   int connectedSocket_;                       // of the access, until it is used; -1: none
   curl_socket_t placeholder_ = CURL_SOCKET_BAD;
