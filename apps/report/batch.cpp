@@ -57,7 +57,7 @@ BatchTexts readBatchTexts(const Options& options) {
   if (options.snapshotListPath) {
     const InputFile file{"--snapshots-from", *options.snapshotListPath,
                          options.maxFileSize.value_or(kMaxSnapshotSize)};
-    read.list = namingFile(file, [&file] { return readFile(file); });
+    read.list = textOf(file);
   }
   return read;
 }

@@ -76,6 +76,10 @@ std::string readFile(const InputFile& file) {
   }
 }
 
+std::string textOf(const InputFile& file) {
+  return namingFile(file, [&file] { return readFile(file); });
+}
+
 Closed::~Closed() {
   if (descriptor_ >= 0) close(descriptor_);
 }

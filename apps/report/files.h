@@ -54,6 +54,9 @@ auto namingFile(const InputFile& file, Use use) {
   }
 }
 
+// The same as readFile(), but memory that runs out is a CannotRun, too.
+[[nodiscard]] std::string textOf(const InputFile& file);
+
 // Closes a descriptor at the end of its scope; none if it is negative.
 class Closed {
  public:

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <set>
 #include <sstream>
 #include <string_view>
 #include <unordered_map>
@@ -32,10 +33,6 @@ InputFile configFile(const Options& options) {
 
 InputFile answerFile(const Options& options, const AnswerOption& answer) {
   return {"--answer", answer.path.value(), options.maxFileSize.value_or(kMaxAnswerSize)};
-}
-
-std::string textOf(const InputFile& file) {
-  return namingFile(file, [&] { return readFile(file); });
 }
 
 HostSnapshot parseSnapshot(const InputFile& file, const std::string& text) {
@@ -102,9 +99,11 @@ void warnUnknownHint(const Options& options, const HostSnapshot& snapshot) {
 }
 
 void warnUnusedNames(const Options& options, const HostSnapshot& snapshot) {
+  if (options.resolvedNames.empty()) return;
+  std::set<std::string_view> servers;
+  for (const Outbound& outbound : snapshot.config.outbounds) servers.insert(outbound.server);
   for (const snapshot::ResolvedName& row : options.resolvedNames) {
-    const auto& outbounds = snapshot.config.outbounds;
-    if (std::ranges::find(outbounds, row.name, &Outbound::server) != outbounds.end()) continue;
+    if (servers.contains(row.name)) continue;
     printError("--resolve: the configuration has no server '" + row.name + "'");
   }
 }

@@ -165,7 +165,7 @@ std::optional<std::int64_t> lastSuccessIn(std::string_view metrics) {
 }
 
 // Empty if it cannot be read.
-std::string textOf(const std::string& path) {
+std::string oldMetrics(const std::string& path) {
   constexpr std::uint64_t kMaxSize = 65536;  // several times what metricsText makes
   try {
     return readFile({.option = "", .path = path, .maxSize = kMaxSize});
@@ -206,7 +206,7 @@ OutputFile metricsFile(const std::string& path) {
 MetricTimes metricTimes(const std::string& path, const Finding* finding) {
   MetricTimes times{.run = std::time(nullptr), .lastSuccess = {}};
   const bool isSuccess = finding != nullptr && outcomeOf(*finding) == Outcome::NAMED;
-  times.lastSuccess = isSuccess ? times.run : lastSuccessIn(textOf(path));
+  times.lastSuccess = isSuccess ? times.run : lastSuccessIn(oldMetrics(path));
   return times;
 }
 

@@ -20,11 +20,10 @@ bool canBeReadAgain(const InputFile& file) {
 
 // The content of a file, or nothing if it is to stay as it is.
 std::optional<std::string> contentOf(const InputFile& file, bool isFirst) {
-  const auto read = [&file] { return namingFile(file, [&file] { return readFile(file); }); };
-  if (isFirst) return read();
+  if (isFirst) return textOf(file);
   if (!canBeReadAgain(file)) return std::nullopt;
   try {
-    return read();
+    return textOf(file);
   } catch (const CannotRun& error) {
     printError(std::string(error.what()) + "; still using what it was");
     return std::nullopt;

@@ -51,9 +51,7 @@ void addHolder(const ProcDirectory& proc, std::uint32_t id, const Inodes& inodes
     const std::optional<std::uint32_t> user = userOf(*directory);
     const Network network = networkOf(*directory, ownNetwork(proc), deadline);
     if (!user || network == Network::NONE) return;
-    FoundProcess found{
-        .process = {.id = id, .user = *user, .program = programOf(*directory, deadline)},
-        .directory = *std::move(directory)};
+    FoundProcess found = foundProcess(id, *user, *std::move(directory), deadline);
     (network == Network::OWN ? holders.inOwnNetwork : holders.inOthers).push_back(std::move(found));
   } catch (const NoPermission&) {
     return;
@@ -71,11 +69,10 @@ Holders holdersOf(const Inodes& inodes, Deadline deadline) {
 }
 
 NoProcess inOtherNetwork(const Listener& listener, const FoundProcesses& processes) {
-  NoProcess none{.reason = NoProcessReason::OTHER_NETWORK,
-                 .message = "process " + std::to_string(processes.front().process.id) + ", which " +
-                            listensAt(listener) + ", is in another network namespace"};
-  for (const FoundProcess& one : processes) none.processes.push_back(one.process);
-  return none;
+  return {.reason = NoProcessReason::OTHER_NETWORK,
+          .message = "process " + std::to_string(processes.front().process.id) + ", which " +
+                     listensAt(listener) + ", is in another network namespace",
+          .processes = processesOf(processes)};
 }
 
 // The process if this user can see that it is in another network namespace.
@@ -85,9 +82,7 @@ std::optional<FoundProcess> processElsewhere(std::uint32_t id, Deadline deadline
     std::optional<ProcDirectory> directory = openDirectory(proc, std::to_string(id));
     const std::optional<std::uint32_t> user = directory ? userOf(*directory) : std::nullopt;
     if (!user || networkOf(*directory, ownNetwork(proc), deadline) != Network::OTHER) return {};
-    return FoundProcess{
-        .process = {.id = id, .user = *user, .program = programOf(*directory, deadline)},
-        .directory = *std::move(directory)};
+    return foundProcess(id, *user, *std::move(directory), deadline);
   } catch (const NoPermission&) {
     return std::nullopt;
   }

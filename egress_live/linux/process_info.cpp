@@ -45,15 +45,29 @@ std::string programOf(const ProcDirectory& process, Deadline deadline) {
   return std::string(programIn(linkOf(process, "exe", deadline).value_or("")));
 }
 
+FoundProcess foundProcess(std::uint32_t id, std::uint32_t user, ProcDirectory directory,
+                          Deadline deadline) {
+  std::string program = programOf(directory, deadline);
+  return {.process = {.id = id, .user = user, .program = std::move(program)},
+          .directory = std::move(directory)};
+}
+
+std::vector<snapshot::Process> processesOf(const FoundProcesses& found) {
+  std::vector<snapshot::Process> processes;
+  processes.reserve(found.size());
+  for (const FoundProcess& one : found) processes.push_back(one.process);
+  return processes;
+}
+
 std::variant<FoundProcesses, NoProcess> ofOneUser(FoundProcesses found,
                                                   const std::string& message) {
   const auto isOfAnotherUser = [&](const FoundProcess& one) {
     return one.process.user != found.front().process.user;
   };
   if (std::ranges::none_of(found, isOfAnotherUser)) return found;
-  NoProcess none{.reason = NoProcessReason::DIFFERENT_USERS, .message = message};
-  for (FoundProcess& one : found) none.processes.push_back(std::move(one.process));
-  return none;
+  return NoProcess{.reason = NoProcessReason::DIFFERENT_USERS,
+                   .message = message,
+                   .processes = processesOf(found)};
 }
 
 }  // namespace egress::live

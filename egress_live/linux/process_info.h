@@ -41,6 +41,12 @@ enum class Network : std::uint8_t {
 // The path of the executable; empty if the process has ended.
 [[nodiscard]] std::string programOf(const ProcDirectory& process, Deadline deadline);
 
+// The process with this ID and user.
+[[nodiscard]] FoundProcess foundProcess(std::uint32_t id, std::uint32_t user,
+                                        ProcDirectory directory, Deadline deadline);
+
+[[nodiscard]] std::vector<snapshot::Process> processesOf(const FoundProcesses& found);
+
 // The processes, at least one, if one user started all of them; else DIFFERENT_USERS with this
 // message.
 [[nodiscard]] std::variant<FoundProcesses, NoProcess> ofOneUser(FoundProcesses found,

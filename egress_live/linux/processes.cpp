@@ -30,16 +30,12 @@ std::variant<FoundProcesses, NoProcess> findProcess(std::uint32_t id, Deadline d
     return NoProcess{.reason = NoProcessReason::NOT_VISIBLE,
                      .message = "no " + name + " is visible to this user"};
   }
-  const snapshot::Process process{
-      .id = id, .user = *user, .program = programOf(*directory, deadline)};
-  if (network == Network::OTHER) {
-    return NoProcess{.reason = NoProcessReason::OTHER_NETWORK,
-                     .message = name + " is in another network namespace",
-                     .processes = {process}};
-  }
   FoundProcesses found;
-  found.push_back({.process = process, .directory = *std::move(directory)});
-  return found;
+  found.push_back(foundProcess(id, *user, *std::move(directory), deadline));
+  if (network == Network::OWN) return found;
+  return NoProcess{.reason = NoProcessReason::OTHER_NETWORK,
+                   .message = name + " is in another network namespace",
+                   .processes = processesOf(found)};
 }
 
 // The process with this ID if it is one of those with the name in this network namespace.
@@ -51,9 +47,7 @@ std::optional<FoundProcess> matchingProcess(const ProcDirectory& proc, std::uint
   const std::optional<std::uint32_t> user = userOf(*directory);
   if (!user || user != choice.user.value_or(*user)) return std::nullopt;
   if (networkOf(*directory, network, deadline) != Network::OWN) return std::nullopt;
-  return FoundProcess{
-      .process = {.id = id, .user = *user, .program = programOf(*directory, deadline)},
-      .directory = *std::move(directory)};
+  return foundProcess(id, *user, *std::move(directory), deadline);
 }
 
 std::variant<FoundProcesses, NoProcess> findProcessesNamed(const ProcessName& choice,

@@ -74,7 +74,7 @@ std::variant<HostSnapshot, NoProcess> takeSnapshot(const ProcessChoice& choice) 
       return {};
     }
     const auto& processes = std::get<FoundProcesses>(found);
-    for (const FoundProcess& one : processes) snapshot.processes.push_back(one.process);
+    snapshot.processes = processesOf(processes);
     if (const auto* const listener = std::get_if<Listener>(&choice)) {
       snapshot.listeningAt = placeOf(*listener);
     }
