@@ -41,12 +41,16 @@ class MetricsCase(ProgramTest):
                                 before=(*network.inside("engine"), *before))
 
     def samples(self):
-        """The value of each sample, by name and labels. Every sample has HELP and TYPE before it."""
+        """The value of each sample, by name and labels, of a text that promtool accepts."""
         text = self.metrics.read_text()
         if shutil.which("promtool") is not None:
             check = subprocess.run(["promtool", "check", "metrics"], input=text, capture_output=True,
                                    encoding="utf-8", check=False)
             self.assertEqual((check.returncode, check.stdout, check.stderr), (0, "", ""), text)
+        return self.parsed(text)
+
+    def parsed(self, text):
+        """The value of each sample. Every sample has HELP and TYPE before it."""
         found, described = {}, None
         for line in text.splitlines():
             if line.startswith("# "):
@@ -169,7 +173,7 @@ class MetricsTest(MetricsCase):
 class WatchTest(MetricsCase):
     def wait_for(self, sample, value):
         for _ in range(3000):
-            if self.metrics.exists() and self.samples().get(sample) == value:
+            if self.metrics.exists() and self.parsed(self.metrics.read_text()).get(sample) == value:
                 return
             time.sleep(0.01)
         self.fail(f"{sample} is not {value}: {self.metrics.exists() and self.metrics.read_text()}")
