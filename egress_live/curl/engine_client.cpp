@@ -119,6 +119,9 @@ QueryResult EngineClient::ask(const std::string& tag) {
   }
   if (transfer_.code == CURLE_OK) {
     transfer_.code = curl_easy_perform(handle_.get());
+    if (transfer_.code == CURLE_SEND_ERROR && hasReusedConnection()) {
+      transfer_.code = curl_easy_perform(handle_.get());
+    }
     long status = 0;
     curl_easy_getinfo(handle_.get(), CURLINFO_RESPONSE_CODE, &status);
     transfer_.httpStatus = status;
@@ -128,6 +131,14 @@ QueryResult EngineClient::ask(const std::string& tag) {
   }
   if (isOutOfMemory_ || transfer_.code == CURLE_OUT_OF_MEMORY) throw std::bad_alloc();
   return resultOf(transfer_);
+}
+
+// A server may close a connection that is kept open for the next request. libcurl connects again
+// then, but five times at most in the life of a handle; then it fails, and counts from 0 again.
+bool EngineClient::hasReusedConnection() const {
+  long newConnections = 0;
+  curl_easy_getinfo(handle_.get(), CURLINFO_NUM_CONNECTS, &newConnections);
+  return newConnections == 0;
 }
 
 std::size_t EngineClient::keepAnswer(const char* bytes, std::size_t size, std::size_t count,

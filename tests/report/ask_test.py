@@ -119,9 +119,12 @@ class AnswersTest(AskTest):
         self.assertEqual(len(engine.connections), 1)
 
     def test_connects_again_if_the_engine_closes_the_connection(self):
-        engine = self.engine(CHAIN_CHOICES, "answers, then closes")
-        self.assert_answered(self.ask(engine.url(), selectors=CHAIN_CHOICES), "proxy", *CHAIN)
-        self.assertEqual(len(engine.connections), 8)
+        for behaviour in ("answers, then closes", "closes at the second request"):
+            with self.subTest(behaviour):
+                engine = self.engine(CHAIN_CHOICES, behaviour)
+                result = self.ask(engine.url(), selectors=CHAIN_CHOICES)
+                self.assert_answered(result, "proxy", *CHAIN)
+                self.assertEqual(len(engine.connections), 8)
 
     def test_asks_nine_times_at_most(self):
         tags = ["proxy", *(f"selector {number}" for number in range(2, 12))]

@@ -91,6 +91,14 @@ def answers_then_closes(handler, tag, choice):
     handler.close_connection = True
 
 
+def closes_at_the_second_request(handler, tag, choice):
+    if handler.has_answered:
+        handler.close_connection = True
+    else:
+        answers(handler, tag, choice)
+        handler.has_answered = True
+
+
 def speaks_no_http(handler, tag, choice):
     handler.wfile.write(b"220 " + SECRET_IN_ANSWER.encode() + b"\r\n")
     handler.close_connection = True
@@ -110,6 +118,7 @@ BEHAVIOURS = {
     "answers": answers,
     "answers in chunks": answers_in_chunks,
     "answers, then closes": answers_then_closes,
+    "closes at the second request": closes_at_the_second_request,
     "silence": is_silent,
     "silence after the status": is_silent_after_the_status,
     "half an answer": answers_half,
@@ -132,6 +141,7 @@ BEHAVIOURS = {
 
 class Handler(http.server.BaseHTTPRequestHandler):
     protocol_version = "HTTP/1.1"
+    has_answered = False  # on this connection
 
     def do_GET(self):  # the name is that of the base class
         self.server.requests.append((self.path, list(self.headers.items())))
