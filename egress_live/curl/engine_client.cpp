@@ -119,6 +119,8 @@ QueryResult EngineClient::ask(const std::string& tag) {
   }
   if (transfer_.code == CURLE_OK) {
     transfer_.code = curl_easy_perform(handle_.get());
+    // The engine may have closed the kept connection. libcurl connects again then, but only five
+    // times in the life of a handle; then it fails, and counts from 0 again.
     if (transfer_.code == CURLE_SEND_ERROR && hasReusedConnection()) {
       transfer_.code = curl_easy_perform(handle_.get());
     }
@@ -133,8 +135,6 @@ QueryResult EngineClient::ask(const std::string& tag) {
   return resultOf(transfer_);
 }
 
-// A server may close a connection that is kept open for the next request. libcurl connects again
-// then, but five times at most in the life of a handle; then it fails, and counts from 0 again.
 bool EngineClient::hasReusedConnection() const {
   long newConnections = 0;
   curl_easy_getinfo(handle_.get(), CURLINFO_NUM_CONNECTS, &newConnections);

@@ -39,7 +39,7 @@ class EngineClient {
   void setLimits();
   void setPeer();
   void setCallbacks();
-  [[nodiscard]] bool hasReusedConnection() const;  // the last transfer
+  [[nodiscard]] bool hasReusedConnection() const;  // for the last transfer
 
   // Called by libcurl, which cannot pass an exception on.
   static std::size_t keepAnswer(const char* bytes, std::size_t size, std::size_t count,

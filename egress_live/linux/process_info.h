@@ -45,6 +45,7 @@ enum class Network : std::uint8_t {
 [[nodiscard]] FoundProcess foundProcess(std::uint32_t id, std::uint32_t user,
                                         ProcDirectory directory, Deadline deadline);
 
+// What a record has of them, in their order.
 [[nodiscard]] std::vector<snapshot::Process> processesOf(const FoundProcesses& found);
 
 // The processes, at least one, if one user started all of them; else DIFFERENT_USERS with this
