@@ -2,18 +2,14 @@
 """What egress-report prints for people."""
 
 import copy
-import fcntl
 import json
 import os
-import pty
 import re
-import struct
-import subprocess
-import termios
 import textwrap
 import unittest
 
 from report_program import EMPTY_SNAPSHOT, PROGRAM, SNAPSHOT_SCHEMA, ProgramTest
+from terminal import output_on_terminal
 
 WAN0, WAN1 = 2, 3  # interface indexes
 TAG = "de-1"
@@ -629,27 +625,16 @@ class TextTest(AnswerTest):
 
 
 class TerminalTest(AnswerTest):
-    def output_on_terminal(self, columns, **environment):
-        given = self.snapshot_file(SNAPSHOT)
-        leader, follower = pty.openpty()
-        fcntl.ioctl(follower, termios.TIOCSWINSZ, struct.pack("HHHH", 24, columns, 0, 0))
+    def answer_on_terminal(self, columns, **environment):
         variables = {key: value for key, value in os.environ.items() if key != "NO_COLOR"}
-        with subprocess.Popen([PROGRAM, "--snapshot", given], stdout=follower,
-                              env=variables | environment) as process:
-            os.close(follower)
-            text = b""
-            try:
-                while part := os.read(leader, 4096):
-                    text += part
-            except OSError:  # the program has closed the terminal
-                pass
-            self.assertEqual(process.wait(), 1)
-        os.close(leader)
-        return text.decode().replace("\r\n", "\n")
+        output, status = output_on_terminal([PROGRAM, "--snapshot", self.snapshot_file(SNAPSHOT)],
+                                            columns=columns, env=variables | environment)
+        self.assertEqual(status, 1)
+        return output
 
     def test_lines_are_as_wide_as_the_terminal(self):
         for columns, width in [(60, 60), (132, 132), (10, 40), (0, 80)]:
-            output = self.output_on_terminal(columns, NO_COLOR="1")
+            output = self.answer_on_terminal(columns, NO_COLOR="1")
             lines = output.splitlines()
             longest = max(map(len, lines))
             self.assertLessEqual(longest, width)
@@ -659,11 +644,11 @@ class TerminalTest(AnswerTest):
             self.assertIn("\n  do       " + "\n           ".join(todo) + "\n", output)
 
     def test_colour_only_on_a_terminal_and_not_with_no_color(self):
-        coloured = self.output_on_terminal(80)
+        coloured = self.answer_on_terminal(80)
         self.assertTrue(coloured.startswith("\x1b[1;33mwan1\x1b[0m: 2 TCP"))
         self.assertEqual(coloured.count("\x1b"), 2)
-        self.assertIn("\x1b", self.output_on_terminal(80, NO_COLOR=""))
-        self.assertNotIn("\x1b", self.output_on_terminal(80, NO_COLOR="1"))
+        self.assertIn("\x1b", self.answer_on_terminal(80, NO_COLOR=""))
+        self.assertNotIn("\x1b", self.answer_on_terminal(80, NO_COLOR="1"))
         self.assertNotIn("\x1b", self.answer(SNAPSHOT).output)
 
 

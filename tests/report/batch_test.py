@@ -4,12 +4,11 @@
 import base64
 import json
 import os
-import pty
 import resource
-import subprocess
 import unittest
 
 from report_program import EMPTY_SNAPSHOT, HEALTHY_SNAPSHOT, IS_SANITIZED, PROGRAM, ProgramTest
+from terminal import output_on_terminal
 
 KIB, MIB = 1 << 10, 1 << 20
 NOBODY = 65534
@@ -434,35 +433,22 @@ class ProgressTest(BatchTest):
         self.make("a.json", "c.json")
         self.file("b.json", "{}")
 
-    def terminal_output(self, **streams):
-        """What a terminal gets on the streams that are True; the others are discarded."""
-        leader, follower = pty.openpty()
-        chosen = {stream: follower if streams.get(stream) else subprocess.DEVNULL
-                  for stream in ("stdin", "stdout", "stderr")}
-        with subprocess.Popen([PROGRAM, "--snapshot", "."], cwd=self.folder, **chosen):
-            os.close(follower)
-            output = b""
-            try:
-                while part := os.read(leader, 4096):
-                    output += part
-            except OSError:  # the program has closed the terminal
-                pass
-        os.close(leader)
-        return output.decode().replace("\r\n", "\n")
+    def terminal_output(self, *streams):
+        return output_on_terminal([PROGRAM, "--snapshot", "."], streams, cwd=self.folder)[0]
 
     def test_on_a_terminal(self):
         blank = "\r" + " " * len("1 of 3") + "\r"
         error = "egress-report: --snapshot: ./b.json: /format: missing: this is not a saved snapshot\n"
-        self.assertEqual(self.terminal_output(stderr=True),
+        self.assertEqual(self.terminal_output("stderr"),
                          f"\r1 of 3{blank}{error}\r2 of 3\r3 of 3{blank}")
 
     def test_not_among_the_results(self):
-        output = self.terminal_output(stderr=True, stdout=True)
+        output = self.terminal_output("stderr", "stdout")
         self.assertNotIn(" of 3", output)
         self.assertEqual(output.count("egress-details"), 2)
 
     def test_not_elsewhere(self):
-        self.assertEqual(self.terminal_output(stdin=True), "")
+        self.assertEqual(self.terminal_output("stdin"), "")
         self.assertNotIn(" of 3", self.run_batch("--snapshot", ".").error)
 
 

@@ -1,11 +1,35 @@
-"""A shell on a pseudo-terminal, to which a test types."""
+"""Programs on a pseudo-terminal: one that writes to it, and a shell to which a test types."""
 
+import fcntl
 import os
 import pty
 import re
 import select
 import signal
+import struct
+import subprocess
+import termios
 import time
+
+
+def output_on_terminal(command, streams=("stdout",), columns=80, **options):
+    """What a command writes to a terminal, and its exit status. The other streams are discarded."""
+    leader, follower = pty.openpty()
+    fcntl.ioctl(follower, termios.TIOCSWINSZ, struct.pack("HHHH", 24, columns, 0, 0))
+    chosen = {stream: follower if stream in streams else subprocess.DEVNULL
+              for stream in ("stdin", "stdout", "stderr")}
+    output = b""
+    with subprocess.Popen(command, **chosen, **options) as process:
+        ended = False
+        # The follower stays open until all is read: a read at the moment when the last one is closed may
+        # fail with EIO although there is more.
+        while not ended:
+            ended = process.poll() is not None
+            while select.select([leader], [], [], 0.01)[0]:
+                output += os.read(leader, 65536)
+    os.close(follower)
+    os.close(leader)
+    return output.decode().replace("\r\n", "\n"), process.returncode
 
 
 class Terminal:
