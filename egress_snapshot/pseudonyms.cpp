@@ -82,7 +82,8 @@ std::string ipv4Text(std::uint32_t address) {
 
 std::string hexText(std::size_t number) {
   std::array<char, 16> digits{};
-  return {digits.data(), std::to_chars(digits.begin(), digits.end(), number, 16).ptr};
+  return {digits.data(),
+          std::to_chars(digits.data(), digits.data() + digits.size(), number, 16).ptr};
 }
 
 // The address with this number from 1, in the last groups of the prefix.

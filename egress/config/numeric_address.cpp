@@ -157,7 +157,7 @@ bool parseIpv6Text(std::string_view text, std::span<std::uint8_t, 16> out16) noe
 
   std::array<std::uint16_t, kGroups> groups{};
   std::copy_n(head.values.begin(), head.count, groups.begin());
-  std::copy_n(tail.values.begin(), tail.count, groups.end() - tail.count);
+  std::copy_n(tail.values.begin(), tail.count, groups.data() + kGroups - tail.count);
   for (std::size_t i = 0; i < kGroups; ++i) {
     out16[2 * i] = static_cast<std::uint8_t>(groups[i] >> 8);
     out16[2 * i + 1] = static_cast<std::uint8_t>(groups[i] & 0xFF);
@@ -180,7 +180,7 @@ NumericAddress parseNumericAddress(std::string_view text) noexcept {
 bool sameNumericAddress(const NumericAddress& a, const NumericAddress& b) noexcept {
   if (!a.valid || !b.valid || a.family != b.family) return false;
   const std::size_t length = a.family == 4 ? 4 : a.bytes.size();
-  return std::equal(a.bytes.begin(), a.bytes.begin() + length, b.bytes.begin());
+  return std::equal(a.bytes.data(), a.bytes.data() + length, b.bytes.data());
 }
 
 }  // namespace egress
