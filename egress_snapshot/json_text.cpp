@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "egress/json/json_fault.h"
+#include "egress_snapshot/json_fault_json.h"
 
 namespace egress::snapshot {
 namespace {
@@ -78,9 +79,8 @@ std::string placeOfFault(std::string_view text) {
 std::string reasonOfFault(std::string_view text, const JsonFault& fault) {
   const std::string offset = std::to_string(fault.offset);
   if (fault.kind == JsonFaultKind::END_OF_TEXT) return "cut off after byte " + offset;
-  const auto line = std::ranges::count(text.substr(0, fault.offset), '\n') + 1;
   std::string reason = "not JSON: line ";
-  return reason.append(std::to_string(line))
+  return reason.append(std::to_string(positionOf(text, fault.offset).line))
       .append(", byte ")
       .append(offset)
       .append(" of the text: ")

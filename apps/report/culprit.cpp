@@ -13,6 +13,7 @@
 #include "apps/report/text.h"
 #include "egress/config/protocols.h"
 #include "egress/json/json_fault.h"
+#include "egress_snapshot/json_fault_json.h"
 
 namespace egress::report {
 namespace {
@@ -260,9 +261,7 @@ Culprit listCulprit(const Finding& finding) {
 std::string faultOf(std::string_view configText) {
   const std::optional<JsonFault> fault = findJsonFault(configText);
   if (!fault) return {};
-  const std::string_view before = configText.substr(0, fault->offset);
-  const auto line = std::ranges::count(before, '\n') + 1;
-  const std::size_t column = before.size() - (before.rfind('\n') + 1) + 1;  // npos + 1 is 0
+  const auto [line, column] = snapshot::positionOf(configText, fault->offset);
   return "line " + std::to_string(line) + ", column " + std::to_string(column) + ": " +
          phraseOf(fault->kind);
 }
