@@ -11,7 +11,8 @@ get_target_property(library_type egress TYPE)
 
 # The first rule checks that every target was built, so that a failure leaves no part of an installation.
 set(built_files "")
-foreach(target IN ITEMS egress egress_snapshot egress_live egress-selfcheck egress-report)
+foreach(target IN ITEMS egress egress_snapshot egress_live egress_c egress_c_live egress-selfcheck
+                     egress-report)
   if(TARGET ${target})
     list(APPEND built_files $<TARGET_FILE:${target}>)
   endif()
@@ -37,11 +38,10 @@ egress_relative_path(includedir_from_prefix ${CMAKE_INSTALL_PREFIX}
 egress_relative_path(libdir_from_bindir ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
 
 set(shared_flag "")
-set(library_rpath "")
+set(library_rpath $<IF:$<PLATFORM_ID:Darwin>,@loader_path,$ORIGIN>)
 set(program_rpath "")
 if(library_type STREQUAL SHARED_LIBRARY)
   set(shared_flag " -DEGRESS_SHARED")
-  set(library_rpath $<IF:$<PLATFORM_ID:Darwin>,@loader_path,$ORIGIN>)
   set(program_rpath ${library_rpath}/${libdir_from_bindir})
 endif()
 
@@ -79,6 +79,16 @@ egress_install_library(egress egress "" "${PROJECT_DESCRIPTION}")
 if(EGRESS_BUILD_SNAPSHOT)
   egress_install_library(egress_snapshot egress-snapshot "egress = ${PROJECT_VERSION}"
                          "Records of hosts for egress, and its reports, as JSON")
+endif()
+if(TARGET egress_c)
+  set(shared_flag_of_cpp "${shared_flag}")
+  set(shared_flag "")
+  egress_install_library(egress_c egress-c "" "${PROJECT_DESCRIPTION} In C")
+  if(TARGET egress_c_live)
+    egress_install_library(egress_c_live egress-c-live "egress-c = ${PROJECT_VERSION}"
+                           "Takes a record of the host that it runs on, for egress-c")
+  endif()
+  set(shared_flag "${shared_flag_of_cpp}")
 endif()
 if(EGRESS_BUILD_LIVE)
   set(live_requires "egress-snapshot = ${PROJECT_VERSION}")

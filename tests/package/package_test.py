@@ -34,9 +34,14 @@ IGNORED = re.compile(
 ENVIRONMENT = {name: value for name, value in os.environ.items() if not IGNORED.fullmatch(name)}
 ENVIRONMENT["LC_ALL"] = "C"  # the tests compare messages
 
-# The libraries, each with the list of the symbols that it exports.
-LIBRARIES = {"egress": "exported_symbols.txt", "egress-snapshot": "exported_symbols_snapshot.txt",
-             "egress-live": "exported_symbols_live.txt"}
+# The libraries, each with the list of the symbols that it exports; those in C are always shared.
+CPP_LIBRARIES = {"egress": "exported_symbols.txt",
+                 "egress-snapshot": "exported_symbols_snapshot.txt",
+                 "egress-live": "exported_symbols_live.txt"}
+C_LIBRARIES = {"egress-c": "exported_symbols_c.txt",
+               "egress-c-live": "exported_symbols_c_live.txt"}
+LIBRARIES = CPP_LIBRARIES | C_LIBRARIES
+SHARED_LIBRARIES = {"static": C_LIBRARIES, "shared": LIBRARIES}  # by the kind of those in C++
 PROGRAMS = ["egress-selfcheck", "egress-report"]
 
 # A flag of EGRESS_HARDEN.
@@ -67,11 +72,14 @@ FILES = {
         include/egress_snapshot/anonymize.h include/egress_snapshot/blank_config.h
         include/egress_snapshot/cross_check.h include/egress_snapshot/details_json.h
         include/egress_snapshot/diagnose_snapshot.h include/egress_snapshot/explanations.h
+        include/egress_snapshot/explanations_json.h
         include/egress_snapshot/export.h include/egress_snapshot/host_snapshot.h
+        include/egress_snapshot/json_fault_json.h
         include/egress_snapshot/json_layout.h include/egress_snapshot/main_tags.h
         include/egress_snapshot/refusal.h
         include/egress_snapshot/report_json.h
-        include/egress_snapshot/selector_answers_json.h include/egress_snapshot/snapshot_json.h
+        include/egress_snapshot/selector_answers_json.h
+        include/egress_snapshot/snapshot_from_texts.h include/egress_snapshot/snapshot_json.h
         lib/cmake/egress/egress_snapshotTargets-release.cmake
         lib/cmake/egress/egress_snapshotTargets.cmake lib/pkgconfig/egress-snapshot.pc""".split(),
     "egress-live": """
@@ -82,6 +90,12 @@ FILES = {
         include/egress_live/take_snapshot.h
         lib/cmake/egress/egress_liveTargets-release.cmake
         lib/cmake/egress/egress_liveTargets.cmake lib/pkgconfig/egress-live.pc""".split(),
+    "egress-c": """
+        include/egress_c/egress.h lib/cmake/egress/egress_cTargets-release.cmake
+        lib/cmake/egress/egress_cTargets.cmake lib/pkgconfig/egress-c.pc""".split(),
+    "egress-c-live": """
+        include/egress_c_live/egress_live.h lib/cmake/egress/egress_c_liveTargets-release.cmake
+        lib/cmake/egress/egress_c_liveTargets.cmake lib/pkgconfig/egress-c-live.pc""".split(),
     "programs": [f"bin/{name}" for name in PROGRAMS] + [
         "share/man/man1/egress-selfcheck.1", "share/man/man1/egress-report.1",
         "share/bash-completion/completions/egress-report",
@@ -91,7 +105,7 @@ FILES = {
 
 
 def library_files(kind, name):
-    if kind == "static":
+    if kind == "static" and name in CPP_LIBRARIES:
         return [f"lib/lib{name}.a"]
     return [f"lib/lib{name}.so{version}" for version in ["", ".1", ".1.0.0"]]
 
@@ -215,6 +229,13 @@ class PackageTest(unittest.TestCase):
         expected = "snapshot taken\n" if Path("/proc/self/fd").exists() else "no snapshot: "
         self.assertTrue(run(live_program, **environment).startswith(expected))
 
+    def expect_c_example_works(self, program, **environment):
+        text = '{"format": "egress-snapshot", "version": 1}'
+        result = subprocess.run([program], input=text, text=True, capture_output=True, check=False,
+                                env=ENVIRONMENT | environment)
+        self.assertEqual((result.returncode, result.stderr), (0, ""))
+        self.assertEqual(json.loads(result.stdout)["configStatus"], "NO_CONFIG")
+
     def expect_programs_work(self, prefix):
         self.assertEqual(run(prefix / "bin" / "egress-selfcheck"), PASS)
         snapshot = fresh_folder("snapshot") / "snapshot.json"
@@ -253,7 +274,7 @@ def find_components(name, prefix, arguments, **environment):
 cmake_minimum_required(VERSION 3.25)
 project(components LANGUAGES CXX)
 find_package(egress CONFIG QUIET ${arguments})
-foreach(target IN ITEMS egress selfcheck snapshot live)
+foreach(target IN ITEMS egress selfcheck snapshot live c c_live)
   if(TARGET egress::${target})
     list(APPEND targets ${target})
   endif()
@@ -319,25 +340,28 @@ class InstalledTest(PackageTest):
                         self.assertNotIn(str(place).encode(), content)
 
     def test_the_shared_libraries_export_exactly_the_listed_symbols(self):
-        for name, symbols in LIBRARIES.items():
-            with self.subTest(name):
-                library = prefix_of("shared") / "lib" / f"lib{name}.so"
-                listed = Path(__file__).with_name(symbols).read_text().splitlines()
-                self.assertEqual(dynamic_symbols("--defined-only", library),
-                                 [("T", symbol) for symbol in listed])
+        for kind, libraries in SHARED_LIBRARIES.items():
+            for name, symbols in libraries.items():
+                with self.subTest(kind=kind, name=name):
+                    library = prefix_of(kind) / "lib" / f"lib{name}.so"
+                    listed = Path(__file__).with_name(symbols).read_text().splitlines()
+                    self.assertEqual(dynamic_symbols("--defined-only", library),
+                                     [("T", symbol) for symbol in listed])
 
     def test_the_soname_contains_the_major_version(self):
-        for name in LIBRARIES:
-            with self.subTest(name):
-                headers = run("objdump", "-p", prefix_of("shared") / "lib" / f"lib{name}.so")
-                self.assertRegex(headers, rf"SONAME +lib{name}\.so\.1\n")
+        for kind, libraries in SHARED_LIBRARIES.items():
+            for name in libraries:
+                with self.subTest(kind=kind, name=name):
+                    headers = run("objdump", "-p", prefix_of(kind) / "lib" / f"lib{name}.so")
+                    self.assertRegex(headers, rf"SONAME +lib{name}\.so\.1\n")
 
     def test_the_shared_libraries_find_each_other(self):
-        moved = self.move_installation("shared")
-        for name in LIBRARIES:
-            with self.subTest(name):
-                library = moved / "lib" / f"lib{name}.so.1"
-                self.assertNotIn("not found", run("ldd", library))
+        for kind, libraries in SHARED_LIBRARIES.items():
+            moved = self.move_installation(kind)
+            for name in libraries:
+                with self.subTest(kind=kind, name=name):
+                    library = moved / "lib" / f"lib{name}.so.1"
+                    self.assertNotIn("not found", run("ldd", library))
 
 
 class HardenedTest(PackageTest):
@@ -345,12 +369,11 @@ class HardenedTest(PackageTest):
 
     def linked_files(self, kind):
         files = [f"bin/{name}" for name in PROGRAMS]
-        if kind == "shared":
-            files += [library_files(kind, name)[-1] for name in LIBRARIES]
+        files += [library_files(kind, name)[-1] for name in SHARED_LIBRARIES[kind]]
         return [prefix_of(kind) / file for file in files]
 
     def archives(self):
-        return [prefix_of("static") / file for name in LIBRARIES
+        return [prefix_of("static") / file for name in CPP_LIBRARIES
                 for file in library_files("static", name)]
 
     def test_programs_and_libraries_are_position_independent_and_bound_at_their_start(self):
@@ -366,13 +389,13 @@ class HardenedTest(PackageTest):
                 self.assertEqual(hardening.has_interpreter(file), kind == "shared")
 
     def test_libraries_are_searched_only_relative_to_the_installation(self):
-        for file in self.linked_files("static"):
-            with self.subTest(file):
-                self.assertEqual(hardening.library_paths(file), [])
-        for file in self.linked_files("shared"):
-            with self.subTest(file):
-                path = "$ORIGIN/../lib" if file.parent.name == "bin" else "$ORIGIN"
-                self.assertEqual(hardening.library_paths(file), [path])
+        for kind in KINDS:
+            for file in self.linked_files(kind):
+                with self.subTest(kind=kind, file=file):
+                    path = ["$ORIGIN"]
+                    if file.parent.name == "bin":
+                        path = ["$ORIGIN/../lib"] if kind == "shared" else []
+                    self.assertEqual(hardening.library_paths(file), path)
 
     def test_the_stack_is_protected(self):
         files = [*self.archives(), *self.linked_files("static"), *self.linked_files("shared")]
@@ -442,12 +465,22 @@ class FindPackageTest(PackageTest):
         run("cmake", "--build", build)
         self.expect_consumer_works(kind, build / "use_snapshot", build / "use_live")
 
+    def test_a_project_in_c_uses_the_library_in_c(self):
+        for kind in KINDS:
+            with self.subTest(kind):
+                build = fresh_folder("c-example")
+                configure(SOURCE / "examples/c", build, f"-DCMAKE_PREFIX_PATH={prefix_of(kind)}")
+                run("cmake", "--build", build)
+                self.expect_c_example_works(build / "report")
+
     def test_brings_the_targets_of_the_components_that_are_asked_for(self):
         core = ["egress", "selfcheck"]
         rows = [
             ("", core),
             ("COMPONENTS;snapshot", [*core, "snapshot"]),
             ("COMPONENTS;live", [*core, "snapshot", "live"]),
+            ("COMPONENTS;c", [*core, "snapshot", "c"]),
+            ("COMPONENTS;c_live", [*core, "c", "c_live"]),
             ("OPTIONAL_COMPONENTS;liv;snapshot", [*core, "snapshot"]),
         ]
         for arguments, targets in rows:
@@ -458,7 +491,7 @@ class FindPackageTest(PackageTest):
     def test_refuses_an_unknown_component(self):
         answer = find_components("unknown", prefix_of("static"), "COMPONENTS;live;liv")
         self.assertEqual(answer, "refused: Component 'liv' does not exist; "
-                                 "the components are snapshot and live.")
+                                 "the components are snapshot, live, c and c_live.")
 
     def test_only_the_static_live_library_needs_other_libraries(self):
         none = {"PKG_CONFIG_LIBDIR": str(fresh_folder("no-libraries"))}
@@ -470,7 +503,9 @@ class FindPackageTest(PackageTest):
             ("static", "", core),
             ("static", "OPTIONAL_COMPONENTS;live", core),
             ("static", "COMPONENTS;snapshot", f"{core};snapshot"),
+            ("static", "COMPONENTS;c_live", f"{core};c;c_live"),
             ("shared", "COMPONENTS;live", f"{core};snapshot;live"),
+            ("shared", "COMPONENTS;c_live", f"{core};snapshot;live;c;c_live"),
         ]
         for kind, arguments, answer in rows:
             with self.subTest(kind=kind, arguments=arguments):
@@ -548,6 +583,17 @@ class PkgConfigTest(PackageTest):
         self.expect_programs_work(prefix)
         program = self.compile_embed(prefix, libdir)
         self.expect_embed_works(program, LD_LIBRARY_PATH=str(prefix / libdir))
+
+    def test_the_library_in_c_needs_no_compiler_for_cpp(self):
+        for kind in KINDS:
+            with self.subTest(kind):
+                folder = fresh_folder("pkg-config-c")
+                lib = prefix_of(kind) / "lib"
+                flags = run("pkg-config", "--cflags", "--libs", "egress-c",
+                            PKG_CONFIG_LIBDIR=lib / "pkgconfig").split()
+                run("cc", SOURCE / "examples/c/report.c", "-o", folder / "report", *flags,
+                    f"-Wl,-rpath-link,{lib}")
+                self.expect_c_example_works(folder / "report", LD_LIBRARY_PATH=str(lib))
 
     def test_has_the_version(self):
         for name in LIBRARIES:
@@ -710,11 +756,13 @@ set(CMAKE_POSITION_INDEPENDENT_CODE ON)
         prefix = install("static-parent/build", SCRATCH / "core-prefix")
         self.assertEqual(installed_files(prefix),
                          sorted(FILES["egress"] + library_files("static", "egress")))
-        for component in ["snapshot", "live"]:
+        for component, options in [("snapshot", "EGRESS_BUILD_SNAPSHOT=ON"),
+                                   ("live", "EGRESS_BUILD_LIVE=ON"), ("c", "EGRESS_BUILD_C=ON"),
+                                   ("c_live", "EGRESS_BUILD_C=ON and EGRESS_BUILD_LIVE=ON")]:
             with self.subTest(component):
                 answer = find_components("not-built", prefix, f"COMPONENTS;{component}")
                 self.assertEqual(answer, f"refused: Component '{component}' was not built; "
-                                         f"build egress with EGRESS_BUILD_{component.upper()}=ON.")
+                                         f"build egress with {options}.")
         answer = find_components("not-built", prefix, "OPTIONAL_COMPONENTS;live")
         self.assertEqual(answer, "found egress")
 
@@ -725,7 +773,7 @@ class LayersTest(PackageTest):
     NO_JSON = "-DCMAKE_DISABLE_FIND_PACKAGE_nlohmann_json=ON"
     NO_CLI = "-DCMAKE_DISABLE_FIND_PACKAGE_CLI11=ON"
     NO_PKG_CONFIG = "-DCMAKE_DISABLE_FIND_PACKAGE_PkgConfig=ON"
-    FOLDERS = ["egress_snapshot", "egress_live", "apps/report"]
+    FOLDERS = ["egress_snapshot", "egress_c", "egress_live", "egress_c_live", "apps/report"]
     JSON = "nlohmann-json 3.11 (Debian: nlohmann-json3-dev)"
     LIVE = "libmnl 1.0.4, libpcap 1.10 and libcurl 7.87 " \
            "(Debian: pkg-config libmnl-dev libpcap-dev libcurl4-openssl-dev)"
@@ -739,21 +787,22 @@ class LayersTest(PackageTest):
         return result, [name for name in self.FOLDERS if (folder / name).is_dir()]
 
     def test_a_layer_without_its_library_is_left_out_with_those_above(self):
-        no_snapshot = f"egress::snapshot, egress::live and egress-report: needs {self.JSON}"
+        no_snapshot = "egress::snapshot, egress::c, egress::live and egress-report: " \
+                      f"needs {self.JSON}"
         no_live = "egress::live and egress-report: needs"
         no_report = f"egress-report: needs {self.CLI}"
         rows = [
-            ([], True, 3, []),
+            ([], True, 5, []),
             ([self.NO_JSON], True, 0, [no_snapshot]),
-            ([], False, 1, [f"{no_live} {self.LIVE}", no_report]),
-            ([self.NO_PKG_CONFIG], True, 1, [f"{no_live} {self.LIVE}", no_report]),
-            ([self.NO_CLI], True, 2, [no_report]),
+            ([], False, 2, [f"{no_live} {self.LIVE}", no_report]),
+            ([self.NO_PKG_CONFIG], True, 2, [f"{no_live} {self.LIVE}", no_report]),
+            ([self.NO_CLI], True, 4, [no_report]),
             ([self.NO_JSON, self.NO_CLI], False, 0,
              [no_snapshot, f"{no_live} {self.LIVE}", no_report]),
-            (["-DCMAKE_SYSTEM_NAME=FreeBSD"], True, 1, [f"{no_live} Linux"]),
+            (["-DCMAKE_SYSTEM_NAME=FreeBSD"], True, 2, [f"{no_live} Linux"]),
             # Left out on request.
             (["-DEGRESS_BUILD_SNAPSHOT=OFF"], False, 0, []),
-            (["-DEGRESS_BUILD_LIVE=OFF", self.NO_CLI], True, 1, []),
+            (["-DEGRESS_BUILD_LIVE=OFF", self.NO_CLI], True, 2, []),
         ]
         for settings, libraries, layers, lines in rows:
             with self.subTest(settings=settings, libraries=libraries):

@@ -1,0 +1,93 @@
+#include "egress_c_live/egress_live.h"
+
+#include <fstream>
+#include <string>
+#include <string_view>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include "egress_live/take_snapshot.h"
+#include "egress_snapshot/snapshot_json.h"
+#include "tests/egress_c/owned_result.h"
+#include "tests/egress_snapshot/detailed_snapshot.h"
+
+namespace egress::c {
+namespace {
+
+using Json = nlohmann::json;
+using snapshot::HostSnapshot;
+
+OwnedResult takeOfProcess(std::string_view base, std::uint32_t id) {
+  return OwnedResult(egress_take_snapshot_of_process(base.data(), base.size(), id));
+}
+
+OwnedResult takeOfName(std::string_view base, std::string_view name) {
+  return OwnedResult(
+      egress_take_snapshot_of_name(base.data(), base.size(), name.data(), name.size()));
+}
+
+class EgressCLive : public testing::Test {
+ protected:
+  void SetUp() override {
+    if (access("/proc/self/fd", R_OK) != 0) GTEST_SKIP() << "there is no /proc";
+  }
+
+  const std::string base = snapshotToJson(snapshot::namedSnapshot());
+  const std::uint32_t self = static_cast<std::uint32_t>(getpid());
+};
+
+// What the base says of the host is replaced, the rest is kept.
+void expectTaken(const Json& taken, const Json& base, std::uint32_t id) {
+  for (const char* const key : {"config", "blanked", "mainTag", "selectorAnswers", "queries",
+                                "selectorHint", "resolvedNames"}) {
+    EXPECT_EQ(taken[key], base[key]) << key;
+  }
+  EXPECT_EQ(taken["origin"]["program"], base["origin"]["program"]);
+  EXPECT_EQ(taken["origin"]["programVersion"], base["origin"]["programVersion"]);
+  EXPECT_NE(taken["origin"]["time"], base["origin"]["time"]);
+  EXPECT_NE(taken["origin"]["system"], base["origin"]["system"]);
+  ASSERT_EQ(taken["processes"].size(), 1U);
+  EXPECT_EQ(taken["processes"][0]["id"], id);
+  EXPECT_EQ(taken["listeningAt"], "");
+  EXPECT_FALSE(taken.contains("observedSeconds"));
+  const auto live = live::takeSnapshot(id);
+  const auto& snapshot = std::get<HostSnapshot>(live);
+  const Json wanted = Json::parse(snapshotToJson(snapshot));
+  EXPECT_EQ(taken["adapters"], wanted["adapters"]);
+  EXPECT_EQ(taken["routes"], wanted["routes"]);
+}
+
+TEST_F(EgressCLive, TakesTheListsOfThisMachineForAProcessWithAnId) {
+  const OwnedResult result = takeOfProcess(base, self);
+  ASSERT_EQ(result.status(), static_cast<egress_status>(EGRESS_OK)) << result.text();
+  expectTaken(Json::parse(result.text()), Json::parse(base), self);
+}
+
+TEST_F(EgressCLive, TakesTheListsOfThisMachineForProcessesWithAName) {
+  std::ofstream("/proc/self/comm") << "egress-c-live-";
+  const OwnedResult result = takeOfName(base, "egress-c-live-");
+  ASSERT_EQ(result.status(), static_cast<egress_status>(EGRESS_OK)) << result.text();
+  expectTaken(Json::parse(result.text()), Json::parse(base), self);
+}
+
+TEST_F(EgressCLive, SaysThatThereIsNoProcess) {
+  const OwnedResult byName = takeOfName(base, "no such process");
+  EXPECT_EQ(byName.status(), static_cast<egress_status>(EGRESS_NO_PROCESS));
+  EXPECT_NE(byName.text().find("no such process"), std::string_view::npos) << byName.text();
+  constexpr std::uint32_t kNoProcess = 4'294'967'295;
+  EXPECT_EQ(takeOfProcess(base, kNoProcess).status(),
+            static_cast<egress_status>(EGRESS_NO_PROCESS));
+}
+
+TEST_F(EgressCLive, RefusesWhatIsNotASnapshot) {
+  const OwnedResult result =
+      takeOfProcess(R"({"format": "egress-snapshot", "version": "1"})", self);
+  EXPECT_EQ(result.status(), static_cast<egress_status>(EGRESS_REFUSED));
+  EXPECT_EQ(result.text(), R"(/version: "1" is not a version)");
+  EXPECT_EQ(takeOfName("", "a").text(), "the text is empty");
+}
+
+}  // namespace
+}  // namespace egress::c
