@@ -32,6 +32,7 @@ void checkOptions(const Options& options) {
     throw CannotRun("--explain: explains one snapshot; many are printed as JSON");
   }
   if (options.saveSnapshotPath) throw CannotRun("--save-snapshot: saves only one snapshot");
+  if (options.htmlPath) throw CannotRun("--html: shows only one snapshot");
   if (options.asksSystemForNames) {
     throw CannotRun("--resolve: 'system' is for one snapshot; give NAME=ADDRESS");
   }

@@ -127,6 +127,14 @@ void addFileOptions(CLI::App& app, Options& options, RawOptions& raw) {
          "Replace addresses, names, tags and interface indexes in the saved file; the report\n"
          "stays the same")
       ->needs(save);
+  auto* const html =
+      app.add_option(
+             "--html", options.htmlPath,
+             "Also write a page that shows the diagnosis in a browser, to send. Addresses,\n"
+             "names, tags and interface indexes in it are replaced")
+          ->type_name("FILE");
+  app.add_flag("!--not-anonymized", options.anonymizesPage, "Replace nothing in the page of --html")
+      ->needs(html);
   app.add_option("--prometheus", options.metricsPath,
                  "Also write metrics to a file, for the textfile collector of Prometheus' node\n"
                  "exporter")
@@ -169,6 +177,7 @@ void addOutputOptions(CLI::App& app, RawOptions& raw) {
       ->type_name("SECONDS")
       ->excludes(app.get_option("--snapshot"))
       ->excludes(app.get_option("--save-snapshot"))
+      ->excludes(app.get_option("--html"))
       ->excludes(app.get_option("--observe"))
       ->excludes(explain);
 }

@@ -12,6 +12,7 @@
 #include "apps/report/examine.h"
 #include "apps/report/files.h"
 #include "apps/report/finding.h"
+#include "apps/report/html_page.h"
 #include "apps/report/input.h"
 #include "apps/report/look.h"
 #include "apps/report/metrics.h"
@@ -35,29 +36,26 @@ void printProcesses(const live::ProcessChoice& choice, const HostSnapshot& snaps
   for (const snapshot::Process& process : snapshot.processes) printError(processText(process));
 }
 
-void write(const Options& options, const HostSnapshot& snapshot, const snapshot::TextSink& sink) {
-  if (!options.anonymize) {
+void write(const HostSnapshot& snapshot, bool anonymize, const snapshot::TextSink& sink) {
+  if (!anonymize) {
     writeSnapshot(snapshot, sink);
-  } else {
-    const snapshot::Result<HostSnapshot> result = anonymized(snapshot);
-    if (const auto* const refusal = std::get_if<snapshot::Refusal>(&result)) {
-      throw CannotRun("--anonymize: " + toString(*refusal));
-    }
-    writeSnapshot(std::get<HostSnapshot>(result), sink);
+    return;
   }
-  sink("\n");
+  const snapshot::Result<HostSnapshot> result = anonymized(snapshot);
+  if (const auto* const refusal = std::get_if<snapshot::Refusal>(&result)) {
+    throw CannotRun("cannot anonymize: " + toString(*refusal));
+  }
+  writeSnapshot(std::get<HostSnapshot>(result), sink);
 }
 
-std::optional<SavedFile> snapshotFile(const Options& options) {
-  const auto& path = options.saveSnapshotPath;
+// A file with a snapshot, which contains addresses.
+std::optional<SavedFile> privateFile(const char* option, const std::optional<std::string>& path,
+                                     const char* remedy) {
   if (!path || path == kStandardStream) return std::nullopt;
-  constexpr mode_t kOwnerOnly = S_IRUSR | S_IWUSR;  // a snapshot contains addresses
+  constexpr mode_t kOwnerOnly = S_IRUSR | S_IWUSR;
   return std::optional<SavedFile>(
       std::in_place,
-      OutputFile{.option = "--save-snapshot",
-                 .path = *path,
-                 .mode = kOwnerOnly,
-                 .remedy = "; use '--save-snapshot -' and redirect standard output to it"});
+      OutputFile{.option = option, .path = *path, .mode = kOwnerOnly, .remedy = remedy});
 }
 
 std::optional<SavedFile> newMetrics(const Options& options) {
@@ -100,7 +98,11 @@ int diagnoseOnce(const Options& options) {
   // a folder of another user.
   if (!isCalledByRoot()) dropRights();
   InputTexts texts = readTexts(options);
-  std::optional<SavedFile> saved = snapshotFile(options);
+  std::optional<SavedFile> saved =
+      privateFile("--save-snapshot", options.saveSnapshotPath,
+                  "; use '--save-snapshot -' and redirect standard output to it");
+  std::optional<SavedFile> page = privateFile("--html", options.htmlPath, "");
+  const HtmlPage emptyPage = options.htmlPath ? readHtmlPage() : HtmlPage();
   std::optional<SavedFile> metrics = newMetrics(options);
   // Root may ask where only the engine's user can connect.
   const Closed engine(isCalledByRoot() ? connectToEngine(options) : -1);
@@ -115,16 +117,24 @@ int diagnoseOnce(const Options& options) {
     printNotes(options, finding);
   }
   const auto writeSaved = [&](const SavedFile::Sink& sink) {
-    write(options, finding.snapshot, sink);
+    write(finding.snapshot, options.anonymize, sink);
+    sink("\n");
+  };
+  const auto writePage = [&](const SavedFile::Sink& sink) {
+    const auto writeContent = [&](const snapshot::TextSink& content) {
+      write(finding.snapshot, options.anonymizesPage, content);
+    };
+    writeHtmlPage(emptyPage, writeContent, sink);
   };
   if (saved) saved->save(writeSaved);
+  if (page) page->save(writePage);
   saveMetrics(options, &finding, metrics);
   if (savesToOutput) {
     writeSaved([](std::string_view text) { std::cout << text; });
   } else {
     std::cout << outputText(options, finding);
   }
-  const bool isIncomplete = hasFailed(saved) || hasFailed(metrics);
+  const bool isIncomplete = hasFailed(saved) || hasFailed(page) || hasFailed(metrics);
   return static_cast<int>(isIncomplete ? Outcome::CANNOT_RUN : outcomeOf(finding));
 }
 

@@ -43,12 +43,14 @@ struct Options {
   std::vector<std::string> snapshotPaths;        // if there are several
   std::optional<std::string> snapshotListPath;   // in place of both: of a list of paths
   std::optional<std::string> saveSnapshotPath;
+  std::optional<std::string> htmlPath;
   std::optional<std::string> metricsPath;
   std::optional<std::uint64_t> maxFileSize;  // in bytes, in place of the default of each option
   std::optional<std::uint32_t> observeSeconds;
   std::optional<std::uint32_t> watchSeconds;  // between two rounds; none: diagnose once
   snapshot::CountedSockets counted = snapshot::CountedSockets::TCP;
-  bool anonymize = false;
+  bool anonymize = false;      // the saved snapshot
+  bool anonymizesPage = true;  // of htmlPath
   Output output = Output::TEXT;
 };
 
