@@ -24,12 +24,11 @@ inline const egress_result* newResult(egress_status status, std::string_view tex
   return egress_result_new(status, text.data(), text.size());
 }
 
-// The result of the work, which returns an Outcome. Its exceptions become a status.
-template <typename Work>
-const egress_result* resultOf(const Work& work) noexcept {
+// The result of a call. Its exceptions become a status.
+inline const egress_result* resultOfCall(Outcome (*call)(const void*), const void* work) noexcept {
 #ifdef __cpp_exceptions
   try {
-    const Outcome outcome = work();
+    const Outcome outcome = call(work);
     return newResult(outcome.status, outcome.text);
   } catch (const std::bad_alloc&) {
     return newResult(EGRESS_NO_MEMORY, {});
@@ -39,9 +38,16 @@ const egress_result* resultOf(const Work& work) noexcept {
     return newResult(EGRESS_FAILED, "internal error");
   }
 #else
-  const Outcome outcome = work();
+  const Outcome outcome = call(work);
   return newResult(outcome.status, outcome.text);
 #endif
+}
+
+// The result of a function object that returns an Outcome.
+template <typename Work>
+const egress_result* resultOf(const Work& work) noexcept {
+  const auto call = [](const void* object) { return (*static_cast<const Work*>(object))(); };
+  return resultOfCall(call, &work);
 }
 
 }  // namespace egress::c

@@ -27,7 +27,8 @@ TEST(ExplanationsJson, AWordHasOneObjectForEachKeyThatHasItInTheirOrder) {
 
 TEST(ExplanationsJson, AnObjectHasAllTextsAndTheInputsThatAreNotEmpty) {
   for (const ExplainedKey& row : explainedKeys()) {
-    for (const std::string word : {"OK", "true", "os_routed", "SELECTOR_MALFORMED", "SETTLES"}) {
+    for (const std::string word :
+         {"OK", "NO_CONFIG", "true", "os_routed", "SELECTOR_NOW_MISSING", "SETTLES"}) {
       const std::optional<Explanation> explanation = row.explain(word);
       if (!explanation) continue;
       SCOPED_TRACE(row.key);
