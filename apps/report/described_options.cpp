@@ -131,9 +131,10 @@ void addFileOptions(CLI::App& app, Options& options, RawOptions& raw) {
       app.add_option(
              "--html", options.htmlPath,
              "Also write a page that shows the diagnosis in a browser, to send. Addresses,\n"
-             "names, tags and interface indexes in it are replaced")
+             "names, tags and interface indexes in it are replaced; '-' writes it instead of the\n"
+             "report")
           ->type_name("FILE");
-  app.add_flag("!--not-anonymized", options.anonymizesPage, "Replace nothing in the page of --html")
+  app.add_flag("--not-anonymized", options.isPagePrivate, "Replace nothing in the page of --html")
       ->needs(html);
   app.add_option("--prometheus", options.metricsPath,
                  "Also write metrics to a file, for the textfile collector of Prometheus' node\n"

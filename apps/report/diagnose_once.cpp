@@ -98,11 +98,11 @@ int diagnoseOnce(const Options& options) {
   // a folder of another user.
   if (!isCalledByRoot()) dropRights();
   InputTexts texts = readTexts(options);
+  const HtmlPage emptyPage = options.htmlPath ? readHtmlPage() : HtmlPage();
   std::optional<SavedFile> saved =
       privateFile("--save-snapshot", options.saveSnapshotPath,
                   "; use '--save-snapshot -' and redirect standard output to it");
   std::optional<SavedFile> page = privateFile("--html", options.htmlPath, "");
-  const HtmlPage emptyPage = options.htmlPath ? readHtmlPage() : HtmlPage();
   std::optional<SavedFile> metrics = newMetrics(options);
   // Root may ask where only the engine's user can connect.
   const Closed engine(isCalledByRoot() ? connectToEngine(options) : -1);
@@ -113,7 +113,9 @@ int diagnoseOnce(const Options& options) {
                       .engineSocket = engine.descriptor()};
   const Finding finding = examine(options, std::move(taken), std::move(texts), opened);
   const bool savesToOutput = options.saveSnapshotPath == kStandardStream;
-  if (options.output == Output::REPORT || options.output == Output::DETAILS || savesToOutput) {
+  const bool showsInOutput = options.htmlPath == kStandardStream;
+  const bool printsReport = !savesToOutput && !showsInOutput;
+  if (options.output == Output::REPORT || options.output == Output::DETAILS || !printsReport) {
     printNotes(options, finding);
   }
   const auto writeSaved = [&](const SavedFile::Sink& sink) {
@@ -122,18 +124,17 @@ int diagnoseOnce(const Options& options) {
   };
   const auto writePage = [&](const SavedFile::Sink& sink) {
     const auto writeContent = [&](const snapshot::TextSink& content) {
-      write(finding.snapshot, options.anonymizesPage, content);
+      write(finding.snapshot, !options.isPagePrivate, content);
     };
     writeHtmlPage(emptyPage, writeContent, sink);
   };
   if (saved) saved->save(writeSaved);
   if (page) page->save(writePage);
   saveMetrics(options, &finding, metrics);
-  if (savesToOutput) {
-    writeSaved([](std::string_view text) { std::cout << text; });
-  } else {
-    std::cout << outputText(options, finding);
-  }
+  const auto print = [](std::string_view text) { std::cout << text; };
+  if (savesToOutput) writeSaved(print);
+  if (showsInOutput) writePage(print);
+  if (printsReport) std::cout << outputText(options, finding);
   const bool isIncomplete = hasFailed(saved) || hasFailed(page) || hasFailed(metrics);
   return static_cast<int>(isIncomplete ? Outcome::CANNOT_RUN : outcomeOf(finding));
 }

@@ -147,6 +147,12 @@ void checkStandardInput(const Options& options) {
   }
 }
 
+void checkStandardOutput(const Options& options) {
+  if (options.saveSnapshotPath == kStandardStream && options.htmlPath == kStandardStream) {
+    throw CannotRun("--save-snapshot and --html: only one of them can write '-'");
+  }
+}
+
 }  // namespace
 
 void checkAndComplete(const RawOptions& raw, Options& options) {
@@ -189,6 +195,7 @@ void checkAndComplete(const RawOptions& raw, Options& options) {
     throw CannotRun("one of --pid, --process, --snapshot and a local --ask is required");
   }
   checkStandardInput(options);
+  checkStandardOutput(options);
 }
 
 }  // namespace egress::report

@@ -50,7 +50,7 @@ struct Options {
   std::optional<std::uint32_t> watchSeconds;  // between two rounds; none: diagnose once
   snapshot::CountedSockets counted = snapshot::CountedSockets::TCP;
   bool anonymize = false;      // the saved snapshot
-  bool anonymizesPage = true;  // of htmlPath
+  bool isPagePrivate = false;  // not anonymized
   Output output = Output::TEXT;
 };
 

@@ -244,8 +244,9 @@ class HintTest(ProgramTest):
 VALUE_OPTIONS = ("--config", "--main", "--answer", "--answers", "--answer-failed", "--hint", "--ask",
                  "--ask-header", "--ask-header-file", "--ask-unix", "--ask-ca", "--ask-timeout", "--pid",
                  "--process", "--user", "--snapshot", "--snapshots-from", "--save-snapshot", "--max-file-size",
-                 "--observe", "--prometheus", "--resolve")
-FLAGS = ("--anonymize", "--ask-anywhere", "--explain", "--help", "--strict", "--udp", "--version")
+                 "--html", "--observe", "--prometheus", "--resolve")
+FLAGS = ("--anonymize", "--ask-anywhere", "--explain", "--help", "--not-anonymized", "--strict", "--udp",
+         "--version")
 
 
 class EmptyValueTest(ProgramTest):
