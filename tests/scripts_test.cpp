@@ -26,7 +26,7 @@ ProgramResult runScript(const std::string& command) {
 
 TEST(Scripts, HelpNamesTheExitStatuses) {
   for (const std::string name :
-       {"bench", "bootstrap", "coverage", "fuzz", "lint", "portability", "test"}) {
+       {"bench", "bootstrap", "coverage", "fuzz", "lint", "portability", "test", "wasm"}) {
     const ProgramResult result = runScript(name + " --help");
     EXPECT_THAT(result.output, HasSubstr("\nExit status: 0 ")) << name;
     EXPECT_EQ(result.error, "") << name;
