@@ -44,6 +44,9 @@ LIBRARIES = CPP_LIBRARIES | C_LIBRARIES
 SHARED_LIBRARIES = {"static": C_LIBRARIES, "shared": LIBRARIES}  # by the kind of those in C++
 PROGRAMS = ["egress-selfcheck", "egress-report"]
 
+# In place of the page that scripts/wasm builds.
+PAGE = '<script type="application/json" id="snapshot"></script>\n'
+
 # A flag of EGRESS_HARDEN.
 HARDENING = re.compile("stack-protector|stack-clash|cf-protection|FORTIFY|prefix-map|relro|-pie|-z,")
 
@@ -100,7 +103,7 @@ FILES = {
         "share/man/man1/egress-selfcheck.1", "share/man/man1/egress-report.1",
         "share/bash-completion/completions/egress-report",
         "share/zsh/site-functions/_egress-report",
-        "share/fish/vendor_completions.d/egress-report.fish"],
+        "share/fish/vendor_completions.d/egress-report.fish", "share/egress/egress-viewer.html"],
 }
 
 
@@ -157,6 +160,7 @@ def build_project(kind, libdir):
               f"-DCMAKE_INSTALL_PREFIX={prefix_of(kind)}", "-DEGRESS_HARDEN=ON",
               # The self-check as it is released; not with shared libraries.
               "-DEGRESS_LINK_SELFCHECK_STATICALLY=ON",
+              f"-DEGRESS_VIEWER_PAGE={SCRATCH / 'page.html'}",
               # Debug information has paths.
               "-DCMAKE_CXX_FLAGS=-g1")
     run("cmake", "--build", SCRATCH / kind, "-j2")
@@ -202,6 +206,7 @@ def dynamic_symbols(option, file):
 
 def setUpModule():
     SCRATCH.mkdir(parents=True, exist_ok=True)
+    (SCRATCH / "page.html").write_text(PAGE)
     for kind in KINDS:
         build_project(kind, "lib")
         install(kind, prefix_of(kind))
@@ -243,6 +248,8 @@ class PackageTest(unittest.TestCase):
         result = attempt(prefix / "bin" / "egress-report", "--snapshot", snapshot, "--json")
         self.assertEqual(result.returncode, 1, show(result))
         self.assertEqual(json.loads(result.stdout)["configStatus"], "NO_CONFIG")
+        page = attempt(prefix / "bin" / "egress-report", "--snapshot", snapshot, "--html", "-")
+        self.assertIn('"format": "egress-snapshot"', page.stdout, show(page))
 
     def expect_all_pass(self, build, tests):
         output = run("ctest", "--test-dir", build, "--output-on-failure", "--no-tests=error")
