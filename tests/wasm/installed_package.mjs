@@ -1,0 +1,36 @@
+// Installs the package that scripts/wasm has packed into an empty project, as its users do.
+
+import { execFileSync } from "node:child_process";
+import { existsSync, mkdirSync, readFileSync, rmSync, writeFileSync } from "node:fs";
+import { join } from "node:path";
+import { fileURLToPath, pathToFileURL } from "node:url";
+
+export const sourceFolder = fileURLToPath(new URL("../..", import.meta.url));
+const buildFolder = join(sourceFolder, "build/wasm");
+const SKIPPED = 77;  // the exit status that CTest shows as skipped
+
+function projectVersion() {
+  const header = readFileSync(join(sourceFolder, "egress/version.h"), "utf8");
+  const numbers = header.matchAll(/^#define EGRESS_VERSION_(?:MAJOR|MINOR|PATCH) (\d+)$/gm);
+  return [...numbers].map((match) => match[1]).join(".");
+}
+
+export const version = projectVersion();
+const archive = join(buildFolder, `egress-diagnosis-${version}.tgz`);
+if (!existsSync(archive)) {
+  console.log(`skipped: ${archive} is missing; scripts/wasm builds it`);
+  process.exit(SKIPPED);
+}
+
+export const project = join(buildFolder, "test_project");
+export const installed = join(project, "node_modules/egress-diagnosis");
+
+rmSync(project, { recursive: true, force: true });
+mkdirSync(project);
+writeFileSync(join(project, "package.json"), '{"private": true, "type": "module"}\n');
+execFileSync("npm", ["install", "--offline", "--no-audit", "--no-fund", "--no-update-notifier",
+                     "--loglevel=error", archive], { cwd: project, stdio: "inherit" });
+writeFileSync(join(project, "use.js"), 'export * from "egress-diagnosis";\n');
+
+export const { EgressError, load } = await import(pathToFileURL(join(project, "use.js")));
+export const moduleBytes = readFileSync(join(installed, "egress.wasm"));
