@@ -22,11 +22,12 @@ if (!existsSync(archive)) {
   process.exit(SKIPPED);
 }
 
-export const project = join(buildFolder, "test_project");
+// Each build has its own, so that the tests of several can run at once.
+export const project = process.argv[2] ?? join(buildFolder, "test_project");
 export const installed = join(project, "node_modules/egress-diagnosis");
 
 rmSync(project, { recursive: true, force: true });
-mkdirSync(project);
+mkdirSync(project, { recursive: true });
 writeFileSync(join(project, "package.json"), '{"private": true, "type": "module"}\n');
 execFileSync("npm", ["install", "--offline", "--no-audit", "--no-fund", "--no-update-notifier",
                      "--loglevel=error", archive], { cwd: project, stdio: "inherit" });

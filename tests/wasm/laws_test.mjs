@@ -6,7 +6,7 @@
 import { spawn } from "node:child_process";
 import { existsSync } from "node:fs";
 import { createInterface } from "node:readline";
-import { fileURLToPath } from "node:url";
+import { fileURLToPath, pathToFileURL } from "node:url";
 
 import { load } from "../../wasm/egress.mjs";
 
@@ -14,12 +14,13 @@ const SKIPPED = 77;  // the exit status that CTest shows as skipped
 const FUNCTIONS = { report: "diagnose", details: "diagnoseInDetail", anonymous: "anonymize" };
 
 const [program, count = "2000", seed = "20261122"] = process.argv.slice(2);
-const file = new URL("../../build/wasm/egress.wasm", import.meta.url);
-if (!existsSync(file)) {
-  console.log(`skipped: ${fileURLToPath(file)} is missing; scripts/wasm builds it`);
+const file = fileURLToPath(new URL("../../build/wasm/egress.wasm", import.meta.url));
+for (const [path, script] of [[file, "scripts/wasm"], [program, "scripts/build test"]]) {
+  if (existsSync(path)) continue;
+  console.log(`skipped: ${path} is missing; ${script} builds it`);
   process.exit(SKIPPED);
 }
-const egress = await load(file);
+const egress = await load(pathToFileURL(file));
 
 const bytesOf = (base64) => Buffer.from(base64, "base64");
 
