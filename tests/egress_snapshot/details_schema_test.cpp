@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <fstream>
 #include <functional>
 #include <limits>
 #include <map>
@@ -17,6 +16,7 @@
 #include "egress_snapshot/details_json.h"
 #include "egress_snapshot/diagnose_snapshot.h"
 #include "tests/egress_snapshot/detailed_snapshot.h"
+#include "tests/support/read_file.h"
 
 namespace egress::snapshot {
 namespace {
@@ -25,8 +25,7 @@ using Json = nlohmann::ordered_json;
 using Pointer = Json::json_pointer;
 
 Json readSchema(const std::string& name) {
-  std::ifstream file(EGRESS_SOURCE_DIR "/docs/" + name + ".schema.json");
-  return Json::parse(file);
+  return Json::parse(test::readFile(EGRESS_SOURCE_DIR "/docs/" + name + ".schema.json"));
 }
 
 std::string detailsOf(const HostSnapshot& snapshot) {

@@ -1,6 +1,5 @@
 // Compares docs/snapshot.schema.json with what snapshotToJson writes and snapshotFromJson accepts.
 
-#include <fstream>
 #include <functional>
 #include <regex>
 #include <string>
@@ -14,6 +13,7 @@
 #include "egress_snapshot/base64.h"
 #include "egress_snapshot/snapshot_json.h"
 #include "tests/egress_snapshot/full_snapshot.h"
+#include "tests/support/read_file.h"
 
 namespace egress::snapshot {
 namespace {
@@ -22,8 +22,7 @@ using Json = nlohmann::ordered_json;
 using Pointer = Json::json_pointer;
 
 Json readSchema() {
-  std::ifstream file(EGRESS_SOURCE_DIR "/docs/snapshot.schema.json");
-  return Json::parse(file);
+  return Json::parse(test::readFile(EGRESS_SOURCE_DIR "/docs/snapshot.schema.json"));
 }
 
 // A schema with its reference resolved. Its own description replaces that of the reference.

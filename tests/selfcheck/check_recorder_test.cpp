@@ -1,14 +1,12 @@
 #include "egress/selfcheck/check_recorder.h"
 
 #include <cstdio>
-#include <cstdlib>
-#include <fstream>
-#include <iterator>
 #include <string>
 
 #include <gtest/gtest.h>
 
 #include "tests/support/captured_output.h"
+#include "tests/support/read_file.h"
 
 namespace egress::test {
 namespace {
@@ -93,18 +91,14 @@ TEST(CheckRecorder, WritesToStandardOutputByDefault) {
 
 // A second handle sees only flushed data.
 TEST(CheckRecorder, FlushesEveryLine) {
-  std::string path = testing::TempDir() + "egress_recorder_XXXXXX";
-  std::FILE* const file = fdopen(mkstemp(path.data()), "wb");
+  const std::string path = temporaryPath();
+  std::FILE* const file = std::fopen(path.c_str(), "wb");
   ASSERT_NE(file, nullptr);
-  const auto written = [&path] {
-    std::ifstream reader(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(reader), {});
-  };
   CheckRecorder recorder{.output = file};
   recordFailure(recorder, "label", "x");
-  EXPECT_EQ(written(), "FAIL label: x\n");
+  EXPECT_EQ(readFile(path), "FAIL label: x\n");
   writeSummary(recorder);
-  EXPECT_EQ(written(), "FAIL label: x\nFAILED: 0 checks, 1 failures\n");
+  EXPECT_EQ(readFile(path), "FAIL label: x\nFAILED: 0 checks, 1 failures\n");
   std::fclose(file);
   std::remove(path.c_str());
 }

@@ -3,16 +3,34 @@
 
 #include <cstdio>
 #include <memory>
+#include <random>
 #include <string>
 
 #include <gtest/gtest.h>
 
 namespace egress::test {
 
+// The path of a file that does not exist.
+inline std::string temporaryPath() {
+  return testing::TempDir() + "egress_test_" + std::to_string(std::random_device()());
+}
+
+// An empty file that is removed when it is closed, or null.
+inline std::FILE* openTemporaryFile() {
+#ifdef __wasi__  // lacks tmpfile()
+  const std::string path = temporaryPath();
+  std::FILE* const file = std::fopen(path.c_str(), "w+");
+  std::remove(path.c_str());
+  return file;
+#else
+  return std::tmpfile();
+#endif
+}
+
 // A temporary file as an output stream, and the text written to it so far.
 class CapturedOutput {
  public:
-  CapturedOutput() : file_(std::tmpfile(), &std::fclose) { EXPECT_NE(file_, nullptr); }
+  CapturedOutput() : file_(openTemporaryFile(), &std::fclose) { EXPECT_NE(file_, nullptr); }
 
   [[nodiscard]] std::FILE* stream() const { return file_.get(); }
 
