@@ -47,6 +47,7 @@ TEST(Scripts, RefuseUnknownArguments) {
       {"lint", "--source", "lint: unknown argument '--source'"},
       {"fuzz", "1 no_such_target", "fuzz: unknown target 'no_such_target'"},
       {"portability", "gcc s390", "portability: unknown platform 's390'"},
+      {"wasm", "--pack", "wasm: unknown argument '--pack'"},
   };
   for (const Row& row : rows) {
     const ProgramResult result = runScript(row.script + " " + row.arguments);
