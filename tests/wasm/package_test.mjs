@@ -1,7 +1,7 @@
 // The package for npm: what it holds, and its types.
 
 import assert from "node:assert/strict";
-import { execFileSync } from "node:child_process";
+import { spawnSync } from "node:child_process";
 import { copyFileSync, existsSync, readFileSync, readdirSync, writeFileSync } from "node:fs";
 import { join } from "node:path";
 import { test } from "node:test";
@@ -9,6 +9,7 @@ import { fileURLToPath } from "node:url";
 import { gzipSync } from "node:zlib";
 
 import { installed, moduleBytes, project, sourceFolder, version } from "./installed_package.mjs";
+import { SNAPSHOT } from "./snapshots.mjs";
 import "./functions.mjs";
 import "./errors.mjs";
 
@@ -56,6 +57,17 @@ test("the compressed module is small", () => {
   assert.ok(size <= MAX_COMPRESSED_BYTES, `${size} bytes`);
 });
 
+test("the example in README.md prints the report, or why there is none", () => {
+  const [, example] = /```js\n(.*?)```/s.exec(readFileSync(join(installed, "README.md"), "utf8"));
+  writeFileSync(join(project, "example.js"), example);
+  writeFileSync(join(project, "snapshot.json"), SNAPSHOT);
+  const { status, stdout } = run(process.execPath, ["example.js"]);
+  assert.deepEqual([status, JSON.parse(stdout).selectionStatus], [0, "OK"]);
+  writeFileSync(join(project, "snapshot.json"), "");
+  assert.equal(run(process.execPath, ["example.js"]).stderr,
+               "snapshot.json: the text is empty\n");
+});
+
 const compiler = fileURLToPath(new URL("node_modules/typescript/bin/tsc", import.meta.url));
 const noCompiler = existsSync(compiler)
   ? false
@@ -73,9 +85,5 @@ test("the types are as used in types.mts", { skip: noCompiler }, () => {
 });
 
 function run(program, words) {
-  try {
-    return { status: 0, stdout: execFileSync(program, words, { encoding: "utf8" }) };
-  } catch (error) {
-    return error;
-  }
+  return spawnSync(program, words, { cwd: project, encoding: "utf8" });
 }
