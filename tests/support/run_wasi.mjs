@@ -16,4 +16,5 @@ const wasi = new WASI({
   returnOnExit: true,
 });
 const module = await WebAssembly.compile(await readFile(program));
-process.exitCode = wasi.start(await WebAssembly.instantiate(module, wasi.getImportObject()));
+const imports = { wasi_snapshot_preview1: wasi.wasiImport };
+process.exitCode = wasi.start(await WebAssembly.instantiate(module, imports));
