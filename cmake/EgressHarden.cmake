@@ -39,8 +39,10 @@ set(egress_pie_option "")
 set(egress_static_pie_option "")
 if(EGRESS_HARDEN)
   egress_append_compiler_flags(egress_hardened_compile_options STACK_PROTECTOR -fstack-protector-strong)
-  egress_append_compiler_flags(egress_hardened_compile_options STACK_CLASH_PROTECTION
-                               -fstack-clash-protection)
+  if(NOT WIN32) # where functions probe their stack anyway, and g++ 12 has an internal error with the flag
+    egress_append_compiler_flags(egress_hardened_compile_options STACK_CLASH_PROTECTION
+                                 -fstack-clash-protection)
+  endif()
   egress_append_compiler_flags(egress_hardened_compile_options CF_PROTECTION -fcf-protection=full)
   egress_append_compiler_flags(egress_hardened_compile_options FILE_PREFIX_MAP
                                -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.
