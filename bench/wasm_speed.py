@@ -49,13 +49,16 @@ class Native:
         self.library.egress_result_text.restype = ctypes.c_void_p
         self.library.egress_result_length.restype = ctypes.c_size_t
         for name in ["result_text", "result_length", "result_free"]:
-            self.library[f"egress_{name}"].argtypes = [ctypes.c_void_p]
+            self.function(name).argtypes = [ctypes.c_void_p]
         for name in FUNCTIONS.values():
-            self.library[f"egress_{name}"].argtypes = [ctypes.c_char_p, ctypes.c_size_t]
-            self.library[f"egress_{name}"].restype = ctypes.c_void_p
+            self.function(name).argtypes = [ctypes.c_char_p, ctypes.c_size_t]
+            self.function(name).restype = ctypes.c_void_p
+
+    def function(self, name):
+        return getattr(self.library, f"egress_{name}")  # self.library[...] is another object each time
 
     def text_of(self, function, text):
-        result = self.library[f"egress_{FUNCTIONS[function]}"](text, len(text))
+        result = self.function(FUNCTIONS[function])(text, len(text))
         copy = ctypes.string_at(self.library.egress_result_text(result),
                                 self.library.egress_result_length(result))
         self.library.egress_result_free(result)
