@@ -67,11 +67,11 @@ const egress_result* egress_version() {
   return egress::c::newResult(EGRESS_OK, egress::kVersion);
 }
 
-const egress_result* egress_read_config(const char* config, size_t config_length,
-                                        const char* answers, size_t answers_length) {
+const egress_result* egress_read_config(const char* config, size_t configLength,
+                                        const char* answers, size_t answersLength) {
   return resultOf([=] {
-    return outcomeOf(egress::snapshot::snapshotFromTexts(textOf(config, config_length),
-                                                         textOf(answers, answers_length)),
+    return outcomeOf(egress::snapshot::snapshotFromTexts(textOf(config, configLength),
+                                                         textOf(answers, answersLength)),
                      egress::snapshot::snapshotToJson);
   });
 }

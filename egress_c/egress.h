@@ -75,8 +75,8 @@ EGRESS_C_EXPORT const egress_result* egress_version(void);
  * `answers` is an object of a selector's tag and the engine's answer, for example
  * {"proxy": {"now": "node_3"}}; an empty text if there are none. EGRESS_REFUSED: it is no such
  * object. Any configuration is read: the report says whether it is usable. */
-EGRESS_C_EXPORT const egress_result* egress_read_config(const char* config, size_t config_length,
-                                                        const char* answers, size_t answers_length);
+EGRESS_C_EXPORT const egress_result* egress_read_config(const char* config, size_t configLength,
+                                                        const char* answers, size_t answersLength);
 
 /* The report of a snapshot. EGRESS_REFUSED: it is not a snapshot. */
 EGRESS_C_EXPORT const egress_result* egress_diagnose(const char* snapshot, size_t length);

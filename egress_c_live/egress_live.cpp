@@ -53,15 +53,15 @@ Outcome take(std::string_view text, const live::ProcessChoice& choice) {
 using egress::c::resultOf;
 using egress::c::textOf;
 
-const egress_result* egress_take_snapshot_of_process(const char* snapshot, size_t snapshot_length,
-                                                     uint32_t process_id) {
-  return resultOf([=] { return egress::c::take(textOf(snapshot, snapshot_length), process_id); });
+const egress_result* egress_take_snapshot_of_process(const char* snapshot, size_t snapshotLength,
+                                                     uint32_t processId) {
+  return resultOf([=] { return egress::c::take(textOf(snapshot, snapshotLength), processId); });
 }
 
-const egress_result* egress_take_snapshot_of_name(const char* snapshot, size_t snapshot_length,
-                                                  const char* name, size_t name_length) {
+const egress_result* egress_take_snapshot_of_name(const char* snapshot, size_t snapshotLength,
+                                                  const char* name, size_t nameLength) {
   return resultOf([=] {
-    egress::live::ProcessName choice{.name = std::string(textOf(name, name_length))};
-    return egress::c::take(textOf(snapshot, snapshot_length), std::move(choice));
+    egress::live::ProcessName choice{.name = std::string(textOf(name, nameLength))};
+    return egress::c::take(textOf(snapshot, snapshotLength), std::move(choice));
   });
 }

@@ -34,12 +34,12 @@ extern "C" {
  * EGRESS_NO_PROCESS: there is none, it is in another network namespace, or they are of different
  * users. EGRESS_REFUSED: `snapshot` is not a snapshot. Reading takes 30 s at most. */
 EGRESS_C_LIVE_EXPORT const egress_result* egress_take_snapshot_of_process(const char* snapshot,
-                                                                          size_t snapshot_length,
-                                                                          uint32_t process_id);
+                                                                          size_t snapshotLength,
+                                                                          uint32_t processId);
 EGRESS_C_LIVE_EXPORT const egress_result* egress_take_snapshot_of_name(const char* snapshot,
-                                                                       size_t snapshot_length,
+                                                                       size_t snapshotLength,
                                                                        const char* name,
-                                                                       size_t name_length);
+                                                                       size_t nameLength);
 
 #ifdef __cplusplus
 }

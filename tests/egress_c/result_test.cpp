@@ -19,7 +19,7 @@ TEST(Result, HoldsACopyOfTheTextAndAZeroByteAfterIt) {
   text = "xyz";
   EXPECT_EQ(result.status(), static_cast<egress_status>(EGRESS_REFUSED));
   EXPECT_EQ(result.text(), std::string_view("a\0b", 3));
-  EXPECT_EQ(result.text().data()[3], '\0');
+  EXPECT_EQ(*(result.text().data() + 3), '\0');
 }
 
 TEST(Result, MayHaveAnEmptyText) {
