@@ -1,0 +1,112 @@
+// The boxes of the picture: their lines of text, without places.
+import { counted, endText, interfaceName, numberText, visible } from "./texts.mjs";
+
+const LED_ON = { SELECTOR: "answer", DETOUR: "detour" };
+const MAX_ADDRESSES = 2;
+const MAX_STATES = 3;
+const BADGES = {
+  leaves: "\u25B6 traffic leaves here",
+  attempts: "\u25B6 attempts leave here",
+  named: "\u25B7 named by source address",
+};
+
+const label = (text) => ({ text, style: "label" });
+const data = (text) => ({ text, style: "data" });
+const strong = (text) => ({ text, style: "strong" });
+const title = (text) => ({ text, style: "title" });
+
+function stopBox(stop, lines = []) {
+  return { kind: "stop", lines: [...lines, title(`\u2715 ${stop.word}`), label(stop.meaning)] };
+}
+
+function stepBox(step) {
+  if (step.hidden !== undefined) {
+    return { kind: "fold", lines: [label(`and ${counted(step.hidden, "more outbound")}`)] };
+  }
+  const lines = [strong(visible(step.tag)), label(visible(step.type))];
+  return { kind: "outbound", lines, next: LED_ON[step.ledOnBy] };
+}
+
+function endpointBox(endpoint) {
+  const lines = [title("endpoint"), strong(endText(endpoint.address, endpoint.port))];
+  if (endpoint.name !== undefined) lines.push(data(visible(endpoint.name)));
+  return { kind: "endpoint", lines };
+}
+
+// The chain of outbounds and its end.
+export function wayBoxes({ way, endpoint }) {
+  const boxes = way.steps.map(stepBox);
+  if (endpoint !== undefined) return [...boxes, endpointBox(endpoint)];
+  const sought = way.soughtTag === undefined ? [] : [strong(visible(way.soughtTag))];
+  return [...boxes, stopBox(way.stop, sought)];
+}
+
+function groupTitle({ protocol, role, count }) {
+  if (protocol === "UDP") return counted(count, "UDP socket");
+  return counted(count, role === "TRYING" ? "TCP connection attempt" : "TCP connection");
+}
+
+function statesOf({ sample }) {
+  const states = [...new Set(sample.map(({ state }) => state))];
+  return states.slice(0, MAX_STATES).join(", ");
+}
+
+function groupBox(group, endpoint) {
+  const lines = [title(groupTitle(group)), label(statesOf(group))];
+  if (group.role === "NOT_COUNTED") lines.push(label("does not count for the answer"));
+  for (const { localAddress, localPort } of group.sample) {
+    lines.push(data(endText(localAddress, localPort)));
+  }
+  const more = group.count - group.sample.length;
+  if (more > 0) lines.push(label(`and ${numberText(more)} more`));
+  if (endpoint !== undefined && group.remoteAddress !== endpoint.address) {
+    lines.push(label("to"), data(endText(group.remoteAddress, group.remotePort)));
+  }
+  return { kind: "group", role: group.role, lines, group };
+}
+
+export function groupBoxes({ groups, hiddenSockets, groupsStop, endpoint }) {
+  const boxes = groups.map((group) => groupBox(group, endpoint));
+  if (hiddenSockets > 0) {
+    boxes.push({ kind: "fold", lines: [label(`and ${counted(hiddenSockets, "more socket")}`)] });
+  }
+  if (groupsStop !== undefined) boxes.push(stopBox(groupsStop));
+  return boxes;
+}
+
+const KINDS = { LOOPBACK: "loopback", TUNNEL: "tunnel" };
+
+function routeText({ family, metric }) {
+  return `default route IPv${family}, metric ${metric}`;
+}
+
+function interfaceBox(row) {
+  const lines = [strong(interfaceName(row))];
+  if (row.role in BADGES) lines.push({ text: BADGES[row.role], style: "badge" });
+  const kind = row.kind in KINDS ? `, ${KINDS[row.kind]}` : "";
+  lines.push(label(`${row.state}${kind}`));
+  row.routes.slice(0, MAX_ADDRESSES).forEach((route) => lines.push(label(routeText(route))));
+  const routes = row.routes.length - MAX_ADDRESSES;
+  if (routes > 0) lines.push(label(`and ${counted(routes, "more default route")}`));
+  row.addresses.slice(0, MAX_ADDRESSES).forEach((address) => lines.push(data(visible(address))));
+  const addresses = row.addresses.length - MAX_ADDRESSES;
+  if (addresses > 0) lines.push(label(`and ${numberText(addresses)} more`));
+  return { kind: "interface", role: row.role, isDown: row.state !== "up", lines,
+           ordinal: row.ordinal };
+}
+
+export function interfaceBoxes({ interfaces, hiddenInterfaces, interfacesStop }) {
+  const boxes = interfaces.map(interfaceBox);
+  if (hiddenInterfaces > 0) {
+    const text = `and ${counted(hiddenInterfaces, "more interface")}`;
+    boxes.push({ kind: "fold", lines: [label(text)] });
+  }
+  if (interfacesStop !== undefined) boxes.push(stopBox(interfacesStop));
+  return boxes;
+}
+
+// Why no edge leads on from a group; empty if one does.
+export function stubText({ hasNoWayOut, hasNoRoute, edges }) {
+  if (hasNoWayOut) return hasNoRoute ? "no way out: no route" : "no way out: interface down";
+  return edges.length > 0 ? "" : "no interface has its source address";
+}

@@ -1,0 +1,60 @@
+// What is read of one host: its inputs, its details, and how they are shown.
+import { mergedSnapshot } from "./intake.mjs";
+import { button, element, newId, nodesOf } from "./dom.mjs";
+import { modelOf } from "./model.mjs";
+import { panelsOf } from "./panels.mjs";
+import { pictureOf } from "./picture.mjs";
+import { sentenceFor } from "./sentence.mjs";
+import { visible } from "./texts.mjs";
+import { wayInWords } from "./way_text.mjs";
+
+// Throws what the module throws if it refuses the inputs.
+export function diagnosed(inputs, engine) {
+  const text = mergedSnapshot(inputs, engine);
+  return { inputs, text, details: engine.diagnose(text) };
+}
+
+export function nameOf({ inputs }) {
+  const { snapshot, config, answers } = inputs;
+  return visible((snapshot ?? config ?? answers).name);
+}
+
+function originText({ origin }) {
+  const program = `${visible(origin.program)} ${visible(origin.programVersion)}`.trim();
+  const parts = [visible(origin.time), program, visible(origin.system)];
+  return parts.filter((part) => part !== "").join(" \u00B7 ");
+}
+
+const TONES = { known: "", contradiction: "Contradiction", unknown: "Unknown", broken: "Broken" };
+
+function answerOf(details) {
+  const { tone, headline, evidence, todo } = sentenceFor(details);
+  const id = newId("answer");
+  const parts = [element("h2", { id, class: "answer", tabindex: "-1" }, ...nodesOf(headline))];
+  if (TONES[tone] !== "") parts.unshift(element("p", { class: "tone" }, TONES[tone]));
+  if (evidence.length > 0) parts.push(element("p", { class: "lead" }, ...nodesOf(evidence)));
+  if (todo !== undefined) {
+    parts.push(element("p", { class: "todo" }, element("b", {}, "What to do: "), ...nodesOf(todo)));
+  }
+  return { id, node: element("div", { class: `answer-block ${tone}` }, ...parts) };
+}
+
+// The answer and the picture, and the panels; side by side they stand apart.
+export function viewOf(shown, engine, actions) {
+  const { details } = shown;
+  const model = modelOf(details, engine.explain);
+  const answer = answerOf(details);
+  const picture = pictureOf(model, wayInWords(model));
+  const origin = originText(details);
+  const label = element("p", { class: "origin" }, element("bdi", { class: "data" }, nameOf(shown)),
+                        origin === "" ? "" : ` \u00B7 ${origin}`);
+  const save = element("p", { class: "actions" },
+                       button("Anonymise and save", actions.anonymize),
+                       button("Save the picture", () => actions.savePicture(picture.node)));
+  return {
+    summary: element("article", { class: "summary", "aria-labelledby": answer.id },
+                     label, answer.node, picture.node, save),
+    panels: panelsOf(details, engine.explain, actions),
+    redraw: picture.draw,
+  };
+}

@@ -1,0 +1,81 @@
+// What a file is: a snapshot, a configuration, answers, or nothing that the page can read.
+import { describeFault } from "./faults.mjs";
+
+// egress-report writes the format first.
+const SNAPSHOT_START = /^\s*\{\s*"format"\s*:\s*"egress-snapshot"/;
+const START_LENGTH = 1024;
+const CONFIG_KEYS = ["outbounds", "route", "inbounds", "dns", "log", "endpoints", "experimental"];
+
+function isObject(value) {
+  return typeof value === "object" && value !== null && !Array.isArray(value);
+}
+
+function parsed(text) {
+  try {
+    return { value: JSON.parse(text) };
+  } catch {
+    return null;
+  }
+}
+
+function taggedAnswers(value, name) {
+  if (isObject(value.proxies)) return value.proxies;
+  if (typeof value.now !== "string") return value;
+  const tag = typeof value.name === "string" ? value.name : name.replace(/\.json$/i, "");
+  return { [tag]: value };
+}
+
+function kindOfObject(value) {
+  if (value.format === "egress-snapshot") return "snapshot";
+  if (value.format === "egress-details") return "details";
+  if ("selectionStatus" in value) return "report";
+  if (CONFIG_KEYS.some((key) => key in value)) return "config";
+  if (typeof value.now === "string" || isObject(value.proxies)) return "answers";
+  const answers = Object.values(value);
+  return answers.length > 0 && answers.every(isObject) ? "answers" : "config";
+}
+
+const REFUSED = {
+  details: "these are details, which were diagnosed already; choose the snapshot that they come from",
+  report: "this is a report; choose the snapshot that it comes from (egress-report --save-snapshot)",
+};
+
+function looksLikeSnapshot(bytes) {
+  return SNAPSHOT_START.test(new TextDecoder().decode(bytes.subarray(0, START_LENGTH)));
+}
+
+// Not JSON: a configuration may have comments and trailing commas, which the module ignores.
+function classifyOther(bytes, engine) {
+  const snapshot = engine.readConfig(bytes, "");
+  if (snapshot.config.configStatus !== "JSON_PARSE_FAILED") return { kind: "config" };
+  const fault = describeFault(bytes, engine.findFault, true);
+  return { refusal: "this is not JSON", fault: fault ?? describeFault(bytes, engine.findFault) };
+}
+
+// Gives a `kind`, with answers their `text` by tag; or a `refusal` and perhaps its `fault`.
+export function classify({ name, bytes }, engine) {
+  if (looksLikeSnapshot(bytes)) return { kind: "snapshot" };
+  const text = new TextDecoder().decode(bytes);
+  if (text.trim() === "") return { refusal: "the text is empty" };
+  const json = parsed(text);
+  if (json === null) return classifyOther(bytes, engine);
+  if (!isObject(json.value)) return { refusal: "this is JSON, but not an object" };
+  const kind = kindOfObject(json.value);
+  if (kind in REFUSED) return { refusal: REFUSED[kind] };
+  if (kind !== "answers") return { kind };
+  return { kind, text: JSON.stringify(taggedAnswers(json.value, name)) };
+}
+
+// A snapshot with the configuration and the answers in place of its own.
+export function mergedSnapshot({ snapshot, config, answers }, engine) {
+  if (config === undefined && answers === undefined) return snapshot.bytes;
+  const read = engine.readConfig(config?.bytes ?? "", answers?.text ?? "");
+  if (snapshot === undefined) return JSON.stringify(read);
+  const merged = JSON.parse(new TextDecoder().decode(snapshot.bytes));
+  if (config !== undefined) {
+    merged.config = read.config;
+    merged.blanked = read.blanked;
+  }
+  if (answers !== undefined) merged.selectorAnswers = read.selectorAnswers;
+  return JSON.stringify(merged);
+}

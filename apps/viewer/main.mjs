@@ -1,0 +1,204 @@
+// The state of the page: up to two cases, and what the user does with files.
+import module from "egress.wasm";
+import { diagnosed, nameOf, viewOf } from "./case.mjs";
+import { element } from "./dom.mjs";
+import { differencesView } from "./differences.mjs";
+import { startEngine } from "./engine.mjs";
+import { describeFault } from "./faults.mjs";
+import { classify } from "./intake.mjs";
+import pictureStyle from "./picture.css";
+import { copy, pictureText, save } from "./saving.mjs";
+import { plain } from "./say.mjs";
+import { sentenceFor } from "./sentence.mjs";
+import { visible } from "./texts.mjs";
+
+const find = (id) => document.getElementById(id);
+const KINDS = { snapshot: "a snapshot", config: "a configuration", answers: "answers" };
+
+let engine;
+let cases = [];
+let views = [];
+
+function tell(text) {
+  find("status").textContent = text;
+}
+
+function problemNode({ name, refusal, fault }) {
+  const text = fault === undefined ? refusal : `${refusal}: ${fault.text}`;
+  const parts = [element("p", {}, element("bdi", { class: "data" }, visible(name)), `: ${text}.`)];
+  if (fault !== undefined) {
+    parts.push(element("pre", { class: "excerpt" }, fault.before,
+                       element("mark", {}, "\u25B6"), fault.after));
+  }
+  return element("div", { class: "problem" }, ...parts);
+}
+
+function showProblems(problems) {
+  find("problems").replaceChildren(...problems.map(problemNode));
+}
+
+function showTaken() {
+  const rows = cases.flatMap(({ inputs }) => Object.entries(inputs));
+  find("taken").replaceChildren(...rows.map(([kind, { name }]) =>
+    element("li", {}, element("bdi", { class: "data" }, visible(name)), `: read as ${KINDS[kind]}`)));
+}
+
+function anonymizeAndSave(shown) {
+  try {
+    save(`anonymized-${nameOf(shown).replace(/[^\w.-]+/g, "_")}`, engine.anonymize(shown.text));
+    tell("The anonymised snapshot was saved.");
+  } catch (error) {
+    showProblems([{ name: nameOf(shown), refusal: error.message }]);
+  }
+}
+
+function actionsFor(shown) {
+  return {
+    anonymize: () => anonymizeAndSave(shown),
+    copy: async (text) => tell(await copy(text) ? "The report was copied." : "Copying failed."),
+    saveDetails: () => save("details.json", JSON.stringify(shown.details, null, 2)),
+    savePicture: (figure) =>
+      save("way.svg", pictureText(figure.querySelector("svg"), pictureStyle), "image/svg+xml"),
+  };
+}
+
+function show() {
+  views = cases.map((shown) => viewOf(shown, engine, actionsFor(shown)));
+  const isPair = cases.length === 2;
+  const parts = views.map(({ summary }) => summary);
+  if (isPair) parts.push(differencesView(cases, cases.map(nameOf)));
+  parts.push(...views.map(({ panels }) => panels));
+  find("result").replaceChildren(...parts);
+  find("result").className = isPair ? "pair" : "single";
+  document.body.className = "has-result";
+  find("compare").hidden = false;
+  find("print").hidden = false;
+  showTaken();
+}
+
+function summaryText() {
+  return cases.map((shown) => `${nameOf(shown)}: ${plain(sentenceFor(shown.details).headline)}`)
+    .join(" ");
+}
+
+// Gives a problem in place of a case if the module refuses the inputs.
+function tryCase(inputs) {
+  try {
+    return { shown: diagnosed(inputs, engine) };
+  } catch (error) {
+    const { snapshot, answers, config } = inputs;
+    const source = snapshot ?? answers ?? config;
+    const fault = snapshot && describeFault(snapshot.bytes, engine.findFault);
+    const refusal = fault ? "this is not JSON" : error.message;
+    return { problem: { name: source.name, refusal, fault: fault ?? undefined } };
+  }
+}
+
+// The inputs of each case after files of these kinds were added.
+function nextInputs(read, target) {
+  const snapshots = read.filter(({ kind }) => kind === "snapshot");
+  const texts = Object.fromEntries(read.filter(({ kind }) => kind !== "snapshot")
+    .map((file) => [file.kind, file]));
+  const kept = cases.map(({ inputs }) => inputs);
+  if (snapshots.length >= 2) {
+    return snapshots.slice(0, 2).map((snapshot) => ({ snapshot, ...texts }));
+  }
+  if (target === 1) return [kept[0], { snapshot: snapshots[0], ...texts }].map(withoutAbsent);
+  if (snapshots.length === 1) {
+    // A snapshot after a configuration or answers belongs to them; after a snapshot it is another.
+    const before = kept[0]?.snapshot === undefined ? kept[0] : {};
+    return [{ ...before, snapshot: snapshots[0], ...texts }];
+  }
+  return [{ ...kept[0], ...texts }, ...kept.slice(1)];
+}
+
+function withoutAbsent(inputs) {
+  return Object.fromEntries(Object.entries(inputs).filter(([, value]) => value !== undefined));
+}
+
+function tooMany(read) {
+  const problems = [];
+  for (const kind of ["config", "answers"]) {
+    read.filter((file) => file.kind === kind).slice(1).forEach(({ name }) =>
+      problems.push({ name, refusal: `only one file can be ${KINDS[kind]}; it was left out` }));
+  }
+  read.filter(({ kind }) => kind === "snapshot").slice(2).forEach(({ name }) =>
+    problems.push({ name, refusal: "two snapshots can be compared; it was left out" }));
+  const leftOut = new Set(problems.map(({ name }) => name));
+  return { problems, kept: read.filter(({ name }) => !leftOut.has(name)) };
+}
+
+// `target` 1: the file is what the first case is compared with.
+function take(files, target = 0) {
+  const classified = files.map((file) => ({ ...file, ...classify(file, engine) }));
+  const { problems, kept } = tooMany(classified.filter(({ kind }) => kind !== undefined));
+  problems.unshift(...classified.filter(({ refusal }) => refusal !== undefined));
+  if (kept.length > 0) {
+    const results = nextInputs(kept, target).map(tryCase);
+    problems.push(...results.flatMap(({ problem }) => problem ?? []));
+    if (results.every(({ shown }) => shown !== undefined)) {
+      cases = results.map(({ shown }) => shown);
+      show();
+    }
+  }
+  showProblems(problems);
+  tell(problems.length > 0 ? "" : summaryText());
+  return problems.length === 0;
+}
+
+async function takeFiles(list, target) {
+  const files = await Promise.all([...list].map(async (file) =>
+    ({ name: file.name, bytes: new Uint8Array(await file.arrayBuffer()) })));
+  if (files.length > 0 && take(files, target)) document.querySelector(".answer").focus();
+}
+
+function takeText(text, name = "pasted text") {
+  const isDone = take([{ name, bytes: new TextEncoder().encode(text) }]);
+  if (isDone) document.querySelector(".answer").focus();
+}
+
+function onChosen(event, target) {
+  takeFiles(event.target.files, target).finally(() => { event.target.value = ""; });
+}
+
+function onDrop(event) {
+  event.preventDefault();
+  document.body.classList.remove("dragging");
+  const { files } = event.dataTransfer;
+  if (files.length > 0) takeFiles(files);
+  else takeText(event.dataTransfer.getData("text/plain"), "dropped text");
+}
+
+function onPaste(event) {
+  if (event.target === find("pasted")) return;
+  const { files } = event.clipboardData;
+  if (files.length > 0) takeFiles(files);
+  else takeText(event.clipboardData.getData("text/plain"));
+}
+
+function listen() {
+  find("files").addEventListener("change", (event) => onChosen(event, 0));
+  find("other").addEventListener("change", (event) => onChosen(event, 1));
+  find("read").addEventListener("click", () => takeText(find("pasted").value));
+  find("print").addEventListener("click", () => window.print());
+  document.addEventListener("dragover", (event) => {
+    event.preventDefault();
+    document.body.classList.add("dragging");
+  });
+  document.addEventListener("dragleave", (event) => {
+    if (event.relatedTarget === null) document.body.classList.remove("dragging");
+  });
+  document.addEventListener("drop", onDrop);
+  document.addEventListener("paste", onPaste);
+}
+
+async function start() {
+  engine = await startEngine(module);
+  find("version").textContent = `Version ${engine.version()}.`;
+  listen();
+  const text = find("snapshot").textContent.trim();
+  if (text !== "") take([{ name: "snapshot", bytes: new TextEncoder().encode(text) }]);
+  document.documentElement.dataset.ready = "true";
+}
+
+start().catch((error) => showProblems([{ name: "This page", refusal: error.message }]));

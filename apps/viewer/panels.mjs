@@ -1,0 +1,183 @@
+// What stands below the picture: the statuses, the evidence, and what the record says of itself.
+import { button, element, newId } from "./dom.mjs";
+import { statusesOf } from "./statuses.mjs";
+import { tableOf } from "./tables.mjs";
+import { counted, endText, interfaceName, visible } from "./texts.mjs";
+
+function section(title, ...children) {
+  const id = newId("panel");
+  return element("section", { "aria-labelledby": id },
+                 element("h3", { id }, title), ...children.filter(Boolean));
+}
+
+// Names of code stand between backquotes.
+function explained(text) {
+  return text.split("`").map((part, i) => (i % 2 === 0 ? part : element("code", {}, part)));
+}
+
+function statusRow(status) {
+  const { key, word, question, meaning, usualCause, whatToDo, isNormal } = status;
+  const texts = [element("p", {}, ...explained(meaning))];
+  if (!isNormal) {
+    texts.push(element("p", {}, element("b", {}, "Usual cause: "), ...explained(usualCause)));
+    texts.push(element("p", {}, element("b", {}, "What to do: "), ...explained(whatToDo)));
+  }
+  return element("div", { class: isNormal ? "status" : "status notable" },
+                 element("dt", {}, element("code", { class: "word" }, word),
+                         element("span", { class: "key" }, key), element("span", {}, question)),
+                 element("dd", {}, ...texts));
+}
+
+function statusPanel(details, explain) {
+  const statuses = statusesOf(details, explain);
+  return section("What each status means",
+                 element("dl", { class: "statuses" }, ...statuses.map(statusRow)));
+}
+
+const UNKNOWN = "unknown";
+
+function oneInterface(value) {
+  if (value === undefined) return UNKNOWN;
+  return value === null ? "none" : interfaceName(value);
+}
+
+function packetsText(rows) {
+  return rows.map((row) => `${interfaceName(row.interface)}: ${row.count}`).join(", ") || "none seen";
+}
+
+function leavesText({ leavesThrough, hasNoWayOut }) {
+  if (hasNoWayOut) return "no way out";
+  return leavesThrough.map(interfaceName).join(", ") || UNKNOWN;
+}
+
+const ROLES = { COUNTED: "counts", TRYING: "is trying", NOT_COUNTED: "does not count" };
+const DECIDED = { NONE: "none", BOUND_DEVICE: "bound device", ROUTE: "route", PACKETS: "packets" };
+const SOCKET_COLUMNS = ["From", "To", "Protocol", "State", "For the answer", "Leaves through",
+                        "Decided by", "Owner of the source address", "Route", "Packets",
+                        "Bound device", "Mark", "User"];
+
+function socketTexts(row) {
+  return [
+    endText(row.localAddress, row.localPort),
+    endText(row.remoteAddress, row.remotePort),
+    row.protocol,
+    row.state,
+    ROLES[row.role],
+    leavesText(row),
+    DECIDED[row.decidedBy],
+    row.bySource.map(interfaceName).join(", ") || "no interface",
+    oneInterface(row.byRoute),
+    packetsText(row.byPackets),
+    oneInterface(row.boundDevice),
+    String(row.mark ?? UNKNOWN),
+    String(row.user ?? UNKNOWN),
+  ];
+}
+
+function socketPanel({ sockets, crossCheck }) {
+  if (sockets.length === 0) return undefined;
+  const seconds = crossCheck.observedSeconds;
+  const observed = seconds === undefined
+    ? "Packets were not observed."
+    : `Packets were observed for ${counted(seconds, "second")}.`;
+  return section("Evidence", element("p", {}, observed),
+                 tableOf("Sockets to the endpoint", SOCKET_COLUMNS, sockets, socketTexts));
+}
+
+const INTERFACE_COLUMNS = ["Name", "Ordinal", "State", "Kind", "Addresses", "Default routes"];
+const MAX_ADDRESSES = 20;
+
+function addressesText(addresses) {
+  const shown = addresses.slice(0, MAX_ADDRESSES).map((address) => visible(address));
+  const more = addresses.length - shown.length;
+  return shown.join(", ") + (more > 0 ? ` and ${more.toLocaleString("en")} more` : "") || "none";
+}
+
+function interfacePanel(details) {
+  const { interfaces, report } = details;
+  if (interfaces.length === 0) return undefined;
+  const routes = new Map();
+  for (const { interfaceOrdinal, family, routeMetric } of report.defaultRoutes) {
+    const text = `IPv${family}, metric ${routeMetric}`;
+    routes.set(interfaceOrdinal, [...(routes.get(interfaceOrdinal) ?? []), text]);
+  }
+  const texts = (row) => [
+    interfaceName(row),
+    String(row.ordinal),
+    row.operStatus === 1 ? "up" : `not up (${row.operStatus})`,
+    (row.kind ?? UNKNOWN).toLowerCase(),
+    addressesText(row.addresses),
+    addressesText(routes.get(row.ordinal) ?? []),
+  ];
+  return section("Interfaces", tableOf("Interfaces of the host", INTERFACE_COLUMNS, interfaces, texts));
+}
+
+const FACTS = { MARK: "The marks of sockets", ROUTE: "The system's routes", PACKETS: "Packets",
+                ADDRESS: "The addresses of a server's name" };
+const LISTS = { adapters: "interfaces", routes: "default routes", sockets: "sockets" };
+
+function listOf(texts) {
+  return element("ul", {}, ...texts.map((text) => element("li", {}, element("bdi", {}, text))));
+}
+
+function withReason(what, reason) {
+  return reason === "" ? `${what}.` : `${what}: ${visible(reason)}`;
+}
+
+function missingPanel({ missingFacts, failures }) {
+  const texts = [
+    ...Object.keys(failures).map((list) =>
+      withReason(`The list of ${LISTS[list]} could not be taken`, failures[list])),
+    ...missingFacts.map(({ fact, reason }) => withReason(`${FACTS[fact]} are missing`, reason)),
+  ];
+  return section("Missing facts", texts.length === 0
+    ? element("p", {}, "None: the record has everything that was asked for.")
+    : listOf(texts));
+}
+
+function blankedText({ byteOrderMark, comments, trailingCommas }) {
+  const parts = [];
+  if (byteOrderMark) parts.push("a byte-order mark");
+  if (comments > 0) parts.push(counted(comments, "comment"));
+  if (trailingCommas > 0) parts.push(counted(trailingCommas, "trailing comma"));
+  return parts.length === 0 ? [] : [`Ignored in the configuration: ${parts.join(", ")}.`];
+}
+
+const SOURCES = { CALLER: "the user", SYSTEM: "the system's resolver" };
+
+function inputTexts({ input, processes }) {
+  return [
+    ...blankedText(input.blanked),
+    ...(input.mainTag === "" ? [] : [`The walk starts at ${visible(input.mainTag)}.`]),
+    ...input.queries.map(({ selectorTag, outcome, reason }) =>
+      withReason(`The engine was asked for the choice of ${visible(selectorTag)}: ${outcome}`, reason)),
+    ...input.resolvedNames.map(({ name, address, source }) =>
+      `${visible(address)} stands for ${visible(name)}, as ${SOURCES[source]} says.`),
+    ...(input.listeningAt === "" ? [] : [`The engine listens at ${visible(input.listeningAt)}.`]),
+    ...processes.map(({ id, user, program }) =>
+      `The engine's process ${id} of user ${user}: ${visible(program)}`),
+  ];
+}
+
+function inputPanel(details) {
+  const texts = inputTexts(details);
+  return section("What was done to the input", texts.length === 0
+    ? element("p", {}, "Nothing: the walk starts at the outbound \u201Cproxy\u201D.")
+    : listOf(texts));
+}
+
+function jsonPanel(details, actions) {
+  const text = JSON.stringify(details.report, null, 2);
+  const shown = element("pre", { tabindex: "0", "aria-label": "Report as JSON" }, text);
+  return section("Report",
+                 element("p", { class: "actions" },
+                         button("Copy the report", () => actions.copy(text)),
+                         button("Save the details", () => actions.saveDetails())),
+                 element("details", {}, element("summary", {}, "The report's JSON"), shown));
+}
+
+export function panelsOf(details, explain, actions) {
+  const panels = [statusPanel(details, explain), socketPanel(details), interfacePanel(details),
+                  missingPanel(details), inputPanel(details), jsonPanel(details, actions)];
+  return element("div", { class: "panels" }, ...panels.filter(Boolean));
+}

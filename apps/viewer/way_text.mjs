@@ -1,0 +1,55 @@
+// The picture as a list of sentences.
+import { groupBoxes, interfaceBoxes, stubText } from "./boxes.mjs";
+import { listed, say } from "./say.mjs";
+import { counted, endText, interfaceName, visible } from "./texts.mjs";
+
+const LED_ON = { SELECTOR: ["Its answer leads on."], DETOUR: ["Its detour leads on."] };
+
+function stepText(step) {
+  if (step.hidden !== undefined) return say`${[counted(step.hidden, "more outbound")]}.`;
+  const on = LED_ON[step.ledOnBy];
+  const outbound = say`Outbound ${step.tag} of type ${step.type}.`;
+  return on === undefined ? outbound : say`${outbound} ${on}`;
+}
+
+function stopText({ word, meaning }, soughtTag) {
+  const sought = soughtTag === undefined ? [] : say` at ${soughtTag}`;
+  return say`Here it ends${sought}: ${word}. ${[meaning]}`;
+}
+
+function endpointText({ address, port, name }) {
+  const end = [{ data: endText(address, port) }];
+  return name === undefined ? say`Endpoint ${end}.` : say`Endpoint ${end}, in place of ${name}.`;
+}
+
+function groupText(box, names) {
+  if (box.group === undefined) return [{ text: `${box.lines.map(({ text }) => text).join(": ")}.` }];
+  const { group, lines } = box;
+  const from = listed(group.sample.map((row) => endText(row.localAddress, row.localPort)));
+  const more = group.count - group.sample.length;
+  const rest = more > 0 ? ` and ${more.toLocaleString("en")} more` : "";
+  const ways = group.edges.flatMap(({ ordinal, label }) =>
+    say` ${["\u2192"]} ${[{ data: names.get(ordinal) ?? `interface ${ordinal}` }]} ${[label]}.`);
+  const stub = stubText(group);
+  return say`${[lines[0].text]} from ${from}${[rest]}.${ways}${[stub === "" ? "" : ` ${stub}.`]}`;
+}
+
+function interfaceText(row, box) {
+  const details = box.lines.slice(1).map(({ text }) => text.replace(/^[\u25B6\u25B7] /, ""));
+  return say`Interface ${[{ data: interfaceName(row) }]}: ${[details.join("; ")]}.`;
+}
+
+export function wayInWords(model) {
+  const { way, endpoint, interfaces } = model;
+  const names = new Map(interfaces.map((row) => [row.ordinal, interfaceName(row)]));
+  const boxes = interfaceBoxes(model);
+  const texts = way.steps.map(stepText);
+  texts.push(endpoint === undefined ? stopText(way.stop, way.soughtTag) : endpointText(endpoint));
+  for (const box of groupBoxes(model)) texts.push(groupText(box, names));
+  boxes.forEach((box, i) => {
+    const row = interfaces[i];
+    if (row !== undefined) texts.push(interfaceText(row, box));
+    else texts.push([{ text: `${visible(box.lines.map(({ text }) => text).join(": "), 400)}.` }]);
+  });
+  return texts;
+}
