@@ -15,8 +15,12 @@ const data = (text) => ({ text, style: "data" });
 const strong = (text) => ({ text, style: "strong" });
 const title = (text) => ({ text, style: "title" });
 
+// Explanations have names of code between backquotes.
+const withoutQuotes = (text) => text.replaceAll("`", "");
+
 function stopBox(stop, lines = []) {
-  return { kind: "stop", lines: [...lines, title(`\u2715 ${stop.word}`), label(stop.meaning)] };
+  return { kind: "stop", lines: [...lines, title(`\u2715 ${stop.word}`),
+                                label(withoutQuotes(stop.meaning))] };
 }
 
 function stepBox(step) {
@@ -71,6 +75,7 @@ export function groupBoxes({ groups, hiddenSockets, groupsStop, endpoint }) {
     boxes.push({ kind: "fold", lines: [label(`and ${counted(hiddenSockets, "more socket")}`)] });
   }
   if (groupsStop !== undefined) boxes.push(stopBox(groupsStop));
+  if (boxes.length === 0) boxes.push({ kind: "fold", lines: [label("unknown: no endpoint")] });
   return boxes;
 }
 

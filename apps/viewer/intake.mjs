@@ -32,7 +32,8 @@ function kindOfObject(value) {
   if (CONFIG_KEYS.some((key) => key in value)) return "config";
   if (typeof value.now === "string" || isObject(value.proxies)) return "answers";
   const answers = Object.values(value);
-  return answers.length > 0 && answers.every(isObject) ? "answers" : "config";
+  const areAnswers = answers.every((answer) => typeof answer === "object" && answer !== null);
+  return answers.length > 0 && areAnswers ? "answers" : "config";
 }
 
 const REFUSED = {
@@ -44,15 +45,18 @@ function looksLikeSnapshot(bytes) {
   return SNAPSHOT_START.test(new TextDecoder().decode(bytes.subarray(0, START_LENGTH)));
 }
 
-// Not JSON: a configuration may have comments and trailing commas, which the module ignores.
+// Not JSON: a configuration may have comments and trailing commas, which the module ignores. Beside
+// a snapshot, a broken text can only be its configuration.
 function classifyOther(bytes, engine) {
   const snapshot = engine.readConfig(bytes, "");
   if (snapshot.config.configStatus !== "JSON_PARSE_FAILED") return { kind: "config" };
   const fault = describeFault(bytes, engine.findFault, true);
-  return { refusal: "this is not JSON", fault: fault ?? describeFault(bytes, engine.findFault) };
+  return { kind: "config", refusal: "this is not JSON",
+           fault: fault ?? describeFault(bytes, engine.findFault) };
 }
 
-// Gives a `kind`, with answers their `text` by tag; or a `refusal` and perhaps its `fault`.
+// Gives a `kind`, with answers their `text` by tag, or a `refusal` and perhaps its `fault`. Both: it
+// is of that kind only if there is a snapshot.
 export function classify({ name, bytes }, engine) {
   if (looksLikeSnapshot(bytes)) return { kind: "snapshot" };
   const text = new TextDecoder().decode(bytes);

@@ -103,11 +103,12 @@ function wideStub(box) {
 
 function wideFan(way, groups) {
   const end = way.at(-1);
+  if (end.kind === "stop") return [];
   const x = end.x + end.width;
   return groups.map((box, i) => {
     const y = portY(end, i, groups.length);
     const half = (x + box.x) / 2;
-    const isBroken = box.kind === "stop" || end.kind === "stop";
+    const isBroken = box.kind === "stop";
     return { kind: isBroken ? "broken" : "way",
              path: `M${x} ${y}C${half} ${y} ${half} ${middle(box)} ${box.x} ${middle(box)}` };
   });
@@ -164,8 +165,9 @@ function narrowEdge({ box, to, startY, endY, kind }, lane) {
 
 function narrowFan(way, groups) {
   const end = way.at(-1);
+  if (end.kind === "stop") return [];
   return groups.map((box) => {
-    const isBroken = box.kind === "stop" || end.kind === "stop";
+    const isBroken = box.kind === "stop";
     const x = end.x + TRUNK / 2;
     return { kind: isBroken ? "broken" : "way",
              path: `M${x} ${end.y + end.height}V${middle(box)}H${box.x}` };

@@ -13,6 +13,8 @@ import { sentenceFor } from "./sentence.mjs";
 import { visible } from "./texts.mjs";
 
 const find = (id) => document.getElementById(id);
+// Of a sheet of A4, in pixels.
+const PAPER_WIDTH = 720;
 const KINDS = { snapshot: "a snapshot", config: "a configuration", answers: "answers" };
 
 let engine;
@@ -71,6 +73,7 @@ function show() {
   find("result").replaceChildren(...parts);
   find("result").className = isPair ? "pair" : "single";
   document.body.className = "has-result";
+  views.forEach(({ redraw }) => redraw());
   find("compare").hidden = false;
   find("print").hidden = false;
   showTaken();
@@ -128,10 +131,16 @@ function tooMany(read) {
   return { problems, kept: read.filter(({ name }) => !leftOut.has(name)) };
 }
 
+function isUsable({ kind, refusal }, read) {
+  if (kind === undefined || refusal === undefined) return kind !== undefined;
+  return cases[0]?.inputs.snapshot !== undefined ||
+    read.some((file) => file.kind === "snapshot" && file.refusal === undefined);
+}
+
 // `target` 1: the file is what the first case is compared with.
 function take(files, target = 0) {
   const classified = files.map((file) => ({ ...file, ...classify(file, engine) }));
-  const { problems, kept } = tooMany(classified.filter(({ kind }) => kind !== undefined));
+  const { problems, kept } = tooMany(classified.filter((file) => isUsable(file, classified)));
   problems.unshift(...classified.filter(({ refusal }) => refusal !== undefined));
   if (kept.length > 0) {
     const results = nextInputs(kept, target).map(tryCase);
@@ -189,6 +198,8 @@ function listen() {
     if (event.relatedTarget === null) document.body.classList.remove("dragging");
   });
   document.addEventListener("drop", onDrop);
+  window.addEventListener("beforeprint", () => views.forEach(({ redraw }) => redraw(PAPER_WIDTH)));
+  window.addEventListener("afterprint", () => views.forEach(({ redraw }) => redraw()));
   document.addEventListener("paste", onPaste);
 }
 

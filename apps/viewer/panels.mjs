@@ -18,13 +18,15 @@ function explained(text) {
 function statusRow(status) {
   const { key, word, question, meaning, usualCause, whatToDo, isNormal } = status;
   const texts = [element("p", {}, ...explained(meaning))];
-  if (!isNormal) {
+  if (usualCause !== "The normal case.") {
     texts.push(element("p", {}, element("b", {}, "Usual cause: "), ...explained(usualCause)));
+  }
+  if (whatToDo !== "Nothing.") {
     texts.push(element("p", {}, element("b", {}, "What to do: "), ...explained(whatToDo)));
   }
   return element("div", { class: isNormal ? "status" : "status notable" },
                  element("dt", {}, element("code", { class: "word" }, word),
-                         element("span", { class: "key" }, key), element("span", {}, question)),
+                         element("span", { class: "key" }, key), element("span", {}, ...explained(question))),
                  element("dd", {}, ...texts));
 }
 

@@ -70,12 +70,11 @@ export function pictureOf(model, words) {
   const text = element("details", { class: "as-text" },
                        element("summary", {}, "The way as text"), list);
   let drawn = 0;
-  function draw(width) {
+  function draw(width = Math.floor(place.clientWidth)) {
     if (width === 0 || width === drawn) return;
     drawn = width;
     place.replaceChildren(drawPicture(model, width));
   }
-  const observer = new ResizeObserver(() => draw(Math.floor(place.clientWidth)));
-  observer.observe(place);
+  new ResizeObserver(() => draw()).observe(place);
   return { node: element("figure", {}, place, text), draw };
 }

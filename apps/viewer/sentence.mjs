@@ -59,11 +59,15 @@ function agrees(details, subject) {
 }
 
 function disagrees(details, subject) {
-  const named = namesOf(details, [details.report.selectedInterfaceOrdinal]);
+  const ordinal = details.report.selectedInterfaceOrdinal;
+  const named = namesOf(details, [ordinal]);
   const leaving = leavingThrough(details);
+  const but = leaving.includes(ordinal)
+    ? say`but only ${named} has its source address`
+    : say`not through ${named}`;
   return {
     tone: "contradiction",
-    headline: say`Traffic leaves through ${namesOf(details, leaving)}, not through ${named}.`,
+    headline: say`Traffic leaves through ${namesOf(details, leaving)}, ${but}.`,
     evidence: say`The source address of ${subject.phrase} belongs to ${named}, but packets leave
       through ${namesOf(details, leaving)} (${[evidenceText(subject.sockets)]}).`,
     todo: say`If it should leave through ${named}, bind the engine to it, or add a routing rule

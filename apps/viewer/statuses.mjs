@@ -13,11 +13,12 @@ function wordsOf({ report, crossCheck }) {
   return found;
 }
 
-// Each word with its explanation; `isNormal` if there is nothing to do.
+// Each word with its explanation, those that ask for something first.
 export function statusesOf(details, explain) {
-  return wordsOf(details).map(({ key, word }) => {
+  const statuses = wordsOf(details).map(({ key, word }) => {
     const { question = "", meaning = "", usualCause = "", whatToDo = "" } = explain(key, word) ?? {};
-    const isNormal = whatToDo === "Nothing." || whatToDo === "";
+    const isNormal = whatToDo === "" || whatToDo.startsWith("Nothing");
     return { key, word, question, meaning, usualCause, whatToDo, isNormal };
   });
+  return statuses.sort((a, b) => a.isNormal - b.isNormal);
 }

@@ -14,7 +14,7 @@ function stepText(step) {
 
 function stopText({ word, meaning }, soughtTag) {
   const sought = soughtTag === undefined ? [] : say` at ${soughtTag}`;
-  return say`Here it ends${sought}: ${word}. ${[meaning]}`;
+  return say`Here it ends${sought}: ${word}. ${[meaning.replaceAll("`", "")]}`;
 }
 
 function endpointText({ address, port, name }) {

@@ -42,7 +42,8 @@ def start_browser(folder, downloads=None):
 class PageTest(unittest.TestCase):
     """A test of the page, in one browser for all tests of a class."""
 
-    page = None  # set by the program
+    page = None  # set by the program, like the next two
+    report_program = None
     shots = None
     maxDiff = None
 

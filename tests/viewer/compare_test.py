@@ -1,0 +1,88 @@
+"""Two snapshots side by side, and what leaves the page by the user's hand."""
+
+import json
+
+from selenium.webdriver.common.by import By
+
+from browser import PageTest
+from snapshots import AGREES, DISAGREES
+
+
+class CompareTest(PageTest):
+    def differences(self):
+        """What differs, by what it is."""
+        rows = self.script("return [...document.querySelectorAll('.differences tbody tr')].map((row) =>"
+                           " [...row.children].map((cell) => cell.textContent))")
+        return {what: (left, right) for what, left, right in rows}
+
+    def test_two_dropped_snapshots_stand_side_by_side(self):
+        self.set_size(1500, 1000)
+        self.drop(("monday.json", AGREES), ("tuesday.json", DISAGREES))
+        self.wait_for(lambda: len(self.all(".picture")) == 2)
+        self.assertEqual([node.text for node in self.all(".answer")],
+                         ["Traffic leaves through wan0.", "Traffic leaves through tun3, not through wan0."])
+        tops = [node.rect["y"] for node in self.all(".summary")]
+        self.assertEqual(tops[0], tops[1])
+        found = self.differences()
+        self.assertEqual(found["crossCheck"], ("AGREES", "DISAGREES"))
+        self.assertEqual(found["interface of the packets"], ("wan0", "tun3"))
+        one = "TCP 10.0.0.7:51000 \u2192 198.51.100.10:443"
+        owner = "source address of wan0"
+        self.assertEqual(found[one], (f"ESTABLISHED, leaves through wan0, {owner}",
+                                      f"ESTABLISHED, leaves through tun3, {owner}"))
+        self.assertEqual(found["TCP 10.0.0.7:51004 \u2192 198.51.100.10:443"][1], "none")
+        self.assertNotIn("Endpoint", found)
+        self.assertNotIn("wan0", found)
+        self.shoot("pair")
+
+    def test_a_snapshot_is_compared_with_a_chosen_one(self):
+        other = AGREES | {"adapters": {"rows": AGREES["adapters"]["rows"][:3]}}
+        path = self.folder / "other.json"
+        path.write_text(json.dumps(other))
+        self.assertFalse(self.browser.find_element(By.ID, "compare").is_displayed())
+        self.drop(("host.json", AGREES))
+        self.browser.find_element(By.ID, "other").send_keys(str(path))
+        self.wait_for(lambda: len(self.all(".answer")) == 2)
+        self.assertEqual(self.differences(), {"wlan0": ("not up (2), OTHER", "none")})
+
+    def test_equal_snapshots_differ_in_nothing(self):
+        self.drop(("a.json", AGREES), ("b.json", AGREES))
+        self.assertEqual(self.differences(), {})
+        self.assertIn("Nothing.", self.text(".differences"))
+
+
+class SaveTest(PageTest):
+    def saved(self, button, name):
+        """The text of the file that a button saves."""
+        self.browser.execute_cdp_cmd("Browser.setDownloadBehavior", {
+            "behavior": "allow", "downloadPath": str(self.downloads)})
+        [node] = [node for node in self.all("button") if node.text == button]
+        node.click()
+        path = self.downloads / name
+        self.wait_for(lambda: path.exists() and path.stat().st_size > 0)
+        return path.read_text()
+
+    def test_an_anonymised_snapshot_is_saved(self):
+        self.drop(("host.json", DISAGREES))
+        saved = self.saved("Anonymise and save", "anonymized-host.json")
+        for secret in ["Tokyo", "wan0", "tun3", "10.0.0.7", "198.51.100.10", "51000"]:
+            self.assertNotIn(secret, saved)
+        report = self.text(".panels pre")
+        self.drop(("anonymized.json", saved))
+        self.assertEqual(self.text(".panels pre"), report)
+
+    def test_the_details_and_the_picture_are_saved(self):
+        name = "n" * 500
+        self.drop(("host.json", AGREES | {"mainTag": name, "config": AGREES["config"] | {
+            "outbounds": [AGREES["config"]["outbounds"][2] | {"tag": name}]}}))
+        details = json.loads(self.saved("Save the details", "details.json"))
+        self.assertEqual(details["way"]["entered"][0]["tag"], name)
+        picture = self.saved("Save the picture", "way.svg")
+        self.assertTrue(picture.startswith("<svg"))
+        self.assertIn("traffic leaves here", picture)
+
+    def test_the_report_is_copied(self):
+        self.drop(("host.json", AGREES))
+        [node] = [node for node in self.all("button") if node.text == "Copy the report"]
+        node.click()
+        self.wait_for(lambda: self.text("#status") == "The report was copied.")

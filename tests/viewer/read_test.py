@@ -1,0 +1,163 @@
+"""What the page reads, and what it says of it."""
+
+import json
+import shutil
+import subprocess
+
+from selenium.webdriver.common.by import By
+
+from browser import PageTest
+from snapshots import AGREES, ANSWERS, DISAGREES, EMPTY, ENGINE_CONFIG
+
+# The configuration is in the first case, so that the hosts' lists belong to it.
+HOST = {key: AGREES[key] for key in ["format", "version", "adapters", "routes", "sockets"]}
+
+
+class ReadTest(PageTest):
+
+    def answer(self):
+        return self.text(".answer")
+
+    def test_a_dropped_snapshot_is_answered(self):
+        self.drop(("host.json", AGREES))
+        self.assertEqual(self.answer(), "Traffic leaves through wan0.")
+        self.assertIn("3 TCP connections to 198.51.100.10:443 leave through it", self.text(".lead"))
+        self.assertEqual(self.text("#taken"), "host.json: read as a snapshot")
+        self.assertEqual(self.text("#status"), "host.json: Traffic leaves through wan0.")
+        self.assertIn("2026-11-22T04:23:00Z \u00b7 egress-report 0.9.0", self.text(".origin"))
+
+    def test_a_chosen_file_is_answered(self):
+        path = self.folder / "chosen.json"
+        path.write_text(json.dumps(AGREES))
+        self.browser.find_element(By.ID, "files").send_keys(str(path))
+        self.wait_for(self.answer)
+        self.assertEqual(self.text("#taken"), "chosen.json: read as a snapshot")
+
+    def test_dropped_and_pasted_texts_are_answered(self):
+        for event, member in [("drop", "dataTransfer"), ("paste", "clipboardData")]:
+            with self.subTest(event=event):
+                self.open()
+                kind = "DragEvent" if event == "drop" else "ClipboardEvent"
+                self.script("const data = new DataTransfer();"
+                            "data.setData('text/plain', arguments[0]);"
+                            f"document.body.dispatchEvent(new {kind}('{event}',"
+                            f" {{{member}: data, bubbles: true, cancelable: true}}));",
+                            json.dumps(AGREES))
+                self.assertEqual(self.answer(), "Traffic leaves through wan0.")
+
+    def test_everything_in_the_record_is_shown(self):
+        self.drop(("host.json", DISAGREES))
+        self.assertEqual(self.text(".tone"), "Contradiction")
+        self.assertEqual(self.answer(), "Traffic leaves through tun3, not through wan0.")
+        panels = self.text(".panels")
+        for expected in ["2 comments", "Packets are missing: CAP_NET_RAW is missing",
+                         "Packets were observed for 5 seconds."]:
+            self.assertIn(expected, panels)
+        rows = [[cell.text for cell in row.find_elements(By.XPATH, "*")]
+                for row in self.all("tbody")[0].find_elements(By.TAG_NAME, "tr")]
+        self.assertEqual(rows[2], ["10.0.0.7:51010", "198.51.100.10:443", "UDP", "ESTABLISHED",
+                                   "does not count", "tun3", "route", "wan0", "tun3", "none seen",
+                                   "none", "0", "1000"])
+        report = json.loads(self.text(".panels pre"))
+        self.assertEqual(report["selectedInterfaceOrdinal"], 2)
+
+    def test_a_configuration_and_answers_show_the_way_together_or_one_after_the_other(self):
+        config, answers = ("c.json", ENGINE_CONFIG), ("a.json", ANSWERS)
+        whole = ("all.json", {"proxies": ANSWERS})
+        single = ("proxy.json", ANSWERS["proxy"])
+        for drops in [[[config, answers]], [[config], [answers]], [[answers], [config]],
+                      [[config, whole]], [[config, single]]]:
+            with self.subTest(drops=drops):
+                self.open()
+                for files in drops:
+                    self.drop(*files)
+                self.assertIn("this is the way to 198.51.100.10:443, without a host", self.answer())
+                taken = self.text("#taken")
+                self.assertIn("c.json: read as a configuration", taken)
+                self.assertIn("json: read as answers", taken)
+
+    def test_a_snapshot_gets_the_configuration_that_is_dropped_with_or_before_or_after_it(self):
+        files = [("c.json", ENGINE_CONFIG), ("a.json", ANSWERS), ("h.json", HOST)]
+        for drops in [[files], [files[:2], files[2:]], [files[2:], files[:2]]]:
+            with self.subTest(drops=drops):
+                self.open()
+                for dropped in drops:
+                    self.drop(*dropped)
+                self.assertEqual(self.answer(), "Traffic leaves through wan0.")
+                self.assertIn("Nara", self.text(".picture"))
+
+    def test_another_snapshot_replaces_the_first_one_with_its_configuration(self):
+        self.drop(("c.json", ENGINE_CONFIG), ("h.json", HOST))
+        self.drop(("next.json", AGREES))
+        self.assertEqual(self.text("#taken"), "next.json: read as a snapshot")
+
+    def test_a_broken_configuration_is_refused_with_its_line_and_column(self):
+        cases = [
+            ('{"outbounds": [\n  {"tag": "proxy" "type": 3}]}',
+             "line 2, column 19: a comma or the closing bracket is missing"),
+            # What the module ignores is not at fault.
+            ('{// \u00e9\n"a": [1,], /* , */ "b": nul}',
+             "line 2, column 28: this is not true, false or null"),
+            ('{"a": "\u00e9" 1}', "line 1, column 12: a comma or the closing bracket is missing"),
+            ('{"a": [,]}', "line 1, column 8: a value is missing"),
+            ('{"a": /* 1}', "line 1, column 7: a value is missing"),
+            ('{"a": 1', "line 1, column 8: the text is cut off"),
+        ]
+        for text, expected in cases:
+            with self.subTest(text=text):
+                self.drop(("c.json", text))
+                self.assertIn(f"c.json: this is not JSON: {expected}.", self.text("#problems"))
+                self.assertEqual(self.all(".answer"), [])
+
+    def test_what_is_not_read_is_refused_with_the_reason(self):
+        newer = EMPTY | {"version": 9}
+        truncated = json.dumps(AGREES)[:300]
+        cases = [
+            (newer, "/version: written by a newer program"),
+            (truncated, "this is not JSON: line 1, column 301: the text is cut off"),
+            ([1], "this is JSON, but not an object"),
+            ("", "the text is empty"),
+            ({"format": "egress-details"}, "these are details, which were diagnosed already"),
+            ({"selectionStatus": "OK"}, "this is a report; choose the snapshot"),
+        ]
+        for content, expected in cases:
+            with self.subTest(expected=expected):
+                self.drop(("f.json", content))
+                self.assertIn(f"f.json: {expected}", self.text("#problems"))
+                self.assertEqual(self.all(".answer"), [])
+
+    def test_a_refused_file_leaves_the_answer(self):
+        self.drop(("host.json", AGREES))
+        self.drop(("f.json", [1]))
+        self.assertEqual(self.answer(), "Traffic leaves through wan0.")
+        self.drop(("host.json", DISAGREES))
+        self.assertEqual(self.text("#problems"), "")
+
+    def test_files_that_are_too_many_are_named(self):
+        self.drop(*[(f"{i}.json", AGREES) for i in range(3)],
+                  ("c.json", ENGINE_CONFIG), ("d.json", ENGINE_CONFIG))
+        self.assertEqual(len(self.all(".answer")), 2)
+        self.assertIn("2.json: two snapshots can be compared; it was left out", self.text("#problems"))
+        self.assertIn("d.json: only one file can be a configuration", self.text("#problems"))
+
+    def test_a_page_that_egress_report_filled_shows_its_snapshot_at_once(self):
+        if self.report_program is None:
+            self.skipTest("no egress-report")
+        program = self.folder / "bin" / "egress-report"
+        program.parent.mkdir()
+        shutil.copy(self.report_program, program)
+        shared = self.folder / "share" / "egress"
+        shared.mkdir(parents=True)
+        shutil.copy(self.page, shared / "egress-viewer.html")
+        snapshot = self.folder / "snapshot.json"
+        config = AGREES["config"] | {"outbounds": [
+            row | {"tag": "</script><!--" if row["tag"] == "hop" else row["tag"]}
+            | ({"detour": "</script><!--"} if "detour" in row else {})
+            for row in AGREES["config"]["outbounds"]]}
+        snapshot.write_text(json.dumps(AGREES | {"config": config}))
+        filled = self.folder / "filled.html"
+        subprocess.run([program, "--snapshot", snapshot, "--html", filled], check=True,
+                       capture_output=True)
+        self.open(filled)
+        self.assertRegex(self.answer(), r"^Traffic leaves through \S+\.$")
+        self.assertEqual(self.text("#taken"), "snapshot: read as a snapshot")

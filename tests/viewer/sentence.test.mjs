@@ -1,0 +1,215 @@
+// The answer for each result of the cross-check, each broken walk, and each status of the selection.
+import assert from "node:assert/strict";
+import { test } from "node:test";
+
+import { plain } from "../../apps/viewer/say.mjs";
+import { sentenceFor } from "../../apps/viewer/sentence.mjs";
+import { TUN, WAN, WITHOUT_CHOICE, detailsOf, socket } from "./details.mjs";
+
+const E = "198.51.100.10:443";
+
+function told(members) {
+  const { tone, headline, evidence } = sentenceFor(detailsOf(members));
+  return [tone, plain(headline), plain(evidence)];
+}
+
+const selection = (selectionStatus) => ({ ...WITHOUT_CHOICE, selectionStatus });
+const UNKNOWN = { status: "UNKNOWN" };
+const unknownSocket = (members = {}) =>
+  socket({ byRoute: undefined, decidedBy: "NONE", leavesThrough: [], ...members });
+
+const ROWS = [
+  {
+    name: "AGREES",
+    members: {},
+    want: ["known", "Traffic leaves through wan0.",
+           `1 TCP connection to ${E} leaves through it (the system's route leads there); ` +
+           "its source address belongs to it, too."],
+  },
+  {
+    name: "AGREES by each evidence",
+    members: {
+      sockets: [socket({ decidedBy: "PACKETS" }), socket({ decidedBy: "BOUND_DEVICE" }),
+                socket({ protocol: "UDP" }), socket({ role: "NOT_COUNTED" })],
+    },
+    want: ["known", "Traffic leaves through wan0.",
+           `2 TCP connections and 1 UDP socket to ${E} leave through it (packets were seen ` +
+           "there; the system's route leads there; bound to that device); their source address " +
+           "belongs to it, too."],
+  },
+  {
+    name: "DISAGREES",
+    members: {
+      crossCheck: { status: "DISAGREES", interface: TUN },
+      sockets: [socket({ leavesThrough: [TUN] })],
+    },
+    want: ["contradiction", "Traffic leaves through tun3, not through wan0.",
+           `The source address of 1 TCP connection to ${E} belongs to wan0, but packets leave ` +
+           "through tun3 (the system's route leads there)."],
+  },
+  {
+    name: "DISAGREES through several",
+    members: {
+      crossCheck: { status: "DISAGREES" },
+      sockets: [socket(), socket({ leavesThrough: [TUN] })],
+    },
+    want: ["contradiction", "Traffic leaves through wan0 and tun3, but only wan0 has its source address.",
+           `The source address of 2 TCP connections to ${E} belongs to wan0, but packets leave ` +
+           "through wan0 and tun3 (the system's route leads there)."],
+  },
+  {
+    name: "SETTLES what the system routes",
+    members: {
+      report: { ...selection("NOT_APPLICABLE_OS_ROUTED"), egressSelectionPolicy: "os_routed" },
+      crossCheck: { status: "SETTLES", interface: TUN },
+      sockets: [socket({ leavesThrough: [TUN] })],
+    },
+    want: ["known", "Traffic leaves through tun3.",
+           `1 TCP connection to ${E} leaves through it (the system's route leads there). ` +
+           "The engine leaves the choice to the system's routes."],
+  },
+  {
+    name: "SEVERAL",
+    members: {
+      report: selection("MULTIPLE_MATCHING_SOCKET_INTERFACES"),
+      crossCheck: { status: "SEVERAL" },
+      sockets: [socket(), socket({ leavesThrough: [TUN] })],
+    },
+    want: ["contradiction", "Traffic leaves through wan0 and tun3.",
+           `2 TCP connections to ${E} leave through them (the system's route leads there).`],
+  },
+  {
+    name: "NO_WAY_OUT without a route",
+    members: {
+      crossCheck: { status: "NO_WAY_OUT" },
+      sockets: [socket({ byRoute: null, leavesThrough: [], hasNoWayOut: true }), socket()],
+    },
+    want: ["broken", "Part of the traffic cannot leave.",
+           `1 of 2 TCP connections to ${E} cannot leave: the system has no route.`],
+  },
+  {
+    name: "NO_WAY_OUT through an interface that is down",
+    members: {
+      crossCheck: { status: "NO_WAY_OUT" },
+      sockets: [socket({ leavesThrough: [], hasNoWayOut: true })],
+    },
+    want: ["broken", "Traffic cannot leave.",
+           `1 TCP connection to ${E} cannot leave: the interface is down.`],
+  },
+  {
+    name: "TRYING",
+    members: {
+      report: selection("NO_MATCHING_SOCKET"),
+      crossCheck: { status: "TRYING", interface: TUN },
+      sockets: [socket({ role: "TRYING", state: "SYN_SENT", leavesThrough: [TUN] })],
+    },
+    want: ["broken", "The endpoint does not answer through tun3.",
+           `1 TCP connection attempt to ${E} has no answer so far.`],
+  },
+  {
+    name: "NO_SOCKET",
+    members: {
+      report: selection("NO_MATCHING_SOCKET"),
+      crossCheck: { status: "NO_SOCKET" },
+      sockets: [socket({ role: "NOT_COUNTED" })],
+    },
+    want: ["broken", "There is no connection to the endpoint.",
+           `The engine has no TCP connection to ${E}; 1 other socket to it does not count.`],
+  },
+  {
+    name: "UNKNOWN with a source address",
+    members: { crossCheck: UNKNOWN, sockets: [unknownSocket()] },
+    want: ["known", "By source address, traffic leaves through wan0.",
+           `1 TCP connection to ${E} has its source address. ` +
+           "The system does not tell where packets leave."],
+  },
+  {
+    name: "UNKNOWN, unmapped",
+    members: { report: selection("SOCKET_SOURCE_ADDRESS_UNMAPPED"), crossCheck: UNKNOWN,
+               sockets: [unknownSocket({ bySource: [] })] },
+    want: ["unknown", "It cannot be told: no interface has the source address of " +
+           `1 TCP connection to ${E}.`, ""],
+  },
+  {
+    name: "UNKNOWN, ambiguous",
+    members: { report: selection("ADDRESS_INTERFACE_AMBIGUOUS"), crossCheck: UNKNOWN,
+               sockets: [unknownSocket({ bySource: [WAN, TUN] })] },
+    want: ["unknown", `It cannot be told: wan0 and tun3 have the source address of 1 TCP ` +
+           `connection to ${E}, and the system does not tell where packets leave.`, ""],
+  },
+  {
+    name: "no list of sockets",
+    members: { report: { ...selection("NOT_EVALUATED_SOCKET_ENUM_FAILED"),
+                         socketSourcesStatus: "SOCKET_ENUM_FAILED" },
+               crossCheck: UNKNOWN, sockets: [], failures: { sockets: "not permitted" } },
+    want: ["unknown", "It cannot be told: the engine's sockets are not known: not permitted.", ""],
+  },
+  {
+    name: "several addresses",
+    members: {
+      doAddressesAgree: false,
+      otherAddresses: [{ address: "198.51.100.11", selectionStatus: "OK",
+                         crossCheckStatus: "AGREES", interface: TUN }],
+    },
+    want: ["contradiction",
+           "Traffic leaves through different interfaces, by the server's addresses.",
+           "The engine uses several addresses of the server: 198.51.100.10 through wan0, " +
+           "198.51.100.11 through tun3."],
+  },
+];
+
+for (const { name, members, want } of ROWS) {
+  test(name, () => assert.deepEqual(told(members), want));
+}
+
+const WALKS = {
+  SELECTOR_TRANSPORT_FAILED: "there is no answer of the selector auto",
+  SELECTOR_RESPONSE_MALFORMED: "the answer of the selector auto is not a JSON object",
+  SELECTOR_NOW_MISSING: "the answer of the selector auto names no choice",
+  SELECTOR_CYCLE: "the answer of the outbound proxy leads to auto, where the way has been before",
+  SELECTOR_DEPTH_EXCEEDED:
+    "the answer of the outbound proxy leads to auto, one step more than are followed",
+  DETOUR_CYCLE: "the detour of the outbound proxy leads to auto, where the way has been before",
+  DETOUR_DEPTH_EXCEEDED:
+    "the detour of the outbound proxy leads to auto, one step more than are followed",
+  OUTBOUND_NOT_FOUND: "no outbound has the tag auto, to which proxy leads",
+  LEAF_HAS_NO_REMOTE_ENDPOINT: "the outbound proxy of type direct has no server",
+  ENDPOINT_MISSING: "the outbound proxy lacks its server or its port",
+  ENDPOINT_INVALID: "the port of the outbound proxy is not a port",
+  ENDPOINT_NOT_NUMERIC: "the server of the outbound proxy is a name, not an address",
+  ENDPOINT_NOT_SINGLETON: "the outbound proxy has more than one port",
+  TRANSPORT_UNSUPPORTED:
+    "the outbound proxy of type direct runs over QUIC, whose sockets cannot be followed",
+  TRANSPORT_UNKNOWN: "the type direct of the outbound proxy, or its transport, is not known",
+};
+
+for (const [status, reason] of Object.entries(WALKS)) {
+  test(status, () => assert.deepEqual(told({
+    report: { ...selection("NOT_EVALUATED_ENDPOINT_UNAVAILABLE"), activeEndpointStatus: status },
+    way: { entered: [{ tag: "proxy", type: "direct" }], soughtTag: "auto" },
+    endpoint: { status },
+    crossCheck: UNKNOWN,
+    sockets: [],
+  }), ["unknown", `It cannot be told: ${reason}.`, ""]));
+}
+
+test("the reason of a failed query is told", () => {
+  const details = detailsOf({
+    way: { entered: [], soughtTag: "auto" },
+    endpoint: { status: "SELECTOR_TRANSPORT_FAILED" },
+  });
+  details.input.queries = [{ selectorTag: "auto", outcome: "REFUSED", reason: "port closed" }];
+  assert.equal(plain(sentenceFor(details).headline),
+               "It cannot be told: there is no answer of the selector auto: port closed.");
+});
+
+test("a main outbound that is missing has none before it", () => {
+  assert.deepEqual(told({ way: { entered: [], soughtTag: "proxy" },
+                          endpoint: { status: "OUTBOUND_NOT_FOUND" } })[1],
+                   "It cannot be told: no outbound has the tag proxy.");
+});
+
+test("texts of the snapshot are told apart from those of the page", () => {
+  const { headline } = sentenceFor(detailsOf());
+  assert.deepEqual(headline, [{ text: "Traffic leaves through " }, { data: "wan0" }, { text: "." }]);
+});
