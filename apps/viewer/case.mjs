@@ -1,6 +1,6 @@
 // What is read of one host: its inputs, its details, and how they are shown.
 import { mergedSnapshot } from "./intake.mjs";
-import { button, element, newId, nodesOf } from "./dom.mjs";
+import { button, element, explained, newId, nodesOf } from "./dom.mjs";
 import { modelOf } from "./model.mjs";
 import { panelsOf } from "./panels.mjs";
 import { pictureOf } from "./picture.mjs";
@@ -27,14 +27,21 @@ function originText({ origin }) {
 
 const TONES = { known: "", contradiction: "Contradiction", unknown: "Unknown", broken: "Broken" };
 
-function answerOf(details) {
+function todoNode(nodes) {
+  return element("p", { class: "todo" }, element("b", {}, "What to do: "), ...nodes);
+}
+
+// `stop` is where the way ends, if it does.
+function answerOf(details, stop) {
   const { tone, headline, evidence, todo } = sentenceFor(details);
   const id = newId("answer");
   const parts = [element("h2", { id, class: "answer", tabindex: "-1" }, ...nodesOf(headline))];
   if (TONES[tone] !== "") parts.unshift(element("p", { class: "tone" }, TONES[tone]));
   if (evidence.length > 0) parts.push(element("p", { class: "lead" }, ...nodesOf(evidence)));
   if (todo !== undefined) {
-    parts.push(element("p", { class: "todo" }, element("b", {}, "What to do: "), ...nodesOf(todo)));
+    parts.push(todoNode(nodesOf(todo)));
+  } else if (stop !== undefined) {
+    parts.push(todoNode(explained(stop.whatToDo)));
   }
   return { id, node: element("div", { class: `answer-block ${tone}` }, ...parts) };
 }
@@ -43,7 +50,7 @@ function answerOf(details) {
 export function viewOf(shown, engine, actions) {
   const { details } = shown;
   const model = modelOf(details, engine.explain);
-  const answer = answerOf(details);
+  const answer = answerOf(details, model.way.stop);
   const picture = pictureOf(model, wayInWords(model));
   const origin = originText(details);
   const label = element("p", { class: "origin" }, element("bdi", { class: "data" }, nameOf(shown)),

@@ -4,7 +4,7 @@ const SVG = "http://www.w3.org/2000/svg";
 
 function fill(node, attributes, children) {
   for (const [name, value] of Object.entries(attributes)) {
-    if (value !== undefined && value !== false) node.setAttribute(name, value === true ? "" : value);
+    if (value !== undefined) node.setAttribute(name, value);
   }
   node.append(...children.flat().filter((child) => child !== undefined));
   return node;
@@ -22,6 +22,11 @@ export function svg(name, attributes = {}, ...children) {
 export function nodesOf(parts) {
   return parts.map(({ text, data }) =>
     data === undefined ? document.createTextNode(text) : element("bdi", { class: "data" }, data));
+}
+
+// Explanations have names of code between backquotes.
+export function explained(text) {
+  return text.split("`").map((part, i) => (i % 2 === 0 ? part : element("code", {}, part)));
 }
 
 export function button(text, onClick, attributes = {}) {

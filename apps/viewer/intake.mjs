@@ -37,8 +37,9 @@ function kindOfObject(value) {
 }
 
 const REFUSED = {
-  details: "these are details, which were diagnosed already; choose the snapshot that they come from",
-  report: "this is a report; choose the snapshot that it comes from (egress-report --save-snapshot)",
+  details: "these are details; choose the snapshot that they come from",
+  report: "this is a report; choose the snapshot that it comes from " +
+    "(egress-report --save-snapshot)",
 };
 
 function looksLikeSnapshot(bytes) {
@@ -55,8 +56,8 @@ function classifyOther(bytes, engine) {
            fault: fault ?? describeFault(bytes, engine.findFault) };
 }
 
-// Gives a `kind`, with answers their `text` by tag, or a `refusal` and perhaps its `fault`. Both: it
-// is of that kind only if there is a snapshot.
+// Gives a `kind`, with answers their `text` by tag, or a `refusal` and perhaps its `fault`. Both:
+// it is of that kind only if there is a snapshot.
 export function classify({ name, bytes }, engine) {
   if (looksLikeSnapshot(bytes)) return { kind: "snapshot" };
   const text = new TextDecoder().decode(bytes);

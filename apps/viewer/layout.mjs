@@ -3,7 +3,7 @@
 import { groupBoxes, interfaceBoxes, stubText, wayBoxes } from "./boxes.mjs";
 import { LINE_HEIGHT, wrapped } from "./lines.mjs";
 
-const NARROW = 700;
+const NARROW = 760;
 const PADDING = 12;
 const BOX_GAP = 16;
 const WAY_GAP = 34;

@@ -13,8 +13,8 @@ import { sentenceFor } from "./sentence.mjs";
 import { visible } from "./texts.mjs";
 
 const find = (id) => document.getElementById(id);
-// Of a sheet of A4, in pixels.
-const PAPER_WIDTH = 720;
+// Wide enough for three columns; the sheet scales it.
+const PAPER_WIDTH = 800;
 const KINDS = { snapshot: "a snapshot", config: "a configuration", answers: "answers" };
 
 let engine;
@@ -41,8 +41,10 @@ function showProblems(problems) {
 
 function showTaken() {
   const rows = cases.flatMap(({ inputs }) => Object.entries(inputs));
-  find("taken").replaceChildren(...rows.map(([kind, { name }]) =>
-    element("li", {}, element("bdi", { class: "data" }, visible(name)), `: read as ${KINDS[kind]}`)));
+  find("taken").replaceChildren(...rows.map(([kind, { name }]) => {
+    const shown = element("bdi", { class: "data" }, visible(name));
+    return element("li", {}, shown, `: read as ${KINDS[kind]}`);
+  }));
 }
 
 function anonymizeAndSave(shown) {

@@ -11,7 +11,8 @@ const OPER_STATUS = ["up", "down", "testing", "unknown", "dormant", "not present
                      "lower layer down"];
 
 function broken(key, word, explain) {
-  return { key, word, meaning: explain(key, word)?.meaning ?? "" };
+  const { meaning = "", whatToDo = "" } = explain(key, word) ?? {};
+  return { key, word, meaning, whatToDo };
 }
 
 function steps(entered) {

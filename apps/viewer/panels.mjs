@@ -1,5 +1,5 @@
 // What stands below the picture: the statuses, the evidence, and what the record says of itself.
-import { button, element, newId } from "./dom.mjs";
+import { button, element, explained, newId } from "./dom.mjs";
 import { statusesOf } from "./statuses.mjs";
 import { tableOf } from "./tables.mjs";
 import { counted, endText, interfaceName, visible } from "./texts.mjs";
@@ -8,11 +8,6 @@ function section(title, ...children) {
   const id = newId("panel");
   return element("section", { "aria-labelledby": id },
                  element("h3", { id }, title), ...children.filter(Boolean));
-}
-
-// Names of code stand between backquotes.
-function explained(text) {
-  return text.split("`").map((part, i) => (i % 2 === 0 ? part : element("code", {}, part)));
 }
 
 function statusRow(status) {
@@ -26,7 +21,8 @@ function statusRow(status) {
   }
   return element("div", { class: isNormal ? "status" : "status notable" },
                  element("dt", {}, element("code", { class: "word" }, word),
-                         element("span", { class: "key" }, key), element("span", {}, ...explained(question))),
+                         element("span", { class: "key" }, key),
+                         element("span", {}, ...explained(question))),
                  element("dd", {}, ...texts));
 }
 
@@ -44,7 +40,8 @@ function oneInterface(value) {
 }
 
 function packetsText(rows) {
-  return rows.map((row) => `${interfaceName(row.interface)}: ${row.count}`).join(", ") || "none seen";
+  const texts = rows.map((row) => `${interfaceName(row.interface)}: ${row.count}`);
+  return texts.join(", ") || "none seen";
 }
 
 function leavesText({ leavesThrough, hasNoWayOut }) {
@@ -52,7 +49,7 @@ function leavesText({ leavesThrough, hasNoWayOut }) {
   return leavesThrough.map(interfaceName).join(", ") || UNKNOWN;
 }
 
-const ROLES = { COUNTED: "counts", TRYING: "is trying", NOT_COUNTED: "does not count" };
+const ROLES = { COUNTED: "counts", TRYING: "is trying", NOT_COUNTED: "not counted" };
 const DECIDED = { NONE: "none", BOUND_DEVICE: "bound device", ROUTE: "route", PACKETS: "packets" };
 const SOCKET_COLUMNS = ["From", "To", "Protocol", "State", "For the answer", "Leaves through",
                         "Decided by", "Owner of the source address", "Route", "Packets",
@@ -111,7 +108,8 @@ function interfacePanel(details) {
     addressesText(row.addresses),
     addressesText(routes.get(row.ordinal) ?? []),
   ];
-  return section("Interfaces", tableOf("Interfaces of the host", INTERFACE_COLUMNS, interfaces, texts));
+  const table = tableOf("Interfaces of the host", INTERFACE_COLUMNS, interfaces, texts);
+  return section("Interfaces", table);
 }
 
 const FACTS = { MARK: "The marks of sockets", ROUTE: "The system's routes", PACKETS: "Packets",
@@ -152,7 +150,8 @@ function inputTexts({ input, processes }) {
     ...blankedText(input.blanked),
     ...(input.mainTag === "" ? [] : [`The walk starts at ${visible(input.mainTag)}.`]),
     ...input.queries.map(({ selectorTag, outcome, reason }) =>
-      withReason(`The engine was asked for the choice of ${visible(selectorTag)}: ${outcome}`, reason)),
+      withReason(`The engine was asked for the choice of ${visible(selectorTag)}: ${outcome}`,
+                 reason)),
     ...input.resolvedNames.map(({ name, address, source }) =>
       `${visible(address)} stands for ${visible(name)}, as ${SOURCES[source]} says.`),
     ...(input.listeningAt === "" ? [] : [`The engine listens at ${visible(input.listeningAt)}.`]),

@@ -5,6 +5,7 @@ import { LINE_HEIGHT } from "./lines.mjs";
 
 const TEXT_X = 12;
 const FIRST_LINE = 23;
+const TITLE = "The way of the traffic; the text below says the same";
 
 function drawBox(box) {
   const classes = ["box", box.kind, box.role && `role-${box.role}`, box.isDown && "is-down"];
@@ -56,7 +57,7 @@ export function drawPicture(model, width) {
     width: layout.width,
     height: layout.height,
   });
-  picture.append(svg("title", { id: title }, "The way of the traffic; the text below says the same"));
+  picture.append(svg("title", { id: title }, TITLE));
   picture.append(...layout.edges.map(drawEdge), ...layout.boxes.map(drawBox));
   layout.headings.forEach(({ x, y, text }) =>
     picture.append(svg("text", { x, y, class: "heading" }, text)));

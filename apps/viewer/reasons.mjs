@@ -40,7 +40,8 @@ function leafReason({ tag, type }, status) {
       return say`the server of the outbound ${tag} is a name, not an address`;
     case "ENDPOINT_NOT_SINGLETON": return say`the outbound ${tag} has more than one port`;
     case "TRANSPORT_UNSUPPORTED":
-      return say`the outbound ${tag} of type ${type} runs over QUIC, whose sockets cannot be followed`;
+      return say`the outbound ${tag} of type ${type} runs over QUIC, whose sockets cannot be
+        followed`;
     case "TRANSPORT_UNKNOWN":
       return say`the type ${type} of the outbound ${tag}, or its transport, is not known`;
     default: return say`the endpoint has the status ${status}`;

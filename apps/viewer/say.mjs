@@ -7,8 +7,8 @@ function partsOf(value) {
   return value.map((part) => (typeof part === "string" ? { text: part } : part));
 }
 
-// A tag for templates: a value is a text of the snapshot, an array words of the page or parts. A line
-// end of the template is a blank.
+// A tag for templates: a value is a text of the snapshot, an array words of the page or parts. A
+// line end of the template is a blank.
 export function say(strings, ...values) {
   const parts = [];
   strings.forEach((string, i) => {

@@ -16,7 +16,8 @@ function wordsOf({ report, crossCheck }) {
 // Each word with its explanation, those that ask for something first.
 export function statusesOf(details, explain) {
   const statuses = wordsOf(details).map(({ key, word }) => {
-    const { question = "", meaning = "", usualCause = "", whatToDo = "" } = explain(key, word) ?? {};
+    const { question = "", meaning = "", usualCause = "", whatToDo = "" } =
+      explain(key, word) ?? {};
     const isNormal = whatToDo === "" || whatToDo.startsWith("Nothing");
     return { key, word, question, meaning, usualCause, whatToDo, isNormal };
   });

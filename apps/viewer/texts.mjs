@@ -1,5 +1,5 @@
-// How texts of a snapshot are shown. They may be hostile: invisible characters and those that change
-// the direction of writing become visible escapes, and long texts are cut.
+// How texts of a snapshot are shown. They may be hostile: invisible characters and those that
+// change the direction of writing become visible escapes, and long texts are cut.
 
 const MAX_SHOWN = 120;
 const MAX_MARKS = 2;

@@ -1,7 +1,7 @@
 // The picture as a list of sentences.
 import { groupBoxes, interfaceBoxes, stubText } from "./boxes.mjs";
 import { listed, say } from "./say.mjs";
-import { counted, endText, interfaceName, visible } from "./texts.mjs";
+import { counted, endText, interfaceName } from "./texts.mjs";
 
 const LED_ON = { SELECTOR: ["Its answer leads on."], DETOUR: ["Its detour leads on."] };
 
@@ -22,8 +22,13 @@ function endpointText({ address, port, name }) {
   return name === undefined ? say`Endpoint ${end}.` : say`Endpoint ${end}, in place of ${name}.`;
 }
 
+function foldText({ lines }) {
+  const text = lines.map((line) => line.text).join(": ").replace(/^\u2715 /, "");
+  return [{ text: text.endsWith(".") ? text : `${text}.` }];
+}
+
 function groupText(box, names) {
-  if (box.group === undefined) return [{ text: `${box.lines.map(({ text }) => text).join(": ")}.` }];
+  if (box.group === undefined) return foldText(box);
   const { group, lines } = box;
   const from = listed(group.sample.map((row) => endText(row.localAddress, row.localPort)));
   const more = group.count - group.sample.length;
@@ -49,7 +54,7 @@ export function wayInWords(model) {
   boxes.forEach((box, i) => {
     const row = interfaces[i];
     if (row !== undefined) texts.push(interfaceText(row, box));
-    else texts.push([{ text: `${visible(box.lines.map(({ text }) => text).join(": "), 400)}.` }]);
+    else texts.push(foldText(box));
   });
   return texts;
 }

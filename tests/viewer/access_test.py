@@ -89,7 +89,8 @@ class AccessTest(PageTest):
                          [1, 1, 1])
         for picture in self.all(".picture"):
             self.assertEqual(picture.get_attribute("role"), "img")
-            self.assertEqual(picture.accessible_name, "The way of the traffic; the text below says the same")
+            self.assertEqual(picture.accessible_name,
+                             "The way of the traffic; the text below says the same")
         texts = [node.get_attribute("textContent") for node in self.all(".as-text li")]
         for expected in ["Outbound proxy of type selector. Its answer leads on.",
                          "Endpoint 198.51.100.10:443.",

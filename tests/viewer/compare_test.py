@@ -20,7 +20,8 @@ class CompareTest(PageTest):
         self.drop(("monday.json", AGREES), ("tuesday.json", DISAGREES))
         self.wait_for(lambda: len(self.all(".picture")) == 2)
         self.assertEqual([node.text for node in self.all(".answer")],
-                         ["Traffic leaves through wan0.", "Traffic leaves through tun3, not through wan0."])
+                         ["Traffic leaves through wan0.",
+                          "Traffic leaves through tun3, not through wan0."])
         tops = [node.rect["y"] for node in self.all(".summary")]
         self.assertEqual(tops[0], tops[1])
         found = self.differences()

@@ -79,7 +79,7 @@ class HostileTest(PageTest):
             ("a\u00a0b\u2028c", "a[U+00A0]b[U+2028]c"),
             ("e\u0301\u0301\u0301\u0301", "e\u0301\u0301[U+0301][U+0301]"),
             # What people write stays.
-            ("\u05e9\u05dc\u05d5\u05dd \u6771\u4eac \u2708\ufe0f", "\u05e9\u05dc\u05d5\u05dd \u6771\u4eac \u2708\ufe0f"),
+            ("\u05e9\u05dc \u6771\u4eac \u2708\ufe0f", "\u05e9\u05dc \u6771\u4eac \u2708\ufe0f"),
         ]
         for name, shown in cases:
             with self.subTest(name=name.encode("unicode_escape")):
@@ -127,8 +127,9 @@ class PolicyTest(PageTest):
         self.drop(("host.json", HOSTILE), ("two.json", DISAGREES))
         self.assertEqual(self.browser.get_log("browser"), [])
         policy = self.script("return document.querySelector('meta[http-equiv]').content")
-        self.assertRegex(policy, r"^default-src 'none'; script-src 'sha256-[\w+/=]+' 'wasm-unsafe-eval'; "
-                                 r"style-src 'sha256-[\w+/=]+'; img-src data:; connect-src 'none'; "
+        self.assertRegex(policy, r"^default-src 'none'; "
+                                 r"script-src 'sha256-[\w+/=]+' 'wasm-unsafe-eval'; style-src 'sha256-[\w+/=]+'; "
+                                 r"img-src data:; connect-src 'none'; "
                                  r"base-uri 'none'; form-action 'none'$")
         markup = self.script("return document.documentElement.outerHTML")
         self.assertNotIn(" style=", markup[:markup.index("<script")])
@@ -147,8 +148,10 @@ class PolicyTest(PageTest):
                      "`@import '${address}'`; document.head.append(s);",
             "link": "document.head.append(Object.assign(document.createElement('link'), "
                     "{rel: 'stylesheet', href: address}));",
-            "iframe": "document.body.append(Object.assign(document.createElement('iframe'), {src: address}));",
-            "script": "document.body.append(Object.assign(document.createElement('script'), {src: address}));",
+            "iframe": "document.body.append(Object.assign(document.createElement('iframe'), "
+                      "{src: address}));",
+            "script": "document.body.append(Object.assign(document.createElement('script'), "
+                      "{src: address}));",
             "form": "const f = Object.assign(document.createElement('form'), {action: address}); "
                     "document.body.append(f); f.submit();",
             "worker": "new Worker(window.URL.createObjectURL(new Blob([`fetch('${address}')`])));",

@@ -6,7 +6,7 @@ import { layoutOf } from "../../apps/viewer/layout.mjs";
 import { edgesOf, groupsOf, leavingThrough, modelOf } from "../../apps/viewer/model.mjs";
 import { TUN, WAN, WITHOUT_CHOICE, detailsOf, socket } from "./details.mjs";
 
-const explain = (key, word) => ({ meaning: `${key} is ${word}` });
+const explain = (key, word) => ({ meaning: `${key} is ${word}`, whatToDo: `see ${word}` });
 const model = (members) => modelOf(detailsOf(members), explain);
 
 test("sockets with the same evidence are one group, those that count first", () => {
@@ -59,7 +59,8 @@ test("interfaces have their roles, states and default routes", () => {
   assert.deepEqual(interfaces.map(({ role }) => role), ["other", "named", "leaves"]);
   assert.deepEqual(interfaces.map(({ state }) => state), ["up", "up", "down"]);
   assert.deepEqual(interfaces[1].routes, [{ family: 4, metric: 9 }]);
-  const trying = model({ crossCheck: { status: "TRYING", interface: TUN }, report: WITHOUT_CHOICE });
+  const trying = model({ crossCheck: { status: "TRYING", interface: TUN },
+                         report: WITHOUT_CHOICE });
   assert.equal(trying.interfaces[2].role, "attempts");
 });
 
@@ -75,7 +76,8 @@ test("the way stops with the status and its meaning", () => {
   const walk = model({ endpoint: { status: "DETOUR_CYCLE" },
                        way: { entered: [{ tag: "proxy", type: "t" }], soughtTag: "proxy" } });
   assert.deepEqual(walk.way.stop, { key: "activeEndpointStatus", word: "DETOUR_CYCLE",
-                                    meaning: "activeEndpointStatus is DETOUR_CYCLE" });
+                                    meaning: "activeEndpointStatus is DETOUR_CYCLE",
+                                    whatToDo: "see DETOUR_CYCLE" });
   assert.equal(walk.way.soughtTag, "proxy");
   assert.equal(walk.endpoint, undefined);
   const config = model({ endpoint: { status: "NOT_EVALUATED_CONFIG_UNAVAILABLE" },
@@ -107,7 +109,7 @@ test("long ways, many groups and many interfaces are folded", () => {
 
 test("every edge begins and ends at a box, at every width", () => {
   const drawn = model({ sockets: [socket({ leavesThrough: [TUN] }), socket()] });
-  for (const width of [280, 500, 699, 700, 1200]) {
+  for (const width of [280, 500, 759, 760, 1200]) {
     const { boxes, edges } = layoutOf(drawn, width);
     const tips = edges.filter(({ kind, tip }) => tip !== undefined && kind !== "way");
     assert.equal(tips.length, 3);

@@ -11,7 +11,8 @@ class PictureTest(PageTest):
     def lines(self, selector):
         """The lines of text of each element."""
         return self.script("return [...document.querySelectorAll(arguments[0])].map((node) => "
-                           "[...node.querySelectorAll('text')].map((line) => line.textContent))", selector)
+                           "[...node.querySelectorAll('text')].map((line) => line.textContent))",
+                           selector)
 
     def test_the_way_leads_from_the_main_outbound_to_the_interfaces(self):
         self.drop(("host.json", AGREES))
@@ -103,10 +104,11 @@ class PictureTest(PageTest):
             return found;""")
 
     def test_texts_stay_in_their_boxes_at_every_width(self):
-        long_tag = AGREES | {"mainTag": "\u6771\u4eac" * 30 + "WWWW" * 10, "config": AGREES["config"] | {
-            "outbounds": [AGREES["config"]["outbounds"][2] | {"tag": "\u6771\u4eac" * 30 + "WWWW" * 10}]}}
+        tag = "\u6771\u4eac" * 30 + "WWWW" * 10
+        leaf = AGREES["config"]["outbounds"][2] | {"tag": tag}
+        long_tag = AGREES | {"mainTag": tag, "config": AGREES["config"] | {"outbounds": [leaf]}}
         for snapshot in [DISAGREES, BROKEN, long_tag]:
-            for width in [320, 400, 640, 760, 1000, 1280, 1900]:
+            for width in [320, 400, 640, 840, 1000, 1280, 1900]:
                 with self.subTest(width=width):
                     self.set_size(width, 900)
                     self.drop(("host.json", snapshot))

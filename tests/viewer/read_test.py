@@ -56,7 +56,7 @@ class ReadTest(PageTest):
         rows = [[cell.text for cell in row.find_elements(By.XPATH, "*")]
                 for row in self.all("tbody")[0].find_elements(By.TAG_NAME, "tr")]
         self.assertEqual(rows[2], ["10.0.0.7:51010", "198.51.100.10:443", "UDP", "ESTABLISHED",
-                                   "does not count", "tun3", "route", "wan0", "tun3", "none seen",
+                                   "not counted", "tun3", "route", "wan0", "tun3", "none seen",
                                    "none", "0", "1000"])
         report = json.loads(self.text(".panels pre"))
         self.assertEqual(report["selectedInterfaceOrdinal"], 2)
@@ -117,7 +117,7 @@ class ReadTest(PageTest):
             (truncated, "this is not JSON: line 1, column 301: the text is cut off"),
             ([1], "this is JSON, but not an object"),
             ("", "the text is empty"),
-            ({"format": "egress-details"}, "these are details, which were diagnosed already"),
+            ({"format": "egress-details"}, "these are details; choose the snapshot"),
             ({"selectionStatus": "OK"}, "this is a report; choose the snapshot"),
         ]
         for content, expected in cases:

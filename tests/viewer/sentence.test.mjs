@@ -1,4 +1,4 @@
-// The answer for each result of the cross-check, each broken walk, and each status of the selection.
+// The answer for each result of the cross-check and each broken walk.
 import assert from "node:assert/strict";
 import { test } from "node:test";
 
@@ -53,7 +53,8 @@ const ROWS = [
       crossCheck: { status: "DISAGREES" },
       sockets: [socket(), socket({ leavesThrough: [TUN] })],
     },
-    want: ["contradiction", "Traffic leaves through wan0 and tun3, but only wan0 has its source address.",
+    want: ["contradiction",
+           "Traffic leaves through wan0 and tun3, but only wan0 has its source address.",
            `The source address of 2 TCP connections to ${E} belongs to wan0, but packets leave ` +
            "through wan0 and tun3 (the system's route leads there)."],
   },
@@ -211,5 +212,6 @@ test("a main outbound that is missing has none before it", () => {
 
 test("texts of the snapshot are told apart from those of the page", () => {
   const { headline } = sentenceFor(detailsOf());
-  assert.deepEqual(headline, [{ text: "Traffic leaves through " }, { data: "wan0" }, { text: "." }]);
+  assert.deepEqual(headline,
+                   [{ text: "Traffic leaves through " }, { data: "wan0" }, { text: "." }]);
 });

@@ -42,6 +42,7 @@ test("enumerations", () => {
 test("lines break at blanks, or anywhere, and lose nothing but blanks until they are cut", () => {
   const lines = (text, style, width) => wrapped({ text, style }, width).map((line) => line.text);
   assert.deepEqual(lines("one two three", "label", 8 * 6.6), ["one two", "three"]);
+  assert.deepEqual(lines("10.0.0.7:443", "data", 10 * 7.6), ["10.0.0.7:", "443"]);
   assert.deepEqual(lines("aaaaaaaaaa", "data", 4 * 7.6), ["aaaa", "aaaa", "aa"]);
   assert.deepEqual(lines("\u6771\u4EAC\u6771", "data", 4 * 7.6), ["\u6771\u4EAC", "\u6771"]);
   assert.deepEqual(lines("a".repeat(100), "data", 4 * 7.6), ["aaaa", "aaaa", "aaa\u2026"]);

@@ -3,8 +3,8 @@
 
 Usage: viewer_test.py PAGE EGRESS_REPORT FOLDER [TEST...]
 
-Pictures of the page are saved in FOLDER. Exit status: 0 passed, 1 failed, 77 the page, Chromium or selenium
-is missing."""
+Pictures of the page are saved in FOLDER. Exit status: 0 passed, 1 failed, 77 the page, Chromium or
+selenium is missing."""
 
 import sys
 import unittest
