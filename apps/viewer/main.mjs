@@ -15,6 +15,7 @@ import { visible } from "./texts.mjs";
 const find = (id) => document.getElementById(id);
 // Wide enough for three columns; the sheet scales it.
 const PAPER_WIDTH = 800;
+const LARGE = 1 << 20;
 const KINDS = { snapshot: "a snapshot", config: "a configuration", answers: "answers" };
 
 let engine;
@@ -157,7 +158,16 @@ function take(files, target = 0) {
   return problems.length === 0;
 }
 
+// Lets the browser show that it is at work on a large file.
+async function tellReading(list) {
+  const size = [...list].reduce((sum, file) => sum + file.size, 0);
+  if (size < LARGE) return;
+  tell("Reading\u2026");
+  await new Promise((done) => { setTimeout(done, 0); });
+}
+
 async function takeFiles(list, target) {
+  await tellReading(list);
   const files = await Promise.all([...list].map(async (file) =>
     ({ name: file.name, bytes: new Uint8Array(await file.arrayBuffer()) })));
   if (files.length > 0 && take(files, target)) document.querySelector(".answer").focus();
