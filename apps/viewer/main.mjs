@@ -159,16 +159,17 @@ function take(files, target = 0) {
 }
 
 // Lets the browser show that it is at work on a large file.
-async function tellReading(list) {
-  const size = [...list].reduce((sum, file) => sum + file.size, 0);
+async function tellReading(files) {
+  const size = files.reduce((sum, file) => sum + file.size, 0);
   if (size < LARGE) return;
   tell("Reading\u2026");
   await new Promise((done) => { setTimeout(done, 0); });
 }
 
 async function takeFiles(list, target) {
-  await tellReading(list);
-  const files = await Promise.all([...list].map(async (file) =>
+  const chosen = [...list];  // the list is empty after the event
+  await tellReading(chosen);
+  const files = await Promise.all(chosen.map(async (file) =>
     ({ name: file.name, bytes: new Uint8Array(await file.arrayBuffer()) })));
   if (files.length > 0 && take(files, target)) document.querySelector(".answer").focus();
 }
