@@ -5,6 +5,7 @@ import { element } from "./dom.mjs";
 import { differencesView } from "./differences.mjs";
 import { startEngine } from "./engine.mjs";
 import { describeFault } from "./faults.mjs";
+import { KINDS, isUsable, nextInputs, tooMany } from "./inputs.mjs";
 import { classify } from "./intake.mjs";
 import pictureStyle from "./picture.css";
 import { copy, pictureText, save } from "./saving.mjs";
@@ -16,7 +17,6 @@ const find = (id) => document.getElementById(id);
 // Wide enough for three columns; the sheet scales it.
 const PAPER_WIDTH = 800;
 const LARGE = 1 << 20;
-const KINDS = { snapshot: "a snapshot", config: "a configuration", answers: "answers" };
 
 let engine;
 let cases = [];
@@ -67,11 +67,16 @@ function actionsFor(shown) {
   };
 }
 
+function distinctNames() {
+  const names = cases.map(nameOf);
+  return names[0] === names[1] ? names.map((name, i) => `${name} (${i + 1})`) : names;
+}
+
 function show() {
   views = cases.map((shown) => viewOf(shown, engine, actionsFor(shown)));
   const isPair = cases.length === 2;
   const parts = views.map(({ summary }) => summary);
-  if (isPair) parts.push(differencesView(cases, cases.map(nameOf)));
+  if (isPair) parts.push(differencesView(cases, distinctNames()));
   parts.push(...views.map(({ panels }) => panels));
   find("result").replaceChildren(...parts);
   find("result").className = isPair ? "pair" : "single";
@@ -100,53 +105,16 @@ function tryCase(inputs) {
   }
 }
 
-// The inputs of each case after files of these kinds were added.
-function nextInputs(read, target) {
-  const snapshots = read.filter(({ kind }) => kind === "snapshot");
-  const texts = Object.fromEntries(read.filter(({ kind }) => kind !== "snapshot")
-    .map((file) => [file.kind, file]));
-  const kept = cases.map(({ inputs }) => inputs);
-  if (snapshots.length >= 2) {
-    return snapshots.slice(0, 2).map((snapshot) => ({ snapshot, ...texts }));
-  }
-  if (target === 1) return [kept[0], { snapshot: snapshots[0], ...texts }].map(withoutAbsent);
-  if (snapshots.length === 1) {
-    // A snapshot after a configuration or answers belongs to them; after a snapshot it is another.
-    const before = kept[0]?.snapshot === undefined ? kept[0] : {};
-    return [{ ...before, snapshot: snapshots[0], ...texts }];
-  }
-  return [{ ...kept[0], ...texts }, ...kept.slice(1)];
-}
-
-function withoutAbsent(inputs) {
-  return Object.fromEntries(Object.entries(inputs).filter(([, value]) => value !== undefined));
-}
-
-function tooMany(read) {
-  const problems = [];
-  for (const kind of ["config", "answers"]) {
-    read.filter((file) => file.kind === kind).slice(1).forEach(({ name }) =>
-      problems.push({ name, refusal: `only one file can be ${KINDS[kind]}; it was left out` }));
-  }
-  read.filter(({ kind }) => kind === "snapshot").slice(2).forEach(({ name }) =>
-    problems.push({ name, refusal: "two snapshots can be compared; it was left out" }));
-  const leftOut = new Set(problems.map(({ name }) => name));
-  return { problems, kept: read.filter(({ name }) => !leftOut.has(name)) };
-}
-
-function isUsable({ kind, refusal }, read) {
-  if (kind === undefined || refusal === undefined) return kind !== undefined;
-  return cases[0]?.inputs.snapshot !== undefined ||
-    read.some((file) => file.kind === "snapshot" && file.refusal === undefined);
-}
-
 // `target` 1: the file is what the first case is compared with.
 function take(files, target = 0) {
   const classified = files.map((file) => ({ ...file, ...classify(file, engine) }));
-  const { problems, kept } = tooMany(classified.filter((file) => isUsable(file, classified)));
+  const before = cases.map(({ inputs }) => inputs);
+  const usable = classified.filter((file) => isUsable(file, classified, before));
+  const problems = tooMany(usable);
+  const kept = usable.filter((file) => problems.every((problem) => problem.file !== file));
   problems.unshift(...classified.filter(({ refusal }) => refusal !== undefined));
   if (kept.length > 0) {
-    const results = nextInputs(kept, target).map(tryCase);
+    const results = nextInputs(before, kept, target).map(tryCase);
     problems.push(...results.flatMap(({ problem }) => problem ?? []));
     if (results.every(({ shown }) => shown !== undefined)) {
       cases = results.map(({ shown }) => shown);

@@ -139,6 +139,8 @@ class ReadTest(PageTest):
         self.assertEqual(len(self.all(".answer")), 2)
         self.assertIn("2.json: two snapshots can be compared; it was left out", self.text("#problems"))
         self.assertIn("d.json: only one file can be a configuration", self.text("#problems"))
+        self.drop(*[("same.json", AGREES)] * 3)
+        self.assertEqual(len(self.all(".answer")), 2)
 
     def test_a_page_that_egress_report_filled_shows_its_snapshot_at_once(self):
         if self.report_program is None:
