@@ -27,7 +27,7 @@ function stepBox(step) {
   if (step.hidden !== undefined) {
     return { kind: "fold", lines: [label(`and ${counted(step.hidden, "more outbound")}`)] };
   }
-  const lines = [strong(visible(step.tag)), label(visible(step.type))];
+  const lines = [strong(visible(step.tag)), data(visible(step.type))];
   return { kind: "outbound", lines, next: LED_ON[step.ledOnBy] };
 }
 

@@ -97,8 +97,9 @@ function wideStub(box) {
   const count = box.group.edges.length;
   const x = box.x + box.width;
   const y = portY(box, count, count + 1);
-  return [{ kind: "broken", path: `M${x} ${y}H${x + LABEL_GAP}`, label: text, labelX: x + 8,
-            labelY: y - 5, split: true, cross: { x: x + LABEL_GAP, y } }];
+  const end = x + LABEL_GAP + 16;
+  return [{ kind: "broken", path: `M${x} ${y}H${end}`, label: text, labelX: x + 8, labelY: y - 5,
+            split: true, cross: { x: end, y } }];
 }
 
 function wideFan(way, groups) {
@@ -150,7 +151,7 @@ function withEdgeLines(box, interfaces) {
   if (box.group === undefined) return box;
   const lines = box.group.edges.map(({ ordinal, label }) => {
     const name = interfaces.find((each) => each.ordinal === ordinal)?.lines[0].text ?? "";
-    return { text: `\u2192 ${name} ${label}`, style: "label" };
+    return { text: `\u2192 ${name} ${label}`, style: "data" };
   });
   const stub = stubText(box.group);
   if (stub !== "") lines.push({ text: `\u2715 ${stub}`, style: "label" });

@@ -203,7 +203,9 @@ function missingList(details) {
   const what = isSockets ? "the engine's sockets are not known" : "the interfaces are not known";
   if (reason === "not taken") {
     return {
-      ...unknown(say`this is the way to ${endpointText(details)}, without a host`),
+      tone: "unknown",
+      headline: say`The way leads to ${endpointText(details)}.`,
+      evidence: say`Without a host, it cannot be told through which interface.`,
       todo: say`Add a snapshot of the host (egress-report --save-snapshot).`,
     };
   }

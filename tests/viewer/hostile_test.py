@@ -74,6 +74,7 @@ class HostileTest(PageTest):
         cases = [
             ("wan\u202e0\u2066", "wan[U+202E]0[U+2066]"),
             ("a\u200bb\u00adc", "a[U+200B]b[U+00AD]c"),
+            ("a\ufff9b", "a[U+FFF9]b"),
             ("a\u0000\n\u001b[1m", "a[U+0000][U+000A][U+001B][1m"),
             ("\U000e0041x\u3164\u2800", "[U+E0041]x[U+3164][U+2800]"),
             ("a\u00a0b\u2028c", "a[U+00A0]b[U+2028]c"),

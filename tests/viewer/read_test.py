@@ -71,7 +71,7 @@ class ReadTest(PageTest):
                 self.open()
                 for files in drops:
                     self.drop(*files)
-                self.assertIn("this is the way to 198.51.100.10:443, without a host", self.answer())
+                self.assertEqual(self.answer(), "The way leads to 198.51.100.10:443.")
                 taken = self.text("#taken")
                 self.assertIn("c.json: read as a configuration", taken)
                 self.assertIn("json: read as answers", taken)

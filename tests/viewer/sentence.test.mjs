@@ -146,6 +146,14 @@ const ROWS = [
     want: ["unknown", "It cannot be told: the engine's sockets are not known: not permitted.", ""],
   },
   {
+    name: "a configuration without a host",
+    members: { report: { ...selection("NOT_EVALUATED_SOCKET_ENUM_FAILED"),
+                         socketSourcesStatus: "SOCKET_ENUM_FAILED" },
+               crossCheck: UNKNOWN, sockets: [], failures: { sockets: "not taken" } },
+    want: ["unknown", `The way leads to ${E}.`,
+           "Without a host, it cannot be told through which interface."],
+  },
+  {
     name: "several addresses",
     members: {
       doAddressesAgree: false,

@@ -12,6 +12,7 @@ test("what is not seen is escaped, and the rest stays", () => {
     ["\t\n\0\x7F\x9F", "[U+0009][U+000A][U+0000][U+007F][U+009F]"],
     ["\u202A\u202E\u2066\u2069\u200E", "[U+202A][U+202E][U+2066][U+2069][U+200E]"],
     ["\u{E0041}\u{10FFFF}\u{F0000}", "[U+E0041][U+10FFFF][U+F0000]"],
+    ["\uFFF9\u3164", "[U+FFF9][U+3164]"],
     ["\uD800x", "[U+D800]x"],
     ["\u0301e\u0301", "[U+0301]e\u0301"],
     ["\u2708\uFE0F\uFE0F", "\u2708\uFE0F[U+FE0F]"],
