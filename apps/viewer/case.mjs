@@ -63,5 +63,6 @@ export function viewOf(shown, engine, actions) {
                      label, answer.node, picture.node, save),
     panels: panelsOf(details, engine.explain, actions),
     redraw: picture.draw,
+    print: picture.print,
   };
 }

@@ -14,8 +14,6 @@ import { sentenceFor } from "./sentence.mjs";
 import { visible } from "./texts.mjs";
 
 const find = (id) => document.getElementById(id);
-// Wide enough for three columns; the sheet scales it.
-const PAPER_WIDTH = 800;
 const LARGE = 1 << 20;
 
 let engine;
@@ -179,8 +177,8 @@ function listen() {
     if (event.relatedTarget === null) document.body.classList.remove("dragging");
   });
   document.addEventListener("drop", onDrop);
-  window.addEventListener("beforeprint", () => views.forEach(({ redraw }) => redraw(PAPER_WIDTH)));
-  window.addEventListener("afterprint", () => views.forEach(({ redraw }) => redraw()));
+  window.addEventListener("beforeprint", () => views.forEach(({ print }) => print(true)));
+  window.addEventListener("afterprint", () => views.forEach(({ print }) => print(false)));
   document.addEventListener("paste", onPaste);
 }
 

@@ -5,6 +5,8 @@ import { LINE_HEIGHT } from "./lines.mjs";
 
 const TEXT_X = 12;
 const FIRST_LINE = 23;
+// Wide enough for three columns; the sheet scales it.
+const PAPER_WIDTH = 800;
 const TITLE = "The way of the traffic; the text below says the same";
 
 function drawBox(box) {
@@ -71,11 +73,18 @@ export function pictureOf(model, words) {
   const text = element("details", { class: "as-text" },
                        element("summary", {}, "The way as text"), list);
   let drawn = 0;
-  function draw(width = Math.floor(place.clientWidth)) {
+  let isPrinting = false;
+  function draw() {
+    const isPaper = isPrinting || matchMedia("print").matches;
+    const width = isPaper ? PAPER_WIDTH : Math.floor(place.clientWidth);
     if (width === 0 || width === drawn) return;
     drawn = width;
     place.replaceChildren(drawPicture(model, width));
   }
-  new ResizeObserver(() => draw()).observe(place);
-  return { node: element("figure", {}, place, text), draw };
+  function print(isBegun) {
+    isPrinting = isBegun;
+    draw();
+  }
+  new ResizeObserver(draw).observe(place);
+  return { node: element("figure", {}, place, text), draw, print };
 }

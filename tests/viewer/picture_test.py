@@ -144,6 +144,12 @@ class PictureTest(PageTest):
                               " of(document.querySelector('.answer')).color,"
                               " of(document.querySelector('.role-leaves rect')).stroke]")
         self.assertEqual(colours, ["rgb(255, 255, 255)", "rgb(0, 0, 0)", "rgb(0, 0, 0)"])
+        width = "return document.querySelector('.picture').getAttribute('width')"
+        self.wait_for(lambda: self.script(width) == "800")
+        self.emulate()
+        self.wait_for(lambda: self.script(width) != "800")
+        self.script("window.dispatchEvent(new Event('beforeprint'))")
+        self.assertEqual(self.script(width), "800")
         paper = self.browser.execute_cdp_cmd("Page.printToPDF", {"printBackground": False})
         pdf = base64.b64decode(paper["data"])
         self.assertLess(len(re.findall(rb"/Type\s*/Page\b", pdf)), 6)
