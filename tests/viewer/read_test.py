@@ -100,6 +100,7 @@ class ReadTest(PageTest):
              "line 2, column 28: this is not true, false or null"),
             ('{"a": "\u00e9" 1}', "line 1, column 12: a comma or the closing bracket is missing"),
             ('{"a": [,]}', "line 1, column 8: a value is missing"),
+            ('{"a": [,], "b" 1}', "line 1, column 8: a value is missing"),
             ('{"a": /* 1}', "line 1, column 7: a value is missing"),
             ('{"a": 1', "line 1, column 8: the text is cut off"),
         ]
