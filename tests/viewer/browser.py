@@ -100,12 +100,9 @@ class PageTest(unittest.TestCase):
 
     def shoot(self, name):
         """Saves a picture of the whole page."""
-        if self.shots is None:
-            return
         height = self.script("return document.documentElement.scrollHeight")
         width = self.script("return window.innerWidth")
         self.set_size(width, min(height, 12000))
         self.script("return new Promise((done) => requestAnimationFrame(() =>"
                     " requestAnimationFrame(done)))")
-        self.shots.mkdir(parents=True, exist_ok=True)
         self.browser.save_screenshot(str(self.shots / f"{name}.png"))

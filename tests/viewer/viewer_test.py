@@ -32,6 +32,7 @@ def main(page, program, shots, *tests):
             skip(f"'{path}' does not exist; install chromium-driver, and see scripts/wasm for the page")
     browser.PageTest.page = Path(page)
     browser.PageTest.shots = Path(shots)
+    browser.PageTest.shots.mkdir(parents=True, exist_ok=True)
     browser.PageTest.report_program = program if Path(program).exists() else None
     suite = unittest.defaultTestLoader.loadTestsFromNames(tests or SUITES)
     result = unittest.TextTestRunner(verbosity=1).run(suite)
