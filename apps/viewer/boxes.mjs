@@ -1,4 +1,5 @@
 // The boxes of the picture: their lines of text, without places.
+import { isSameAddress } from "./addresses.mjs";
 import { counted, endText, interfaceName, numberText, visible } from "./texts.mjs";
 
 const LED_ON = { SELECTOR: "answer", DETOUR: "detour" };
@@ -63,7 +64,7 @@ function groupBox(group, endpoint) {
   }
   const more = group.count - group.sample.length;
   if (more > 0) lines.push(label(`and ${numberText(more)} more`));
-  if (endpoint !== undefined && group.remoteAddress !== endpoint.address) {
+  if (endpoint !== undefined && !isSameAddress(group.remoteAddress, endpoint.address)) {
     lines.push(label("to"), data(endText(group.remoteAddress, group.remotePort)));
   }
   return { kind: "group", role: group.role, lines, group };

@@ -1,6 +1,8 @@
 // What is drawn and told of details: the way, groups of sockets, interfaces, and the edges between
 // them. No text is cut or escaped here.
 
+import { socketsToEndpoint } from "./addresses.mjs";
+
 const MAX_STEPS = 12;
 const MAX_GROUPS = 6;
 const MAX_INTERFACES = 8;
@@ -120,17 +122,25 @@ function interfaceRows(details) {
   return [...rows.values()];
 }
 
-// The interfaces that the traffic leaves through, by the strongest evidence that there is.
-export function leavingThrough(details) {
-  const { report, crossCheck, sockets } = details;
+// The interfaces that the traffic to the endpoint's address leaves through, by the strongest
+// evidence that there is.
+export function leavingFor(details) {
+  const { report, crossCheck } = details;
   if (crossCheck.interface !== undefined) return [crossCheck.interface.ordinal];
   const strong = new Set();
-  for (const socket of sockets) {
+  for (const socket of socketsToEndpoint(details)) {
     if (socket.role === "COUNTED") ordinals(socket.leavesThrough).forEach((o) => strong.add(o));
   }
   if (strong.size > 0) return [...strong].sort((a, b) => a - b);
   if (crossCheck.status !== "UNKNOWN" || report.selectedInterfaceOrdinal === null) return [];
   return [report.selectedInterfaceOrdinal];
+}
+
+// With the other addresses of its name, if they differ.
+export function leavingThrough(details) {
+  if (details.doAddressesAgree) return leavingFor(details);
+  const others = details.otherAddresses.flatMap((row) => row.interface?.ordinal ?? []);
+  return [...new Set([...leavingFor(details), ...others])].sort((a, b) => a - b);
 }
 
 function roleOf(ordinal, details, leaving) {

@@ -1,5 +1,6 @@
 // The answer: a headline, the evidence, and what to do. Each is a list of parts; see say.mjs.
-import { leavingThrough } from "./model.mjs";
+import { socketsToEndpoint } from "./addresses.mjs";
+import { leavingFor, leavingThrough } from "./model.mjs";
 import { endpointReason } from "./reasons.mjs";
 import { listed, say } from "./say.mjs";
 import { counted, endText, interfaceName } from "./texts.mjs";
@@ -15,7 +16,7 @@ function endpointText({ endpoint }) {
 
 // The sockets that the answer is about, and a phrase for them.
 function subjectOf(details, role) {
-  const sockets = details.sockets.filter((socket) => socket.role === role);
+  const sockets = socketsToEndpoint(details).filter((socket) => socket.role === role);
   const tcp = sockets.filter(({ protocol }) => protocol === "TCP").length;
   const udp = sockets.length - tcp;
   const kinds = [];
@@ -130,7 +131,7 @@ function trying(details) {
 }
 
 function noSocket(details) {
-  const others = details.sockets.length;
+  const others = socketsToEndpoint(details).length;
   const count = others === 0
     ? ""
     : `; ${counted(others, "other socket")} to it ${others === 1 ? "does" : "do"} not count`;
@@ -185,7 +186,7 @@ function severalAddresses(details) {
   const rows = details.otherAddresses.map(({ address, interface: named }) =>
     say`${address} through ${named === undefined ? nowhere : [{ data: interfaceName(named) }]}`);
   const joined = rows.flatMap((parts, i) => (i === 0 ? parts : [{ text: ", " }, ...parts]));
-  const first = leavingThrough(details);
+  const first = leavingFor(details);
   const through = first.length > 0 ? namesOf(details, first) : nowhere;
   return {
     tone: "contradiction",

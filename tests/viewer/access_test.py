@@ -100,6 +100,12 @@ class AccessTest(PageTest):
                          "metric 50; 10.8.0.2."]:
             self.assertIn(expected, texts)
 
+    def test_the_page_is_printed_by_its_button(self):
+        self.drop(("host.json", AGREES))
+        self.script("window.print = () => { window.isPrinted = true; };")
+        self.all("#print")[0].send_keys(Keys.ENTER)
+        self.assertTrue(self.script("return window.isPrinted"))
+
     def test_the_answer_and_a_problem_are_announced(self):
         self.assertEqual(self.all("#status")[0].get_attribute("aria-live"), "polite")
         self.assertEqual(self.all("#problems")[0].get_attribute("role"), "alert")

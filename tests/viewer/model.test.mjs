@@ -2,6 +2,7 @@
 import assert from "node:assert/strict";
 import { test } from "node:test";
 
+import { groupBoxes } from "../../apps/viewer/boxes.mjs";
 import { layoutOf } from "../../apps/viewer/layout.mjs";
 import { edgesOf, groupsOf, leavingThrough, modelOf } from "../../apps/viewer/model.mjs";
 import { TUN, WAN, WITHOUT_CHOICE, detailsOf, socket } from "./details.mjs";
@@ -49,6 +50,24 @@ test("the interface of the traffic is the one of the strongest evidence", () => 
        sockets: [socket({ role: "NOT_COUNTED" })] }, []],
   ];
   for (const [members, want] of rows) assert.deepEqual(leavingThrough(detailsOf(members)), want);
+});
+
+test("the interfaces of other addresses count if they differ", () => {
+  const members = {
+    otherAddresses: [{ address: "198.51.100.11", interface: TUN }],
+    sockets: [socket(), socket({ remoteAddress: "198.51.100.11", leavesThrough: [TUN] })],
+    crossCheck: { status: "SEVERAL" },
+  };
+  assert.deepEqual(leavingThrough(detailsOf(members)), [2]);
+  assert.deepEqual(leavingThrough(detailsOf({ ...members, doAddressesAgree: false })), [2, 3]);
+});
+
+test("a box says where its sockets go if that is not the endpoint", () => {
+  const endpoint = { status: "OK", address: "[2001:db8::1]", port: 443 };
+  const texts = (remoteAddress) => groupBoxes(model({ endpoint,
+    sockets: [socket({ remoteAddress })] }))[0].lines.map(({ text }) => text);
+  assert.ok(!texts("2001:db8:0::1").includes("to"));
+  assert.deepEqual(texts("2001:db8::2").slice(-2), ["to", "[2001:db8::2]:443"]);
 });
 
 test("interfaces have their roles, states and default routes", () => {

@@ -38,6 +38,19 @@ const ROWS = [
            "belongs to it, too."],
   },
   {
+    name: "AGREES, also for another address of the server",
+    members: {
+      endpoint: { status: "OK", address: "[2001:db8::1]", port: 443 },
+      otherAddresses: [{ address: "2001:DB8:0::2", selectionStatus: "OK",
+                         crossCheckStatus: "AGREES", interface: WAN }],
+      sockets: [socket({ remoteAddress: "2001:db8::1" }),
+                socket({ remoteAddress: "2001:db8::2" })],
+    },
+    want: ["known", "Traffic leaves through wan0.",
+           "1 TCP connection to [2001:db8::1]:443 leaves through it (the system's route leads " +
+           "there); its source address belongs to it, too."],
+  },
+  {
     name: "DISAGREES",
     members: {
       crossCheck: { status: "DISAGREES", interface: TUN },
