@@ -125,6 +125,6 @@ install(
 
 # In one folder, because they refer to each other.
 set(docs compatibility.md egress-report.md fleet.md host-contract.md security.md status-words.md
-         support-desk.md troubleshooting.md details.schema.json report.schema.json snapshot.schema.json)
+         support-desk.md troubleshooting.md viewer.md details.schema.json report.schema.json snapshot.schema.json)
 list(TRANSFORM docs PREPEND ${PROJECT_SOURCE_DIR}/docs/)
 install(FILES ${docs} DESTINATION ${CMAKE_INSTALL_DOCDIR})

@@ -70,7 +70,7 @@ FILES = {
         share/doc/egress/host-contract.md share/doc/egress/report.schema.json
         share/doc/egress/security.md share/doc/egress/snapshot.schema.json
         share/doc/egress/status-words.md share/doc/egress/support-desk.md
-        share/doc/egress/troubleshooting.md""".split(),
+        share/doc/egress/troubleshooting.md share/doc/egress/viewer.md""".split(),
     "egress-snapshot": """
         include/egress_snapshot/anonymize.h include/egress_snapshot/blank_config.h
         include/egress_snapshot/cross_check.h include/egress_snapshot/details_json.h
