@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <optional>
 
-#include "egress/json/json_fault.h"
+#include "egress_snapshot/blank_config.h"
 #include "egress_snapshot/json_writer.h"
 
 namespace egress::snapshot {
@@ -20,6 +20,8 @@ void writeFault(JsonWriter& writer, std::string_view text, const JsonFault& faul
   writer.scalar(position.line);
   writer.member("column");
   writer.scalar(position.column);
+  writer.member("message");
+  writer.scalar(phraseOf(fault.kind));
   writer.close('}');
 }
 
@@ -32,6 +34,23 @@ TextPosition positionOf(std::string_view text, std::size_t offset) noexcept {
   return {.line = lineEnds + 1, .column = before.size() - lineStart + 1};
 }
 
+const char* phraseOf(JsonFaultKind kind) noexcept {
+  using enum JsonFaultKind;
+  switch (kind) {
+    case END_OF_TEXT: return "the text is cut off";
+    case NO_VALUE: return "a value is missing";
+    case BAD_LITERAL: return "this is not true, false or null";
+    case BAD_NUMBER: return "a digit is missing";
+    case BAD_ESCAPE: return "this is not an escape of a string";
+    case NO_KEY: return "a key in double quotes is missing";
+    case NO_COLON: return "a colon is missing";
+    case NO_COMMA: return "a comma or the closing bracket is missing";
+    case TOO_DEEP: return "the values are nested too deep";
+    case BYTES_AFTER_ROOT: break;
+  }
+  return "there is more text after the end";
+}
+
 std::string jsonFaultToJson(std::string_view text) {
   std::string json;
   JsonWriter writer([&json](std::string_view part) { json += part; });
@@ -42,6 +61,12 @@ std::string jsonFaultToJson(std::string_view text) {
   }
   writer.finish();
   return json;
+}
+
+std::string configFaultToJson(std::string_view configText) {
+  std::string blanked(configText);
+  static_cast<void>(blankNonJson(blanked));
+  return jsonFaultToJson(blanked);
 }
 
 }  // namespace egress::snapshot

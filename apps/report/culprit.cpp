@@ -18,23 +18,6 @@
 namespace egress::report {
 namespace {
 
-const char* phraseOf(JsonFaultKind kind) {
-  using enum JsonFaultKind;
-  switch (kind) {
-    case END_OF_TEXT: return "the text is cut off";
-    case NO_VALUE: return "a value is missing";
-    case BAD_LITERAL: return "this is not true, false or null";
-    case BAD_NUMBER: return "a digit is missing";
-    case BAD_ESCAPE: return "this is not an escape of a string";
-    case NO_KEY: return "a key in double quotes is missing";
-    case NO_COLON: return "a colon is missing";
-    case NO_COMMA: return "a comma or the closing bracket is missing";
-    case TOO_DEEP: return "the values are nested too deep";
-    case BYTES_AFTER_ROOT: break;
-  }
-  return "there is more text after the end";
-}
-
 Culprit configCulprit(const Finding& finding) {
   switch (finding.diagnosis().configStatus) {
     case ConfigStatus::OK: break;  // not a culprit
@@ -263,7 +246,7 @@ std::string faultOf(std::string_view configText) {
   if (!fault) return {};
   const auto [line, column] = snapshot::positionOf(configText, fault->offset);
   return "line " + std::to_string(line) + ", column " + std::to_string(column) + ": " +
-         phraseOf(fault->kind);
+         snapshot::phraseOf(fault->kind);
 }
 
 }  // namespace egress::report
