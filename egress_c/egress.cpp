@@ -100,3 +100,8 @@ const egress_result* egress_explain(const char* word, size_t length) {
 const egress_result* egress_find_json_fault(const char* text, size_t length) {
   return resultOf([=] { return done(egress::snapshot::jsonFaultToJson(textOf(text, length))); });
 }
+
+const egress_result* egress_find_config_fault(const char* config, size_t length) {
+  return resultOf(
+      [=] { return done(egress::snapshot::configFaultToJson(textOf(config, length))); });
+}

@@ -99,8 +99,11 @@ EGRESS_C_EXPORT const egress_result* egress_explain(const char* word, size_t len
 
 /* Where a JSON text breaks off: null if it does not, otherwise an object of `kind` (for example
  * "NO_COMMA"), `offset` (of the faulty byte, from 0), `line` and `column` (both from 1; the column
- * counts bytes). */
+ * counts bytes) and `message` (what is wrong there, in words). */
 EGRESS_C_EXPORT const egress_result* egress_find_json_fault(const char* text, size_t length);
+
+/* The same for a configuration, in which comments and trailing commas are ignored. */
+EGRESS_C_EXPORT const egress_result* egress_find_config_fault(const char* config, size_t length);
 
 #ifdef __cplusplus
 }

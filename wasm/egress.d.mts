@@ -76,9 +76,12 @@ export interface Egress {
   /**
    * Where a JSON text breaks off: null if it does not, otherwise an object of `kind` (for example
    * "NO_COMMA"), `offset` (of the faulty byte, from 0), `line` and `column` (both from 1; the
-   * column counts bytes).
+   * column counts bytes) and `message` (what is wrong there, in words).
    */
   findJsonFault(text: Text): string;
+
+  /** The same for a configuration, in which comments and trailing commas are ignored. */
+  findConfigFault(config: Text): string;
 }
 
 /**

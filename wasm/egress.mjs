@@ -108,5 +108,6 @@ export async function load(source = new URL("egress.wasm", import.meta.url)) {
     anonymize: (snapshot) => call("egress_anonymize", snapshot),
     explain: (word) => call("egress_explain", word),
     findJsonFault: (text) => call("egress_find_json_fault", text),
+    findConfigFault: (config) => call("egress_find_config_fault", config),
   };
 }

@@ -1,10 +1,6 @@
 // The module, and what it says as values. It takes a text once for each question.
 import { load } from "../../wasm/egress.mjs";
 
-function findFault(egress, bytes) {
-  return JSON.parse(egress.findJsonFault(bytes));
-}
-
 export async function startEngine(bytes) {
   const egress = await load(bytes);
   const words = new Map();
@@ -19,7 +15,8 @@ export async function startEngine(bytes) {
     diagnose: (snapshot) => JSON.parse(egress.diagnoseInDetail(snapshot)),
     anonymize: (snapshot) => egress.anonymize(snapshot),
     readConfig: (config, answers) => JSON.parse(egress.readConfig(config, answers)),
-    findFault: (text) => findFault(egress, text),
+    findFault: (text) => JSON.parse(egress.findJsonFault(text)),
+    findConfigFault: (config) => JSON.parse(egress.findConfigFault(config)),
     // What a word of a member of the report means; undefined if the member never has it.
     explain: (key, word) => explanations(word).find((entry) => entry.key === key),
   };

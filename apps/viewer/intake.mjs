@@ -51,9 +51,8 @@ function looksLikeSnapshot(bytes) {
 function classifyOther(bytes, engine) {
   const snapshot = engine.readConfig(bytes, "");
   if (snapshot.config.configStatus !== "JSON_PARSE_FAILED") return { kind: "config" };
-  const fault = describeFault(bytes, engine.findFault, true);
   return { kind: "config", refusal: "this is not JSON",
-           fault: fault ?? describeFault(bytes, engine.findFault) };
+           fault: describeFault(bytes, engine.findConfigFault(bytes)) };
 }
 
 // Gives a `kind`, with answers their `text` by tag, or a `refusal` and perhaps its `fault`. Both:

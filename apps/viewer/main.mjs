@@ -97,7 +97,7 @@ function tryCase(inputs) {
   } catch (error) {
     const { snapshot, answers, config } = inputs;
     const source = snapshot ?? answers ?? config;
-    const fault = snapshot && describeFault(snapshot.bytes, engine.findFault);
+    const fault = snapshot && describeFault(snapshot.bytes, engine.findFault(snapshot.bytes));
     const refusal = fault ? "this is not JSON" : error.message;
     return { problem: { name: source.name, refusal, fault: fault ?? undefined } };
   }

@@ -124,6 +124,12 @@ TEST(EgressC, AFaultOfAJsonTextIsFound) {
   }
 }
 
+TEST(EgressC, AFaultOfAConfigurationIsFound) {
+  for (const std::string_view text : {"{} // a comment", "{\n// a comment\n1", ""}) {
+    expectText(egress_find_config_fault, text, snapshot::configFaultToJson(text));
+  }
+}
+
 TEST(EgressC, ATextMayHoldZeroBytes) {
   using namespace std::string_view_literals;
   expectText(egress_find_json_fault, "\0"sv, snapshot::jsonFaultToJson("\0"sv));

@@ -86,9 +86,13 @@ Violation checkCText(std::string_view text) {
       compare("egress_explain", OwnedResult(egress_explain(text.data(), text.size())),
               {.text = snapshot::explanationsToJson(text)});
   if (!violation.empty()) return violation;
-  return compare("egress_find_json_fault",
-                 OwnedResult(egress_find_json_fault(text.data(), text.size())),
-                 {.text = snapshot::jsonFaultToJson(text)});
+  violation = compare("egress_find_json_fault",
+                      OwnedResult(egress_find_json_fault(text.data(), text.size())),
+                      {.text = snapshot::jsonFaultToJson(text)});
+  if (!violation.empty()) return violation;
+  return compare("egress_find_config_fault",
+                 OwnedResult(egress_find_config_fault(text.data(), text.size())),
+                 {.text = snapshot::configFaultToJson(text)});
 }
 
 }  // namespace egress::test

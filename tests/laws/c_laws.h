@@ -16,7 +16,7 @@ Violation checkCSnapshot(std::string_view text);
 // Any texts as a configuration and answers. A snapshot of them has a report.
 Violation checkCConfig(std::string_view config, std::string_view answers);
 
-// Any text as a word, and as JSON.
+// Any text as a word, as JSON, and as a configuration that may be faulty.
 Violation checkCText(std::string_view text);
 
 }  // namespace egress::test

@@ -63,6 +63,10 @@ TEST(CMemory, TheOtherFunctionsReturnTheStatus) {
   constexpr std::string_view kFaulty = R"(["a text that is longer than a short string",)";
   const auto findFault = [&] { return egress_find_json_fault(kFaulty.data(), kFaulty.size()); };
   EXPECT_GT(failEachAllocationOf(findFault), 3U);
+  const auto findConfigFault = [&] {
+    return egress_find_config_fault(kFaulty.data(), kFaulty.size());
+  };
+  EXPECT_GT(failEachAllocationOf(findConfigFault), 4U);
   const auto makeResult = [] { return egress_result_new(EGRESS_OK, "text", 4); };
   EXPECT_EQ(failEachAllocationOf(makeResult), 1U);
 }

@@ -49,7 +49,7 @@ test("what is not a text is an error of its type", () => {
   const message = "a text must be a string or a Uint8Array, not object";
   for (const text of [{}, [], null, new ArrayBuffer(2)]) {
     for (const name of ["diagnose", "diagnoseInDetail", "anonymize", "explain", "findJsonFault",
-                        "readConfig"]) {
+                        "findConfigFault", "readConfig"]) {
       assert.throws(() => egress[name](text), { name: "TypeError", message });
     }
     assert.throws(() => egress.readConfig("{}", text), { name: "TypeError", message });

@@ -68,7 +68,16 @@ test("explain knows the words", () => {
 test("findJsonFault counts bytes", () => {
   assert.equal(egress.findJsonFault("{}"), "null");
   assert.deepEqual(JSON.parse(egress.findJsonFault('{\n"é": 1 2}')),
-                   { kind: "NO_COMMA", offset: 10, line: 2, column: 9 });
+                   { kind: "NO_COMMA", offset: 10, line: 2, column: 9,
+                     message: "a comma or the closing bracket is missing" });
+});
+
+test("findConfigFault ignores comments and trailing commas", () => {
+  assert.equal(egress.findConfigFault(CONFIG), "null");
+  assert.notEqual(egress.findJsonFault(CONFIG), "null");
+  assert.deepEqual(JSON.parse(egress.findConfigFault("{ // a comment\n1}")),
+                   { kind: "NO_KEY", offset: 15, line: 2, column: 1,
+                     message: "a key in double quotes is missing" });
 });
 
 test("a text may be given as bytes", () => {

@@ -16,7 +16,7 @@ import "./errors.mjs";
 const MAX_COMPRESSED_BYTES = 150_000;
 const FUNCTIONS = [
   "result_status", "result_text", "result_length", "result_free", "version", "read_config",
-  "diagnose", "diagnose_in_detail", "anonymize", "explain", "find_json_fault",
+  "diagnose", "diagnose_in_detail", "anonymize", "explain", "find_json_fault", "find_config_fault",
 ].map((name) => `egress_${name}`);
 
 test("the package holds what it says, and is as the sources are", () => {

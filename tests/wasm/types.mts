@@ -19,6 +19,7 @@ for (const text of texts) {
     egress.anonymize(text),
     egress.explain(text),
     egress.findJsonFault(text),
+    egress.findConfigFault(text),
   ];
   console.log(results);
 }
