@@ -41,10 +41,10 @@ std::string reportOf(const HostSnapshot& record) {
   return snapshot::reportToJson(writeReport(diagnose(record)));
 }
 
-std::string detailsOf(const HostSnapshot& snapshot) {
-  std::vector<snapshot::AddressFinding> findings = diagnoseAddresses(snapshot);
-  crossCheckAddresses(snapshot, findings);
-  return detailsToJson(snapshot, findings);
+std::string detailsOf(const HostSnapshot& record) {
+  std::vector<snapshot::AddressFinding> findings = diagnoseAddresses(record);
+  crossCheckAddresses(record, findings);
+  return detailsToJson(record, findings, snapshot::JsonLayout::ONE_LINE);
 }
 
 // The record without private data, or why there is none.

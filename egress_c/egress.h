@@ -81,8 +81,9 @@ EGRESS_C_EXPORT const egress_result* egress_read_config(const char* config, size
 /* The report of a snapshot. EGRESS_REFUSED: it is not a snapshot. */
 EGRESS_C_EXPORT const egress_result* egress_diagnose(const char* snapshot, size_t length);
 
-/* The details of a snapshot: the report, what is behind it, and the cross-check with what the
- * system says about the same sockets. EGRESS_REFUSED: it is not a snapshot. */
+/* The details of a snapshot, without line ends, because they may be large: the report, what is
+ * behind it, and the cross-check with what the system says about the same sockets. EGRESS_REFUSED:
+ * it is not a snapshot. */
 EGRESS_C_EXPORT const egress_result* egress_diagnose_in_detail(const char* snapshot, size_t length);
 
 /* The snapshot without private data; it gives the same report. EGRESS_REFUSED: it is not a

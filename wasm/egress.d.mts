@@ -50,8 +50,8 @@ export interface Egress {
   diagnose(snapshot: Text): string;
 
   /**
-   * The details of a snapshot: the report, what is behind it, and the cross-check with what the
-   * system says about the same sockets.
+   * The details of a snapshot, without line ends: the report, what is behind it, and the
+   * cross-check with what the system says about the same sockets.
    *
    * @throws EgressError if it is not a snapshot.
    */

@@ -51,7 +51,7 @@ void expectText(TextFunction* function, std::string_view text, std::string_view 
 std::string detailsOf(const HostSnapshot& record) {
   std::vector<snapshot::AddressFinding> findings = diagnoseAddresses(record);
   crossCheckAddresses(record, findings);
-  return detailsToJson(record, findings);
+  return detailsToJson(record, findings, snapshot::JsonLayout::ONE_LINE);
 }
 
 TEST(EgressC, TheVersionIsThatOfTheProject) {

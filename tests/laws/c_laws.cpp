@@ -41,7 +41,7 @@ Wanted wantedOf(const Result<Value>& read, Write write) {
 std::string detailsOf(const HostSnapshot& record) {
   std::vector<snapshot::AddressFinding> findings = diagnoseAddresses(record);
   crossCheckAddresses(record, findings);
-  return detailsToJson(record, findings);
+  return detailsToJson(record, findings, snapshot::JsonLayout::ONE_LINE);
 }
 
 Violation compare(std::string_view function, const OwnedResult& result, const Wanted& wanted) {

@@ -58,7 +58,7 @@ std::string member(std::string_view name, std::string_view text) {
 std::string detailsOf(const HostSnapshot& record) {
   std::vector<snapshot::AddressFinding> findings = diagnoseAddresses(record);
   crossCheckAddresses(record, findings);
-  return detailsToJson(record, findings);
+  return detailsToJson(record, findings, snapshot::JsonLayout::ONE_LINE);
 }
 
 std::string anonymousTextOf(const HostSnapshot& record) {
