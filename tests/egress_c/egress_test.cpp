@@ -54,6 +54,15 @@ std::string detailsOf(const HostSnapshot& record) {
   return detailsToJson(record, findings, snapshot::JsonLayout::ONE_LINE);
 }
 
+// Programs in other languages have the numbers.
+TEST(EgressC, TheStatusesHaveTheirNumbers) {
+  EXPECT_EQ(EGRESS_OK, 0);
+  EXPECT_EQ(EGRESS_REFUSED, 1);
+  EXPECT_EQ(EGRESS_NO_MEMORY, 2);
+  EXPECT_EQ(EGRESS_FAILED, 3);
+  EXPECT_EQ(EGRESS_NO_PROCESS, 4);
+}
+
 TEST(EgressC, TheVersionIsThatOfTheProject) {
   expectResult(OwnedResult(egress_version()), EGRESS_OK, kVersion);
 }

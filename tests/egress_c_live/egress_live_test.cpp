@@ -1,13 +1,19 @@
 #include "egress_c_live/egress_live.h"
 
+#include <algorithm>
+#include <cstdint>
 #include <fstream>
+#include <netinet/in.h>
 #include <string>
 #include <string_view>
+#include <sys/socket.h>
 #include <unistd.h>
+#include <variant>
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include "egress_live/linux/descriptor.h"
 #include "egress_live/take_snapshot.h"
 #include "egress_snapshot/snapshot_json.h"
 #include "tests/egress_c/owned_result.h"
@@ -57,6 +63,8 @@ void expectTaken(const Json& taken, const Json& base, std::uint32_t id) {
   const Json wanted = Json::parse(snapshotToJson(snapshot));
   EXPECT_EQ(taken["adapters"], wanted["adapters"]);
   EXPECT_EQ(taken["routes"], wanted["routes"]);
+  EXPECT_EQ(taken["sockets"], wanted["sockets"]);
+  EXPECT_EQ(taken["missingFacts"], wanted["missingFacts"]);
 }
 
 TEST_F(EgressCLive, TakesTheListsOfThisMachineForAProcessWithAnId) {
@@ -70,6 +78,48 @@ TEST_F(EgressCLive, TakesTheListsOfThisMachineForProcessesWithAName) {
   const OwnedResult result = takeOfName(base, "egress-c-live-");
   ASSERT_EQ(result.status(), static_cast<egress_status>(EGRESS_OK)) << result.text();
   expectTaken(Json::parse(result.text()), Json::parse(base), self);
+}
+
+// A connection of this process to itself.
+struct Connection {
+  live::Descriptor listener{socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)};
+  live::Descriptor client{socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)};
+  std::uint16_t port = 0;
+
+  Connection() {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    auto* const generic = static_cast<sockaddr*>(static_cast<void*>(&address));
+    socklen_t size = sizeof(address);
+    const bool isConnected = bind(listener.number(), generic, size) == 0 &&
+                             listen(listener.number(), 1) == 0 &&
+                             getsockname(listener.number(), generic, &size) == 0 &&
+                             connect(client.number(), generic, size) == 0;
+    if (isConnected) port = ntohs(address.sin_port);
+  }
+};
+
+TEST_F(EgressCLive, LooksUpTheRoutesOfTheSocketsToTheEndpoint) {
+  const Connection connection;
+  if (connection.port == 0) GTEST_SKIP() << "there is no loopback interface";
+  HostSnapshot engine;
+  engine.config.configStatus = ConfigStatus::OK;
+  engine.config.outbounds = {snapshot::makeOutbound("proxy", "trojan", "127.0.0.1")};
+  engine.config.outbounds.front().ports = {connection.port};
+  const OwnedResult result = takeOfProcess(snapshotToJson(engine), self);
+  ASSERT_EQ(result.status(), static_cast<egress_status>(EGRESS_OK)) << result.text();
+  const Json taken = Json::parse(result.text());
+  Json toEndpoint = Json::array();
+  for (const Json& row : taken["sockets"]["rows"]) {
+    if (row["remotePort"] == connection.port) toEndpoint.push_back(row);
+  }
+  ASSERT_EQ(toEndpoint.size(), 1U) << result.text();
+  const auto& adapters = taken["adapters"]["rows"];
+  const auto loopback =
+      std::ranges::find(adapters, "lo", [](const Json& row) { return row["name"]; });
+  ASSERT_NE(loopback, adapters.end());
+  EXPECT_EQ(toEndpoint[0]["routeInterfaceIndex"], (*loopback)["interfaceIndex"]);
 }
 
 TEST_F(EgressCLive, SaysThatThereIsNoProcess) {

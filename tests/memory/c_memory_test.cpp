@@ -12,6 +12,7 @@
 #include "tests/egress_c/owned_result.h"
 #include "tests/egress_snapshot/detailed_snapshot.h"
 #include "tests/memory/fail_each_allocation.h"
+#include "tests/memory/failing_allocations.h"
 
 #ifdef EGRESS_HAS_C_LIVE
 #include <unistd.h>
@@ -44,6 +45,14 @@ TEST(CMemory, EveryFunctionOfASnapshotReturnsTheStatus) {
     const auto refuse = [&] { return function(text.data(), text.size() - 1); };
     EXPECT_GT(failEachAllocationOf(refuse, EGRESS_REFUSED), 10U);
   }
+}
+
+TEST(CMemory, AFreedResultLeavesNothing) {
+  const std::ptrdiff_t before = allocationsAlive();
+  const egress_result* const result = egress_version();
+  EXPECT_GT(allocationsAlive(), before);
+  egress_result_free(result);
+  EXPECT_EQ(allocationsAlive(), before);
 }
 
 TEST(CMemory, ReadingAConfigurationReturnsTheStatus) {
