@@ -109,10 +109,8 @@ if(EGRESS_BUILD_REPORT)
   egress_install_program(egress-report)
   egress_install_pages("${report_pages}")
   # Where egress-report looks for it.
-  if(EXISTS "${EGRESS_VIEWER_PAGE}")
-    install(FILES ${EGRESS_VIEWER_PAGE} DESTINATION ${CMAKE_INSTALL_BINDIR}/../share/egress
-            RENAME egress-viewer.html)
-  endif()
+  install(FILES ${EGRESS_VIEWER_PAGE} DESTINATION ${CMAKE_INSTALL_BINDIR}/../share/egress
+          RENAME egress-viewer.html OPTIONAL)
 endif()
 
 write_basic_package_version_file(egressConfigVersion.cmake COMPATIBILITY SameMajorVersion)

@@ -134,7 +134,8 @@ void addFileOptions(CLI::App& app, Options& options, RawOptions& raw) {
              "names, tags and interface indexes in it are replaced; '-' writes it instead of the\n"
              "report")
           ->type_name("FILE");
-  app.add_flag("--not-anonymized", options.isPagePrivate, "Replace nothing in the page of --html")
+  app.add_flag("--not-anonymized", options.pageHasPrivateData,
+               "Replace nothing in the page of --html")
       ->needs(html);
   app.add_option("--prometheus", options.metricsPath,
                  "Also write metrics to a file, for the textfile collector of Prometheus' node\n"
@@ -156,7 +157,8 @@ void addLookOptions(CLI::App& app, RawOptions& raw) {
       ->type_name("SECONDS")
       ->excludes(snapshot)
       ->excludes(app.get_option("--snapshots-from"));
-  app.add_flag("--udp", raw.udp, "Count UDP sockets to the endpoint, too");
+  app.add_flag("--udp", raw.udp, "Count UDP sockets to the endpoint, too")
+      ->excludes(app.get_option("--html"));  // the page counts TCP sockets only
   addRepeatable(
       app, "--resolve", raw.resolve,
       "ADDRESS stands for the server NAME; repeatable. 'system' asks the system's resolver")

@@ -36,16 +36,15 @@ void printProcesses(const live::ProcessChoice& choice, const HostSnapshot& snaps
   for (const snapshot::Process& process : snapshot.processes) printError(processText(process));
 }
 
-void write(const HostSnapshot& snapshot, bool anonymize, const snapshot::TextSink& sink) {
-  if (!anonymize) {
-    writeSnapshot(snapshot, sink);
-    return;
-  }
-  const snapshot::Result<HostSnapshot> result = anonymized(snapshot);
+// Empty if nothing anonymous is asked for. Before the first byte is written: it may be refused.
+std::optional<HostSnapshot> anonymousSnapshot(const Options& options,
+                                              const HostSnapshot& snapshot) {
+  if (!options.anonymize && (!options.htmlPath || options.pageHasPrivateData)) return std::nullopt;
+  snapshot::Result<HostSnapshot> result = anonymized(snapshot);
   if (const auto* const refusal = std::get_if<snapshot::Refusal>(&result)) {
     throw CannotRun("cannot anonymize: " + toString(*refusal));
   }
-  writeSnapshot(std::get<HostSnapshot>(result), sink);
+  return std::get<HostSnapshot>(std::move(result));
 }
 
 // A file with a snapshot, which contains addresses.
@@ -118,15 +117,13 @@ int diagnoseOnce(const Options& options) {
   if (options.output == Output::REPORT || options.output == Output::DETAILS || !printsReport) {
     printNotes(options, finding);
   }
+  const std::optional<HostSnapshot> anonymous = anonymousSnapshot(options, finding.snapshot);
   const auto writeSaved = [&](const SavedFile::Sink& sink) {
-    write(finding.snapshot, options.anonymize, sink);
+    writeSnapshot(options.anonymize ? *anonymous : finding.snapshot, sink);
     sink("\n");
   };
   const auto writePage = [&](const SavedFile::Sink& sink) {
-    const auto writeContent = [&](const snapshot::TextSink& content) {
-      write(finding.snapshot, !options.isPagePrivate, content);
-    };
-    writeHtmlPage(emptyPage, writeContent, sink);
+    writeHtmlPage(emptyPage, options.pageHasPrivateData ? finding.snapshot : *anonymous, sink);
   };
   if (saved) saved->save(writeSaved);
   if (page) page->save(writePage);

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <string_view>
 #include <system_error>
 
 #include "apps/report/files.h"
@@ -32,8 +33,9 @@ std::filesystem::path pageFile() {
     std::error_code error;
     if (std::filesystem::exists(file, error)) return file;
   }
-  throw CannotRun("--html: '" + installed.string() +
-                  "' does not exist: the page was not installed with this program");
+  throw CannotRun(
+      "--html: '" + installed.string() +
+      "' does not exist: scripts/wasm builds the page; install it, or copy it beside this program");
 }
 
 }  // namespace
@@ -50,11 +52,10 @@ HtmlPage readHtmlPage() {
   return {.before = text.substr(0, place), .after = text.substr(place)};
 }
 
-void writeHtmlPage(const HtmlPage& page,
-                   const std::function<void(const snapshot::TextSink&)>& write,
+void writeHtmlPage(const HtmlPage& page, const snapshot::HostSnapshot& snapshot,
                    const snapshot::TextSink& sink) {
   sink(page.before);
-  write([&sink](std::string_view json) {
+  writeSnapshot(snapshot, [&sink](std::string_view json) {
     // "</script>" and "<!--" would end the element or change how it is read. JSON has "<" only in
     // strings, where it may be escaped.
     for (std::size_t start = 0; start < json.size();) {

@@ -1,10 +1,9 @@
 #ifndef EGRESS_REPORT_HTML_PAGE_H
 #define EGRESS_REPORT_HTML_PAGE_H
 
-#include <functional>
 #include <string>
-#include <string_view>
 
+#include "egress_snapshot/host_snapshot.h"
 #include "egress_snapshot/snapshot_json.h"
 
 namespace egress::report {
@@ -19,9 +18,7 @@ struct HtmlPage {
 // folder, or egress-viewer.html in its folder. Throws CannotRun if there is none.
 [[nodiscard]] HtmlPage readHtmlPage();
 
-// Writes the page with a snapshot, whose JSON `write` passes on in parts.
-void writeHtmlPage(const HtmlPage& page,
-                   const std::function<void(const snapshot::TextSink&)>& write,
+void writeHtmlPage(const HtmlPage& page, const snapshot::HostSnapshot& snapshot,
                    const snapshot::TextSink& sink);
 
 }  // namespace egress::report

@@ -49,8 +49,8 @@ struct Options {
   std::optional<std::uint32_t> observeSeconds;
   std::optional<std::uint32_t> watchSeconds;  // between two rounds; none: diagnose once
   snapshot::CountedSockets counted = snapshot::CountedSockets::TCP;
-  bool anonymize = false;      // the saved snapshot
-  bool isPagePrivate = false;  // not anonymized
+  bool anonymize = false;           // the saved snapshot
+  bool pageHasPrivateData = false;  // that of --html is not anonymized
   Output output = Output::TEXT;
 };
 

@@ -94,8 +94,8 @@ class HtmlTest(ProgramTest):
 
     def test_a_page_that_is_not_installed_is_an_error(self):
         self.page.unlink()
-        self.assert_refused(f"--html: '{self.page}' does not exist: the page was not installed with this "
-                            "program")
+        self.assert_refused(f"--html: '{self.page}' does not exist: scripts/wasm builds the page; install it, "
+                            "or copy it beside this program")
 
     def test_a_page_without_the_element_is_an_error(self):
         self.install(self.page, BEFORE + "{}" + AFTER)
@@ -119,8 +119,12 @@ class HtmlTest(ProgramTest):
              "--save-snapshot and --html: only one of them can write '-'"),
             (["--html", self.target, "--snapshot", given, "--snapshot", given],
              "--html: shows only one snapshot"),
-            (["--not-anonymized", "--snapshot", given], "--not-anonymized requires --html; see egress-report --help"),
-            (["--html", self.target, "--watch", "--pid", "1"], "--html excludes --watch; see egress-report --help"),
+            (["--not-anonymized", "--snapshot", given],
+             "--not-anonymized requires --html; see egress-report --help"),
+            (["--html", self.target, "--watch", "--pid", "1"],
+             "--html excludes --watch; see egress-report --help"),
+            (["--html", self.target, "--udp", "--snapshot", given],
+             "--html excludes --udp; see egress-report --help"),
         ]
         for arguments, message in rows:
             with self.subTest(message):
