@@ -1,5 +1,5 @@
 # For find_package. It always brings egress::egress and egress::selfcheck. Each component brings the target of
-# its name, and those below it.
+# its name, and those that it links.
 
 set(egress_targets egress)
 set(egress_below_snapshot "")

@@ -13,8 +13,8 @@
  *   text. A text that is handed over is only read, and never kept.
  * - Functions that return a result never return null. The caller owns the result, and frees it with
  *   egress_result_free.
- * - Every function may be called by any number of threads at once. There is no global state, and
- *   none of a thread.
+ * - Every function may be called by any number of threads at once. Calls share
+ *   nothing but tables that never change, which are made at first use; nothing belongs to a thread.
  * - No exception leaves a function, and none ends the program: exhausted memory is a status. */
 
 /* Users of the shared library on Windows import its functions; its own build exports them. */
@@ -50,8 +50,8 @@ typedef struct egress_result egress_result;
 EGRESS_C_EXPORT egress_status egress_result_status(const egress_result* result);
 
 /* The text, of egress_result_length() bytes and a zero byte after them. It lives as long as the
- * result. With EGRESS_OK it is JSON, of egress_version() the version; otherwise one line in words
- * for people. */
+ * result. With EGRESS_OK it is JSON; that of egress_version is the version. With any other status
+ * it is one line in words for people. */
 EGRESS_C_EXPORT const char* egress_result_text(const egress_result* result);
 
 /* The length of the text in bytes, without the zero byte. */

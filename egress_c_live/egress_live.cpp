@@ -1,9 +1,12 @@
 #include "egress_c_live/egress_live.h"
 
+#include <algorithm>
+#include <iterator>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <variant>
+#include <vector>
 
 #include "egress_c/result_of.h"
 #include "egress_live/look_up_routes.h"
@@ -27,7 +30,11 @@ void replaceLists(HostSnapshot taken, HostSnapshot& snapshot) {
   snapshot.routes = std::move(taken.routes);
   snapshot.sockets = std::move(taken.sockets);
   snapshot.observedSeconds = taken.observedSeconds;
-  snapshot.missingFacts = std::move(taken.missingFacts);
+  // That a name has no address is no fact of a socket.
+  std::erase_if(snapshot.missingFacts, [](const snapshot::MissingFact& missing) {
+    return missing.fact != snapshot::FactKind::ADDRESS;
+  });
+  std::ranges::move(taken.missingFacts, std::back_inserter(snapshot.missingFacts));
 }
 
 Outcome take(std::string_view text, const live::ProcessChoice& choice) {

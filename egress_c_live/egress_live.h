@@ -23,8 +23,10 @@ extern "C" {
 #endif
 
 /* A snapshot with the adapters and default routes of this machine, the sockets of the engine, and
- * the system's routes for those to the endpoint. Everything else, also `program` in `origin`, is
- * that of `snapshot`, for example one of egress_read_config.
+ * the system's routes for those to the endpoint. It replaces all that `snapshot`, for example one
+ * of egress_read_config, says of a host: `processes`, `listeningAt`, `adapters`, `routes`,
+ * `sockets`, `observedSeconds`, the facts that are missing of sockets, and in `origin` `time` and
+ * `system`. The rest is that of `snapshot`.
  *
  * The engine is the process with this ID, or are the processes with this name, all of one user. A
  * name is chosen by whoever starts a process: look at `processes`. To see sockets, the caller has
@@ -32,7 +34,8 @@ extern "C" {
  * that cannot be taken has `enumFailed` and the reason.
  *
  * EGRESS_NO_PROCESS: there is none, it is in another network namespace, or they are of different
- * users. EGRESS_REFUSED: `snapshot` is not a snapshot. Reading takes 30 s at most. */
+ * users. EGRESS_REFUSED: `snapshot` is not a snapshot. Reading /proc ends after
+ * 30 s, then the list of sockets has failed. */
 EGRESS_C_LIVE_EXPORT const egress_result* egress_take_snapshot_of_process(const char* snapshot,
                                                                           size_t snapshotLength,
                                                                           uint32_t processId);

@@ -4,8 +4,9 @@
  * report.schema.json and details.schema.json of the project.
  *
  * The functions work synchronously and keep nothing between two calls. They throw an EgressError
- * as each says, or if memory runs out; and a TypeError if a text is neither a string nor a
- * Uint8Array. After any error the object is as usable as before.
+ * as each says, or if the module's memory runs out; and a TypeError if a text is neither a string
+ * nor a Uint8Array. A RangeError of the host, whose own memory or stack ended, is passed on. After
+ * any error the object is as usable as before.
  */
 
 /** A text, or its bytes in UTF-8. It is only read. */
@@ -13,6 +14,8 @@ export type Text = string | Uint8Array;
 
 /** An input was refused, or memory ran out. */
 export class EgressError extends Error {
+  private constructor();
+
   readonly name: "EgressError";
 
   /** What was wrong and where, in one line in words for people. */
@@ -89,7 +92,7 @@ export interface Egress {
  *
  * @param source Where it is, its bytes, or the module as compiled before; egress.wasm beside this
  *   file if omitted.
- * @throws Error if it cannot be read or is not a module.
+ * @throws Error if it cannot be read or is not a module; RangeError if the host has no memory for it.
  */
 export function load(
   source?: URL | ArrayBuffer | Uint8Array | WebAssembly.Module,

@@ -5,20 +5,22 @@
 
 #include "egress_c/egress.h"
 
-/* Reads standard input. Returns null if memory runs out; the caller frees the text. */
+/* Reads standard input. Returns null if that fails or memory runs out; the caller frees the text. */
 static char* read_input(size_t* length) {
   size_t capacity = 1 << 16;
   char* text = malloc(capacity);
   *length = 0;
   while (text != NULL) {
     const size_t count = fread(text + *length, 1, capacity - *length, stdin);
-    if (count == 0) return text;
+    if (count == 0 && !ferror(stdin)) return text;
+    if (count == 0) break;
     *length += count;
     if (*length < capacity) continue;
     char* const larger = realloc(text, capacity *= 2);
-    if (larger == NULL) free(text);
+    if (larger == NULL) break;
     text = larger;
   }
+  free(text);
   return NULL;
 }
 
@@ -26,7 +28,7 @@ int main(void) {
   size_t length;
   char* const snapshot = read_input(&length);
   if (snapshot == NULL) {
-    fputs("report: out of memory\n", stderr);
+    perror("report: standard input");
     return 1;
   }
   const egress_result* const result = egress_diagnose(snapshot, length);
@@ -36,5 +38,7 @@ int main(void) {
   fwrite(egress_result_text(result), 1, egress_result_length(result), output);
   fputc('\n', output);
   egress_result_free(result);
-  return is_refused;
+  if (fflush(output) == 0) return is_refused;
+  perror("report: output");
+  return 1;
 }

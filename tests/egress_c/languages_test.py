@@ -88,12 +88,13 @@ class LanguagesTest(unittest.TestCase):
             with self.subTest(name):
                 self.assertLessEqual(len(file.read_text().splitlines()), LINES)
 
-    def test_the_header_is_c99_and_cpp(self):
-        for language, standard in [("c", "c99"), ("c++", "c++98")]:
-            with self.subTest(language):
-                self.need("cc")
-                self.build("cc", "-x", language, f"-std={standard}", *STRICT[1:], "-fsyntax-only",
-                           f"-I{SOURCE}", "-include", "egress_c/egress.h", "/dev/null")
+    def test_the_headers_are_c99_and_cpp(self):
+        self.need("cc")
+        for header in ["egress_c/egress.h", "egress_c_live/egress_live.h"]:
+            for language, standard in [("c", "c99"), ("c++", "c++98")]:
+                with self.subTest(header, language=language):
+                    self.build("cc", "-x", language, f"-std={standard}", *STRICT[1:], "-fsyntax-only",
+                               f"-I{SOURCE}", "-include", header, "/dev/null")
 
 
 if __name__ == "__main__":

@@ -28,10 +28,10 @@ export const installed = join(project, "node_modules/egress-diagnosis");
 
 rmSync(project, { recursive: true, force: true });
 mkdirSync(project, { recursive: true });
-writeFileSync(join(project, "package.json"), '{"private": true, "type": "module"}\n');
+writeFileSync(join(project, "package.json"), '{"type": "commonjs"}\n');
 execFileSync("npm", ["install", "--offline", "--no-audit", "--no-fund", "--no-update-notifier",
                      "--loglevel=error", archive], { cwd: project, stdio: "inherit" });
-writeFileSync(join(project, "use.js"), 'export * from "egress-diagnosis";\n');
+writeFileSync(join(project, "use.mjs"), 'export * from "egress-diagnosis";\n');
 
-export const { EgressError, load } = await import(pathToFileURL(join(project, "use.js")));
+export const { EgressError, load } = await import(pathToFileURL(join(project, "use.mjs")));
 export const moduleBytes = readFileSync(join(installed, "egress.wasm"));

@@ -59,13 +59,13 @@ test("the compressed module is small", () => {
 
 test("the example in README.md prints the report, or why there is none", () => {
   const [, example] = /```js\n(.*?)```/s.exec(readFileSync(join(installed, "README.md"), "utf8"));
-  writeFileSync(join(project, "example.js"), example);
+  writeFileSync(join(project, "report.mjs"), example);
   writeFileSync(join(project, "snapshot.json"), SNAPSHOT);
-  const { status, stdout } = run(process.execPath, ["example.js"]);
+  const { status, stdout } = run(process.execPath, ["report.mjs"]);
   assert.deepEqual([status, JSON.parse(stdout).selectionStatus], [0, "OK"]);
   writeFileSync(join(project, "snapshot.json"), "");
-  assert.equal(run(process.execPath, ["example.js"]).stderr,
-               "snapshot.json: the text is empty\n");
+  const refused = run(process.execPath, ["report.mjs"]);
+  assert.deepEqual([refused.status, refused.stderr], [1, "snapshot.json: the text is empty\n"]);
 });
 
 const compiler = fileURLToPath(new URL("node_modules/typescript/bin/tsc", import.meta.url));

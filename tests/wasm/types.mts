@@ -39,5 +39,7 @@ try {
 egress.diagnose({ format: "egress-snapshot" });
 // @ts-expect-error: a text is missing
 egress.explain();
+// @ts-expect-error: only the module makes errors
+new EgressError("text");
 // @ts-expect-error: there is no such function
 egress.parse("");
