@@ -4,14 +4,12 @@
 #include <string>
 #include <string_view>
 #include <variant>
-#include <vector>
 
 #include <gtest/gtest.h>
 
 #include "egress/core/write_report.h"
 #include "egress/version.h"
 #include "egress_snapshot/anonymize.h"
-#include "egress_snapshot/details_json.h"
 #include "egress_snapshot/diagnose_snapshot.h"
 #include "egress_snapshot/explanations_json.h"
 #include "egress_snapshot/json_fault_json.h"
@@ -20,6 +18,7 @@
 #include "egress_snapshot/snapshot_json.h"
 #include "tests/egress_c/owned_result.h"
 #include "tests/egress_snapshot/detailed_snapshot.h"
+#include "tests/egress_snapshot/details_text.h"
 #include "tests/support/exact_text.h"
 
 namespace egress::c {
@@ -48,12 +47,6 @@ void expectText(TextFunction* function, std::string_view text, std::string_view 
   expectResult(call(function, text), EGRESS_OK, wanted);
 }
 
-std::string detailsOf(const HostSnapshot& record) {
-  std::vector<snapshot::AddressFinding> findings = diagnoseAddresses(record);
-  crossCheckAddresses(record, findings);
-  return detailsToJson(record, findings, snapshot::JsonLayout::ONE_LINE);
-}
-
 // Programs in other languages have the numbers.
 TEST(EgressC, TheStatusesHaveTheirNumbers) {
   EXPECT_EQ(EGRESS_OK, 0);
@@ -76,7 +69,7 @@ TEST(EgressC, ASnapshotGivesTheReportOfTheLibrary) {
 
 TEST(EgressC, ASnapshotGivesTheDetailsOfTheLibrary) {
   for (const HostSnapshot& record : {snapshot::detailedSnapshot(), snapshot::namedSnapshot()}) {
-    expectText(egress_diagnose_in_detail, snapshotToJson(record), detailsOf(record));
+    expectText(egress_diagnose_in_detail, snapshotToJson(record), detailsTextOf(record));
   }
 }
 

@@ -2,12 +2,10 @@
 
 #include <string>
 #include <variant>
-#include <vector>
 
 #include "egress/core/write_report.h"
 #include "egress_c/egress.h"
 #include "egress_snapshot/anonymize.h"
-#include "egress_snapshot/details_json.h"
 #include "egress_snapshot/diagnose_snapshot.h"
 #include "egress_snapshot/explanations_json.h"
 #include "egress_snapshot/json_fault_json.h"
@@ -15,6 +13,7 @@
 #include "egress_snapshot/snapshot_from_texts.h"
 #include "egress_snapshot/snapshot_json.h"
 #include "tests/egress_c/owned_result.h"
+#include "tests/egress_snapshot/details_text.h"
 #include "tests/support/joined.h"
 
 namespace egress::test {
@@ -38,12 +37,6 @@ Wanted wantedOf(const Result<Value>& read, Write write) {
   return {.text = write(std::get<Value>(read))};
 }
 
-std::string detailsOf(const HostSnapshot& record) {
-  std::vector<snapshot::AddressFinding> findings = diagnoseAddresses(record);
-  crossCheckAddresses(record, findings);
-  return detailsToJson(record, findings, snapshot::JsonLayout::ONE_LINE);
-}
-
 Violation compare(std::string_view function, const OwnedResult& result, const Wanted& wanted) {
   if (result.status() == wanted.status && result.text() == wanted.text) return {};
   return joined({function, " gives status ", std::to_string(result.status()), " and\n",
@@ -63,7 +56,7 @@ Violation checkCSnapshot(std::string_view text) {
   if (!violation.empty()) return violation;
   violation = compare("egress_diagnose_in_detail",
                       OwnedResult(egress_diagnose_in_detail(text.data(), text.size())),
-                      wantedOf(read, detailsOf));
+                      wantedOf(read, snapshot::detailsTextOf));
   if (!violation.empty()) return violation;
   const auto* const record = std::get_if<HostSnapshot>(&read);
   const Result<HostSnapshot> anonymous = record == nullptr ? read : anonymized(*record);

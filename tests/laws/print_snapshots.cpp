@@ -16,15 +16,14 @@
 #include <string>
 #include <string_view>
 #include <variant>
-#include <vector>
 
 #include "egress/core/write_report.h"
 #include "egress_snapshot/anonymize.h"
 #include "egress_snapshot/base64.h"
-#include "egress_snapshot/details_json.h"
 #include "egress_snapshot/diagnose_snapshot.h"
 #include "egress_snapshot/report_json.h"
 #include "egress_snapshot/snapshot_json.h"
+#include "tests/egress_snapshot/details_text.h"
 #include "tests/laws/generated_snapshot.h"
 #include "tests/support/joined.h"
 
@@ -55,12 +54,6 @@ std::string member(std::string_view name, std::string_view text) {
   return joined({"\"", name, "\": \"", snapshot::base64Of(text), "\""});
 }
 
-std::string detailsOf(const HostSnapshot& record) {
-  std::vector<snapshot::AddressFinding> findings = diagnoseAddresses(record);
-  crossCheckAddresses(record, findings);
-  return detailsToJson(record, findings, snapshot::JsonLayout::ONE_LINE);
-}
-
 std::string anonymousTextOf(const HostSnapshot& record) {
   return snapshotToJson(std::get<HostSnapshot>(anonymized(record)));
 }
@@ -72,7 +65,7 @@ std::string resultsOf(std::string_view text) {
   }
   const auto& record = std::get<HostSnapshot>(read);
   return joined({member("report", snapshot::reportToJson(writeReport(diagnose(record)))), ", ",
-                 member("details", detailsOf(record)), ", ",
+                 member("details", detailsTextOf(record)), ", ",
                  member("anonymous", anonymousTextOf(record))});
 }
 

@@ -2,10 +2,7 @@
 
 #include <array>
 #include <cstddef>
-#include <functional>
-#include <latch>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -13,26 +10,12 @@
 
 #include "egress/core/diagnose_egress.h"
 #include "tests/memory/declared_lists.h"
+#include "tests/memory/in_all_threads.h"
 #include "tests/memory/large_input.h"
 #include "tests/support/record_equality.h"
 
 namespace egress::test {
 namespace {
-
-constexpr std::size_t kThreads = 8;
-
-// Runs `use` in all threads at the same time, with the number of the thread.
-void inAllThreads(const std::function<void(std::size_t)>& use) {
-  std::latch start(kThreads);
-  std::vector<std::thread> threads;
-  for (std::size_t number = 0; number < kThreads; ++number) {
-    threads.emplace_back([&start, &use, number] {
-      start.arrive_and_wait();
-      use(number);
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
-}
 
 // A list as seen by one thread.
 struct Observation {
