@@ -5,7 +5,8 @@
 
 #include "egress_c/egress.h"
 
-/* Reads standard input. Returns null if that fails or memory runs out; the caller frees the text. */
+/* Reads standard input. Returns null if that fails or memory runs out; the caller frees the text.
+ */
 static char* read_input(size_t* length) {
   size_t capacity = 1 << 16;
   char* text = malloc(capacity);
