@@ -1,6 +1,6 @@
 // Generates the record of a host from any bytes. It and its report must be read as they were
 // written. It must be refused when it is cut short, and lose all private data but keep its report
-// when it is anonymised. The laws of the cross-check hold for it.
+// when it is anonymized. The laws of the cross-check hold for it.
 
 #include <cstddef>
 

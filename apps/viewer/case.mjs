@@ -56,7 +56,7 @@ export function viewOf(shown, engine, actions) {
   const label = element("p", { class: "origin" }, element("bdi", { class: "data" }, nameOf(shown)),
                         origin === "" ? "" : ` \u00B7 ${origin}`);
   const save = element("p", { class: "actions" },
-                       button("Anonymise and save", actions.anonymize),
+                       button("Anonymize and save", actions.anonymize),
                        button("Save the picture", () => actions.savePicture(picture.node)));
   return {
     summary: element("article", { class: "summary", "aria-labelledby": answer.id },

@@ -49,7 +49,7 @@ function showTaken() {
 function anonymizeAndSave(shown) {
   try {
     save(`anonymized-${nameOf(shown).replace(/[^\w.-]+/g, "_")}`, engine.anonymize(shown.text));
-    tell("The anonymised snapshot was saved.");
+    tell("The anonymized snapshot was saved.");
   } catch (error) {
     showProblems([{ name: nameOf(shown), refusal: error.message }]);
   }

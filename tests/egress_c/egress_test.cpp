@@ -73,7 +73,7 @@ TEST(EgressC, ASnapshotGivesTheDetailsOfTheLibrary) {
   }
 }
 
-TEST(EgressC, ASnapshotIsAnonymised) {
+TEST(EgressC, ASnapshotIsAnonymized) {
   const HostSnapshot snapshot = snapshot::selectedSnapshot();
   expectText(egress_anonymize, snapshotToJson(snapshot),
              snapshotToJson(std::get<HostSnapshot>(anonymized(snapshot))));

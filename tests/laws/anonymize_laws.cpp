@@ -31,7 +31,7 @@ using snapshot::HostSnapshot;
 using snapshot::Refusal;
 using snapshot::Socket;
 
-// What anonymising replaces, in the order of the record.
+// What anonymizing replaces, in the order of the record.
 struct Replaced {
   std::vector<std::string> addresses;
   std::vector<std::string> tags;
@@ -247,7 +247,7 @@ Violation checkAnonymized(const HostSnapshot& record) {
   if (violation.empty()) violation = checkReplacements(record, anonymized);
   const auto again = snapshot::anonymized(anonymized);
   const bool isStable = std::get<HostSnapshot>(again) == anonymized;
-  if (violation.empty() && !isStable) violation = "anonymising again changed the record";
+  if (violation.empty() && !isStable) violation = "anonymizing again changed the record";
   return violation;
 }
 

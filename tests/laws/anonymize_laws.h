@@ -7,7 +7,7 @@
 
 namespace egress::test {
 
-// An anonymised record gives the same report, and stays the same when it is anonymised again.
+// An anonymized record gives the same report, and stays the same when it is anonymized again.
 // Replacements are equal where the originals are; an address stays in its network, indexes keep
 // their order, the outbounds and answers that the naive core uses stay, and all else is kept or
 // dropped as documented.

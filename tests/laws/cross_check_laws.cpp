@@ -96,11 +96,11 @@ Violation checkAnonymizedResult(const HostSnapshot& record, CrossCheck result,
                                 CountedSockets counted) {
   const auto anonymized = snapshot::anonymized(record);
   const auto* const other = std::get_if<HostSnapshot>(&anonymized);
-  if (other == nullptr) return "refused to anonymise the record";
+  if (other == nullptr) return "refused to anonymize the record";
   CrossCheck found = resultOf(*other, counted);
   toOrdinals(record, result);
   toOrdinals(*other, found);
-  return compare("of the anonymised record, with ordinals", describe(found), describe(result));
+  return compare("of the anonymized record, with ordinals", describe(found), describe(result));
 }
 
 Violation checkCounting(const HostSnapshot& record, CountedSockets counted, Choices& choices) {

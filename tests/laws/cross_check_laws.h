@@ -11,7 +11,7 @@ namespace egress::test {
 // - equals that of a second, simple implementation;
 // - does not depend on the order of the adapters' and the sockets' rows;
 // - names only interfaces that an adapter has and a fact of the socket names;
-// - of the anonymised record is the same, with interfaces of the same ordinals.
+// - of the anonymized record is the same, with interfaces of the same ordinals.
 Violation checkCrossCheck(const snapshot::HostSnapshot& record, Choices& choices);
 
 }  // namespace egress::test

@@ -31,11 +31,11 @@ using snapshot::SocketState;
 
 constexpr std::uint32_t kMaxUint32 = std::numeric_limits<std::uint32_t>::max();
 
-// Some look like the replacements of an anonymised record.
+// Some look like the replacements of an anonymized record.
 constexpr std::array kNames = {"eth0"sv, ""sv, "wlan0"sv, "if2"sv, "if1"sv, "e\u00e4\U0001f600"sv};
 constexpr std::array kTexts = {""sv,         "tag-2"sv, "host-1.example"sv,
                                "10.0.0.1"sv, "other"sv, "\"\\\n\x7f"sv};
-// Inside and beside each range that anonymising tells apart.
+// Inside and beside each range that anonymizing tells apart.
 constexpr std::array kAddresses = {"127.0.0.1"sv,
                                    "127.255.255.255"sv,
                                    "128.0.0.0"sv,

@@ -1,4 +1,4 @@
-// Writes and reads generated records and reports, anonymises records, and reads damaged texts.
+// Writes and reads generated records and reports, anonymizes records, and reads damaged texts.
 
 #include "tests/laws/snapshot_laws.h"
 

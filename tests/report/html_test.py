@@ -53,7 +53,7 @@ class HtmlTest(ProgramTest):
         self.assertEqual(result.error, f"egress-report: {message}\n")
         self.assertFalse(self.target.exists())
 
-    def test_the_page_has_the_anonymised_snapshot(self):
+    def test_the_page_has_the_anonymized_snapshot(self):
         result = self.show()
         self.assertEqual((result.status, result.error), (0, ""))
         self.assertEqual(result.report["selectionStatus"], "OK")
@@ -64,7 +64,7 @@ class HtmlTest(ProgramTest):
         self.show("--not-anonymized")
         self.assertEqual(self.snapshot_in(self.page_text()), self.saved())
 
-    def test_the_saved_snapshot_is_anonymised_on_its_own(self):
+    def test_the_saved_snapshot_is_anonymized_on_its_own(self):
         other = self.folder / "saved.json"
         self.show("--save-snapshot", other)
         self.assertEqual(other.read_text(), self.saved() + "\n")

@@ -67,7 +67,7 @@ class AccessTest(PageTest):
         for _ in range(20):
             self.press(Keys.TAB)
             reached.append(self.focused().text or self.focused().get_attribute("aria-label"))
-        for expected in ["The way as text", "Anonymise and save", "Copy the report"]:
+        for expected in ["The way as text", "Anonymize and save", "Copy the report"]:
             self.assertIn(expected, [text.split("\n")[0] for text in reached if text])
 
     def test_what_has_the_focus_is_outlined(self):

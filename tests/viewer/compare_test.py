@@ -63,9 +63,9 @@ class SaveTest(PageTest):
         self.wait_for(lambda: path.exists() and path.stat().st_size > 0)
         return path.read_text()
 
-    def test_an_anonymised_snapshot_is_saved(self):
+    def test_an_anonymized_snapshot_is_saved(self):
         self.drop(("host.json", DISAGREES))
-        saved = self.saved("Anonymise and save", "anonymized-host.json")
+        saved = self.saved("Anonymize and save", "anonymized-host.json")
         for secret in ["Tokyo", "wan0", "tun3", "10.0.0.7", "198.51.100.10", "51000"]:
             self.assertNotIn(secret, saved)
         report = self.text(".panels pre")
