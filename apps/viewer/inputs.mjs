@@ -1,24 +1,47 @@
 // The inputs of the cases: a snapshot, a configuration and answers, as far as they were read.
+import { listed, plain } from "./say.mjs";
+import { numberText, visible } from "./texts.mjs";
 
 export const KINDS = { snapshot: "a snapshot", config: "a configuration", answers: "answers" };
+const MAX_TAGS = 3;
 
-// A broken text is a configuration only beside a snapshot; see intake.mjs.
-export function isUsable({ kind, refusal }, read, before) {
-  if (kind === undefined || refusal === undefined) return kind !== undefined;
-  return before[0]?.snapshot !== undefined ||
-    read.some((file) => file.kind === "snapshot" && file.refusal === undefined);
+function selectorsText(tags) {
+  if (tags.length > MAX_TAGS) return `the answers of ${numberText(tags.length)} selectors`;
+  const names = plain(listed(tags.map((tag) => `\u201C${visible(tag)}\u201D`)));
+  return tags.length === 1 ? `the answer of the selector ${names}`
+    : `the answers of the selectors ${names}`;
 }
 
-// A problem for each file that is one too many of its kind.
-export function tooMany(files) {
+// What a file was read as.
+export function kindText({ kind, tags, refusal }) {
+  if (refusal !== undefined) return `${KINDS[kind]}, but it is not JSON`;
+  return kind === "answers" && tags.length > 0 ? selectorsText(tags) : KINDS[kind];
+}
+
+// A broken text is a configuration only if a snapshot came with it, so that it destroys no answer.
+export function isUsable({ kind, refusal }, read) {
+  if (kind === undefined || refusal === undefined) return kind !== undefined;
+  return read.some((file) => file.kind === "snapshot" && file.refusal === undefined);
+}
+
+function refused(files, refusalOf) {
+  return files.map((file) => ({ file, name: file.name, refusal: refusalOf(file) }));
+}
+
+// A problem for each file that is one too many of its kind, or that cannot be compared. `target` as
+// in nextInputs.
+export function unfit(files, target) {
   const ofKind = (kind) => files.filter((file) => file.kind === kind);
-  const single = ["config", "answers"].flatMap((kind) => ofKind(kind).slice(1));
+  const most = target === 1 ? 1 : 2;
+  if (target === 1 && ofKind("snapshot").length === 0) {
+    return refused(files, ({ kind }) =>
+      `this is ${KINDS[kind]}; choose the snapshot of the other host`);
+  }
   return [
-    ...single.map((file) => ({ file, name: file.name,
-                               refusal: `only one file can be ${KINDS[file.kind]}; ` +
-                                 "it was left out" })),
-    ...ofKind("snapshot").slice(2).map((file) =>
-      ({ file, name: file.name, refusal: "two snapshots can be compared; it was left out" })),
+    ...refused(["config", "answers"].flatMap((kind) => ofKind(kind).slice(1)), ({ kind }) =>
+      `only one file can be ${KINDS[kind]}; it was left out`),
+    ...refused(ofKind("snapshot").slice(most), () =>
+      "two snapshots can be compared; it was left out"),
   ];
 }
 
@@ -30,9 +53,11 @@ export function nextInputs(before, files, target) {
   const texts = Object.fromEntries(others.map((file) => [file.kind, file]));
   if (snapshots.length === 2) return snapshots.map((snapshot) => ({ snapshot, ...texts }));
   const [snapshot] = snapshots;
-  const read = snapshot === undefined ? texts : { snapshot, ...texts };
+  if (snapshot === undefined) {
+    return (before.length === 0 ? [{}] : before).map((inputs) => ({ ...inputs, ...texts }));
+  }
+  const read = { snapshot, ...texts };
   if (target === 1) return [before[0], read];
-  if (snapshot === undefined) return [{ ...before[0], ...texts }, ...before.slice(1)];
   // A snapshot after a configuration or answers belongs to them; after a snapshot it is another.
   return [before[0]?.snapshot === undefined ? { ...before[0], ...read } : read];
 }

@@ -18,11 +18,23 @@ function parsed(text) {
   }
 }
 
-function taggedAnswers(value, name) {
+// The answers by tag. A single one has the tag as its name, or in that of its file, to which
+// browsers may add a number. Null: nothing names its selector.
+function taggedAnswers(value, { name, isPasted }) {
   if (isObject(value.proxies)) return value.proxies;
   if (typeof value.now !== "string") return value;
-  const tag = typeof value.name === "string" ? value.name : name.replace(/\.json$/i, "");
-  return { [tag]: value };
+  if (typeof value.name === "string") return { [value.name]: value };
+  if (isPasted) return null;
+  return { [name.replace(/\.json$/i, "").replace(/ \(\d+\)$/, "")]: value };
+}
+
+function classifyAnswers(value, file) {
+  const answers = taggedAnswers(value, file);
+  if (answers === null) return { refusal: UNNAMED };
+  // A list of all outbounds has others than selectors, too.
+  const tags = Object.keys(answers)
+    .filter((tag) => answers === value || answers[tag]?.now !== undefined);
+  return { kind: "answers", tags, text: JSON.stringify(answers) };
 }
 
 function kindOfObject(value) {
@@ -42,12 +54,20 @@ const REFUSED = {
     "(egress-report --save-snapshot)",
 };
 
+const UNNAMED = "this answer does not name its selector; write it as {\"TAG\": ANSWER}, with the " +
+  "selector's tag, or give it as the file TAG.json";
+
+// A byte-order mark of UTF-16.
+function isUtf16([first, second]) {
+  return (first === 0xFF && second === 0xFE) || (first === 0xFE && second === 0xFF);
+}
+
 function looksLikeSnapshot(bytes) {
   return SNAPSHOT_START.test(new TextDecoder().decode(bytes.subarray(0, START_LENGTH)));
 }
 
-// Not JSON: a configuration may have comments and trailing commas, which the module ignores. Beside
-// a snapshot, a broken text can only be its configuration.
+// Not JSON: a configuration may have comments and trailing commas, which the module ignores. Dropped
+// with a snapshot, a broken text can only be its configuration.
 function classifyOther(bytes, engine) {
   const snapshot = engine.readConfig(bytes, "");
   if (snapshot.config.configStatus !== "JSON_PARSE_FAILED") return { kind: "config" };
@@ -55,9 +75,11 @@ function classifyOther(bytes, engine) {
            fault: describeFault(bytes, engine.findConfigFault(bytes)) };
 }
 
-// Gives a `kind`, with answers their `text` by tag, or a `refusal` and perhaps its `fault`. Both:
-// it is of that kind only if there is a snapshot.
-export function classify({ name, bytes }, engine) {
+// Gives a `kind`, with answers their `text` by tag and their `tags`, or a `refusal` and perhaps its
+// `fault`. Both: it is of that kind only if a snapshot came with it.
+export function classify(file, engine) {
+  const { bytes } = file;
+  if (isUtf16(bytes)) return { refusal: "this is UTF-16; save it as UTF-8" };
   if (looksLikeSnapshot(bytes)) return { kind: "snapshot" };
   const text = new TextDecoder().decode(bytes);
   if (text.trim() === "") return { refusal: "the text is empty" };
@@ -66,8 +88,7 @@ export function classify({ name, bytes }, engine) {
   if (!isObject(json.value)) return { refusal: "this is JSON, but not an object" };
   const kind = kindOfObject(json.value);
   if (kind in REFUSED) return { refusal: REFUSED[kind] };
-  if (kind !== "answers") return { kind };
-  return { kind, text: JSON.stringify(taggedAnswers(json.value, name)) };
+  return kind === "answers" ? classifyAnswers(json.value, file) : { kind };
 }
 
 // A snapshot with the configuration and the answers in place of its own.

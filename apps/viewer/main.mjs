@@ -5,7 +5,7 @@ import { element } from "./dom.mjs";
 import { differencesView } from "./differences.mjs";
 import { startEngine } from "./engine.mjs";
 import { describeFault } from "./faults.mjs";
-import { KINDS, isUsable, nextInputs, tooMany } from "./inputs.mjs";
+import { isUsable, kindText, nextInputs, unfit } from "./inputs.mjs";
 import { classify } from "./intake.mjs";
 import pictureStyle from "./picture.css";
 import { copy, pictureText, save } from "./saving.mjs";
@@ -39,10 +39,10 @@ function showProblems(problems) {
 }
 
 function showTaken() {
-  const rows = cases.flatMap(({ inputs }) => Object.entries(inputs));
-  find("taken").replaceChildren(...rows.map(([kind, { name }]) => {
-    const shown = element("bdi", { class: "data" }, visible(name));
-    return element("li", {}, shown, `: read as ${KINDS[kind]}`);
+  const files = new Set(cases.flatMap(({ inputs }) => Object.values(inputs)));
+  find("taken").replaceChildren(...[...files].map((file) => {
+    const name = element("bdi", { class: "data" }, visible(file.name));
+    return element("li", {}, name, `: read as ${kindText(file)}`);
   }));
 }
 
@@ -107,8 +107,8 @@ function tryCase(inputs) {
 function take(files, target = 0) {
   const classified = files.map((file) => ({ ...file, ...classify(file, engine) }));
   const before = cases.map(({ inputs }) => inputs);
-  const usable = classified.filter((file) => isUsable(file, classified, before));
-  const problems = tooMany(usable);
+  const usable = classified.filter((file) => isUsable(file, classified));
+  const problems = unfit(usable, target);
   const kept = usable.filter((file) => problems.every((problem) => problem.file !== file));
   problems.unshift(...classified.filter(({ refusal }) => refusal !== undefined));
   if (kept.length > 0) {
@@ -141,7 +141,7 @@ async function takeFiles(list, target) {
 }
 
 function takeText(text, name = "pasted text") {
-  const isDone = take([{ name, bytes: new TextEncoder().encode(text) }]);
+  const isDone = take([{ name, isPasted: true, bytes: new TextEncoder().encode(text) }]);
   if (isDone) document.querySelector(".answer").focus();
 }
 
@@ -153,7 +153,8 @@ function onDrop(event) {
   event.preventDefault();
   document.body.classList.remove("dragging");
   const { files } = event.dataTransfer;
-  if (files.length > 0) takeFiles(files);
+  const target = event.target.closest("#compare") === null ? 0 : 1;
+  if (files.length > 0) takeFiles(files, target);
   else takeText(event.dataTransfer.getData("text/plain"), "dropped text");
 }
 

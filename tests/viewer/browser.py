@@ -15,12 +15,13 @@ from selenium.webdriver.support.ui import WebDriverWait
 CHROMIUM = "/usr/bin/chromium"
 CHROMEDRIVER = "/usr/bin/chromedriver"
 
-# Files that are dropped, as a browser does: [name, text].
+# Files that are dropped, as a browser does: [name, text], and the ID of what they are dropped on.
 _DROP = """
 const transfer = new DataTransfer();
 for (const [name, text] of arguments[0]) transfer.items.add(new File([text], name));
-document.body.dispatchEvent(new DragEvent("drop", {dataTransfer: transfer, bubbles: true,
-                                                   cancelable: true}));
+const place = document.getElementById(arguments[1]) ?? document.body;
+place.dispatchEvent(new DragEvent("drop", {dataTransfer: transfer, bubbles: true,
+                                           cancelable: true}));
 """
 
 
@@ -87,12 +88,12 @@ class PageTest(unittest.TestCase):
     def text(self, selector):
         return " ".join(element.get_attribute("textContent") for element in self.all(selector))
 
-    def drop(self, *files):
+    def drop(self, *files, on=None):
         """Drops files, each a name and a text or a value, and waits until they are read."""
         texts = [(name, text if isinstance(text, str) else json.dumps(text)) for name, text in files]
         # The page replaces the contents of #problems, also with nothing, when it is done.
         self.script("document.getElementById('problems').append(Object.assign("
-                    "document.createElement('span'), {id: 'unread'}));" + _DROP, texts)
+                    "document.createElement('span'), {id: 'unread'}));" + _DROP, texts, on)
         self.wait_for(lambda: not self.all("#unread"))
 
     def shoot(self, name):

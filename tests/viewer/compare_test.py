@@ -5,7 +5,7 @@ import json
 from selenium.webdriver.common.by import By
 
 from browser import PageTest
-from snapshots import AGREES, DISAGREES
+from snapshots import AGREES, ANSWERS, DISAGREES, ENGINE_CONFIG
 
 
 class CompareTest(PageTest):
@@ -45,6 +45,36 @@ class CompareTest(PageTest):
         self.browser.find_element(By.ID, "other").send_keys(str(path))
         self.wait_for(lambda: len(self.all(".answer")) == 2)
         self.assertEqual(self.differences(), {"wlan0": ("not up (2), OTHER", "none")})
+
+    def answers(self):
+        return [node.text for node in self.all(".answer")]
+
+    def test_texts_belong_to_both_hosts_of_a_pair(self):
+        other = {key: AGREES[key] for key in AGREES if key not in ["config", "selectorAnswers"]}
+        self.drop(("a.json", other), ("b.json", other))
+        self.drop(("c.json", ENGINE_CONFIG))
+        self.drop(("x.json", ANSWERS))
+        self.assertEqual(self.answers(), ["Traffic leaves through wan0."] * 2)
+        self.assertEqual(self.text("#taken").count("c.json: read as a configuration"), 1)
+
+    def test_what_is_compared_must_be_a_snapshot(self):
+        self.drop(("host.json", AGREES))
+        path = self.folder / "c.json"
+        for text, problem in [(ENGINE_CONFIG, "this is a configuration; choose the snapshot"),
+                              ("broken", "this is not JSON")]:
+            path.write_text(text)
+            self.browser.find_element(By.ID, "other").send_keys(str(path))
+            self.wait_for(lambda: f"c.json: {problem}"  # pylint: disable=W0640
+                          in self.text("#problems"))
+            self.assertEqual(self.answers(), ["Traffic leaves through wan0."])
+
+    def test_a_snapshot_is_dropped_on_compare_with(self):
+        self.drop(("host.json", AGREES))
+        self.drop(("other.json", DISAGREES), on="other")
+        self.assertEqual(len(self.answers()), 2)
+        self.drop(("a.json", AGREES), ("b.json", AGREES), on="other")
+        self.assertEqual(self.answers(), ["Traffic leaves through wan0."] * 2)
+        self.assertIn("b.json: two snapshots can be compared", self.text("#problems"))
 
     def test_equal_snapshots_differ_in_nothing(self):
         self.drop(("a.json", AGREES), ("b.json", AGREES))

@@ -74,7 +74,7 @@ class ReadTest(PageTest):
                 self.assertEqual(self.answer(), "The way leads to 198.51.100.10:443.")
                 taken = self.text("#taken")
                 self.assertIn("c.json: read as a configuration", taken)
-                self.assertIn("json: read as answers", taken)
+                self.assertIn("json: read as the answer of the selector \u201cproxy\u201d", taken)
 
     def test_a_snapshot_gets_the_configuration_that_is_dropped_with_or_before_or_after_it(self):
         files = [("c.json", ENGINE_CONFIG), ("a.json", ANSWERS), ("h.json", HOST)]
@@ -133,6 +133,64 @@ class ReadTest(PageTest):
         self.assertEqual(self.answer(), "Traffic leaves through wan0.")
         self.drop(("host.json", DISAGREES))
         self.assertEqual(self.text("#problems"), "")
+
+    def test_a_file_that_is_not_json_leaves_the_answer_and_says_why(self):
+        self.drop(("host.json", AGREES))
+        cut = json.dumps({key: AGREES[key] for key in reversed(AGREES)})[:300]
+        for name, text in [("photo.png", "\u0089PNG\r\n\u001a\n"), ("cut.json", cut)]:
+            with self.subTest(name=name):
+                self.drop((name, text))
+                self.assertEqual(self.answer(), "Traffic leaves through wan0.")
+                self.assertEqual(self.text("#taken"), "host.json: read as a snapshot")
+                self.assertIn(f"{name}: this is not JSON: line 1", self.text("#problems"))
+        self.shoot("problem-after-answer")
+
+    def test_a_broken_configuration_is_told_as_such_beside_its_snapshot(self):
+        self.drop(("h.json", HOST), ("c.json", "{"))
+        self.assertIn("c.json: read as a configuration, but it is not JSON", self.text("#taken"))
+        self.assertIn("c.json: this is not JSON: line 1", self.text("#problems"))
+
+    def test_a_text_in_utf16_is_told_as_such(self):
+        for order in ["utf-16-le", "utf-16-be"]:
+            path = self.folder / f"{order}.json"
+            path.write_bytes(("\ufeff" + json.dumps(AGREES)).encode(order))
+            self.browser.find_element(By.ID, "files").send_keys(str(path))
+            self.wait_for(lambda: f"{order}.json: this is UTF-16; save it as UTF-8."  # pylint: disable=W0640
+                          in self.text("#problems"))
+
+    def test_the_page_says_whose_answers_it_took(self):
+        choice = {"now": "Nara"}
+        cases = [
+            ("proxy.json", choice, "the answer of the selector \u201cproxy\u201d"),
+            # As browsers name a second copy.
+            ("proxy (1).json", choice, "the answer of the selector \u201cproxy\u201d"),
+            ("x.json", choice | {"name": "out"}, "the answer of the selector \u201cout\u201d"),
+            ("x.json", {"a": choice, "b": {}},
+             "the answers of the selectors \u201ca\u201d and \u201cb\u201d"),
+            ("x.json", {"proxies": {"a": choice, "b": {"type": "Direct"}}},
+             "the answer of the selector \u201ca\u201d"),
+            ("x.json", {str(i): choice for i in range(4)}, "the answers of 4 selectors"),
+        ]
+        for name, content, expected in cases:
+            with self.subTest(expected=expected):
+                self.open()
+                self.drop((name, content))
+                self.assertEqual(self.text("#taken"), f"{name}: read as {expected}")
+
+    def paste(self, text):
+        self.script("document.getElementById('paste').open = true;"
+                    "document.getElementById('pasted').value = arguments[0];"
+                    "document.getElementById('read').click();", text)
+
+    def test_a_pasted_answer_must_name_its_selector(self):
+        self.paste('{"now": "Nara"}')
+        self.wait_for(lambda: self.text("#problems"))
+        self.assertIn("pasted text: this answer does not name its selector; write it as "
+                      '{"TAG": ANSWER}', self.text("#problems"))
+        self.assertEqual(self.all(".answer"), [])
+        self.paste('{"proxy": {"now": "Nara"}}')
+        self.wait_for(lambda: self.text("#taken") ==
+                      "pasted text: read as the answer of the selector \u201cproxy\u201d")
 
     def test_files_that_are_too_many_are_named(self):
         self.drop(*[(f"{i}.json", AGREES) for i in range(3)],
