@@ -15,13 +15,25 @@ import { visible } from "./texts.mjs";
 
 const find = (id) => document.getElementById(id);
 const LARGE = 1 << 20;
+const SHOWN_FOR = 8000;
+const DRAWN_AFTER = 50;
 
 let engine;
 let cases = [];
 let views = [];
+let queue = Promise.resolve();
+let hiding;
 
-function tell(text) {
+// Unseen, a text is for screen readers only: the page shows the same elsewhere.
+function tell(text, look = "unseen") {
+  clearTimeout(hiding);
   find("status").textContent = text;
+  find("status").className = look;
+}
+
+function tellDone(text) {
+  tell(text, "seen");
+  hiding = setTimeout(() => tell(""), SHOWN_FOR);
 }
 
 function problemNode({ name, refusal, fault }) {
@@ -49,7 +61,7 @@ function showTaken() {
 function anonymizeAndSave(shown) {
   try {
     save(`anonymized-${nameOf(shown).replace(/[^\w.-]+/g, "_")}`, engine.anonymize(shown.text));
-    tell("The anonymized snapshot was saved.");
+    tellDone("The anonymized snapshot was saved.");
   } catch (error) {
     showProblems([{ name: nameOf(shown), refusal: error.message }]);
   }
@@ -58,24 +70,28 @@ function anonymizeAndSave(shown) {
 function actionsFor(shown) {
   return {
     anonymize: () => anonymizeAndSave(shown),
-    copy: async (text) => tell(await copy(text) ? "The report was copied." : "Copying failed."),
+    copy: async (text) => tellDone(await copy(text)
+      ? "The report was copied." : "Copying failed; select the report\u2019s JSON and copy it."),
     saveDetails: () => save("details.json", JSON.stringify(shown.details, null, 2)),
     savePicture: (figure) =>
       save("way.svg", pictureText(figure.querySelector("svg"), pictureStyle), "image/svg+xml"),
   };
 }
 
-function distinctNames() {
-  const names = cases.map(nameOf);
+function distinctNames(shown) {
+  const names = shown.map(nameOf);
   return names[0] === names[1] ? names.map((name, i) => `${name} (${i + 1})`) : names;
 }
 
-function show() {
-  views = cases.map((shown) => viewOf(shown, engine, actionsFor(shown)));
-  const isPair = cases.length === 2;
-  const parts = views.map(({ summary }) => summary);
-  if (isPair) parts.push(differencesView(cases, distinctNames()));
-  parts.push(...views.map(({ panels }) => panels));
+// Changes nothing if a view cannot be made.
+function show(next) {
+  const made = next.map((shown) => viewOf(shown, engine, actionsFor(shown)));
+  const isPair = next.length === 2;
+  const parts = made.map(({ summary }) => summary);
+  if (isPair) parts.push(differencesView(next, distinctNames(next)));
+  parts.push(...made.map(({ panels }) => panels));
+  cases = next;
+  views = made;
   find("result").replaceChildren(...parts);
   find("result").className = isPair ? "pair" : "single";
   document.body.className = "has-result";
@@ -105,7 +121,8 @@ function tryCase(inputs) {
 
 // `target` 1: the file is what the first case is compared with.
 function take(files, target = 0) {
-  const classified = files.map((file) => ({ ...file, ...classify(file, engine) }));
+  const classified = files.map((file) =>
+    (file.refusal === undefined ? { ...file, ...classify(file, engine) } : file));
   const before = cases.map(({ inputs }) => inputs);
   const usable = classified.filter((file) => isUsable(file, classified));
   const problems = unfit(usable, target);
@@ -115,8 +132,7 @@ function take(files, target = 0) {
     const results = nextInputs(before, kept, target).map(tryCase);
     problems.push(...results.flatMap(({ problem }) => problem ?? []));
     if (results.every(({ shown }) => shown !== undefined)) {
-      cases = results.map(({ shown }) => shown);
-      show();
+      show(results.map(({ shown }) => shown));
     }
   }
   showProblems(problems);
@@ -128,25 +144,45 @@ function take(files, target = 0) {
 async function tellReading(files) {
   const size = files.reduce((sum, file) => sum + file.size, 0);
   if (size < LARGE) return;
-  tell("Reading\u2026");
-  await new Promise((done) => { setTimeout(done, 0); });
+  tell("Reading\u2026", "seen");
+  await new Promise((done) => { setTimeout(done, DRAWN_AFTER); });
 }
 
-async function takeFiles(list, target) {
+async function readFile(file) {
+  const { name } = file;
+  try {
+    return { name, bytes: new Uint8Array(await file.arrayBuffer()) };
+  } catch {
+    return { name, refusal: "it cannot be read; a folder cannot be chosen" };
+  }
+}
+
+// Takes files when all earlier ones are taken, so that the last ones stay. `read` gives them.
+function takeInTurn(name, read, target) {
+  queue = queue.then(async () => {
+    if (take(await read(), target)) document.querySelector(".answer").focus();
+  }).catch((error) => {
+    showProblems([{ name, refusal: `the page failed: ${error.message}` }]);
+    tell("");
+  });
+}
+
+function takeFiles(list, target) {
   const chosen = [...list];  // the list is empty after the event
-  await tellReading(chosen);
-  const files = await Promise.all(chosen.map(async (file) =>
-    ({ name: file.name, bytes: new Uint8Array(await file.arrayBuffer()) })));
-  if (files.length > 0 && take(files, target)) document.querySelector(".answer").focus();
+  if (chosen.length === 0) return;
+  takeInTurn(chosen.map(({ name }) => name).join(", "), async () => {
+    await tellReading(chosen);
+    return Promise.all(chosen.map(readFile));
+  }, target);
 }
 
 function takeText(text, name = "pasted text") {
-  const isDone = take([{ name, isPasted: true, bytes: new TextEncoder().encode(text) }]);
-  if (isDone) document.querySelector(".answer").focus();
+  takeInTurn(name, () => [{ name, isPasted: true, bytes: new TextEncoder().encode(text) }]);
 }
 
 function onChosen(event, target) {
-  takeFiles(event.target.files, target).finally(() => { event.target.value = ""; });
+  takeFiles(event.target.files, target);
+  event.target.value = "";  // so that the same file can be chosen again
 }
 
 function onDrop(event) {

@@ -12,12 +12,14 @@ export function save(name, text, type = "application/json") {
 
 // Where the clipboard is closed to pages from files, a selected text is copied.
 function copySelected(text) {
+  const focused = document.activeElement;
   const area = element("textarea", { "aria-hidden": "true", class: "unseen" });
   area.value = text;
   document.body.append(area);
   area.select();
   const isDone = document.execCommand("copy");
   area.remove();
+  focused.focus({ preventScroll: true });
   return isDone;
 }
 

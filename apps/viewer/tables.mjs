@@ -22,7 +22,7 @@ export function tableOf(caption, columns, rows, textsOf) {
                         element("thead", {}, head), body);
   const frame = element("div", { class: "table", role: "region", tabindex: "0",
                                  "aria-label": caption }, table);
-  const more = button("", () => add(MORE), { class: "more" });
+  const more = button("", () => showMore(), { class: "more" });
   let shown = 0;
 
   function add(count) {
@@ -33,6 +33,12 @@ export function tableOf(caption, columns, rows, textsOf) {
     more.hidden = left === 0;
     more.textContent =
       `${numberText(left)} more rows: show the next ${numberText(Math.min(left, MORE))}`;
+  }
+
+  // The button may go with the last rows; the focus must not.
+  function showMore() {
+    add(MORE);
+    if (more.hidden) frame.focus({ preventScroll: true });
   }
 
   add(FIRST);

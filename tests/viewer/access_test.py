@@ -7,7 +7,7 @@ from selenium.webdriver.common.action_chains import ActionChains
 from selenium.webdriver.common.keys import Keys
 
 from browser import PageTest
-from snapshots import AGREES, BROKEN, DISAGREES
+from snapshots import AGREES, BROKEN, DISAGREES, socket
 
 AXE = Path(__file__).resolve().parents[2] / "apps/viewer/node_modules/axe-core/axe.min.js"
 STATES = {
@@ -106,9 +106,49 @@ class AccessTest(PageTest):
         self.all("#print")[0].send_keys(Keys.ENTER)
         self.assertTrue(self.script("return window.isPrinted"))
 
+    def status(self):
+        """The status: whether screen readers have it, whether it is in the window, and its text."""
+        return self.script("const node = document.getElementById('status');"
+                           "const { left, top, right, bottom } = node.getBoundingClientRect();"
+                           "return [node.checkVisibility(), left >= 0 && top >= 0 &&"
+                           " right <= innerWidth && bottom <= innerHeight && right - left > 50,"
+                           " node.textContent];")
+
     def test_the_answer_and_a_problem_are_announced(self):
         self.assertEqual(self.all("#status")[0].get_attribute("aria-live"), "polite")
         self.assertEqual(self.all("#problems")[0].get_attribute("role"), "alert")
+        # A region is announced if it was there before its text.
+        self.assertEqual(self.status(), [True, False, ""])
+        self.drop(("host.json", AGREES))
+        self.assertEqual(self.status(), [True, False, "host.json: Traffic leaves through wan0."])
+
+    def test_what_the_page_does_is_shown_where_the_user_is(self):
+        self.drop(("host.json", AGREES))
+        self.set_size(1280, 700)
+        [copy] = [node for node in self.all("button") if node.text == "Copy the report"]
+        copy.click()
+        self.wait_for(lambda: self.status() == [True, True, "The report was copied."])
+        self.browser.save_screenshot(str(self.shots / "status.png"))
+
+    def test_reading_a_large_file_is_shown(self):
+        self.drop(("host.json", AGREES))
+        self.script("File.prototype.arrayBuffer = () => new Promise(() => {});")
+        self.drop(("large.json", " " * 2**20), waits=False)
+        self.wait_for(lambda: self.status() == [True, True, "Reading\u2026"])
+
+    def test_copying_without_the_clipboard_keeps_the_focus(self):
+        self.drop(("host.json", AGREES))
+        self.script("navigator.clipboard.writeText = () => Promise.reject(new Error('closed'));")
+        [copy] = [node for node in self.all("button") if node.text == "Copy the report"]
+        copy.send_keys(Keys.ENTER)
+        self.wait_for(lambda: self.text("#status") == "The report was copied.")
+        self.assertEqual(self.focused(), copy)
+
+    def test_the_last_rows_of_a_table_keep_the_focus(self):
+        self.drop(("host.json", AGREES | {"sockets": {"rows": [socket(i + 1024) for i in range(60)]}}))
+        self.all(".more:not([hidden])")[0].send_keys(Keys.ENTER)
+        self.assertEqual(self.all(".more:not([hidden])"), [])
+        self.assertEqual(self.focused().get_attribute("aria-label"), "Sockets to the endpoint")
 
     def test_nothing_moves_for_those_who_want_no_motion(self):
         self.emulate(motion="reduce")

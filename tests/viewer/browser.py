@@ -88,13 +88,14 @@ class PageTest(unittest.TestCase):
     def text(self, selector):
         return " ".join(element.get_attribute("textContent") for element in self.all(selector))
 
-    def drop(self, *files, on=None):
+    def drop(self, *files, on=None, waits=True):
         """Drops files, each a name and a text or a value, and waits until they are read."""
         texts = [(name, text if isinstance(text, str) else json.dumps(text)) for name, text in files]
         # The page replaces the contents of #problems, also with nothing, when it is done.
         self.script("document.getElementById('problems').append(Object.assign("
                     "document.createElement('span'), {id: 'unread'}));" + _DROP, texts, on)
-        self.wait_for(lambda: not self.all("#unread"))
+        if waits:
+            self.wait_for(lambda: not self.all("#unread"))
 
     def shoot(self, name):
         """Saves a picture of the whole page."""

@@ -192,6 +192,44 @@ class ReadTest(PageTest):
         self.wait_for(lambda: self.text("#taken") ==
                       "pasted text: read as the answer of the selector \u201cproxy\u201d")
 
+    def test_a_folder_is_refused(self):
+        self.drop(("host.json", AGREES))
+        folder = self.folder / "dropped-folder"
+        folder.mkdir()
+        for event in ["dragEnter", "dragOver", "drop"]:
+            self.browser.execute_cdp_cmd("Input.dispatchDragEvent", {
+                "type": event, "x": 300, "y": 100,
+                "data": {"items": [], "files": [str(folder)], "dragOperationsMask": 1}})
+        self.wait_for(lambda: self.text("#problems") ==
+                      "dropped-folder: it cannot be read; a folder cannot be chosen.")
+        self.assertEqual(self.answer(), "Traffic leaves through wan0.")
+
+    def test_files_are_taken_in_the_order_of_the_drops(self):
+        # The first file becomes readable after the second one.
+        self.script("const read = File.prototype.arrayBuffer;"
+                    "File.prototype.arrayBuffer = async function () {"
+                    "  if (this.name === 'first.json') await new Promise((done) => setTimeout(done, 300));"
+                    "  return read.call(this); };")
+        self.drop(("first.json", AGREES), waits=False)
+        self.drop(("second.json", DISAGREES), waits=False)
+        self.wait_for(lambda: self.text("#taken") == "second.json: read as a snapshot")
+        self.script("return new Promise((done) => setTimeout(done, 600))")
+        self.assertEqual(self.text("#taken"), "second.json: read as a snapshot")
+
+    def test_a_failure_of_the_page_is_told_and_leaves_what_was_shown(self):
+        self.drop(("host.json", AGREES))
+        self.script("const create = document.createElement;"
+                    "document.createElement = function (name) {"
+                    "  if (name === 'article') throw new Error('no article');"
+                    "  return create.call(document, name); };")
+        self.drop(("large.json", json.dumps(DISAGREES) + " " * 2**20))
+        self.assertEqual(self.text("#problems"), "large.json: the page failed: no article.")
+        self.assertEqual(self.text("#status"), "")
+        self.assertEqual(self.answer(), "Traffic leaves through wan0.")
+        self.script("delete document.createElement;")
+        self.drop(("x.json", ANSWERS))
+        self.assertIn("host.json: read as a snapshot", self.text("#taken"))
+
     def test_files_that_are_too_many_are_named(self):
         self.drop(*[(f"{i}.json", AGREES) for i in range(3)],
                   ("c.json", ENGINE_CONFIG), ("d.json", ENGINE_CONFIG))
