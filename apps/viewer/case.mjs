@@ -28,7 +28,7 @@ function originText({ origin }) {
 const TONES = { known: "", contradiction: "Contradiction", unknown: "Unknown", broken: "Broken" };
 
 function todoNode(nodes) {
-  return element("p", { class: "todo" }, element("b", {}, "What to do: "), ...nodes);
+  return element("p", {}, element("b", {}, "What to do: "), ...nodes);
 }
 
 // `stop` is where the way ends, if it does.
@@ -43,26 +43,42 @@ function answerOf(details, stop) {
   } else if (stop !== undefined) {
     parts.push(todoNode(explained(stop.whatToDo)));
   }
-  return { id, node: element("div", { class: `answer-block ${tone}` }, ...parts) };
+  return { id, node: element("div", { class: "answer-block" }, ...parts) };
 }
 
-// The answer and the picture, and the panels; side by side they stand apart.
-export function viewOf(shown, engine, actions) {
+// In a pair, regions and buttons say by their names whose they are.
+function nameParts(summary, panels, name) {
+  const id = newId("host");
+  panels.prepend(element("h2", { id }, element("bdi", { class: "data" }, name)));
+  panels.setAttribute("aria-labelledby", id);
+  for (const node of panels.querySelectorAll("[aria-label]")) {
+    node.setAttribute("aria-label", `${node.getAttribute("aria-label")}, ${name}`);
+  }
+  for (const node of panels.querySelectorAll("section")) {
+    node.setAttribute("aria-labelledby", `${node.getAttribute("aria-labelledby")} ${id}`);
+  }
+  for (const node of [summary, panels].flatMap((part) => [...part.querySelectorAll("button")])) {
+    node.id = newId("button");
+    node.setAttribute("aria-labelledby", `${node.id} ${id}`);
+  }
+}
+
+// The answer and the picture, and the panels; side by side they stand apart. `name` tells the two of
+// a pair apart.
+export function viewOf(shown, engine, actions, { name, isPair }) {
   const { details } = shown;
   const model = modelOf(details, engine.explain);
   const answer = answerOf(details, model.way.stop);
   const picture = pictureOf(model, wayInWords(model));
   const origin = originText(details);
-  const label = element("p", { class: "origin" }, element("bdi", { class: "data" }, nameOf(shown)),
+  const label = element("p", { class: "origin" }, element("bdi", { class: "data" }, name),
                         origin === "" ? "" : ` \u00B7 ${origin}`);
   const save = element("p", { class: "actions" },
                        button("Anonymize and save", actions.anonymize),
                        button("Save the picture", () => actions.savePicture(picture.node)));
-  return {
-    summary: element("article", { class: "summary", "aria-labelledby": answer.id },
-                     label, answer.node, picture.node, save),
-    panels: panelsOf(details, engine.explain, actions),
-    redraw: picture.draw,
-    print: picture.print,
-  };
+  const summary = element("article", { class: "summary", "aria-labelledby": answer.id },
+                          label, answer.node, picture.node, save);
+  const panels = panelsOf(details, engine.explain, actions);
+  if (isPair) nameParts(summary, panels, name);
+  return { summary, panels, redraw: picture.draw, print: picture.print };
 }

@@ -85,10 +85,12 @@ function distinctNames(shown) {
 
 // Changes nothing if a view cannot be made.
 function show(next) {
-  const made = next.map((shown) => viewOf(shown, engine, actionsFor(shown)));
   const isPair = next.length === 2;
+  const names = distinctNames(next);
+  const made = next.map((shown, i) =>
+    viewOf(shown, engine, actionsFor(shown), { name: names[i], isPair }));
   const parts = made.map(({ summary }) => summary);
-  if (isPair) parts.push(differencesView(next, distinctNames(next)));
+  if (isPair) parts.push(differencesView(next, names));
   parts.push(...made.map(({ panels }) => panels));
   cases = next;
   views = made;

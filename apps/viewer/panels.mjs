@@ -180,5 +180,5 @@ function jsonPanel(details, actions) {
 export function panelsOf(details, explain, actions) {
   const panels = [statusPanel(details, explain), socketPanel(details), interfacePanel(details),
                   missingPanel(details), inputPanel(details), jsonPanel(details, actions)];
-  return element("div", { class: "panels" }, ...panels.filter(Boolean));
+  return element("section", { class: "panels" }, ...panels.filter(Boolean));
 }

@@ -46,6 +46,23 @@ class CompareTest(PageTest):
         self.wait_for(lambda: len(self.all(".answer")) == 2)
         self.assertEqual(self.differences(), {"wlan0": ("not up (2), OTHER", "none")})
 
+    def test_what_belongs_to_each_host_has_its_name(self):
+        for width, shot in [(1500, "pair-wide"), (700, "pair-700")]:
+            self.set_size(width, 1000)
+            self.drop(("host.json", AGREES), ("host.json", DISAGREES))
+            headings = [node.text for node in self.all("h2")]
+            self.assertEqual(headings[2:], ["What differs", "host.json (1)", "host.json (2)"])
+            self.wait_for(lambda: len(self.all(".picture")) == 2)
+            self.shoot(shot)
+        for selector in ["section, [role=region]", "button:not([hidden])"]:
+            names = [node.accessible_name for node in self.all(f"#result :is({selector})")]
+            self.assertGreater(len(names), 7)
+            self.assertEqual(len(set(names)), len(names), names)
+        for text in ["Copy the report host.json (1)", "Save the picture host.json (2)"]:
+            self.assertIn(text, names)
+        self.drop(("host.json", AGREES))
+        self.assertEqual([node.text for node in self.all("h2")], ["Traffic leaves through wan0."])
+
     def answers(self):
         return [node.text for node in self.all(".answer")]
 
