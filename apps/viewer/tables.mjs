@@ -1,6 +1,6 @@
 // Tables of any number of rows: the first ones, and more on request.
 import { button, element } from "./dom.mjs";
-import { numberText } from "./texts.mjs";
+import { counted, numberText } from "./texts.mjs";
 
 const FIRST = 50;
 const MORE = 500;
@@ -23,6 +23,7 @@ export function tableOf(caption, columns, rows, textsOf) {
   const frame = element("div", { class: "table", role: "region", tabindex: "0",
                                  "aria-label": caption }, table);
   const more = button("", () => showMore(), { class: "more" });
+  const unprinted = element("p", { class: "unprinted" });
   let shown = 0;
 
   function add(count) {
@@ -31,6 +32,7 @@ export function tableOf(caption, columns, rows, textsOf) {
     shown += next.length;
     const left = rows.length - shown;
     more.hidden = left === 0;
+    unprinted.textContent = left === 0 ? "" : `${counted(left, "more row")} not printed.`;
     more.textContent =
       `${numberText(left)} more rows: show the next ${numberText(Math.min(left, MORE))}`;
   }
@@ -42,5 +44,5 @@ export function tableOf(caption, columns, rows, textsOf) {
   }
 
   add(FIRST);
-  return element("div", {}, frame, more);
+  return element("div", {}, frame, more, unprinted);
 }

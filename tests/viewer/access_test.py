@@ -106,6 +106,21 @@ class AccessTest(PageTest):
         self.all("#print")[0].send_keys(Keys.ENTER)
         self.assertTrue(self.script("return window.isPrinted"))
 
+    def test_paper_says_how_many_rows_it_lacks_and_what_an_opened_text_is(self):
+        def shown():
+            return [node.text for node in self.all(".unprinted, .panels summary, .as-text summary")
+                    if node.is_displayed()]
+        rows = [socket(i + 1024) for i in range(400)]
+        self.drop(("host.json", AGREES | {"sockets": {"rows": rows}}))
+        self.assertEqual(shown(), ["The way as text", "The report's JSON"])
+        self.all(".panels summary")[0].click()
+        self.emulate(media="print")
+        self.assertEqual(shown(), ["350 more rows not printed.", "The report's JSON"])
+        self.emulate()
+        self.all(".more:not([hidden])")[0].send_keys(Keys.ENTER)
+        self.emulate(media="print")
+        self.assertEqual(shown(), ["The report's JSON"])
+
     def status(self):
         """The status: whether screen readers have it, whether it is in the window, and its text."""
         return self.script("const node = document.getElementById('status');"
