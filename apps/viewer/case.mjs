@@ -63,8 +63,8 @@ function nameParts(summary, panels, name) {
   }
 }
 
-// The answer and the picture, and the panels; side by side they stand apart. `name` tells the two of
-// a pair apart.
+// The answer and the picture, and the panels; side by side they stand apart. `name` tells the two
+// of a pair apart.
 export function viewOf(shown, engine, actions, { name, isPair }) {
   const { details } = shown;
   const model = modelOf(details, engine.explain);

@@ -66,8 +66,8 @@ function looksLikeSnapshot(bytes) {
   return SNAPSHOT_START.test(new TextDecoder().decode(bytes.subarray(0, START_LENGTH)));
 }
 
-// Not JSON: a configuration may have comments and trailing commas, which the module ignores. Dropped
-// with a snapshot, a broken text can only be its configuration.
+// Not JSON: a configuration may have comments and trailing commas, which the module ignores.
+// Dropped with a snapshot, a broken text can only be its configuration.
 function classifyOther(bytes, engine) {
   const snapshot = engine.readConfig(bytes, "");
   if (snapshot.config.configStatus !== "JSON_PARSE_FAILED") return { kind: "config" };

@@ -51,11 +51,12 @@ function leavesText({ leavesThrough, hasNoWayOut }) {
 
 const ROLES = { COUNTED: "counts", TRYING: "is trying", NOT_COUNTED: "not counted" };
 const DECIDED = { NONE: "none", BOUND_DEVICE: "bound device", ROUTE: "route", PACKETS: "packets" };
-const SOCKET_COLUMNS = ["From", "To", "Protocol", "State", "For the answer", "Leaves through",
-                        "Decided by", "Owner of the source address", "Route", "Packets",
-                        "Bound device", "Mark", "User"];
+export const SOCKET_COLUMNS = [
+  "From", "To", "Protocol", "State", "For the answer", "Leaves through", "Decided by",
+  "Owner of the source address", "Route", "Packets", "Bound device", "Mark", "User",
+];
 
-function socketTexts(row) {
+export function socketTexts(row) {
   return [
     endText(row.localAddress, row.localPort),
     endText(row.remoteAddress, row.remotePort),
@@ -124,12 +125,16 @@ function withReason(what, reason) {
   return reason === "" ? `${what}.` : `${what}: ${visible(reason)}`;
 }
 
-function missingPanel({ missingFacts, failures }) {
-  const texts = [
+export function missingTexts({ missingFacts, failures }) {
+  return [
     ...Object.keys(failures).map((list) =>
       withReason(`The list of ${LISTS[list]} could not be taken`, failures[list])),
     ...missingFacts.map(({ fact, reason }) => withReason(`${FACTS[fact]} are missing`, reason)),
   ];
+}
+
+function missingPanel(details) {
+  const texts = missingTexts(details);
   return section("Missing facts", texts.length === 0
     ? element("p", {}, "None: the record has everything that was asked for.")
     : listOf(texts));
@@ -145,7 +150,7 @@ function blankedText({ byteOrderMark, comments, trailingCommas }) {
 
 const SOURCES = { CALLER: "the user", SYSTEM: "the system's resolver" };
 
-function inputTexts({ input, processes }) {
+export function inputTexts({ input, processes }) {
   return [
     ...blankedText(input.blanked),
     ...(input.mainTag === "" ? [] : [`The walk starts at ${visible(input.mainTag)}.`]),

@@ -1,8 +1,8 @@
 // The words of a report and its cross-check, by the members that have them.
 
-const MEMBERS = ["configStatus", "egressSelectionPolicy", "activeEndpointStatus",
-                 "selectorHintStale", "selectionStatus", "interfacesStatus", "defaultRoutesStatus",
-                 "socketSourcesStatus"];
+export const MEMBERS = ["configStatus", "egressSelectionPolicy", "activeEndpointStatus",
+                        "selectorHintStale", "selectionStatus", "interfacesStatus",
+                        "defaultRoutesStatus", "socketSourcesStatus"];
 const ROUTE_KEY = "defaultRoutes[].interfaceOrdinalStatus";
 
 function wordsOf({ report, crossCheck }) {

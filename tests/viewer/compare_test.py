@@ -26,11 +26,12 @@ class CompareTest(PageTest):
         self.assertEqual(tops[0], tops[1])
         found = self.differences()
         self.assertEqual(found["crossCheck"], ("AGREES", "DISAGREES"))
-        self.assertEqual(found["interface of the packets"], ("wan0", "tun3"))
+        self.assertEqual(found["leaves through"], ("wan0", "tun3"))
         one = "TCP 10.0.0.7:51000 \u2192 198.51.100.10:443"
-        owner = "source address of wan0"
-        self.assertEqual(found[one], (f"ESTABLISHED, leaves through wan0, {owner}",
-                                      f"ESTABLISHED, leaves through tun3, {owner}"))
+        self.assertEqual(found[one], ("Leaves through: wan0; Route: wan0",
+                                      "Leaves through: tun3; Route: tun3"))
+        self.assertEqual(found["missing fact"],
+                         ("none", "Packets are missing: CAP_NET_RAW is missing"))
         self.assertEqual(found["TCP 10.0.0.7:51004 \u2192 198.51.100.10:443"][1], "none")
         self.assertNotIn("Endpoint", found)
         self.assertNotIn("wan0", found)
@@ -81,8 +82,8 @@ class CompareTest(PageTest):
                               ("broken", "this is not JSON")]:
             path.write_text(text)
             self.browser.find_element(By.ID, "other").send_keys(str(path))
-            self.wait_for(lambda: f"c.json: {problem}"  # pylint: disable=W0640
-                          in self.text("#problems"))
+            expected = f"c.json: {problem}"
+            self.wait_for(lambda text=expected: text in self.text("#problems"))
             self.assertEqual(self.answers(), ["Traffic leaves through wan0."])
 
     def test_a_snapshot_is_dropped_on_compare_with(self):
@@ -96,7 +97,7 @@ class CompareTest(PageTest):
     def test_equal_snapshots_differ_in_nothing(self):
         self.drop(("a.json", AGREES), ("b.json", AGREES))
         self.assertEqual(self.differences(), {})
-        self.assertIn("Nothing.", self.text(".differences"))
+        self.assertIn("Nothing that the page compares: the answer", self.text(".differences"))
 
 
 class SaveTest(PageTest):

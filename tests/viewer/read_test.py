@@ -155,8 +155,8 @@ class ReadTest(PageTest):
             path = self.folder / f"{order}.json"
             path.write_bytes(("\ufeff" + json.dumps(AGREES)).encode(order))
             self.browser.find_element(By.ID, "files").send_keys(str(path))
-            self.wait_for(lambda: f"{order}.json: this is UTF-16; save it as UTF-8."  # pylint: disable=W0640
-                          in self.text("#problems"))
+            expected = f"{order}.json: this is UTF-16; save it as UTF-8."
+            self.wait_for(lambda text=expected: text in self.text("#problems"))
 
     def test_the_page_says_whose_answers_it_took(self):
         choice = {"now": "Nara"}
@@ -208,7 +208,8 @@ class ReadTest(PageTest):
         # The first file becomes readable after the second one.
         self.script("const read = File.prototype.arrayBuffer;"
                     "File.prototype.arrayBuffer = async function () {"
-                    "  if (this.name === 'first.json') await new Promise((done) => setTimeout(done, 300));"
+                    "  if (this.name === 'first.json') {"
+                    "    await new Promise((done) => setTimeout(done, 300)); }"
                     "  return read.call(this); };")
         self.drop(("first.json", AGREES), waits=False)
         self.drop(("second.json", DISAGREES), waits=False)
