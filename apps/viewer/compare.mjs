@@ -44,8 +44,11 @@ function originRows(left, right) {
   }));
 }
 
+const LED_ON = { SELECTOR: ", by its answer", DETOUR: ", by its detour" };
+
 function wayText({ way }) {
-  const tags = way.entered.map(({ tag, type }) => `${visible(tag)} (${visible(type)})`);
+  const tags = way.entered.map(({ tag, type, ledOnBy }) =>
+    `${visible(tag)} (${visible(type)})${LED_ON[ledOnBy] ?? ""}`);
   const sought = way.soughtTag === undefined ? [] : [`not: ${visible(way.soughtTag)}`];
   return [...tags, ...sought].join(" \u2192 ") || NONE;
 }

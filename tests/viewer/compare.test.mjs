@@ -31,6 +31,14 @@ test("members, way and endpoint are compared", () => {
   ]);
 });
 
+test("what led on is a part of the way", () => {
+  const by = (ledOnBy) =>
+    ({ way: { entered: [{ tag: "a", type: "t", ledOnBy }, { tag: "b", type: "u" }] } });
+  assert.deepEqual(differing(by("SELECTOR"), by("DETOUR")), [
+    ["Way", "a (t), by its answer \u2192 b (u)", "a (t), by its detour \u2192 b (u)"],
+  ]);
+});
+
 test("an ordinal that another interface has is no difference", () => {
   const left = detailsOf();
   const right = JSON.parse(JSON.stringify(left).replaceAll('"ordinal":2', '"ordinal":7')
