@@ -1,6 +1,6 @@
 // The boxes of the picture: their lines of text, without places.
 import { isSameAddress } from "./addresses.mjs";
-import { counted, endText, interfaceName, numberText, visible } from "./texts.mjs";
+import { counted, endText, interfaceName, numberText, routeText, visible } from "./texts.mjs";
 
 const LED_ON = { SELECTOR: "answer", DETOUR: "detour" };
 const MAX_ADDRESSES = 2;
@@ -81,10 +81,6 @@ export function groupBoxes({ groups, hiddenSockets, groupsStop, endpoint }) {
 }
 
 const KINDS = { LOOPBACK: "loopback", TUNNEL: "tunnel" };
-
-function routeText({ family, metric }) {
-  return `default route IPv${family}, metric ${metric}`;
-}
 
 function interfaceBox(row) {
   const lines = [strong(interfaceName(row))];

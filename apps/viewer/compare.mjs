@@ -3,7 +3,7 @@
 import { SOCKET_COLUMNS, inputTexts, missingTexts, socketTexts } from "./panels.mjs";
 import { plain } from "./say.mjs";
 import { MEMBERS } from "./statuses.mjs";
-import { endText, interfaceName, visible } from "./texts.mjs";
+import { endText, interfaceName, kindText, operStatusText, visible } from "./texts.mjs";
 
 // The columns that tell a socket from others; the rest are facts about it.
 const END_COLUMNS = 3;
@@ -143,10 +143,9 @@ function interfacesByName({ interfaces, report }) {
     const routes = report.defaultRoutes
       .filter(({ interfaceOrdinal }) => interfaceOrdinal === row.ordinal)
       .map(({ family, routeMetric }) => `default route IPv${family} metric ${routeMetric}`);
-    const state = row.operStatus === 1 ? "up" : `not up (${row.operStatus})`;
     const addresses = row.addresses.map((address) => visible(address));
-    added(found, interfaceName(row), [state, row.kind, ...addresses, ...routes]
-      .filter(Boolean).join(", "));
+    added(found, interfaceName(row), [operStatusText(row.operStatus), kindText(row.kind),
+                                     ...addresses, ...routes].join(", "));
   }
   return found;
 }

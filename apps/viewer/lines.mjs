@@ -11,10 +11,6 @@ function columnsOf(character) {
   return WIDE.test(character) ? 2 : 1;
 }
 
-export function widthOf({ text, style }) {
-  return [...text].reduce((sum, character) => sum + columnsOf(character), 0) * WIDTHS[style];
-}
-
 // Where a line that is full breaks: at a blank, after a colon of an address, or anywhere.
 function endOf(line) {
   const blank = line.lastIndexOf(" ");
@@ -41,7 +37,7 @@ export function wrapped({ text, style }, width) {
   found.push(line);
   if (found.length > MAX_LINES[style]) {
     found.length = MAX_LINES[style];
-    found[found.length - 1] = `${found.at(-1).slice(0, -1)}\u2026`;
+    found[found.length - 1] = `${[...found.at(-1)].slice(0, -1).join("")}\u2026`;
   }
   return found.filter((each) => each !== "").map((each) => ({ text: each, style }));
 }

@@ -2,6 +2,7 @@
 // them. No text is cut or escaped here.
 
 import { socketsToEndpoint } from "./addresses.mjs";
+import { operStatusText } from "./texts.mjs";
 
 const MAX_STEPS = 12;
 const MAX_GROUPS = 6;
@@ -9,12 +10,10 @@ const MAX_INTERFACES = 8;
 const MAX_SAMPLE = 4;
 
 const EVIDENCE = { BOUND_DEVICE: "bound device", ROUTE: "route", PACKETS: "packets" };
-const OPER_STATUS = ["up", "down", "testing", "unknown", "dormant", "not present",
-                     "lower layer down"];
 
 function broken(key, word, explain) {
   const { meaning = "", whatToDo = "" } = explain(key, word) ?? {};
-  return { key, word, meaning, whatToDo };
+  return { word, meaning, whatToDo };
 }
 
 function steps(entered) {
@@ -81,7 +80,7 @@ export function edgesOf(group) {
     const evidence = [];
     if (hasSource) evidence.push("source address");
     if (leaves) evidence.push(EVIDENCE[group.decidedBy]);
-    return { ordinal, leaves, hasSource, label: `by ${evidence.join(" and ")}` };
+    return { ordinal, leaves, label: `by ${evidence.join(" and ")}` };
   });
 }
 
@@ -92,10 +91,6 @@ function stopOfGroups(details, explain) {
   }
   if (sockets.length > 0 || endpoint.status !== "OK") return undefined;
   return broken("crossCheck", crossCheck.status, explain);
-}
-
-function operStatusText(number) {
-  return OPER_STATUS[number - 1] ?? `state ${number}`;
 }
 
 function interfaceRows(details) {

@@ -2,7 +2,8 @@
 import { button, element, explained, newId } from "./dom.mjs";
 import { statusesOf } from "./statuses.mjs";
 import { tableOf } from "./tables.mjs";
-import { counted, endText, interfaceName, visible } from "./texts.mjs";
+import { counted, endText, interfaceName, kindText, numberText, operStatusText, visible }
+  from "./texts.mjs";
 
 function section(title, ...children) {
   const id = newId("panel");
@@ -90,7 +91,7 @@ const MAX_ADDRESSES = 20;
 function addressesText(addresses) {
   const shown = addresses.slice(0, MAX_ADDRESSES).map((address) => visible(address));
   const more = addresses.length - shown.length;
-  return shown.join(", ") + (more > 0 ? ` and ${more.toLocaleString("en")} more` : "") || "none";
+  return shown.join(", ") + (more > 0 ? ` and ${numberText(more)} more` : "") || "none";
 }
 
 function interfacePanel(details) {
@@ -104,8 +105,8 @@ function interfacePanel(details) {
   const texts = (row) => [
     interfaceName(row),
     String(row.ordinal),
-    row.operStatus === 1 ? "up" : `not up (${row.operStatus})`,
-    (row.kind ?? UNKNOWN).toLowerCase(),
+    operStatusText(row.operStatus),
+    kindText(row.kind),
     addressesText(row.addresses),
     addressesText(routes.get(row.ordinal) ?? []),
   ];

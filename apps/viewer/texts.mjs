@@ -23,7 +23,7 @@ export function visible(text, max = MAX_SHOWN) {
   let count = 0;
   let marks = MAX_MARKS;
   for (const character of raw) {
-    if (count++ === max) return `${shown}... (${raw.length.toLocaleString("en")} characters)`;
+    if (count++ === max) return `${shown}... (${numberText(raw.length)} characters)`;
     if (VARIATION.test(character) && marks === 0) {
       marks = MAX_MARKS;
       shown += character;
@@ -46,17 +46,27 @@ export function counted(count, what) {
   return `${numberText(count)} ${what}${count === 1 ? "" : "s"}`;
 }
 
-// Joins [a, b, c] to "a, b and c".
-export function enumeration(items) {
-  if (items.length < 2) return items.join("");
-  return `${items.slice(0, -1).join(", ")} and ${items.at(-1)}`;
-}
-
 // An address and a port; the address may be in brackets already.
 export function endText(address, port) {
   const bare = rawText(address).replace(/^\[(.*)\]$/s, "$1");
   const shown = visible(bare);
   return bare.includes(":") ? `[${shown}]:${port}` : `${shown}:${port}`;
+}
+
+// ifOperStatus of RFC 2863, from 1.
+const OPER_STATUS = ["up", "down", "testing", "unknown", "dormant", "not present",
+                     "lower layer down"];
+
+export function operStatusText(number) {
+  return OPER_STATUS[number - 1] ?? `state ${number}`;
+}
+
+export function kindText(kind) {
+  return (kind ?? "unknown").toLowerCase();
+}
+
+export function routeText({ family, metric }) {
+  return `default route IPv${family}, metric ${metric}`;
 }
 
 export function interfaceName(row) {

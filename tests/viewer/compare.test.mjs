@@ -111,7 +111,7 @@ test("interfaces are compared by name, with their routes", () => {
   const right = { interfaces: [lo, { ...wan, operStatus: 2, addresses: [] }],
                   report: { defaultRoutes: [] } };
   assert.deepEqual(differing({}, right), [
-    ["wan0", "up, OTHER, 10.0.0.7, default route IPv4 metric 9", "not up (2), OTHER"],
-    ["tun3", "not up (2), TUNNEL", "none"],
+    ["wan0", "up, other, 10.0.0.7, default route IPv4 metric 9", "down, other"],
+    ["tun3", "down, tunnel", "none"],
   ]);
 });

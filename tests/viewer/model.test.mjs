@@ -30,8 +30,8 @@ test("groups with many interfaces are told apart by which evidence names them", 
 test("an edge has the evidence for its interface", () => {
   const [group] = groupsOf([socket({ leavesThrough: [TUN] })]);
   assert.deepEqual(edgesOf(group), [
-    { ordinal: 3, leaves: true, hasSource: false, label: "by route" },
-    { ordinal: 2, leaves: false, hasSource: true, label: "by source address" },
+    { ordinal: 3, leaves: true, label: "by route" },
+    { ordinal: 2, leaves: false, label: "by source address" },
   ]);
   const [agreed] = groupsOf([socket({ decidedBy: "BOUND_DEVICE" })]);
   assert.deepEqual(edgesOf(agreed).map(({ label }) => label),
@@ -94,7 +94,7 @@ test("rows of one interface are one box", () => {
 test("the way stops with the status and its meaning", () => {
   const walk = model({ endpoint: { status: "DETOUR_CYCLE" },
                        way: { entered: [{ tag: "proxy", type: "t" }], soughtTag: "proxy" } });
-  assert.deepEqual(walk.way.stop, { key: "activeEndpointStatus", word: "DETOUR_CYCLE",
+  assert.deepEqual(walk.way.stop, { word: "DETOUR_CYCLE",
                                     meaning: "activeEndpointStatus is DETOUR_CYCLE",
                                     whatToDo: "see DETOUR_CYCLE" });
   assert.equal(walk.way.soughtTag, "proxy");

@@ -3,7 +3,7 @@ import assert from "node:assert/strict";
 import { test } from "node:test";
 
 import { wrapped } from "../../apps/viewer/lines.mjs";
-import { endText, enumeration, visible } from "../../apps/viewer/texts.mjs";
+import { endText, operStatusText, visible } from "../../apps/viewer/texts.mjs";
 
 test("what is not seen is escaped, and the rest stays", () => {
   const rows = [
@@ -34,10 +34,9 @@ test("addresses and ports", () => {
   assert.equal(endText("[2001:db8::1]", 443), "[2001:db8::1]:443");
 });
 
-test("enumerations", () => {
-  assert.equal(enumeration([]), "");
-  assert.equal(enumeration(["a"]), "a");
-  assert.equal(enumeration(["a", "b", "c"]), "a, b and c");
+test("states of interfaces have the words of RFC 2863", () => {
+  assert.deepEqual([1, 2, 7, 8, 0, -1].map(operStatusText),
+                   ["up", "down", "lower layer down", "state 8", "state 0", "state -1"]);
 });
 
 test("lines break at blanks, or anywhere, and lose nothing but blanks until they are cut", () => {
@@ -47,4 +46,6 @@ test("lines break at blanks, or anywhere, and lose nothing but blanks until they
   assert.deepEqual(lines("aaaaaaaaaa", "data", 4 * 7.6), ["aaaa", "aaaa", "aa"]);
   assert.deepEqual(lines("\u6771\u4EAC\u6771", "data", 4 * 7.6), ["\u6771\u4EAC", "\u6771"]);
   assert.deepEqual(lines("a".repeat(100), "data", 4 * 7.6), ["aaaa", "aaaa", "aaa\u2026"]);
+  const flags = lines("\u{1F1EF}".repeat(40), "data", 4 * 7.6);
+  assert.deepEqual(flags.at(-1), "\u{1F1EF}\u2026");
 });
