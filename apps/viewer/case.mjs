@@ -31,9 +31,10 @@ function todoNode(nodes) {
   return element("p", {}, element("b", {}, "What to do: "), ...nodes);
 }
 
-// `stop` is where the way ends, if it does.
-function answerOf(details, stop) {
-  const { tone, headline, evidence, todo } = sentenceFor(details);
+function answerOf(details, model) {
+  const { tone, headline, evidence, todo, stop: list } = sentenceFor(details);
+  // Where the way ends, or the list that is missing.
+  const stop = model[list] ?? model.way.stop;
   const id = newId("answer");
   const parts = [element("h2", { id, class: "answer", tabindex: "-1" }, ...nodesOf(headline))];
   if (TONES[tone] !== "") parts.unshift(element("p", { class: "tone" }, TONES[tone]));
@@ -68,7 +69,7 @@ function nameParts(summary, panels, name) {
 export function viewOf(shown, engine, actions, { name, isPair }) {
   const { details } = shown;
   const model = modelOf(details, engine.explain);
-  const answer = answerOf(details, model.way.stop);
+  const answer = answerOf(details, model);
   const picture = pictureOf(model, wayInWords(model));
   const origin = originText(details);
   const label = element("p", { class: "origin" }, element("bdi", { class: "data" }, name),

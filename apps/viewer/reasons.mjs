@@ -1,5 +1,6 @@
 // Why the endpoint is not known, in words.
 import { say } from "./say.mjs";
+import { reasonText } from "./texts.mjs";
 
 function configReason(status) {
   switch (status) {
@@ -15,7 +16,7 @@ function configReason(status) {
 function queryReason({ input, way }) {
   const query = input.queries.find(({ selectorTag }) => selectorTag === way.soughtTag);
   if (query === undefined || query.reason === "") return say``;
-  return say`: ${query.reason}`;
+  return say`: ${[{ data: reasonText(query.reason) }]}`;
 }
 
 function walkReason({ way }, kind, isCycle) {

@@ -1,6 +1,6 @@
 // Sentences with texts of the snapshot in them: lists of parts, each { text } of the page or
 // { data } of the snapshot.
-import { visible } from "./texts.mjs";
+import { numberText, visible } from "./texts.mjs";
 
 function partsOf(value) {
   if (!Array.isArray(value)) return [{ data: visible(value) }];
@@ -19,11 +19,13 @@ export function say(strings, ...values) {
   return parts;
 }
 
-// Parts of data, joined to "a, b and c".
-export function listed(names) {
-  return names.flatMap((data, i) => {
-    const joint = i === 0 ? "" : i + 1 === names.length ? " and " : ", ";
-    return joint === "" ? [{ data }] : [{ text: joint }, { data }];
+// Parts of data, joined to "a, b and c", or to "a, b and 7 more" if there are more than those.
+export function listed(names, more = 0) {
+  const rest = more > 0 ? [{ text: `${numberText(more)} more` }] : [];
+  const items = [...names.map((data) => ({ data })), ...rest];
+  return items.flatMap((item, i) => {
+    const joint = i === 0 ? "" : i + 1 === items.length ? " and " : ", ";
+    return joint === "" ? [item] : [{ text: joint }, item];
   });
 }
 

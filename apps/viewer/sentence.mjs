@@ -1,13 +1,20 @@
 // The answer: a headline, the evidence, and what to do. Each is a list of parts; see say.mjs.
 import { socketsToEndpoint } from "./addresses.mjs";
-import { leavingFor, leavingThrough } from "./model.mjs";
+import { downInterface } from "./blocked.mjs";
+import { hasNoHost } from "./host.mjs";
+import { leavingThrough } from "./model.mjs";
 import { endpointReason } from "./reasons.mjs";
 import { listed, say } from "./say.mjs";
-import { counted, endText, interfaceName } from "./texts.mjs";
+import { severalAddresses } from "./server_addresses.mjs";
+import { counted, endText, interfaceName, numberText, reasonText } from "./texts.mjs";
+
+const MAX_NAMES = 4;
 
 function namesOf(details, ordinals) {
   const rows = new Map(details.interfaces.map((row) => [row.ordinal, row]));
-  return listed(ordinals.map((ordinal) => interfaceName(rows.get(ordinal) ?? { ordinal })));
+  const shown = ordinals.slice(0, MAX_NAMES);
+  return listed(shown.map((ordinal) => interfaceName(rows.get(ordinal) ?? { ordinal })),
+                ordinals.length - shown.length);
 }
 
 function endpointText({ endpoint }) {
@@ -25,7 +32,21 @@ function subjectOf(details, role) {
   if (udp > 0) kinds.push(counted(udp, "UDP socket"));
   const isOne = sockets.length === 1;
   const phrase = say`${[kinds.join(" and ")]} to ${endpointText(details)}`;
-  return { sockets, isOne, phrase };
+  const known = sockets.filter(({ decidedBy }) => decidedBy !== "NONE").length;
+  return { sockets, isOne, phrase, known };
+}
+
+// "1 of ", if it is not all.
+function ofAll(count, { sockets }) {
+  return count === sockets.length ? "" : `${numberText(count)} of `;
+}
+
+// For how many sockets the system does not tell; empty if it tells for all.
+function untold(subject) {
+  const { sockets, known } = subject;
+  if (known === sockets.length) return "";
+  const count = numberText(sockets.length - known);
+  return `; for ${count} of ${numberText(sockets.length)} the system does not tell`;
 }
 
 const EVIDENCE = {
@@ -41,7 +62,7 @@ function evidenceText(sockets) {
 }
 
 function leave(subject, count) {
-  return `${subject.isOne ? "leaves" : "leave"} through ${count === 1 ? "it" : "them"}`;
+  return `${subject.known === 1 ? "leaves" : "leave"} through ${count === 1 ? "it" : "them"}`;
 }
 
 function sourceOwners({ sockets }) {
@@ -66,11 +87,13 @@ function disagrees(details, subject) {
   const but = leaving.includes(ordinal)
     ? say`but only ${named} has its source address`
     : say`not through ${named}`;
+  const traffic = untold(subject) === "" ? "Traffic" : "Part of the traffic";
   return {
     tone: "contradiction",
-    headline: say`Traffic leaves through ${namesOf(details, leaving)}, ${but}.`,
+    headline: say`${[traffic]} leaves through ${namesOf(details, leaving)}, ${but}.`,
     evidence: say`The source address of ${subject.phrase} belongs to ${named}, but packets leave
-      through ${namesOf(details, leaving)} (${[evidenceText(subject.sockets)]}).`,
+      through ${namesOf(details, leaving)}
+      (${[evidenceText(subject.sockets)]})${[untold(subject)]}.`,
     todo: say`If it should leave through ${named}, bind the engine to it, or add a routing rule
       for its source address.`,
   };
@@ -95,22 +118,32 @@ function several(details, subject) {
   return {
     tone: "contradiction",
     headline: say`Traffic leaves through ${namesOf(details, leaving)}.`,
-    evidence: say`${subject.phrase} ${[leave(subject, leaving.length)]}
-      (${[evidenceText(subject.sockets)]}).`,
+    evidence: say`${[ofAll(subject.known, subject)]}${subject.phrase}
+      ${[leave(subject, leaving.length)]}
+      (${[evidenceText(subject.sockets)]})${[untold(subject)]}.`,
     todo: say`If it should leave through one, let the engine reconnect, and take a new snapshot.`,
   };
 }
 
-function noWayOut(details, subject) {
+// Every reason why sockets are stuck.
+function stuckReason(details, stuck) {
+  const all = stuck.map((socket) => downInterface(socket, details.interfaces)?.ordinal);
+  const down = [...new Set(all)].filter((ordinal) => ordinal !== undefined);
+  const noRoute = all.includes(undefined) ? ["the system has no route"] : [];
+  if (down.length === 0) return noRoute;
+  const are = say`${namesOf(details, down)} ${[down.length === 1 ? "is" : "are"]} down`;
+  return noRoute.length === 0 ? are : say`${noRoute}, and ${are}`;
+}
+
+// `rest` is what else is told of the sockets that can leave.
+function noWayOut(details, subject, rest = "") {
   const stuck = subject.sockets.filter(({ hasNoWayOut }) => hasNoWayOut);
-  const hasNoRoute = stuck.some(({ byRoute }) => byRoute === null);
   const isAll = stuck.length === subject.sockets.length;
-  const some = isAll ? "" : `${stuck.length.toLocaleString("en")} of `;
   return {
     tone: "broken",
     headline: isAll ? say`Traffic cannot leave.` : say`Part of the traffic cannot leave.`,
-    evidence: say`${[some]}${subject.phrase} cannot leave:
-      ${[hasNoRoute ? "the system has no route" : "the interface is down"]}.`,
+    evidence: say`${[ofAll(stuck.length, subject)]}${subject.phrase} cannot leave:
+      ${stuckReason(details, stuck)}${[isAll ? "" : rest]}.`,
     todo: say`Set the interface up, or repair the route; an engine that does not notice must
       reconnect.`,
   };
@@ -118,6 +151,9 @@ function noWayOut(details, subject) {
 
 function trying(details) {
   const subject = subjectOf(details, "TRYING");
+  if (subject.sockets.some(({ hasNoWayOut }) => hasNoWayOut)) {
+    return noWayOut(details, subject, "; the rest has no answer so far");
+  }
   const { crossCheck } = details;
   const through = crossCheck.interface === undefined
     ? say``
@@ -143,66 +179,68 @@ function noSocket(details) {
   };
 }
 
-function unknown(reason, todo) {
-  return { tone: "unknown", headline: say`It cannot be told: ${reason}.`, evidence: [], todo };
+// `more` replaces members: the evidence, what to do.
+function unknown(reason, more = {}) {
+  return { tone: "unknown", headline: say`It cannot be told: ${reason}.`, evidence: [], ...more };
 }
 
 const RECONNECT = say`Let the engine reconnect, and take a new snapshot.`;
 
+// That the system does not tell, of how many if it tells of others.
+function notTold({ sockets, known }) {
+  const part = known === 0 ? "" : ` for ${numberText(sockets.length - known)} of ` +
+                                  `${numberText(sockets.length)}`;
+  return `system does not tell where packets leave${part}`;
+}
+
+// Where the others leave; empty if there are none.
+function toldPart(details, subject) {
+  if (subject.known === 0) return [];
+  const owners = subject.sockets.flatMap((row) => row.leavesThrough.map(({ ordinal }) => ordinal));
+  const names = namesOf(details, [...new Set(owners)]);
+  return say`${[`${numberText(subject.known)} of ${numberText(subject.sockets.length)}`]}
+    ${[subject.known === 1 ? "leaves" : "leave"]} through ${names}
+    (${[evidenceText(subject.sockets)]}).`;
+}
+
+function sourcesText(details, subject) {
+  const owners = namesOf(details, sourceOwners(subject));
+  switch (details.report.selectionStatus) {
+    case "NOT_APPLICABLE_OS_ROUTED":
+      return say`the system's routes decide for ${subject.phrase}`;
+    case "SOCKET_SOURCE_ADDRESS_UNMAPPED":
+      return say`no interface has the source address of ${subject.phrase}`;
+    case "PARTIAL_SOCKET_SOURCE_MAPPING":
+      return say`no interface has the source addresses of some of ${subject.phrase}`;
+    case "MULTIPLE_MATCHING_SOCKET_INTERFACES":
+      return say`${subject.phrase} have source addresses of ${owners}`;
+    default:
+      return say`${owners} have the source address of ${subject.phrase}`;
+  }
+}
+
 // The system does not tell where packets leave, and source addresses do not identify an interface.
 function unsettled(details, subject) {
-  const { selectionStatus } = details.report;
-  const owners = namesOf(details, sourceOwners(subject));
-  const told = "the system does not tell where packets leave";
-  switch (selectionStatus) {
-    case "NOT_APPLICABLE_OS_ROUTED":
-      return unknown(say`the system's routes decide, and ${[told]} of ${subject.phrase}`);
-    case "SOCKET_SOURCE_ADDRESS_UNMAPPED":
-      return unknown(say`no interface has the source address of ${subject.phrase}`, RECONNECT);
-    case "PARTIAL_SOCKET_SOURCE_MAPPING":
-      return unknown(say`no interface has the source addresses of some of ${subject.phrase}`,
-                     RECONNECT);
-    case "MULTIPLE_MATCHING_SOCKET_INTERFACES":
-      return unknown(say`${subject.phrase} have source addresses of ${owners}, and ${[told]}`,
-                     RECONNECT);
-    default:
-      return unknown(say`${owners} have the source address of ${subject.phrase}, and ${[told]}`,
-                     RECONNECT);
-  }
+  const isRouted = details.report.selectionStatus === "NOT_APPLICABLE_OS_ROUTED";
+  return unknown(say`${sourcesText(details, subject)}, and the ${[notTold(subject)]}`, {
+    evidence: toldPart(details, subject),
+    todo: isRouted ? undefined : RECONNECT,
+  });
 }
 
 function bySourceOnly(details, subject) {
   const named = namesOf(details, [details.report.selectedInterfaceOrdinal]);
+  const part = toldPart(details, subject);
   return {
     tone: "known",
     headline: say`By source address, traffic leaves through ${named}.`,
     evidence: say`${subject.phrase} ${[subject.isOne ? "has" : "have"]} its source address.
-      The system does not tell where packets leave.`,
-  };
-}
-
-function severalAddresses(details) {
-  const nowhere = ["no known interface"];
-  const rows = details.otherAddresses.map(({ address, interface: named }) =>
-    say`${address} through ${named === undefined ? nowhere : [{ data: interfaceName(named) }]}`);
-  const joined = rows.flatMap((parts, i) => (i === 0 ? parts : [{ text: ", " }, ...parts]));
-  const first = leavingFor(details);
-  const through = first.length > 0 ? namesOf(details, first) : nowhere;
-  return {
-    tone: "contradiction",
-    headline: say`Traffic leaves through different interfaces, by the server's addresses.`,
-    evidence: say`The engine uses several addresses of the server:
-      ${details.endpoint.address} through ${through}, ${joined}.`,
-    todo: say`If it should leave through one, let the engine reconnect, and take a new snapshot.`,
+      The ${[notTold(subject)]}.${part.length === 0 ? [] : say` ${part}`}`,
   };
 }
 
 function missingList(details) {
-  const { failures, report } = details;
-  const isSockets = report.socketSourcesStatus !== "OK";
-  const reason = isSockets ? failures.sockets : failures.adapters;
-  const what = isSockets ? "the engine's sockets are not known" : "the interfaces are not known";
-  if (reason === "not taken") {
+  if (hasNoHost(details)) {
     return {
       tone: "unknown",
       headline: say`The way leads to ${endpointText(details)}.`,
@@ -210,7 +248,12 @@ function missingList(details) {
       todo: say`Add a snapshot of the host (egress-report --save-snapshot).`,
     };
   }
-  return unknown(say`${[what]}${reason ? say`: ${reason}` : say``}`);
+  const { failures, report } = details;
+  const isSockets = report.socketSourcesStatus !== "OK";
+  const reason = isSockets ? failures.sockets : failures.adapters;
+  const what = isSockets ? "the engine's sockets are not known" : "the interfaces are not known";
+  return unknown(say`${[what]}${reason ? say`: ${[{ data: reasonText(reason) }]}` : say``}`,
+                 { stop: isSockets ? "groupsStop" : "interfacesStop" });
 }
 
 const BY_CROSS_CHECK = { AGREES: agrees, DISAGREES: disagrees, SETTLES: settles, SEVERAL: several,
@@ -221,7 +264,7 @@ export function sentenceFor(details) {
   if (endpoint.status !== "OK") return unknown(endpointReason(details));
   if (!details.doAddressesAgree) return severalAddresses(details);
   const hasLists = report.socketSourcesStatus === "OK" && report.interfacesStatus === "OK";
-  if (!hasLists && crossCheck.interface === undefined) return missingList(details);
+  if (!hasLists && crossCheck.status === "UNKNOWN") return missingList(details);
   const subject = subjectOf(details, "COUNTED");
   const tell = BY_CROSS_CHECK[crossCheck.status];
   if (tell !== undefined) return tell(details, subject);

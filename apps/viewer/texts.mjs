@@ -38,6 +38,11 @@ export function visible(text, max = MAX_SHOWN) {
   return shown;
 }
 
+// A reason at the end of a sentence, which has its own full stop.
+export function reasonText(reason) {
+  return visible(reason).replace(/\.$/, "");
+}
+
 export function numberText(count) {
   return count.toLocaleString("en");
 }

@@ -72,6 +72,27 @@ const ROWS = [
            "through wan0 and tun3 (the system's route leads there)."],
   },
   {
+    name: "DISAGREES, in part unknown",
+    members: {
+      crossCheck: { status: "DISAGREES" },
+      sockets: [socket({ leavesThrough: [TUN] }), unknownSocket()],
+    },
+    want: ["contradiction", "Part of the traffic leaves through tun3, not through wan0.",
+           `The source address of 2 TCP connections to ${E} belongs to wan0, but packets leave ` +
+           "through tun3 (the system's route leads there); for 1 of 2 the system does not tell."],
+  },
+  {
+    name: "SEVERAL, in part unknown",
+    members: {
+      report: selection("MULTIPLE_MATCHING_SOCKET_INTERFACES"),
+      crossCheck: { status: "SEVERAL" },
+      sockets: [socket(), socket({ leavesThrough: [TUN] }), unknownSocket()],
+    },
+    want: ["contradiction", "Traffic leaves through wan0 and tun3.",
+           `2 of 3 TCP connections to ${E} leave through them (the system's route leads there); ` +
+           "for 1 of 3 the system does not tell."],
+  },
+  {
     name: "SETTLES what the system routes",
     members: {
       report: { ...selection("NOT_APPLICABLE_OS_ROUTED"), egressSelectionPolicy: "os_routed" },
@@ -105,10 +126,72 @@ const ROWS = [
     name: "NO_WAY_OUT through an interface that is down",
     members: {
       crossCheck: { status: "NO_WAY_OUT" },
-      sockets: [socket({ leavesThrough: [], hasNoWayOut: true })],
+      sockets: [socket({ byRoute: TUN, leavesThrough: [], hasNoWayOut: true })],
     },
     want: ["broken", "Traffic cannot leave.",
-           `1 TCP connection to ${E} cannot leave: the interface is down.`],
+           `1 TCP connection to ${E} cannot leave: tun3 is down.`],
+  },
+  {
+    name: "NO_WAY_OUT for both reasons",
+    members: {
+      crossCheck: { status: "NO_WAY_OUT" },
+      sockets: [socket(), socket({ byRoute: null, leavesThrough: [], hasNoWayOut: true }),
+                socket({ byRoute: TUN, leavesThrough: [], hasNoWayOut: true })],
+    },
+    want: ["broken", "Part of the traffic cannot leave.",
+           `2 of 3 TCP connections to ${E} cannot leave: the system has no route, and tun3 is ` +
+           "down."],
+  },
+  {
+    name: "NO_WAY_OUT where the bound device is down",
+    members: {
+      crossCheck: { status: "NO_WAY_OUT" },
+      sockets: [socket({ byRoute: null, boundDevice: TUN, leavesThrough: [], hasNoWayOut: true })],
+    },
+    want: ["broken", "Traffic cannot leave.",
+           `1 TCP connection to ${E} cannot leave: tun3 is down.`],
+  },
+  {
+    name: "NO_WAY_OUT without the list of interfaces",
+    members: {
+      report: { ...selection("NOT_EVALUATED_ADAPTER_ENUM_FAILED"),
+                interfacesStatus: "ADAPTER_ENUM_FAILED" },
+      failures: { adapters: "denied" }, interfaces: [], crossCheck: { status: "NO_WAY_OUT" },
+      sockets: [socket({ byRoute: null, bySource: [], leavesThrough: [], hasNoWayOut: true })],
+    },
+    want: ["broken", "Traffic cannot leave.",
+           `1 TCP connection to ${E} cannot leave: the system has no route.`],
+  },
+  {
+    name: "NO_SOCKET without the list of interfaces",
+    members: {
+      report: { ...selection("NOT_EVALUATED_ADAPTER_ENUM_FAILED"),
+                interfacesStatus: "ADAPTER_ENUM_FAILED" },
+      failures: { adapters: "denied" }, interfaces: [], crossCheck: { status: "NO_SOCKET" },
+      sockets: [],
+    },
+    want: ["broken", "There is no connection to the endpoint.",
+           `The engine has no TCP connection to ${E}.`],
+  },
+  {
+    name: "TRYING without a route",
+    members: {
+      crossCheck: { status: "TRYING" },
+      sockets: [socket({ role: "TRYING", byRoute: null, leavesThrough: [], hasNoWayOut: true })],
+    },
+    want: ["broken", "Traffic cannot leave.",
+           `1 TCP connection attempt to ${E} cannot leave: the system has no route.`],
+  },
+  {
+    name: "TRYING, in part through an interface that is down",
+    members: {
+      crossCheck: { status: "TRYING" },
+      sockets: [socket({ role: "TRYING" }),
+                socket({ role: "TRYING", byRoute: TUN, leavesThrough: [], hasNoWayOut: true })],
+    },
+    want: ["broken", "Part of the traffic cannot leave.",
+           `1 of 2 TCP connection attempts to ${E} cannot leave: tun3 is down; the rest has no ` +
+           "answer so far."],
   },
   {
     name: "TRYING",
@@ -142,7 +225,33 @@ const ROWS = [
     members: { report: selection("SOCKET_SOURCE_ADDRESS_UNMAPPED"), crossCheck: UNKNOWN,
                sockets: [unknownSocket({ bySource: [] })] },
     want: ["unknown", "It cannot be told: no interface has the source address of " +
-           `1 TCP connection to ${E}.`, ""],
+           `1 TCP connection to ${E}, and the system does not tell where packets leave.`, ""],
+  },
+  {
+    name: "UNKNOWN with a source address, in part",
+    members: { crossCheck: UNKNOWN, sockets: [socket(), unknownSocket()] },
+    want: ["known", "By source address, traffic leaves through wan0.",
+           `2 TCP connections to ${E} have its source address. The system does not tell where ` +
+           "packets leave for 1 of 2. 1 of 2 leaves through wan0 (the system's route leads " +
+           "there)."],
+  },
+  {
+    name: "UNKNOWN, ambiguous in part",
+    members: { report: selection("ADDRESS_INTERFACE_AMBIGUOUS"), crossCheck: UNKNOWN,
+               sockets: [socket({ bySource: [WAN, TUN] }),
+                         unknownSocket({ bySource: [WAN, TUN] })] },
+    want: ["unknown", `It cannot be told: wan0 and tun3 have the source address of 2 TCP ` +
+           `connections to ${E}, and the system does not tell where packets leave for 1 of 2.`,
+           "1 of 2 leaves through wan0 (the system's route leads there)."],
+  },
+  {
+    name: "UNKNOWN, with the source address of many",
+    members: { report: selection("ADDRESS_INTERFACE_AMBIGUOUS"), crossCheck: UNKNOWN,
+               sockets: [unknownSocket({ bySource: Array.from({ length: 30 }, (_, i) =>
+                 ({ ordinal: i + 10 })) })] },
+    want: ["unknown", "It cannot be told: interface 10, interface 11, interface 12, interface 13 " +
+           `and 26 more have the source address of 1 TCP connection to ${E}, and the system does ` +
+           "not tell where packets leave.", ""],
   },
   {
     name: "UNKNOWN, ambiguous",
@@ -155,14 +264,15 @@ const ROWS = [
     name: "no list of sockets",
     members: { report: { ...selection("NOT_EVALUATED_SOCKET_ENUM_FAILED"),
                          socketSourcesStatus: "SOCKET_ENUM_FAILED" },
-               crossCheck: UNKNOWN, sockets: [], failures: { sockets: "not permitted" } },
+               crossCheck: UNKNOWN, sockets: [], failures: { sockets: "not permitted." } },
     want: ["unknown", "It cannot be told: the engine's sockets are not known: not permitted.", ""],
   },
   {
     name: "a configuration without a host",
     members: { report: { ...selection("NOT_EVALUATED_SOCKET_ENUM_FAILED"),
                          socketSourcesStatus: "SOCKET_ENUM_FAILED" },
-               crossCheck: UNKNOWN, sockets: [], failures: { sockets: "not taken" } },
+               crossCheck: UNKNOWN, sockets: [],
+               failures: { adapters: "not taken", sockets: "not taken" } },
     want: ["unknown", `The way leads to ${E}.`,
            "Without a host, it cannot be told through which interface."],
   },
@@ -175,8 +285,29 @@ const ROWS = [
     },
     want: ["contradiction",
            "Traffic leaves through different interfaces, by the server's addresses.",
-           "The engine uses several addresses of the server: 198.51.100.10 through wan0, " +
-           "198.51.100.11 through tun3."],
+           "The engine uses several addresses of the server: traffic to 198.51.100.10 leaves " +
+           "through wan0; that to 198.51.100.11 leaves through tun3."],
+  },
+  {
+    name: "several addresses, one of them without a way out",
+    members: {
+      doAddressesAgree: false,
+      otherAddresses: [{ address: "198.51.100.11", selectionStatus: "OK",
+                         crossCheckStatus: "NO_WAY_OUT" }],
+    },
+    want: ["broken", "Traffic to 198.51.100.10 leaves through wan0; that to 198.51.100.11 cannot " +
+           "leave.", "The engine uses several addresses of the server."],
+  },
+  {
+    name: "several addresses, one of them unknown",
+    members: {
+      doAddressesAgree: false,
+      otherAddresses: [{ address: "198.51.100.11", crossCheckStatus: "UNKNOWN",
+                         selectionStatus: "SOCKET_SOURCE_ADDRESS_UNMAPPED" }],
+    },
+    want: ["unknown", "Traffic to 198.51.100.10 leaves through wan0; where that to " +
+           "198.51.100.11 leaves cannot be told.",
+           "The engine uses several addresses of the server."],
   },
 ];
 
@@ -214,6 +345,14 @@ for (const [status, reason] of Object.entries(WALKS)) {
     sockets: [],
   }), ["unknown", `It cannot be told: ${reason}.`, ""]));
 }
+
+test("sockets that are missing from a host are no missing host", () => {
+  assert.deepEqual(told({ report: { ...selection("NOT_EVALUATED_SOCKET_ENUM_FAILED"),
+                                    socketSourcesStatus: "SOCKET_ENUM_FAILED" },
+                          crossCheck: UNKNOWN, sockets: [],
+                          failures: { sockets: "not taken" } })[1],
+                   "It cannot be told: the engine's sockets are not known: not taken.");
+});
 
 test("the reason of a failed query is told", () => {
   const details = detailsOf({
