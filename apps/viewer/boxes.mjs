@@ -7,7 +7,9 @@ const MAX_ADDRESSES = 2;
 const MAX_STATES = 3;
 const BADGES = {
   leaves: "\u25B6 traffic leaves here",
+  some: "\u25B6 some traffic leaves here",
   attempts: "\u25B6 attempts leave here",
+  bySource: "\u25B7 by source address",
   named: "\u25B7 named by source address",
 };
 
@@ -70,13 +72,14 @@ function groupBox(group, endpoint) {
   return { kind: "group", role: group.role, lines, group };
 }
 
-export function groupBoxes({ groups, hiddenSockets, groupsStop, endpoint }) {
+const fold = (text) => ({ kind: "fold", lines: [label(text)] });
+
+export function groupBoxes({ groups, hiddenSockets, groupsStop, endpoint, isAsked }) {
   const boxes = groups.map((group) => groupBox(group, endpoint));
-  if (hiddenSockets > 0) {
-    boxes.push({ kind: "fold", lines: [label(`and ${counted(hiddenSockets, "more socket")}`)] });
-  }
+  if (hiddenSockets > 0) boxes.push(fold(`and ${counted(hiddenSockets, "more socket")}`));
   if (groupsStop !== undefined) boxes.push(stopBox(groupsStop));
-  if (boxes.length === 0) boxes.push({ kind: "fold", lines: [label("unknown: no endpoint")] });
+  if (boxes.length > 0) return boxes;
+  boxes.push(fold(isAsked || endpoint === undefined ? "unknown: no endpoint" : "unknown: no host"));
   return boxes;
 }
 
@@ -97,18 +100,22 @@ function interfaceBox(row) {
            ordinal: row.ordinal };
 }
 
-export function interfaceBoxes({ interfaces, hiddenInterfaces, interfacesStop }) {
+export function interfaceBoxes({ interfaces, hiddenInterfaces, interfacesStop, isAsked }) {
   const boxes = interfaces.map(interfaceBox);
-  if (hiddenInterfaces > 0) {
-    const text = `and ${counted(hiddenInterfaces, "more interface")}`;
-    boxes.push({ kind: "fold", lines: [label(text)] });
-  }
+  if (hiddenInterfaces > 0) boxes.push(fold(`and ${counted(hiddenInterfaces, "more interface")}`));
+  if (!isAsked && boxes.length === 0) boxes.push(fold("unknown: no host"));
   if (interfacesStop !== undefined) boxes.push(stopBox(interfacesStop));
   return boxes;
 }
 
+// The edges of a group to interfaces that are not shown; empty if there are none.
+export function hiddenEdgesText({ hiddenEdges }) {
+  return hiddenEdges === 0 ? "" : `and ${counted(hiddenEdges, "more interface")}`;
+}
+
 // Why no edge leads on from a group; empty if one does.
-export function stubText({ hasNoWayOut, hasNoRoute, edges }) {
-  if (hasNoWayOut) return hasNoRoute ? "no way out: no route" : "no way out: interface down";
-  return edges.length > 0 ? "" : "no interface has its source address";
+export function stubText({ hasNoWayOut, down, hasInterfaces, edges, hiddenEdges }) {
+  if (hasNoWayOut) return down === undefined ? "no way out: no route" : "";
+  if (edges.length + hiddenEdges > 0) return "";
+  return hasInterfaces ? "no interface has its source address" : "the interfaces are not known";
 }

@@ -1,6 +1,6 @@
 // Places of boxes and edges, in pixels: three columns side by side, or one below the other where
 // the page is narrow.
-import { groupBoxes, interfaceBoxes, stubText, wayBoxes } from "./boxes.mjs";
+import { groupBoxes, hiddenEdgesText, interfaceBoxes, stubText, wayBoxes } from "./boxes.mjs";
 import { LINE_HEIGHT, wrapped } from "./lines.mjs";
 
 const NARROW = 760;
@@ -11,14 +11,20 @@ const HEADING = 34;
 const ENDPOINT_GAP = 56;
 const LABEL_GAP = 130;
 const EDGE_GAP = LABEL_GAP + 46;
-const PORT = 34;
+// Two lines of a label, and a gap.
+const PORT = 40;
 const LANE = 16;
 const TRUNK = 22;
 
+// How many edges begin at a group, with the one that ends at once.
+function portsOf(group) {
+  return group.edges.length + (stubText(group) === "" ? 0 : 1);
+}
+
 function sized(box, width) {
   const lines = box.lines.flatMap((line) => wrapped(line, width - 2 * PADDING));
-  const ports = box.group === undefined ? 0 : Math.max(1, box.group.edges.length);
-  const height = Math.max(lines.length * LINE_HEIGHT + 2 * PADDING - 4, ports * PORT);
+  const gaps = box.group === undefined ? 0 : portsOf(box.group) + 1;
+  const height = Math.max(lines.length * LINE_HEIGHT + 2 * PADDING - 4, gaps * PORT);
   return { ...box, lines, width, height };
 }
 
@@ -55,6 +61,7 @@ function portY(box, i, count) {
 }
 
 function kindOf(edge, group) {
+  if (edge.isBlocked) return "broken";
   if (edge.leaves) return "leaves";
   return group.leavesThrough.length > 0 || group.hasNoWayOut ? "contradicted" : "source";
 }
@@ -68,7 +75,7 @@ function links(groups, interfaces) {
     edges.forEach((edge, i) => {
       const to = interfaces.find(({ ordinal }) => ordinal === edge.ordinal);
       if (to === undefined) return;
-      const startY = portY(box, i, edges.length + (stubText(box.group) === "" ? 0 : 1));
+      const startY = portY(box, i, portsOf(box.group));
       const arrival = arrivals.get(to) ?? [];
       arrivals.set(to, arrival);
       const link = { box, to, startY, label: edge.label, kind: kindOf(edge, box.group) };
@@ -87,7 +94,8 @@ function wideEdge({ box, to, startY, endY, label, kind }) {
   const turn = x + LABEL_GAP;
   const half = (turn + to.x) / 2;
   const path = `M${x} ${startY}H${turn}C${half} ${startY} ${half} ${endY} ${to.x} ${endY}`;
-  return { kind, path, label, labelX: x + 8, labelY: startY - 5, split: true,
+  const cross = kind === "broken" ? { x: turn, y: startY } : undefined;
+  return { kind, path, label, labelX: x + 8, labelY: startY - 5, split: true, cross,
            tip: { x: to.x, y: endY, angle: 0 } };
 }
 
@@ -118,7 +126,8 @@ function wideFan(way, groups) {
 function columnsFor(model, width) {
   const column = (width - ENDPOINT_GAP - EDGE_GAP - 4) / 3;
   const size = (box) => sized(box, column);
-  const columns = [wayBoxes(model), groupBoxes(model), interfaceBoxes(model)]
+  const groups = groupBoxes(model).map((box) => withLines(box, hiddenLines(box)));
+  const columns = [wayBoxes(model), groups, interfaceBoxes(model)]
     .map((boxes) => boxes.map(size));
   const xs = [2, 2 + column + ENDPOINT_GAP, 2 + 2 * column + ENDPOINT_GAP + EDGE_GAP];
   return { columns, xs };
@@ -146,6 +155,15 @@ function headingsAt(xs) {
   return xs.map((x, i) => ({ x, y: 16, text: HEADINGS[i] }));
 }
 
+function withLines(box, lines) {
+  return { ...box, lines: [...box.lines, ...lines] };
+}
+
+function hiddenLines({ group }) {
+  const hidden = group === undefined ? "" : hiddenEdgesText(group);
+  return hidden === "" ? [] : [{ text: `\u2192 ${hidden}`, style: "label" }];
+}
+
 // In one column, the labels of edges are lines of the boxes.
 function withEdgeLines(box, interfaces) {
   if (box.group === undefined) return box;
@@ -155,7 +173,7 @@ function withEdgeLines(box, interfaces) {
   });
   const stub = stubText(box.group);
   if (stub !== "") lines.push({ text: `\u2715 ${stub}`, style: "label" });
-  return { ...box, lines: [...box.lines, ...lines] };
+  return withLines(box, [...lines, ...hiddenLines(box)]);
 }
 
 function narrowEdge({ box, to, startY, endY, kind }, lane) {

@@ -2,12 +2,15 @@
 // them. No text is cut or escaped here.
 
 import { socketsToEndpoint } from "./addresses.mjs";
-import { operStatusText } from "./texts.mjs";
+import { downInterface } from "./blocked.mjs";
+import { hasNoHost } from "./host.mjs";
+import { interfaceName, operStatusText } from "./texts.mjs";
 
 const MAX_STEPS = 12;
 const MAX_GROUPS = 6;
 const MAX_INTERFACES = 8;
 const MAX_SAMPLE = 4;
+const MAX_NAME = 12;
 
 const EVIDENCE = { BOUND_DEVICE: "bound device", ROUTE: "route", PACKETS: "packets" };
 
@@ -36,12 +39,13 @@ function wayOf(details, explain) {
 
 const ordinals = (interfaces) => interfaces.map(({ ordinal }) => ordinal);
 
-function groupKey(socket) {
+function groupKey(socket, down) {
   return [socket.role, socket.protocol, socket.remoteAddress, socket.decidedBy, socket.hasNoWayOut,
+          down?.ordinal ?? "",
           ...ordinals(socket.bySource), "/", ...ordinals(socket.leavesThrough)].join(" ");
 }
 
-function newGroup(socket) {
+function newGroup(socket, down) {
   return {
     role: socket.role,
     protocol: socket.protocol,
@@ -49,7 +53,7 @@ function newGroup(socket) {
     remotePort: socket.remotePort,
     decidedBy: socket.decidedBy,
     hasNoWayOut: socket.hasNoWayOut,
-    hasNoRoute: socket.byRoute === null,
+    down,
     bySource: ordinals(socket.bySource),
     leavesThrough: ordinals(socket.leavesThrough),
     count: 0,
@@ -58,11 +62,12 @@ function newGroup(socket) {
 }
 
 // Sockets with the same evidence, those that count first.
-export function groupsOf(sockets) {
+export function groupsOf(sockets, interfaces = []) {
   const groups = new Map();
   for (const socket of sockets) {
-    const key = groupKey(socket);
-    if (!groups.has(key)) groups.set(key, newGroup(socket));
+    const down = downInterface(socket, interfaces);
+    const key = groupKey(socket, down);
+    if (!groups.has(key)) groups.set(key, newGroup(socket, down));
     const group = groups.get(key);
     group.count += 1;
     if (group.sample.length < MAX_SAMPLE) group.sample.push(socket);
@@ -71,10 +76,18 @@ export function groupsOf(sockets) {
   return [...groups.values()].sort((a, b) => order.indexOf(a.role) - order.indexOf(b.role));
 }
 
-// Where a group leads, each interface with the evidence for it.
+// To the interface that is down. A long name has no place at the line.
+function blockedEdge({ ordinal, ...row }) {
+  const name = interfaceName({ ordinal, ...row });
+  const shown = name.length > MAX_NAME ? "it" : name;
+  return { ordinal, leaves: false, isBlocked: true, label: `no way out: ${shown} is down` };
+}
+
+// Where a group leads, each interface with the evidence for it, those that it leaves through first.
 export function edgesOf(group) {
+  const blocked = group.down === undefined ? [] : [blockedEdge(group.down)];
   const all = [...new Set([...group.leavesThrough, ...group.bySource])];
-  return all.map((ordinal) => {
+  const evident = all.map((ordinal) => {
     const hasSource = group.bySource.includes(ordinal);
     const leaves = group.leavesThrough.includes(ordinal);
     const evidence = [];
@@ -82,12 +95,15 @@ export function edgesOf(group) {
     if (leaves) evidence.push(EVIDENCE[group.decidedBy]);
     return { ordinal, leaves, label: `by ${evidence.join(" and ")}` };
   });
+  return [...blocked, ...evident];
 }
 
 function stopOfGroups(details, explain) {
   const { report, endpoint, crossCheck, sockets } = details;
   if (report.socketSourcesStatus !== "OK") {
-    return broken("socketSourcesStatus", report.socketSourcesStatus, explain);
+    return hasNoHost(details)
+      ? undefined
+      : broken("socketSourcesStatus", report.socketSourcesStatus, explain);
   }
   if (sockets.length > 0 || endpoint.status !== "OK") return undefined;
   return broken("crossCheck", crossCheck.status, explain);
@@ -138,40 +154,67 @@ export function leavingThrough(details) {
   return [...new Set([...leavingFor(details), ...others])].sort((a, b) => a - b);
 }
 
-function roleOf(ordinal, details, leaving) {
-  const { report, crossCheck } = details;
-  if (leaving.includes(ordinal)) {
-    return crossCheck.status === "TRYING" ? "attempts" : "leaves";
+// What is known of an interface that is named: all traffic, some of it or attempts leave through
+// it, or it has the source address alone.
+function evidenceFor(ordinal, details) {
+  const sockets = details.doAddressesAgree ? socketsToEndpoint(details) : details.sockets;
+  const leaves = ({ leavesThrough }) => ordinals(leavesThrough).includes(ordinal);
+  const counted = sockets.filter(({ role }) => role === "COUNTED");
+  if (counted.some(leaves)) {
+    return counted.every(({ leavesThrough }) => leavesThrough.length > 0) ? "leaves" : "some";
   }
-  return report.selectedInterfaceOrdinal === ordinal ? "named" : "other";
+  const attempts = sockets.filter(({ role }) => role === "TRYING");
+  return attempts.some(leaves) ? "attempts" : "bySource";
 }
 
-function shownInterfaces(rows, linked) {
-  const rank = (row) => (linked.has(row.ordinal) ? 0 : row.routes.length > 0 ? 1 : 2);
+function roleOf(ordinal, details, leaving) {
+  if (leaving.includes(ordinal)) return evidenceFor(ordinal, details);
+  return details.report.selectedInterfaceOrdinal === ordinal ? "named" : "other";
+}
+
+// The first are those of the answer, so that it is never without its picture.
+function shownInterfaces(rows, { leaving, selected, linked }) {
+  const tests = [
+    ({ ordinal }) => leaving.includes(ordinal),
+    ({ ordinal }) => ordinal === selected,
+    ({ ordinal }) => linked.has(ordinal),
+    ({ routes }) => routes.length > 0,
+    () => true,
+  ];
+  const rank = (row) => tests.findIndex((test) => test(row));
   const ranked = [...rows].sort((a, b) => rank(a) - rank(b) || a.ordinal - b.ordinal);
   return ranked.slice(0, MAX_INTERFACES).sort((a, b) => a.ordinal - b.ordinal);
+}
+
+function withShownEdges(group, interfaces, hasInterfaces) {
+  const shown = new Set(ordinals(interfaces));
+  const edges = group.edges.filter(({ ordinal }) => shown.has(ordinal));
+  return { ...group, edges, hiddenEdges: group.edges.length - edges.length, hasInterfaces };
 }
 
 export function modelOf(details, explain) {
   const { report, endpoint } = details;
   const leaving = leavingThrough(details);
-  const all = groupsOf(details.sockets);
+  const all = groupsOf(details.sockets, details.interfaces);
   const groups = all.slice(0, MAX_GROUPS).map((group) => ({ ...group, edges: edgesOf(group) }));
   const hiddenSockets = all.slice(MAX_GROUPS).reduce((sum, group) => sum + group.count, 0);
   const rows = interfaceRows(details);
   for (const row of rows) row.role = roleOf(row.ordinal, details, leaving);
-  const linked = new Set(groups.flatMap((group) => group.edges.map(({ ordinal }) => ordinal)));
-  leaving.forEach((ordinal) => linked.add(ordinal));
-  const interfaces = shownInterfaces(rows, linked);
+  const linked = new Set(groups.flatMap(({ edges }) => ordinals(edges)));
+  const selected = report.selectedInterfaceOrdinal;
+  const interfaces = shownInterfaces(rows, { leaving, selected, linked });
+  const hasInterfaces = report.interfacesStatus === "OK";
+  const isAsked = !hasNoHost(details);
   return {
     way: wayOf(details, explain),
     endpoint: endpoint.status === "OK" ? endpoint : undefined,
-    groups,
+    isAsked,
+    groups: groups.map((group) => withShownEdges(group, interfaces, hasInterfaces)),
     hiddenSockets,
     groupsStop: stopOfGroups(details, explain),
     interfaces,
     hiddenInterfaces: rows.length - interfaces.length,
-    interfacesStop: report.interfacesStatus === "OK"
+    interfacesStop: hasInterfaces || !isAsked
       ? undefined
       : broken("interfacesStatus", report.interfacesStatus, explain),
   };

@@ -1,5 +1,5 @@
 // The picture as a list of sentences.
-import { groupBoxes, interfaceBoxes, stubText } from "./boxes.mjs";
+import { groupBoxes, hiddenEdgesText, interfaceBoxes, stubText } from "./boxes.mjs";
 import { listed, say } from "./say.mjs";
 import { counted, endText, interfaceName } from "./texts.mjs";
 
@@ -30,13 +30,12 @@ function foldText({ lines }) {
 function groupText(box, names) {
   if (box.group === undefined) return foldText(box);
   const { group, lines } = box;
-  const from = listed(group.sample.map((row) => endText(row.localAddress, row.localPort)));
-  const more = group.count - group.sample.length;
-  const rest = more > 0 ? ` and ${more.toLocaleString("en")} more` : "";
+  const from = listed(group.sample.map((row) => endText(row.localAddress, row.localPort)),
+                      group.count - group.sample.length);
   const ways = group.edges.flatMap(({ ordinal, label }) =>
-    say` ${["\u2192"]} ${[{ data: names.get(ordinal) ?? `interface ${ordinal}` }]} ${[label]}.`);
-  const stub = stubText(group);
-  return say`${[lines[0].text]} from ${from}${[rest]}.${ways}${[stub === "" ? "" : ` ${stub}.`]}`;
+    say` ${["\u2192"]} ${[{ data: names.get(ordinal) }]} ${[label]}.`);
+  const ends = [hiddenEdgesText(group), stubText(group)].filter((text) => text !== "");
+  return say`${[lines[0].text]} from ${from}.${ways}${ends.map((text) => ` ${text}.`)}`;
 }
 
 function interfaceText(row, box) {

@@ -2,9 +2,11 @@
 import assert from "node:assert/strict";
 import { test } from "node:test";
 
-import { groupBoxes } from "../../apps/viewer/boxes.mjs";
+import { groupBoxes, interfaceBoxes, stubText } from "../../apps/viewer/boxes.mjs";
 import { layoutOf } from "../../apps/viewer/layout.mjs";
 import { edgesOf, groupsOf, leavingThrough, modelOf } from "../../apps/viewer/model.mjs";
+import { plain } from "../../apps/viewer/say.mjs";
+import { wayInWords } from "../../apps/viewer/way_text.mjs";
 import { TUN, WAN, WITHOUT_CHOICE, detailsOf, socket } from "./details.mjs";
 
 const explain = (key, word) => ({ meaning: `${key} is ${word}`, whatToDo: `see ${word}` });
@@ -79,8 +81,81 @@ test("interfaces have their roles, states and default routes", () => {
   assert.deepEqual(interfaces.map(({ state }) => state), ["up", "up", "down"]);
   assert.deepEqual(interfaces[1].routes, [{ family: 4, metric: 9 }]);
   const trying = model({ crossCheck: { status: "TRYING", interface: TUN },
-                         report: WITHOUT_CHOICE });
+                         report: WITHOUT_CHOICE,
+                         sockets: [socket({ role: "TRYING", leavesThrough: [TUN] })] });
   assert.equal(trying.interfaces[2].role, "attempts");
+});
+
+test("an interface has no more words than the evidence for it", () => {
+  const unknown = socket({ decidedBy: "NONE", byRoute: undefined, leavesThrough: [] });
+  const crossCheck = { status: "UNKNOWN" };
+  const role = (sockets) => model({ crossCheck, sockets }).interfaces[1].role;
+  assert.equal(role([unknown]), "bySource");
+  assert.equal(role([socket(), unknown]), "some");
+  const { interfaces } = model({ sockets: [socket(), unknown], doAddressesAgree: false,
+    otherAddresses: [{ address: "198.51.100.11", crossCheckStatus: "UNKNOWN", interface: TUN }] });
+  assert.deepEqual(interfaces.map((row) => row.role), ["other", "some", "bySource"]);
+});
+
+const MANY = Array.from({ length: 30 }, (_, i) =>
+  ({ ordinal: i + 1, name: `if${i + 1}`, operStatus: 1, addresses: ["10.0.0.7"] }));
+
+test("the interface of the answer is shown, and edges to others are counted", () => {
+  const many = model({ interfaces: MANY, report: { ...WITHOUT_CHOICE, defaultRoutes: [] },
+                       crossCheck: { status: "SETTLES", interface: MANY[29] },
+                       sockets: [socket({ bySource: MANY, leavesThrough: [MANY[29]] })] });
+  assert.deepEqual(many.interfaces.map(({ name }) => name),
+                   ["if1", "if2", "if3", "if4", "if5", "if6", "if7", "if30"]);
+  assert.equal(many.interfaces[7].role, "leaves");
+  const [{ edges, hiddenEdges }] = many.groups;
+  assert.deepEqual([edges[0].ordinal, edges.length, hiddenEdges], [30, 8, 22]);
+  const lines = (width) => layoutOf(many, width).boxes.find(({ kind }) => kind === "group").lines;
+  for (const width of [400, 1200]) {
+    const texts = lines(width).map(({ text }) => text).join(" ");
+    assert.match(texts, /\u2192 and 22 more interfaces$/);
+  }
+  assert.doesNotMatch(lines(400).map(({ text }) => text).join("\n"), /\u2192  by/);
+  assert.match(wayInWords(many).map(plain).join("\n"), / and 22 more interfaces\./);
+});
+
+test("more interfaces than are shown do not hide the one that the report names", () => {
+  const { interfaces } = model({ interfaces: MANY, report: { selectedInterfaceOrdinal: 25 },
+                                 crossCheck: { status: "DISAGREES", interface: MANY[29] },
+                                 sockets: [socket({ bySource: MANY,
+                                                    leavesThrough: [MANY[29]] })] });
+  assert.deepEqual(interfaces.slice(-2).map(({ name, role }) => [name, role]),
+                   [["if25", "named"], ["if30", "leaves"]]);
+});
+
+test("sockets without a way out are told apart by what is down", () => {
+  const stuck = (members) =>
+    socket({ hasNoWayOut: true, leavesThrough: [], bySource: [], ...members });
+  const { groups, interfaces } = model({ crossCheck: { status: "NO_WAY_OUT" }, sockets: [
+    stuck({ byRoute: null }), stuck({ byRoute: TUN }),
+    stuck({ byRoute: null, boundDevice: TUN }), stuck({ byRoute: undefined, boundDevice: TUN })] });
+  assert.deepEqual(groups.map(({ count, down }) => [count, down?.name]),
+                   [[1, undefined], [3, "tun3"]]);
+  assert.deepEqual(groups.map(stubText), ["no way out: no route", ""]);
+  assert.deepEqual(groups[1].edges, [{ ordinal: 3, leaves: false, isBlocked: true,
+                                       label: "no way out: tun3 is down" }]);
+  assert.ok(interfaces.some(({ name }) => name === "tun3"));
+});
+
+test("without the list of interfaces, nothing is said of their addresses", () => {
+  const { groups } = model({ interfaces: [], sockets: [socket({ bySource: [], leavesThrough: [],
+                                                                byRoute: undefined })],
+                             report: { interfacesStatus: "ADAPTER_ENUM_FAILED" } });
+  assert.deepEqual(groups.map(stubText), ["the interfaces are not known"]);
+});
+
+test("without a host, no list has failed", () => {
+  const none = model({ sockets: [], interfaces: [], crossCheck: { status: "UNKNOWN" },
+    failures: { adapters: "not taken", routes: "not taken", sockets: "not taken" },
+    report: { socketSourcesStatus: "SOCKET_ENUM_FAILED",
+              interfacesStatus: "ADAPTER_ENUM_FAILED" } });
+  const texts = [...groupBoxes(none), ...interfaceBoxes(none)].map(({ kind, lines }) =>
+    [kind, lines[0].text]);
+  assert.deepEqual(texts, Array(2).fill(["fold", "unknown: no host"]));
 });
 
 test("rows of one interface are one box", () => {
