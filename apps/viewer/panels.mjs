@@ -1,9 +1,11 @@
 // What stands below the picture: the statuses, the evidence, and what the record says of itself.
 import { button, element, explained, newId } from "./dom.mjs";
+import { isNotTaken } from "./host.mjs";
+import { listed, plain } from "./say.mjs";
 import { statusesOf } from "./statuses.mjs";
 import { tableOf } from "./tables.mjs";
-import { counted, endText, interfaceName, kindText, numberText, operStatusText, visible }
-  from "./texts.mjs";
+import { counted, endText, interfaceName, kindText, numberText, operStatusText, reasonText,
+         routeText, visible } from "./texts.mjs";
 
 function section(title, ...children) {
   const id = newId("panel");
@@ -14,7 +16,7 @@ function section(title, ...children) {
 function statusRow(status) {
   const { key, word, question, meaning, usualCause, whatToDo, isNormal } = status;
   const texts = [element("p", {}, ...explained(meaning))];
-  if (usualCause !== "The normal case.") {
+  if (usualCause !== "" && usualCause !== "The normal case.") {
     texts.push(element("p", {}, element("b", {}, "Usual cause: "), ...explained(usualCause)));
   }
   if (whatToDo !== "Nothing.") {
@@ -40,6 +42,14 @@ function oneInterface(value) {
   return value === null ? "none" : interfaceName(value);
 }
 
+const MAX_NAMES = 4;
+
+// As many as the sentence has.
+function namesText(rows, none) {
+  const names = rows.slice(0, MAX_NAMES).map(interfaceName);
+  return plain(listed(names, rows.length - names.length)) || none;
+}
+
 function packetsText(rows) {
   const texts = rows.map((row) => `${interfaceName(row.interface)}: ${row.count}`);
   return texts.join(", ") || "none seen";
@@ -47,7 +57,7 @@ function packetsText(rows) {
 
 function leavesText({ leavesThrough, hasNoWayOut }) {
   if (hasNoWayOut) return "no way out";
-  return leavesThrough.map(interfaceName).join(", ") || UNKNOWN;
+  return namesText(leavesThrough, UNKNOWN);
 }
 
 const ROLES = { COUNTED: "counts", TRYING: "is trying", NOT_COUNTED: "not counted" };
@@ -66,7 +76,7 @@ export function socketTexts(row) {
     ROLES[row.role],
     leavesText(row),
     DECIDED[row.decidedBy],
-    row.bySource.map(interfaceName).join(", ") || "no interface",
+    namesText(row.bySource, "no interface"),
     oneInterface(row.byRoute),
     packetsText(row.byPackets),
     oneInterface(row.boundDevice),
@@ -94,9 +104,19 @@ function addressesText(addresses) {
   return shown.join(", ") + (more > 0 ? ` and ${numberText(more)} more` : "") || "none";
 }
 
+// The default routes that no interface of the table has.
+function otherRoutes({ interfaces, report }) {
+  const known = new Set(interfaces.map(({ ordinal }) => ordinal));
+  const rows = report.defaultRoutes.filter((route) => !known.has(route.interfaceOrdinal));
+  return rows.map(({ family, routeMetric }) =>
+    `${routeText({ family, metric: routeMetric })}: interface unknown`);
+}
+
 function interfacePanel(details) {
   const { interfaces, report } = details;
-  if (interfaces.length === 0) return undefined;
+  const others = otherRoutes(details);
+  const list = others.length === 0 ? undefined : foldedListOf(others);
+  if (interfaces.length === 0) return list && section("Interfaces", list);
   const routes = new Map();
   for (const { interfaceOrdinal, family, routeMetric } of report.defaultRoutes) {
     const text = `IPv${family}, metric ${routeMetric}`;
@@ -111,7 +131,7 @@ function interfacePanel(details) {
     addressesText(routes.get(row.ordinal) ?? []),
   ];
   const table = tableOf("Interfaces of the host", INTERFACE_COLUMNS, interfaces, texts);
-  return section("Interfaces", table);
+  return section("Interfaces", table, list);
 }
 
 const FACTS = { MARK: "The marks of sockets", ROUTE: "The system's routes", PACKETS: "Packets",
@@ -122,14 +142,28 @@ function listOf(texts) {
   return element("ul", {}, ...texts.map((text) => element("li", {}, element("bdi", {}, text))));
 }
 
-function withReason(what, reason) {
-  return reason === "" ? `${what}.` : `${what}: ${visible(reason)}`;
+const MAX_LISTED = 20;
+
+function foldedListOf(texts) {
+  const more = texts.length - MAX_LISTED;
+  return listOf(more <= 0
+    ? texts
+    : [...texts.slice(0, MAX_LISTED), `and ${numberText(more)} more`]);
 }
 
-export function missingTexts({ missingFacts, failures }) {
+function withReason(what, reason) {
+  return reason === "" ? `${what}.` : `${what}: ${reasonText(reason)}.`;
+}
+
+function failureText(details, list) {
+  if (isNotTaken(details, list)) return `No host: the list of ${LISTS[list]} was not taken.`;
+  return withReason(`The list of ${LISTS[list]} could not be taken`, details.failures[list]);
+}
+
+export function missingTexts(details) {
+  const { missingFacts, failures } = details;
   return [
-    ...Object.keys(failures).map((list) =>
-      withReason(`The list of ${LISTS[list]} could not be taken`, failures[list])),
+    ...Object.keys(failures).map((list) => failureText(details, list)),
     ...missingFacts.map(({ fact, reason }) => withReason(`${FACTS[fact]} are missing`, reason)),
   ];
 }

@@ -1,3 +1,5 @@
+import { isNotTaken } from "./host.mjs";
+
 // The words of a report and its cross-check, by the members that have them.
 
 export const MEMBERS = ["configStatus", "egressSelectionPolicy", "activeEndpointStatus",
@@ -13,11 +15,24 @@ function wordsOf({ report, crossCheck }) {
   return found;
 }
 
+const LISTS = { interfacesStatus: "adapters", defaultRoutesStatus: "routes",
+                socketSourcesStatus: "sockets", selectionStatus: "sockets",
+                crossCheck: "sockets" };
+const NO_HOST = { meaning: "No host was asked.", whatToDo: "Nothing." };
+
+// Without a host, its lists ask for nothing, nor does what follows from them.
+function explanationOf(details, key, word, explain) {
+  const explanation = explain(key, word) ?? {};
+  const isOfList = key in LISTS && isNotTaken(details, LISTS[key]);
+  const isOfHost = isOfList && (key.endsWith("sStatus") || details.endpoint.status === "OK");
+  return isOfHost ? { question: explanation.question, ...NO_HOST } : explanation;
+}
+
 // Each word with its explanation, those that ask for something first.
 export function statusesOf(details, explain) {
   const statuses = wordsOf(details).map(({ key, word }) => {
     const { question = "", meaning = "", usualCause = "", whatToDo = "" } =
-      explain(key, word) ?? {};
+      explanationOf(details, key, word, explain);
     const isNormal = whatToDo === "" || whatToDo.startsWith("Nothing");
     return { key, word, question, meaning, usualCause, whatToDo, isNormal };
   });

@@ -76,6 +76,27 @@ class ReadTest(PageTest):
                 self.assertIn("c.json: read as a configuration", taken)
                 self.assertIn("json: read as the answer of the selector \u201cproxy\u201d", taken)
 
+    def test_a_configuration_alone_tells_of_no_failure(self):
+        self.drop(("c.json", ENGINE_CONFIG), ("a.json", ANSWERS))
+        words = self.script("return [...document.querySelectorAll('.status.notable .key')]"
+                            ".map((node) => node.textContent)")
+        for key in ["interfacesStatus", "defaultRoutesStatus", "socketSourcesStatus", "crossCheck"]:
+            self.assertNotIn(key, words)
+        self.assertEqual(self.all(".picture .stop"), [])
+        self.assertIn("No host: the list of interfaces was not taken.", self.text(".panels"))
+        self.assertNotIn("root", self.text("#result"))
+
+    def test_a_failed_list_says_what_to_do(self):
+        self.drop(("host.json", AGREES | {"sockets": {"enumFailed": True, "failureReason": "denied."}}))
+        self.assertEqual(self.answer(),
+                         "It cannot be told: the engine's sockets are not known: denied.")
+        self.assertIn("root", self.text(".todo"))
+
+    def test_a_default_route_of_an_unknown_interface_is_listed(self):
+        self.drop(("host.json", AGREES | {"routes": {"rows": [
+            {"family": 4, "interfaceIndex": 99, "routeMetric": 777}]}}))
+        self.assertIn("default route IPv4, metric 777: interface unknown", self.text(".panels"))
+
     def test_a_snapshot_gets_the_configuration_that_is_dropped_with_or_before_or_after_it(self):
         files = [("c.json", ENGINE_CONFIG), ("a.json", ANSWERS), ("h.json", HOST)]
         for drops in [[files], [files[:2], files[2:]], [files[2:], files[:2]]]:
