@@ -62,5 +62,6 @@ class WordTest(PageTest):
                 lines = [line.text for line in stop[0].find_elements("css selector", "text")]
                 self.assertIn(f"\u2715 {word}", lines)
                 told = " ".join(lines[lines.index(f"\u2715 {word}") + 1:])
+                self.assertNotEqual(told, "")
                 self.assertTrue(meaning.startswith(told.rstrip("\u2026")), told)
                 self.assertEqual(self.text(".tone"), "Unknown")
