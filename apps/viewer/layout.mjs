@@ -10,6 +10,8 @@ const WAY_GAP = 34;
 const HEADING = 34;
 const ENDPOINT_GAP = 56;
 const LABEL_GAP = 130;
+// Between a label and the cross behind it.
+const CROSS_GAP = 16;
 const EDGE_GAP = LABEL_GAP + 46;
 // Two lines of a label, and a gap.
 const PORT = 40;
@@ -91,7 +93,7 @@ function links(groups, interfaces) {
 
 function wideEdge({ box, to, startY, endY, label, kind }) {
   const x = box.x + box.width;
-  const turn = x + LABEL_GAP;
+  const turn = x + LABEL_GAP + (kind === "broken" ? CROSS_GAP : 0);
   const half = (turn + to.x) / 2;
   const path = `M${x} ${startY}H${turn}C${half} ${startY} ${half} ${endY} ${to.x} ${endY}`;
   const cross = kind === "broken" ? { x: turn, y: startY } : undefined;
@@ -105,7 +107,7 @@ function wideStub(box) {
   const count = box.group.edges.length;
   const x = box.x + box.width;
   const y = portY(box, count, count + 1);
-  const end = x + LABEL_GAP + 16;
+  const end = x + LABEL_GAP + CROSS_GAP;
   return [{ kind: "broken", path: `M${x} ${y}H${end}`, label: text, labelX: x + 8, labelY: y - 5,
             split: true, cross: { x: end, y } }];
 }
