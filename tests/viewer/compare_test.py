@@ -45,7 +45,7 @@ class CompareTest(PageTest):
         self.drop(("host.json", AGREES))
         self.browser.find_element(By.ID, "other").send_keys(str(path))
         self.wait_for(lambda: len(self.all(".answer")) == 2)
-        self.assertEqual(self.differences(), {"wlan0": ("not up (2), OTHER", "none")})
+        self.assertEqual(self.differences(), {"wlan0": ("down, other", "none")})
 
     def test_what_belongs_to_each_host_has_its_name(self):
         for width, shot in [(1500, "pair-wide"), (700, "pair-700")]:
