@@ -87,7 +87,7 @@ test("the record, its input and what it lacks are compared", () => {
     [{ missingFacts: [{ fact: "PACKETS", reason: "" }] },
      ["missing fact", "none", "Packets are missing."]],
     [{ input: { ...input, queries: [query] } },
-     ["input", "none", "The engine was asked for the choice of proxy: FAILED: no route"]],
+     ["input", "none", "The engine was asked for the choice of proxy: FAILED: no route."]],
     [{ processes: [{ id: 7, user: 0, program: "/bin/p" }] },
      ["input", "none", "The engine's process 7 of user 0: /bin/p"]],
     [{ report: { defaultRoutes: [...defaultRoutes, route] } },

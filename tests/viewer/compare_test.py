@@ -31,7 +31,7 @@ class CompareTest(PageTest):
         self.assertEqual(found[one], ("Leaves through: wan0; Route: wan0",
                                       "Leaves through: tun3; Route: tun3"))
         self.assertEqual(found["missing fact"],
-                         ("none", "Packets are missing: CAP_NET_RAW is missing"))
+                         ("none", "Packets are missing: CAP_NET_RAW is missing."))
         self.assertEqual(found["TCP 10.0.0.7:51004 \u2192 198.51.100.10:443"][1], "none")
         self.assertNotIn("Endpoint", found)
         self.assertNotIn("wan0", found)
