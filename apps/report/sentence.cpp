@@ -21,6 +21,7 @@ struct Subject {
   std::vector<const CheckedSocket*> sockets;
   std::string text;  // "2 TCP connections to 203.0.113.5:443"
   bool isOne = false;
+  std::size_t unknown = 0;  // how many leave nobody knows where
 };
 
 Subject subjectOf(const Finding& finding, SocketRole role) {
@@ -29,6 +30,7 @@ Subject subjectOf(const Finding& finding, SocketRole role) {
   for (const CheckedSocket& socket : finding.check().sockets) {
     if (socket.role != role) continue;
     subject.sockets.push_back(&socket);
+    if (socket.leavesThrough.empty()) ++subject.unknown;
     const snapshot::Socket& row = finding.snapshot.sockets.rows[socket.row];
     if (row.protocol == snapshot::SocketProtocol::TCP) ++tcp;
   }
@@ -49,11 +51,25 @@ Interfaces unionOf(const Subject& subject, Interfaces CheckedSocket::*member) {
   return {all.begin(), all.end()};
 }
 
+// For example "1 of ", before the sockets; empty if it is all of them.
+std::string partOf(const Subject& subject, std::size_t count) {
+  return count == subject.sockets.size() ? "" : std::to_string(count) + " of ";
+}
+
 std::string leaveThrough(const Finding& finding, const Subject& subject) {
   const Interfaces interfaces = unionOf(subject, &CheckedSocket::leavesThrough);
-  return namesOf(finding, interfaces) + ": " + subject.text +
-         (subject.isOne ? " leaves" : " leave") + " through " +
+  const std::size_t count = subject.sockets.size() - subject.unknown;
+  return namesOf(finding, interfaces) + ": " + partOf(subject, count) + subject.text +
+         (count == 1 ? " leaves" : " leave") + " through " +
          (interfaces.size() == 1 ? "it" : "them");
+}
+
+// What the system does not tell, for example "where 1 of them leaves".
+std::string whereTheyLeave(const Subject& subject) {
+  if (subject.isOne) return "where it leaves";
+  if (subject.unknown == subject.sockets.size()) return "where they leave";
+  return "where " + std::to_string(subject.unknown) + " of them " +
+         (subject.unknown == 1 ? "leaves" : "leave");
 }
 
 std::optional<std::uint32_t> namedByCore(const Finding& finding) {
@@ -95,17 +111,23 @@ std::string reasonOfNoWay(const Finding& finding, const CheckedSocket& socket) {
 }
 
 Sentence noWayOut(const Finding& finding, const Subject& subject) {
-  const auto isStuck = [](const CheckedSocket* socket) { return socket->hasNoWayOut; };
-  const auto count = std::ranges::count_if(subject.sockets, isStuck);
-  const CheckedSocket& first = **std::ranges::find_if(subject.sockets, isStuck);
-  const bool isAll = static_cast<std::size_t>(count) == subject.sockets.size();
-  return {"no way out: " + (isAll ? "" : std::to_string(count) + " of ") + subject.text +
-              " cannot leave: " + reasonOfNoWay(finding, first) + ".",
+  std::size_t count = 0;
+  std::set<std::string> reasons;
+  for (const CheckedSocket* const socket : subject.sockets) {
+    if (!socket->hasNoWayOut) continue;
+    ++count;
+    reasons.insert(reasonOfNoWay(finding, *socket));
+  }
+  return {"no way out: " + partOf(subject, count) + subject.text +
+              " cannot leave: " + enumeration({reasons.begin(), reasons.end()}) + ".",
           "Set the interface up, or repair the route; an engine that does not notice must "
           "reconnect"};
 }
 
 Sentence attempt(const Finding& finding, const Subject& subject) {
+  if (std::ranges::any_of(subject.sockets, &CheckedSocket::hasNoWayOut)) {
+    return noWayOut(finding, subject);
+  }
   const std::string todo = "Check that the server runs, and that the way to it is open";
   if (finding.check().interfaceIndex) {
     return {leaveThrough(finding, subject) + ", without an answer so far.", todo};
@@ -125,15 +147,17 @@ Sentence noSocket(const Finding& finding) {
 // The system does not tell, and the core names no interface.
 Sentence unsettled(const Finding& finding, const Subject& subject) {
   const std::string owners = namesOf(finding, unionOf(subject, &CheckedSocket::bySource));
-  const auto unknown = [](const std::string& what) {
-    return Sentence{"unknown: " + what + ", and the system does not tell where they leave.",
-                    "Let the engine reconnect, then run this again"};
+  const auto unknown = [&subject](const std::string& what) {
+    return Sentence{
+        "unknown: " + what + ", and the system does not tell " + whereTheyLeave(subject) + ".",
+        "Let the engine reconnect, then run this again"};
   };
   using enum SelectionStatus;
   const SelectionStatus status = finding.diagnosis().selection.status;
   if (status == NOT_APPLICABLE_OS_ROUTED) {
-    return {"unknown: the system's routes decide, and it does not tell where " + subject.text +
-                (subject.isOne ? " leaves." : " leave."),
+    return {"unknown: the system's routes decide, and it does not tell where " +
+                partOf(subject, subject.unknown) + subject.text +
+                (subject.unknown == 1 ? " leaves." : " leave."),
             {}};
   }
   if (status == SOCKET_SOURCE_ADDRESS_UNMAPPED) {
@@ -194,8 +218,7 @@ Sentence sentenceFor(const Finding& finding) {
   const std::optional<std::uint32_t> named = namedByCore(finding);
   if (!named) return unsettled(finding, subject);
   return {namesOf(finding, {*named}) + ": " + subject.text + (subject.isOne ? " has" : " have") +
-              " its source address; the system does not tell where " +
-              (subject.isOne ? "it leaves." : "they leave."),
+              " its source address; the system does not tell " + whereTheyLeave(subject) + ".",
           {}};
 }
 

@@ -142,6 +142,12 @@ class FirstScreenTest(AnswerTest):
         self.assert_answer(one, 1, f"no way out: 1 of 2 TCP connections to {TITLE} cannot leave: the "
                            "system has no route.")
 
+    def test_no_way_out_for_two_reasons(self):
+        both = changed(adapters=lambda rows: rows[2].update(operStatus=2),
+                       sockets=lambda rows: rows[0].update(routeInterfaceIndex=0, boundInterfaceIndex=0))
+        self.assert_answer(both, 1, f"no way out: 2 TCP connections to {TITLE} cannot leave: the system has "
+                           "no route and wan1 is down.")
+
     def test_connection_attempts(self):
         self.assert_answer(sockets(state="SYN_SENT"), 1, f"wan1: 2 TCP connection attempts to {TITLE} "
                            "leave through it, without an answer so far.", "no answer yet, bound to wan1",
@@ -149,6 +155,9 @@ class FirstScreenTest(AnswerTest):
         unknown = sockets(1, state="SYN_SENT", routeInterfaceIndex=None, boundInterfaceIndex=None)
         self.assert_answer(unknown, 1,
                            f"no answer: 1 TCP connection attempt to {TITLE} has no answer so far.")
+        lost = sockets(1, state="SYN_SENT", routeInterfaceIndex=0, boundInterfaceIndex=0)
+        self.assert_answer(lost, 1, f"no way out: 1 TCP connection attempt to {TITLE} cannot leave: the "
+                           "system has no route.", "check TRYING", "do Set the interface up")
 
     def test_no_connection(self):
         idle = f"no connection: the engine has no TCP connection to {TITLE}"
@@ -173,7 +182,8 @@ class FirstScreenTest(AnswerTest):
                            "not tell where they leave.", "established (2 alike) check UNKNOWN")
         lost = f"{TITLE}, and the system does not tell where they leave."
         self.assert_answer(sockets(1, localAddress="192.0.2.9", **unknown), 1,
-                           f"unknown: no interface has the source address of 1 TCP connection to {lost}")
+                           f"unknown: no interface has the source address of 1 TCP connection to "
+                           f"{TITLE}, and the system does not tell where it leaves.")
 
         def differ(address, interface=None):
             def change(snapshot):
@@ -192,6 +202,29 @@ class FirstScreenTest(AnswerTest):
         os_routed["config"]["autoDetectInterface"] = False
         self.assert_answer(os_routed, 1, "unknown: the system's routes decide, and it does not tell where "
                            f"2 TCP connections to {TITLE} leave.")
+
+    def test_the_system_tells_of_some(self):
+        def second(**fields):
+            """The second of two sockets has these fields, and no known way."""
+            def change(rows):
+                rows[1].update(fields)
+                for key in ("routeInterfaceIndex", "boundInterfaceIndex"):
+                    del rows[1][key]
+            return change
+        self.assert_answer(changed(sockets=second()), 1,
+                           f"wan1: 1 of 2 TCP connections to {TITLE} leaves through it, with the source "
+                           "address of wan0.")
+        own = routed(WAN0)
+        second()(own["sockets"]["rows"])
+        self.assert_answer(own, 0, f"wan0: 2 TCP connections to {TITLE} have its source address; the system "
+                           "does not tell where 1 of them leaves.")
+        shared = copy.deepcopy(own)
+        shared["adapters"]["rows"][2]["addresses"].append("192.168.1.2")
+        self.assert_answer(shared, 1, f"unknown: wan0 and wan1 have the source address of 2 TCP connections "
+                           f"to {TITLE}, and the system does not tell where 1 of them leaves.")
+        own["config"]["autoDetectInterface"] = False
+        self.assert_answer(own, 1, "unknown: the system's routes decide, and it does not tell where 1 of 2 "
+                           f"TCP connections to {TITLE} leaves.")
 
     def test_what_decided(self):
         bound = sockets(routeInterfaceIndex=None, localAddress="10.20.0.2")
