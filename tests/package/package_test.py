@@ -194,7 +194,7 @@ def readme_blocks(language):
 
 # The host's build files and commands from README.md.
 README_FIND, README_FIND_COMPONENTS, README_ADD, README_FETCH = readme_blocks("cmake")
-README_COMPILE, = readme_blocks("sh")
+README_COMPILE, README_PYTHON = readme_blocks("sh")
 
 
 def dynamic_symbols(option, file):
@@ -601,6 +601,15 @@ class PkgConfigTest(PackageTest):
                 run("cc", SOURCE / "examples/c/report.c", "-o", folder / "report", *flags,
                     f"-Wl,-rpath-link,{lib}")
                 self.expect_c_example_works(folder / "report", LD_LIBRARY_PATH=str(lib))
+
+    def test_the_command_of_readme_runs_the_program_in_python(self):
+        record = fresh_folder("python") / "record.json"
+        record.write_text('{"format": "egress-snapshot", "version": 1}')
+        for kind in KINDS:
+            with self.subTest(kind):
+                command = README_PYTHON.replace("PREFIX", str(prefix_of(kind)))
+                report = run("sh", "-c", f"cd {SOURCE} && {command.replace('FILE', str(record))}")
+                self.assertEqual(json.loads(report)["configStatus"], "NO_CONFIG")
 
     def test_has_the_version(self):
         for name in LIBRARIES:
