@@ -84,6 +84,8 @@ std::variant<EngineUrl, std::string> readEngineUrl(const std::string& url) {
     return problemOfCode(CURLUE_UNSUPPORTED_SCHEME);
   }
   if (result.port == 0) return "the port of the URL is 0";
+  // A tag would name another zone, or none that can be read.
+  if (hasTagPlace(CURLUPART_ZONEID)) return "the zone of the URL's address has a {tag}";
   return result;
 }
 

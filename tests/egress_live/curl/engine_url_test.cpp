@@ -69,6 +69,8 @@ TEST(EngineUrl, IsRefusedForAReasonWithoutItsText) {
       {"http://localhost:65536/{tag}", port},
       {"http://localhost:{tag}/{tag}", port},
       {"http://localhost:0/{tag}", "the port of the URL is 0"},
+      {"http://[fe80::1%25{tag}]/{tag}", "the zone of the URL's address has a {tag}"},
+      {"http://[fe80::1%25e{tag}0]/", "the zone of the URL's address has a {tag}"},
       {"http://localhost/ {tag}", path},
       {"http://localhost/{tag}\n", path},
       {std::string("http://localhost/{tag}\0", 23), "the URL has a NUL byte"},
