@@ -100,8 +100,8 @@ function socketRows(left, right) {
   });
 }
 
-// A row for each text that one of them lacks.
-function textRows(left, right, what) {
+// A row for each text that one of two lists lacks.
+function textRows([left, right], what) {
   const [ofLeft, ofRight] = [new Set(left), new Set(right)];
   return [
     ...left.filter((text) => !ofRight.has(text)).map((text) => ({ what, left: text, right: NONE })),
@@ -128,15 +128,6 @@ function otherAddressTexts({ otherAddresses }) {
   });
 }
 
-function recordRows(left, right) {
-  const rowsOf = (what, textsOf) => textRows(textsOf(left), textsOf(right), what);
-  return [
-    ...originRows(left, right),
-    ...rowsOf("missing fact", missingTexts),
-    ...rowsOf("input", inputTexts),
-  ];
-}
-
 function interfacesByName({ interfaces, report }) {
   const found = new Map();
   for (const row of interfaces) {
@@ -158,7 +149,7 @@ export function differencesOf(left, right, sentenceOf) {
     { what: "Way", left: wayText(left), right: wayText(right) },
     { what: "Endpoint", left: endpointText(left), right: endpointText(right) },
   ];
-  const rowsOf = (what, textsOf) => textRows(textsOf(left), textsOf(right), what);
+  const rowsOf = (what, textsOf) => textRows([left, right].map(textsOf), what);
   return [
     { title: "Report, way and endpoint",
       rows: [...differing(single), ...rowsOf("other address", otherAddressTexts)] },
@@ -167,6 +158,8 @@ export function differencesOf(left, right, sentenceOf) {
       rows: [...differing(mapRows(interfacesByName(left), interfacesByName(right))),
              ...rowsOf("interface metric", metricTexts),
              ...rowsOf("without an interface", unmappedRoutes)] },
-    { title: "Record and input", rows: differing(recordRows(left, right)) },
+    { title: "Record and input",
+      rows: [...differing(originRows(left, right)), ...rowsOf("missing fact", missingTexts),
+             ...rowsOf("input", inputTexts)] },
   ];
 }

@@ -13,7 +13,7 @@ function selectorsText(tags) {
 }
 
 // What a file was read as.
-export function kindText({ kind, tags, refusal }) {
+export function fileKindText({ kind, tags, refusal }) {
   if (refusal !== undefined) return `${KINDS[kind]}, but it is not JSON`;
   return kind === "answers" && tags.length > 0 ? selectorsText(tags) : KINDS[kind];
 }

@@ -5,7 +5,7 @@ import { element } from "./dom.mjs";
 import { differencesView } from "./differences.mjs";
 import { startEngine } from "./engine.mjs";
 import { describeFault } from "./faults.mjs";
-import { isUsable, kindText, nextInputs, unfit } from "./inputs.mjs";
+import { fileKindText, isUsable, nextInputs, unfit } from "./inputs.mjs";
 import { classify } from "./intake.mjs";
 import pictureStyle from "./picture.css";
 import { copy, pictureText, save } from "./saving.mjs";
@@ -54,7 +54,7 @@ function showTaken() {
   const files = new Set(cases.flatMap(({ inputs }) => Object.values(inputs)));
   find("taken").replaceChildren(...[...files].map((file) => {
     const name = element("bdi", { class: "data" }, visible(file.name));
-    return element("li", {}, name, `: read as ${kindText(file)}`);
+    return element("li", {}, name, `: read as ${fileKindText(file)}`);
   }));
 }
 

@@ -2,7 +2,7 @@
 // them. No text is cut or escaped here.
 
 import { socketsToEndpoint } from "./addresses.mjs";
-import { downInterface } from "./blocked.mjs";
+import { downInterface, downOrdinals } from "./blocked.mjs";
 import { hasNoHost } from "./host.mjs";
 import { interfaceName, operStatusText } from "./texts.mjs";
 
@@ -64,8 +64,9 @@ function newGroup(socket, down) {
 // Sockets with the same evidence, those that count first.
 export function groupsOf(sockets, interfaces = []) {
   const groups = new Map();
+  const allDown = downOrdinals(interfaces);
   for (const socket of sockets) {
-    const down = downInterface(socket, interfaces);
+    const down = downInterface(socket, allDown);
     const key = groupKey(socket, down);
     if (!groups.has(key)) groups.set(key, newGroup(socket, down));
     const group = groups.get(key);
@@ -86,12 +87,11 @@ function blockedEdge({ ordinal, ...row }) {
 // Where a group leads, each interface with the evidence for it, those that it leaves through first.
 export function edgesOf(group) {
   const blocked = group.down === undefined ? [] : [blockedEdge(group.down)];
-  const all = [...new Set([...group.leavesThrough, ...group.bySource])];
-  const evident = all.map((ordinal) => {
-    const hasSource = group.bySource.includes(ordinal);
-    const leaves = group.leavesThrough.includes(ordinal);
+  const [leaving, owners] = [new Set(group.leavesThrough), new Set(group.bySource)];
+  const evident = [...new Set([...leaving, ...owners])].map((ordinal) => {
+    const leaves = leaving.has(ordinal);
     const evidence = [];
-    if (hasSource) evidence.push("source address");
+    if (owners.has(ordinal)) evidence.push("source address");
     if (leaves) evidence.push(EVIDENCE[group.decidedBy]);
     return { ordinal, leaves, label: `by ${evidence.join(" and ")}` };
   });
@@ -154,22 +154,34 @@ export function leavingThrough(details) {
   return [...new Set([...leavingFor(details), ...others])].sort((a, b) => a - b);
 }
 
-// What is known of an interface that is named: all traffic, some of it or attempts leave through
-// it, or it has the source address alone.
-function evidenceFor(ordinal, details) {
+// What is known of the interfaces that sockets leave through.
+function evidenceOf(details) {
   const sockets = details.doAddressesAgree ? socketsToEndpoint(details) : details.sockets;
-  const leaves = ({ leavesThrough }) => ordinals(leavesThrough).includes(ordinal);
   const counted = sockets.filter(({ role }) => role === "COUNTED");
-  if (counted.some(leaves)) {
-    return counted.every(({ leavesThrough }) => leavesThrough.length > 0) ? "leaves" : "some";
-  }
   const attempts = sockets.filter(({ role }) => role === "TRYING");
-  return attempts.some(leaves) ? "attempts" : "bySource";
+  const leaving = (rows) => new Set(rows.flatMap((row) => ordinals(row.leavesThrough)));
+  return {
+    counted: leaving(counted),
+    attempts: leaving(attempts),
+    isOfAll: counted.every(({ leavesThrough }) => leavesThrough.length > 0),
+  };
 }
 
-function roleOf(ordinal, details, leaving) {
-  if (leaving.includes(ordinal)) return evidenceFor(ordinal, details);
-  return details.report.selectedInterfaceOrdinal === ordinal ? "named" : "other";
+// Of an interface that is named: all traffic, some of it or attempts leave through it, or it has
+// the source address alone.
+function roleOfNamed(ordinal, { counted, attempts, isOfAll }) {
+  if (counted.has(ordinal)) return isOfAll ? "leaves" : "some";
+  return attempts.has(ordinal) ? "attempts" : "bySource";
+}
+
+function setRoles(rows, details, leaving) {
+  const evidence = evidenceOf(details);
+  const named = new Set(leaving);
+  const selected = details.report.selectedInterfaceOrdinal;
+  for (const row of rows) {
+    row.role = row.ordinal === selected ? "named" : "other";
+    if (named.has(row.ordinal)) row.role = roleOfNamed(row.ordinal, evidence);
+  }
 }
 
 // The first are those of the answer, so that it is never without its picture.
@@ -199,7 +211,7 @@ export function modelOf(details, explain) {
   const groups = all.slice(0, MAX_GROUPS).map((group) => ({ ...group, edges: edgesOf(group) }));
   const hiddenSockets = all.slice(MAX_GROUPS).reduce((sum, group) => sum + group.count, 0);
   const rows = interfaceRows(details);
-  for (const row of rows) row.role = roleOf(row.ordinal, details, leaving);
+  setRoles(rows, details, leaving);
   const linked = new Set(groups.flatMap(({ edges }) => ordinals(edges)));
   const selected = report.selectedInterfaceOrdinal;
   const interfaces = shownInterfaces(rows, { leaving, selected, linked });

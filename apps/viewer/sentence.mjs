@@ -1,6 +1,6 @@
 // The answer: a headline, the evidence, and what to do. Each is a list of parts; see say.mjs.
 import { socketsToEndpoint } from "./addresses.mjs";
-import { downInterface } from "./blocked.mjs";
+import { downInterface, downOrdinals } from "./blocked.mjs";
 import { hasNoHost } from "./host.mjs";
 import { leavingThrough } from "./model.mjs";
 import { endpointReason } from "./reasons.mjs";
@@ -41,12 +41,16 @@ function ofAll(count, { sockets }) {
   return count === sockets.length ? "" : `${numberText(count)} of `;
 }
 
+// "1 of 2".
+function ofTotal(count, { sockets }) {
+  return `${numberText(count)} of ${numberText(sockets.length)}`;
+}
+
 // For how many sockets the system does not tell; empty if it tells for all.
 function untold(subject) {
   const { sockets, known } = subject;
   if (known === sockets.length) return "";
-  const count = numberText(sockets.length - known);
-  return `; for ${count} of ${numberText(sockets.length)} the system does not tell`;
+  return `; for ${ofTotal(sockets.length - known, subject)} the system does not tell`;
 }
 
 const EVIDENCE = {
@@ -127,7 +131,8 @@ function several(details, subject) {
 
 // Every reason why sockets are stuck.
 function stuckReason(details, stuck) {
-  const all = stuck.map((socket) => downInterface(socket, details.interfaces)?.ordinal);
+  const allDown = downOrdinals(details.interfaces);
+  const all = stuck.map((socket) => downInterface(socket, allDown)?.ordinal);
   const down = [...new Set(all)].filter((ordinal) => ordinal !== undefined);
   const noRoute = all.includes(undefined) ? ["the system has no route"] : [];
   if (down.length === 0) return noRoute;
@@ -187,9 +192,9 @@ function unknown(reason, more = {}) {
 const RECONNECT = say`Let the engine reconnect, and take a new snapshot.`;
 
 // That the system does not tell, of how many if it tells of others.
-function notTold({ sockets, known }) {
-  const part = known === 0 ? "" : ` for ${numberText(sockets.length - known)} of ` +
-                                  `${numberText(sockets.length)}`;
+function notTold(subject) {
+  const { sockets, known } = subject;
+  const part = known === 0 ? "" : ` for ${ofTotal(sockets.length - known, subject)}`;
   return `system does not tell where packets leave${part}`;
 }
 
@@ -198,7 +203,7 @@ function toldPart(details, subject) {
   if (subject.known === 0) return [];
   const owners = subject.sockets.flatMap((row) => row.leavesThrough.map(({ ordinal }) => ordinal));
   const names = namesOf(details, [...new Set(owners)]);
-  return say`${[`${numberText(subject.known)} of ${numberText(subject.sockets.length)}`]}
+  return say`${[ofTotal(subject.known, subject)]}
     ${[subject.known === 1 ? "leaves" : "leave"]} through ${names}
     (${[evidenceText(subject.sockets)]}).`;
 }
